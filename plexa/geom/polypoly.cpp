@@ -1,0 +1,60 @@
+#include "plexa/geom/polypoly.h"
+
+CBPointArray& CPolyPolyBezier::operator[](int i) const {
+  CBPointArray* p = GetAt(i);
+  if (p == nullptr) AfxThrowInvalidArgException();
+  return *p;
+}
+
+void CPolyPolyBezier::AppendCurve(const CPolyPolyBezier& src) {
+  const int n = static_cast<int>(src.GetSize());  // fixed first: src may be this set
+  for (int i = 0; i < n; ++i)
+    if (const CBPointArray* p = src.GetAt(i)) Add(std::make_unique<CBPointArray>(*p).release());
+}
+
+void CPolyPolyBezier::MakeReverse(bool reverseEach) {
+  const INT_PTR n = GetSize();
+  void** d = GetData();
+  for (INT_PTR i = 0; i < n / 2; ++i) std::swap(d[i], d[n - 1 - i]);
+  if (!reverseEach) return;
+  for (int i = 0; i < n; ++i)
+    if (CBPointArray* p = GetAt(i)) p->MakeReverse();
+}
+
+void CPolyPolyBezier::SetOrientation(bool clockwise) {
+  for (int i = 0; i < GetSize(); ++i)
+    if (CBPointArray* p = GetAt(i)) p->SetOrientation(clockwise);
+}
+
+void CPolyPolyBezier::ApplyTransformation(CView3D& view) {
+  for (int i = 0; i < GetSize(); ++i)
+    if (CBPointArray* p = GetAt(i)) p->ApplyTransformation(view);
+}
+
+void CPolyPolyDPoint::ApplyTransformation(CView3D& view) {
+  for (int i = 0; i < GetSize(); ++i) {
+    if (auto* line = GetAt(i)) {
+      for (PLEXA::CDPOINT& p : *line) {
+        view.Transfer(p.x, p.y, 0.0);
+        p.x = view.x();
+        p.y = view.y();
+      }
+    }
+  }
+}
+
+void ReverseArrays(CPolyPolyBezier& set) {
+  for (int i = 0; i < set.GetSize(); ++i)
+    if (CBPointArray* p = set.GetAt(i)) p->MakeReverse();
+}
+
+void RemoveSamePoints(CPolyPolyBezier& set, double tol) {
+  for (int i = 0; i < set.GetSize(); ++i)
+    if (CBPointArray* p = set.GetAt(i)) p->RemoveSamePoints(tol);
+}
+
+void ReverseArray(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts) {
+  const INT_PTR n = pts.GetSize();
+  PLEXA::CDPOINT* d = pts.GetData();
+  for (INT_PTR i = 0; i < n / 2; ++i) d[i] = d[n - 1 - i];
+}

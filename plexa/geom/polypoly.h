@@ -1,0 +1,125 @@
+// The owning containers: arrays of pointers to heap-allocated arrays (paths, polylines,
+// index and number lists), each element deleted by its container exactly once.
+//
+//   CPolyPolyBezier set;
+//   auto* path = new CBPointArray;          // the container takes ownership on Add/SetAt
+//   set.Add(path);
+//   set.GetAt(7);                           // out of range: nullptr, no failure
+//   CPolyPolyBezier copy(set);              // deep copy (CPolyPolyBezier only)
+//
+// Invariants: a non-null slot was allocated by the library or handed over by the caller and
+// is deleted on RemoveAt, RemoveAll, replacement by SetAt/SetAtGrow and destruction. Null
+// slots are allowed and tolerated by every method. Negative indexes are ignored silently;
+// SetAt past the end raises CInvalidArgException before anything is deleted.
+// Copy: CPolyPolyBezier skips a null source slot and goes on; the other five containers
+// stop copying at the first null source slot. The difference is intended.
+#pragma once
+
+#include <memory>
+
+#include "plexa/effects/view3d.h"
+#include "plexa/geom/path.h"
+#include "plexa/geom/types.h"
+#include "plexa/platform/array.h"
+
+template <typename T, bool kSkipNullOnCopy>
+class CPolyPolyOf : public CPtrArray {
+ public:
+  using Element = T;
+
+  CPolyPolyOf() = default;
+  CPolyPolyOf(const CPolyPolyOf&) = delete;
+  CPolyPolyOf& operator=(const CPolyPolyOf&) = delete;
+  ~CPolyPolyOf() override { RemoveAll(); }
+
+  INT_PTR GetSize() const { return CPtrArray::GetSize(); }
+
+  // The element pointer, or nullptr when i is outside [0, size).
+  T* GetAt(int i) const {
+    if (i < 0 || i >= CPtrArray::GetSize()) return nullptr;
+    return static_cast<T*>(CPtrArray::GetData()[i]);
+  }
+
+  // Takes ownership of p. Returns its index.
+  INT_PTR Add(T* p) { return CPtrArray::Add(p); }
+
+  void SetAt(int i, T* p) {
+    if (i < 0) return;
+    if (i >= CPtrArray::GetSize()) AfxThrowInvalidArgException();
+    delete GetAt(i);
+    CPtrArray::GetData()[i] = p;
+  }
+
+  void SetAtGrow(int i, T* p) {
+    if (i < 0) return;
+    if (i < CPtrArray::GetSize()) delete GetAt(i);
+    CPtrArray::SetAtGrow(i, p);
+  }
+
+  void RemoveAt(int i) {
+    if (i < 0 || i >= CPtrArray::GetSize()) return;
+    if (T* p = GetAt(i)) {
+      p->SetSize(0);
+      delete p;
+    }
+    CPtrArray::RemoveAt(i);
+  }
+
+  void RemoveAll() {
+    for (INT_PTR i = 0; i < CPtrArray::GetSize(); ++i) delete static_cast<T*>(CPtrArray::GetData()[i]);
+    CPtrArray::SetSize(0);
+  }
+
+  void Copy(const CPolyPolyOf& src) {
+    if (this == &src) return;
+    RemoveAll();
+    for (INT_PTR i = 0; i < src.CPtrArray::GetSize(); ++i) {
+      const T* p = static_cast<const T*>(src.CPtrArray::GetData()[i]);
+      if (p == nullptr) {
+        if constexpr (kSkipNullOnCopy) continue;
+        else break;
+      }
+      CPtrArray::Add(std::make_unique<T>(*p).release());
+    }
+  }
+};
+
+class CPolyPolyBezier : public CPolyPolyOf<CBPointArray, true> {
+ public:
+  CPolyPolyBezier() = default;
+  CPolyPolyBezier(const CPolyPolyBezier& other) : CPolyPolyOf() { Copy(other); }
+  CPolyPolyBezier& operator=(const CPolyPolyBezier& other) {
+    Copy(other);
+    return *this;
+  }
+
+  // The path at i by reference; raises CInvalidArgException for an empty or missing slot.
+  CBPointArray& operator[](int i) const;
+
+  // Appends a copy of every non-null path of src, in order.
+  void AppendCurve(const CPolyPolyBezier& src);
+  // Reverses the order of the paths; with reverseEach also every path's node order.
+  void MakeReverse(bool reverseEach);
+  void SetOrientation(bool clockwise);
+  void ApplyTransformation(CView3D& view);
+};
+
+class CPolyPolyDPoint : public CPolyPolyOf<CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>, false> {
+ public:
+  // Every point goes through view.Transfer(x, y, 0) and takes the resulting x and y.
+  void ApplyTransformation(CView3D& view);
+};
+
+class CPolyPolyDWord : public CPolyPolyOf<CDWordArray, false> {};
+class CPolyPolyDouble : public CPolyPolyOf<CArray<double, const double&>, false> {};
+class CPolyPolyInclination : public CPolyPolyOf<CArray<double, double>, false> {};
+class CPolyPolyPoint : public CPolyPolyOf<CArray<tagPOINT, tagPOINT>, false> {};
+
+// CBPointArray::MakeReverse on every non-null path.
+void ReverseArrays(CPolyPolyBezier& set);
+// CBPointArray::RemoveSamePoints(tol) on every non-null path.
+void RemoveSamePoints(CPolyPolyBezier& set, double tol);
+// For i below size/2, element i := element size-1-i. Nothing is written into the second
+// half, so (A, B, C, D) becomes (D, C, C, D): a one-sided mirror copy, not a reversal. This
+// is the intended behaviour, kept for hosts that depend on it.
+void ReverseArray(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts);

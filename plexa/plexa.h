@@ -1,0 +1,21 @@
+// plexa: two-dimensional geometry and vector-graphics mathematics for sign making and
+// cutting. This umbrella header declares every exported class, function and platform record.
+//
+//   #include "plexa/plexa.h"
+//   CBPointArray path;  CPolyPolyBezier set;  CView3D view;  ...
+#pragma once
+
+// Platform layer: records, failures, arrays, archive, strings.
+#include "plexa/platform/archive.h"
+#include "plexa/platform/array.h"
+#include "plexa/platform/errors.h"
+#include "plexa/platform/records.h"
+#include "plexa/platform/text.h"
+
+// Value types and the view transform.
+#include "plexa/geom/types.h"
+#include "plexa/effects/view3d.h"
+
+// Paths and path sets.
+#include "plexa/geom/path.h"
+#include "plexa/geom/polypoly.h"
