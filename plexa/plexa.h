@@ -16,6 +16,9 @@
 #include "plexa/geom/types.h"
 #include "plexa/effects/view3d.h"
 
+// Planar geometry.
+#include "plexa/analysis/planar.h"
+
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
