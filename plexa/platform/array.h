@@ -246,13 +246,14 @@ class CArray {
       }
     } else {
       // Copy through a staging block so the reserved bytes go out as zeros.
-      constexpr std::size_t kBlock = 4096;
+      constexpr std::size_t kBlock = 1024;
       auto block = std::make_unique<unsigned char[]>(kBlock * kRec);
       for (std::size_t done = 0, n = static_cast<std::size_t>(m_size); done < n;) {
         const std::size_t chunk = std::min(n - done, kBlock);
-        std::memset(block.get(), 0, chunk * kRec);
+        static_assert(kRec == sizeof(TYPE), "records mirror the element layout");
+        std::memcpy(block.get(), m_data + done, chunk * kRec);
         for (std::size_t k = 0; k < chunk; ++k)
-          std::memcpy(block.get() + k * kRec, m_data + done + k, Record::kDataBytes);
+          std::memset(block.get() + k * kRec + Record::kDataBytes, 0, kRec - Record::kDataBytes);
         ar.Write(block.get(), static_cast<UINT>(chunk * kRec));
         done += chunk;
       }
