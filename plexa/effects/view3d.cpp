@@ -153,6 +153,13 @@ void PrintMat(const double M[4][4]) {
   }
 }
 
+void PrintWorkMat(const double m[4][8]) {
+  for (int i = 0; i < 4; ++i) {
+    for (int j = 0; j < 8; ++j) std::fprintf(stderr, "%8.2f ", m[i][j]);
+    std::fprintf(stderr, "\n");
+  }
+}
+
 void PrintVec(const char* name, const double v[4]) {
   std::fprintf(stderr, "%s=(%12.2f,%12.2f,%12.2f,%12.2f)\n", name, v[0], v[1], v[2], v[3]);
 }

@@ -49,6 +49,7 @@ void PrepareInvMat3D(double tx, double ty, double tz, double sx, double sy, doub
 // Diagnostics to the standard error stream; they never affect a result.
 void PrintMat(const double M[4][4]);                      // "%12.7f " per entry, a row a line
 void PrintVec(const char* name, const double v[4]);       // "%s=(%12.2f,%12.2f,%12.2f,%12.2f)\n"
+void PrintWorkMat(const double m[4][8]);                  // InvMat's [A | I]: "%8.2f " per entry
 
 class CView3D {
  public:
