@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -57,9 +58,7 @@ TEST(Colour, GreysWhiteBlackAndClamping) {
   EXPECT_EQ(s, 0.0);
   EXPECT_DOUBLE_EQ(l, 128 / 255.0);
   RGB2HLS(255, 255, 255, h, l, s);
-  EXPECT_EQ(h, 60.0);
-  EXPECT_EQ(s, 0.0);
-  EXPECT_EQ(l, 1.0);
+  EXPECT_TRUE(h == 60 && s == 0 && l == 1);
   RGB2HLS(-40, 300, 0, h, l, s);  // clamped to (0, 255, 0)
   EXPECT_DOUBLE_EQ(h, 180.0);
   EXPECT_DOUBLE_EQ(s, 1.0);
@@ -86,26 +85,20 @@ TEST(Colour, HlsRoundTripsEveryColourOfAGrid) {
 
 TEST(Colour, CmykTruncates) {
   int c, m, y, k;
-  RGB2CMYK(0, 0, 0, c, m, y, k);
-  EXPECT_TRUE(c == 0 && m == 0 && y == 0 && k == 255);
-  RGB2CMYK(255, 255, 255, c, m, y, k);
-  EXPECT_TRUE(c == 0 && m == 0 && y == 0 && k == 0);
-  RGB2CMYK(255, 0, 0, c, m, y, k);
-  EXPECT_TRUE(c == 0 && m == 255 && y == 255 && k == 0);
+  auto cmyk = [&](int r, int g, int b) {
+    RGB2CMYK(r, g, b, c, m, y, k);
+    return std::vector<int>{c, m, y, k};
+  };
+  EXPECT_EQ(cmyk(0, 0, 0), (std::vector<int>{0, 0, 0, 255}));
+  EXPECT_EQ(cmyk(255, 255, 255), (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(cmyk(255, 0, 0), (std::vector<int>{0, 255, 255, 0}));
   // Ideal values: m = 255 * 100/200 = 127.5, y = 255 * 150/200 = 191.25, k = 55. Rounding
   // would give m = 128.
-  RGB2CMYK(200, 100, 50, c, m, y, k);
-  EXPECT_EQ(c, 0);
-  EXPECT_EQ(m, 127);
-  EXPECT_EQ(y, 191);
-  EXPECT_EQ(k, 55);
+  EXPECT_EQ(cmyk(200, 100, 50), (std::vector<int>{0, 127, 191, 55}));
   // The key always lies on a whole number in exact arithmetic (255 - max channel); the
   // truncation may then lose one to rounding below it.
-  RGB2CMYK(51, 102, 204, c, m, y, k);
-  EXPECT_EQ(c, 191);
-  EXPECT_EQ(m, 127);
-  EXPECT_EQ(y, 0);
-  EXPECT_TRUE(k == 50 || k == 51) << k;
+  cmyk(51, 102, 204);
+  EXPECT_TRUE(c == 191 && m == 127 && y == 0 && (k == 50 || k == 51)) << c << m << y << k;
   // Out-of-range inputs are used as given; the outputs stay in 0 .. 255.
   RGB2CMYK(2147483647, -2147483647, 1000, c, m, y, k);
   for (int v : {c, m, y, k}) EXPECT_TRUE(v >= 0 && v <= 255) << v;

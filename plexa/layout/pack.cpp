@@ -14,9 +14,10 @@ void PackColumn(CDRECT& rect, State& state, double gap, double w, double h) {
   const double limit = state[1].y;
   const INT_PTR count = state.GetSize();
   // The first pair (points 0 and 1) is never a candidate: bands start at point 3.
+  const CDPOINT* pts = state.GetData();
   for (INT_PTR i = 3; i < count; i += 2) {
-    const CDPOINT left = state[i - 1];
-    const CDPOINT right = state[i];
+    const CDPOINT left = pts[i - 1];
+    const CDPOINT right = pts[i];
     const double width = right.x - left.x;
     if (!(gap + right.y + h <= limit) || w > width) continue;
     rect = CDRECT(left.x, left.x + w, gap + right.y, gap + right.y + h);
@@ -40,9 +41,10 @@ void PackColumn(CDRECT& rect, State& state, double gap, double w, double h) {
 void PackRow(CDRECT& rect, State& state, double gap, double w, double h) {
   const double limit = state[1].x;
   const INT_PTR count = state.GetSize();
+  const CDPOINT* pts = state.GetData();
   for (INT_PTR i = 3; i < count; i += 2) {
-    const CDPOINT bottom = state[i - 1];
-    const CDPOINT top = state[i];
+    const CDPOINT bottom = pts[i - 1];
+    const CDPOINT top = pts[i];
     const double height = top.y - bottom.y;
     if (!(gap + top.x + w <= limit) || h > height) continue;
     rect = CDRECT(gap + top.x, gap + top.x + w, bottom.y, bottom.y + h);
