@@ -63,7 +63,7 @@ class CSpiral {
 
   // Arc length between two angles, in either order, by Simpson's rule with exactly 10
   // intervals over the speed sqrt(k^2 t^2 + 2 k r0 t + r0^2 + k^2), taken as 0 wherever the
-  // radicand is not positive (or NaN). CalcLength(t, t) is 0.
+  // radicand is not positive (or NaN). CalcLength(t, t) is 0; a NaN argument gives NaN or 0.
   double CalcLength(double t0, double t1) const;
 
   // The angle t >= 0 at which the arc length from 0 reaches `length` within `tol`: 0 for
@@ -79,8 +79,9 @@ class CSpiral {
   // it lies beyond the last node. Each cubic passes through the spiral at both ends and at
   // its thirds; the first node's incoming and the last node's outgoing control fall on
   // their anchors. Attribute words are 0; the path is open. t1 <= t0 gives the single node
-  // at t0 (plus any grid multiples the rule above still selects). Non-finite ends or more
-  // than kSpiralMaxCurveNodes grid nodes give an empty path.
+  // at t0. A negative t1 may be left out by the rule: -3 .. -2 gives nodes at -3 and -pi/2
+  // only, as -2 does not lie beyond -pi/2. Non-finite ends or more than
+  // kSpiralMaxCurveNodes grid nodes give an empty path.
   void CalcCurve(CBPointArray& path, double t0, double t1) const;
 
   // Whether p lies inside the spiral drawn up to angle t: inside the circle of radius
