@@ -28,7 +28,7 @@ constexpr unsigned kSeed = 20261121;
 
 enum class Order { kHeight, kArea };
 
-// A normal deviate from the fully specified mt19937 stream (Box-Muller), so the cut list is
+// A normal deviate from the mt19937 stream (defined bit for bit by the C++ standard) (Box-Muller), so the cut list is
 // the same with every standard library.
 double Normal(std::mt19937& gen) {
   const double u1 = (gen() + 0.5) / 4294967296.0;
