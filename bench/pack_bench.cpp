@@ -28,8 +28,8 @@ constexpr unsigned kSeed = 20261121;
 
 enum class Order { kHeight, kArea };
 
-// A normal deviate from the mt19937 stream (defined bit for bit by the C++ standard) (Box-Muller), so the cut list is
-// the same with every standard library.
+// A normal deviate (Box-Muller) from mt19937, whose output the C++ standard fixes bit for
+// bit, so the cut list is the same with every standard library.
 double Normal(std::mt19937& gen) {
   const double u1 = (gen() + 0.5) / 4294967296.0;
   const double u2 = (gen() + 0.5) / 4294967296.0;
