@@ -22,3 +22,13 @@
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+
+// Effects.
+#include "plexa/effects/spiral.h"
+
+// Layout.
+#include "plexa/layout/pack.h"
+
+// Presentation helpers.
+#include "plexa/draw/colour.h"
+#include "plexa/draw/strings.h"
