@@ -114,7 +114,7 @@ class CBezier {
   double GetLength(double t0, double t1, int n) const;
   // Parameter whose arc length GetLength(0, t, 10) from 0 equals len, by bisection on
   // [0, 1] (at most 1,000 rounds). Near 0 for len <= 0, near 1 for len beyond the length;
-  // NaN len or NaN coordinates give 0.5.
+  // a NaN len gives 0.5 (NaN speed samples count as 0, so NaN points still end in [0, 1]).
   double GetTFromLength(double len) const;
   // Summed GetLength() of the first n segments of a path (all segments when n < 0 or
   // n >= count - 1); 0 for fewer than 2 nodes or n = 0. Takes any node array, so a
@@ -162,9 +162,11 @@ class CBezier {
   // (B(t) - p) . B'(t): candidates t = 0, every root in order (a strictly smaller squared
   // distance wins), then t = 1 (only when strictly nearer). Roots are clamped into [0, 1]
   // before they compete. Root isolation recurses to depth kNearestMaxDepth at most and
-  // visits a bounded number of polygons. Near-zero denominators are replaced by +-1e-8 as
-  // designed; on curves much smaller than a coordinate unit (around 1e-3 and below) this
-  // can cost accuracy, and GetNearestCurvePointT2 should be used there.
+  // visits a bounded number of polygons. The flatness threshold (2^-65) and the +-1e-8
+  // denominator guard are absolute, as designed, so accuracy depends on the segment's size:
+  // measured on random segments, distances agree with a dense scan to 1e-9 of the size for
+  // sizes from 0.1 to 30,000 units, drift to 1e-4 at 1e6 and fail below about 0.01.
+  // GetNearestCurvePointT2 is accurate at every scale.
   double GetNearestCurvePointT(const PLEXA::CDPOINT& p) const;
   // GetCurvePoint(GetNearestCurvePointT(p)).
   PLEXA::CDPOINT GetNearestCurvePoint(const PLEXA::CDPOINT& p) const;
