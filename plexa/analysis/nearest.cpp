@@ -245,8 +245,6 @@ double CBezier::GetNearestCurvePointT2(const CDPOINT& p, double* dist) const {
     if (d2 < bestD2) bestD2 = d2, best = t;
   };
   ForEachStationaryT(v, q, consider);
-  constexpr int kSeeds = 8;
-  for (int k = 1; k < kSeeds; ++k) consider(static_cast<double>(k) / kSeeds);
   if (SquaredDistance(v[3], q) < bestD2) best = 1;
   return finish(best);
 }

@@ -18,9 +18,11 @@
 //   kMaxRootPolygons polygons with sign changes (a polygon beyond that budget yields its
 //   mid-parameter): exact arithmetic never needs either bound; they keep rounding noise and
 //   non-finite input from recursing without end. A NaN control value counts as positive.
-// - GetNearestCurvePointT2 runs the same isolation on a copy scaled to unit size, adds seeds
-//   at k/8, polishes each candidate with Newton steps and keeps the nearest; it is accurate
-//   at any scale.
+// - GetNearestCurvePointT2 runs the same isolation on a copy translated and scaled (by powers
+//   of two) to unit size, polishes each root with at most 8 Newton steps that must each
+//   reduce the distance, and keeps the nearest of the ends and the polished roots; measured
+//   against a dense scan it is within rounding (1e-15 relative) for segment sizes from 1e-6
+//   to 1e6 and points up to 1e9 sizes away.
 #pragma once
 
 #include "plexa/geom/bezier.h"

@@ -135,9 +135,13 @@ void AxisRange(const double a[4], double& lo, double& hi) {
     if (d == 0) {
       roots[count++] = -qb / (2 * qa);
     } else if (d > 0) {
+      // The two roots (-qb +- sqrt(d)) / (2 qa), computed without cancellation: a nearly
+      // vanishing cubic term (a quadratic raised to a cubic, as font outlines are) would
+      // otherwise lose the root that matters to rounding.
       const double sd = std::sqrt(d);
-      roots[count++] = (-qb + sd) / (2 * qa);
-      roots[count++] = (-qb - sd) / (2 * qa);
+      const double q = -0.5 * (qb + (qb < 0 ? -sd : sd));
+      roots[count++] = q / qa;
+      roots[count++] = q != 0 ? qc / q : 0.0;
     }
   }
   for (int i = 0; i < count; ++i) {
@@ -228,6 +232,31 @@ double CBezier::GetBPointArrayLength(const CArray<CBPOINT, CBPOINT>& path, int n
   return sum;
 }
 
+struct CBezier::FlattenSink {
+  static constexpr int kBlock = 256;
+  CArray<CDPOINT, CDPOINT>& list;
+  CDPOINT block[kBlock];
+  int pending = 0;
+
+  explicit FlattenSink(CArray<CDPOINT, CDPOINT>& l) : list(l) {}
+  FlattenSink(const FlattenSink&) = delete;
+  FlattenSink& operator=(const FlattenSink&) = delete;
+  ~FlattenSink() { Flush(); }
+  // Points in the list, counting those not yet appended.
+  INT_PTR Size() const { return list.GetSize() + pending; }
+  void Add(const CDPOINT& p) {
+    if (pending == kBlock) Flush();
+    block[pending++] = p;
+  }
+  void Flush() {
+    if (pending == 0) return;
+    const INT_PTR old = list.GetSize();
+    list.SetSize(old + pending);
+    std::copy(block, block + pending, list.GetData() + old);
+    pending = 0;
+  }
+};
+
 void CBezier::GetPolyline(CArray<CDPOINT, CDPOINT>& list) const {
   if (list.IsEmpty()) list.Add(m_p[0]);
   if (!m_expandStraightLines && Distance(m_p[0], m_p[1]) < PLEXA::kCoincide &&
@@ -238,24 +267,25 @@ void CBezier::GetPolyline(CArray<CDPOINT, CDPOINT>& list) const {
   const double r = EffectiveResolution(Distance(m_p[0], m_p[3]), m_resolution);
   CBEZIER piece;
   std::copy(m_p, m_p + 4, piece.p);
-  GetBArray(&piece, list, r, 0);
+  FlattenSink sink(list);
+  GetBArray(&piece, sink, r, 0);
 }
 
-void CBezier::GetBArray(const CBEZIER* piece, CArray<CDPOINT, CDPOINT>& list, double r, int depth) const {
+void CBezier::GetBArray(const CBEZIER* piece, FlattenSink& sink, double r, int depth) const {
   const CDPOINT* p = piece->p;
   const bool flat = Distance(p[0], p[1]) <= r && Distance(p[1], p[2]) <= r && Distance(p[2], p[3]) <= r;
-  if (flat || list.GetSize() > kFlattenPointCeiling || depth >= kMaxFlattenDepth) {
-    list.Add(p[1]);
-    list.Add(p[2]);
-    list.Add(p[3]);
+  if (flat || sink.Size() > kFlattenPointCeiling || depth >= kMaxFlattenDepth) {
+    sink.Add(p[1]);
+    sink.Add(p[2]);
+    sink.Add(p[3]);
     return;
   }
   const Casteljau c = Subdivide(p, 0.5);
   CBEZIER half;
   half.p[0] = p[0], half.p[1] = c.q[0], half.p[2] = c.r[0], half.p[3] = c.s;
-  GetBArray(&half, list, r, depth + 1);
+  GetBArray(&half, sink, r, depth + 1);
   half.p[0] = c.s, half.p[1] = c.r[1], half.p[2] = c.q[2], half.p[3] = p[3];
-  GetBArray(&half, list, r, depth + 1);
+  GetBArray(&half, sink, r, depth + 1);
 }
 
 void CBezier::GetPolylineEx(CArray<CDPOINT, CDPOINT>& list) const {

@@ -101,8 +101,11 @@ class CBezier {
 
   // Power basis per axis: B(t) = a[0] + a[1] t + a[2] t^2 + a[3] t^3.
   void CalcBezierConstants(double ax[4], double ay[4]) const;
-  // Exact bounds of the curve for t in [0, 1] (ends and interior extrema), xmin <= xmax and
-  // ymin <= ymax for finite input.
+  // Exact bounds of the curve for t in [0, 1], per axis: the range of the end values a0 and
+  // a0 + a1 + a2 + a3, widened by B at each root in [0, 1] of the derivative (solved as a
+  // linear equation when 3 a3 is exactly 0; otherwise by the discriminant, the two roots
+  // computed in the cancellation-free form, so an almost-quadratic curve keeps its extremum).
+  // xmin <= xmax and ymin <= ymax for finite input.
   PLEXA::CDRECT CalcTightRect() const;
   PLEXA::CDRECT CalcTightRect(const double ax[4], const double ay[4]) const;
 
@@ -181,9 +184,10 @@ class CBezier {
  protected:
   // Length of the chord polygon P0, B(1/n), ..., B((n-1)/n), P3; |P0P3| for n <= 1.
   double GetL(int n) const;
+  // Collects GetPolyline's points and appends them to the list in blocks.
+  struct FlattenSink;
   // The recursive step of GetPolyline on one piece, with the effective resolution r.
-  void GetBArray(const PLEXA::CBEZIER* piece, CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& list,
-                 double r, int depth) const;
+  void GetBArray(const PLEXA::CBEZIER* piece, FlattenSink& sink, double r, int depth) const;
 
  private:
   PLEXA::CDPOINT m_p[4];
