@@ -232,13 +232,46 @@ double CBezier::GetBPointArrayLength(const CArray<CBPOINT, CBPOINT>& path, int n
   return sum;
 }
 
+namespace {
+
+// |ab| <= r, decided like sqrt(dx^2 + dy^2) <= r but without the square root when the squared
+// length is clearly (by far more than rounding) below or above r^2; only near-ties and
+// resolutions whose square leaves the normal range take the square root.
+class LegWithin {
+ public:
+  explicit LegWithin(double r) : m_r(r) {
+    const double r2 = r * r;
+    m_fast = r > 0 && r2 > kMinSquare && r2 < kMaxSquare;
+    m_below = r2 * (1 - kMargin);
+    m_above = r2 * (1 + kMargin);
+  }
+  bool operator()(const CDPOINT& a, const CDPOINT& b) const {
+    const double dx = b.x - a.x, dy = b.y - a.y;
+    const double d2 = dx * dx + dy * dy;
+    if (m_fast) {
+      if (d2 <= m_below) return true;
+      if (d2 > m_above) return false;
+    }
+    return std::sqrt(d2) <= m_r;
+  }
+
+ private:
+  static constexpr double kMargin = 1e-14;  // about 45 units of rounding
+  static constexpr double kMinSquare = 1e-290, kMaxSquare = 1e290;
+  double m_r, m_below = 0, m_above = 0;
+  bool m_fast = false;
+};
+
+}  // namespace
+
 struct CBezier::FlattenSink {
-  static constexpr int kBlock = 256;
+  static constexpr int kBlock = 512;  // 8 KB of stack
   CArray<CDPOINT, CDPOINT>& list;
+  const LegWithin within;  // the flatness test of one control leg
   CDPOINT block[kBlock];
   int pending = 0;
 
-  explicit FlattenSink(CArray<CDPOINT, CDPOINT>& l) : list(l) {}
+  FlattenSink(CArray<CDPOINT, CDPOINT>& l, double r) : list(l), within(r) {}
   FlattenSink(const FlattenSink&) = delete;
   FlattenSink& operator=(const FlattenSink&) = delete;
   ~FlattenSink() { Flush(); }
@@ -258,22 +291,24 @@ struct CBezier::FlattenSink {
 };
 
 void CBezier::GetPolyline(CArray<CDPOINT, CDPOINT>& list) const {
-  if (list.IsEmpty()) list.Add(m_p[0]);
   if (!m_expandStraightLines && Distance(m_p[0], m_p[1]) < PLEXA::kCoincide &&
       Distance(m_p[2], m_p[3]) < PLEXA::kCoincide) {
+    if (list.IsEmpty()) list.Add(m_p[0]);
     list.Add(m_p[3]);
     return;
   }
   const double r = EffectiveResolution(Distance(m_p[0], m_p[3]), m_resolution);
+  FlattenSink sink(list, r);
+  if (list.IsEmpty()) sink.Add(m_p[0]);
   CBEZIER piece;
   std::copy(m_p, m_p + 4, piece.p);
-  FlattenSink sink(list);
-  GetBArray(&piece, sink, r, 0);
+  GetBArray(&piece, sink, 0);
 }
 
-void CBezier::GetBArray(const CBEZIER* piece, FlattenSink& sink, double r, int depth) const {
+void CBezier::GetBArray(const CBEZIER* piece, FlattenSink& sink, int depth) const {
   const CDPOINT* p = piece->p;
-  const bool flat = Distance(p[0], p[1]) <= r && Distance(p[1], p[2]) <= r && Distance(p[2], p[3]) <= r;
+  const LegWithin& within = sink.within;
+  const bool flat = within(p[0], p[1]) && within(p[1], p[2]) && within(p[2], p[3]);
   if (flat || sink.Size() > kFlattenPointCeiling || depth >= kMaxFlattenDepth) {
     sink.Add(p[1]);
     sink.Add(p[2]);
@@ -283,9 +318,9 @@ void CBezier::GetBArray(const CBEZIER* piece, FlattenSink& sink, double r, int d
   const Casteljau c = Subdivide(p, 0.5);
   CBEZIER half;
   half.p[0] = p[0], half.p[1] = c.q[0], half.p[2] = c.r[0], half.p[3] = c.s;
-  GetBArray(&half, sink, r, depth + 1);
+  GetBArray(&half, sink, depth + 1);
   half.p[0] = c.s, half.p[1] = c.r[1], half.p[2] = c.q[2], half.p[3] = p[3];
-  GetBArray(&half, sink, r, depth + 1);
+  GetBArray(&half, sink, depth + 1);
 }
 
 void CBezier::GetPolylineEx(CArray<CDPOINT, CDPOINT>& list) const {

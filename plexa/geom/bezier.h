@@ -184,10 +184,11 @@ class CBezier {
  protected:
   // Length of the chord polygon P0, B(1/n), ..., B((n-1)/n), P3; |P0P3| for n <= 1.
   double GetL(int n) const;
-  // Collects GetPolyline's points and appends them to the list in blocks.
+  // Collects GetPolyline's points and appends them to the list in blocks; carries the
+  // flatness test at the effective resolution.
   struct FlattenSink;
-  // The recursive step of GetPolyline on one piece, with the effective resolution r.
-  void GetBArray(const PLEXA::CBEZIER* piece, FlattenSink& sink, double r, int depth) const;
+  // The recursive step of GetPolyline on one piece.
+  void GetBArray(const PLEXA::CBEZIER* piece, FlattenSink& sink, int depth) const;
 
  private:
   PLEXA::CDPOINT m_p[4];

@@ -222,6 +222,49 @@ TEST(CBezier, AdaptiveFlattening) {
   }
 }
 
+namespace {
+
+// The adaptive flattening written plainly (square roots, a growing list), for bitwise
+// comparison; the ceiling and depth bound are not reached by the curves it is used on.
+void PlainFlatten(const CDPOINT p[4], double r, Polyline& out) {
+  const auto leg = [](const CDPOINT& a, const CDPOINT& b) {
+    return std::sqrt((b.x - a.x) * (b.x - a.x) + (b.y - a.y) * (b.y - a.y));
+  };
+  if (leg(p[0], p[1]) <= r && leg(p[1], p[2]) <= r && leg(p[2], p[3]) <= r) {
+    for (int i = 1; i < 4; ++i) out.Add(p[i]);
+    return;
+  }
+  const auto lerp = [](const CDPOINT& a, const CDPOINT& b) {
+    return CDPOINT(a.x + (b.x - a.x) * 0.5, a.y + (b.y - a.y) * 0.5);
+  };
+  const CDPOINT q0 = lerp(p[0], p[1]), q1 = lerp(p[1], p[2]), q2 = lerp(p[2], p[3]);
+  const CDPOINT r0 = lerp(q0, q1), r1 = lerp(q1, q2), s = lerp(r0, r1);
+  const CDPOINT left[4] = {p[0], q0, r0, s}, right[4] = {s, r1, q2, p[3]};
+  PlainFlatten(left, r, out);
+  PlainFlatten(right, r, out);
+}
+
+}  // namespace
+
+TEST(CBezier, AdaptiveFlatteningMatchesPlainRecursionBitForBit) {
+  std::mt19937 rng(13);
+  for (int k = 0; k < 60; ++k) {
+    CBezier c = RandomCurve(rng, 1500);
+    // Resolutions at exact leg lengths make ties, where the flatness test must stay "<=".
+    const double tie = std::sqrt((c.GetPoint1().x - c.GetPoint0().x) * (c.GetPoint1().x - c.GetPoint0().x) +
+                                 (c.GetPoint1().y - c.GetPoint0().y) * (c.GetPoint1().y - c.GetPoint0().y)) / 64;
+    for (double r : {1.0, 0.37, 7.5, tie, std::nextafter(tie, 0.0)}) {
+      c.SetResolution(r);
+      Polyline got, want;
+      c.GetPolyline(got);
+      want.Add(c.GetPoint0());
+      PlainFlatten(c.GetPoints(), r, want);
+      ASSERT_EQ(got.GetSize(), want.GetSize()) << "curve " << k << " r " << r;
+      for (INT_PTR i = 0; i < got.GetSize(); ++i) ASSERT_EQ(got[i], want[i]);
+    }
+  }
+}
+
 TEST(CBezier, FlatteningIsBoundedOnHostileInput) {
   const double huge = 1e300;
   const CBezier cases[] = {
