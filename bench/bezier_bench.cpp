@@ -51,22 +51,25 @@ std::vector<double> g_refLength;
 std::vector<PLEXA::CDRECT> g_refBounds;
 const char* g_source = "random";
 
-double Dist(const CDPOINT& a, const CDPOINT& b) { return std::hypot(a.x - b.x, a.y - b.y); }
+double Dist(const CDPOINT& a, const CDPOINT& b) {
+  return std::hypot(a.x - b.x, a.y - b.y);
+}
 
 void LoadCurves() {
 #ifdef PLEXA_GLYPH_CURVES
   std::ifstream in(PLEXA_GLYPH_CURVES);
   double v[8];
   while (in >> v[0] >> v[1] >> v[2] >> v[3] >> v[4] >> v[5] >> v[6] >> v[7])
-    g_curves.emplace_back(CDPOINT(v[0], v[1]), CDPOINT(v[2], v[3]), CDPOINT(v[4], v[5]), CDPOINT(v[6], v[7]));
+    g_curves.emplace_back(CDPOINT(v[0], v[1]), CDPOINT(v[2], v[3]), CDPOINT(v[4], v[5]),
+                          CDPOINT(v[6], v[7]));
   if (!g_curves.empty()) g_source = "DejaVu Sans glyph outlines";
 #endif
   if (g_curves.empty()) {
     std::mt19937 rng(1);
     std::uniform_real_distribution<double> u(0, 1000);
     for (int i = 0; i < 2000; ++i)
-      g_curves.emplace_back(CDPOINT(u(rng), u(rng)), CDPOINT(u(rng), u(rng)), CDPOINT(u(rng), u(rng)),
-                            CDPOINT(u(rng), u(rng)));
+      g_curves.emplace_back(CDPOINT(u(rng), u(rng)), CDPOINT(u(rng), u(rng)),
+                            CDPOINT(u(rng), u(rng)), CDPOINT(u(rng), u(rng)));
   }
 }
 
@@ -75,16 +78,18 @@ void LoadCurves() {
 double Speed(const CBezier& c, double t) {
   const CDPOINT* p = c.GetPoints();
   const double u = 1 - t;
-  const CDPOINT d = (p[1] - p[0]) * (3 * u * u) + (p[2] - p[1]) * (6 * u * t) + (p[3] - p[2]) * (3 * t * t);
+  const CDPOINT d =
+      (p[1] - p[0]) * (3 * u * u) + (p[2] - p[1]) * (6 * u * t) + (p[3] - p[2]) * (3 * t * t);
   return std::hypot(d.x, d.y);
 }
 
-double AdaptiveSimpson(const CBezier& c, double a, double b, double fa, double fm, double fb, double whole,
-                       double tol, int depth) {
+double AdaptiveSimpson(const CBezier& c, double a, double b, double fa, double fm, double fb,
+                       double whole, double tol, int depth) {
   const double m = (a + b) / 2, lm = (a + m) / 2, rm = (m + b) / 2;
   const double flm = Speed(c, lm), frm = Speed(c, rm);
   const double left = (m - a) / 6 * (fa + 4 * flm + fm), right = (b - m) / 6 * (fm + 4 * frm + fb);
-  if (depth <= 0 || std::fabs(left + right - whole) <= 15 * tol) return left + right + (left + right - whole) / 15;
+  if (depth <= 0 || std::fabs(left + right - whole) <= 15 * tol)
+    return left + right + (left + right - whole) / 15;
   return AdaptiveSimpson(c, a, m, fa, flm, fm, left, tol / 2, depth - 1) +
          AdaptiveSimpson(c, m, b, fm, frm, fb, right, tol / 2, depth - 1);
 }
@@ -105,8 +110,10 @@ double ReferenceNearest(const CBezier& c, const CDPOINT& p) {
   double lo = std::max(0.0, best - 1.0 / kScan), hi = std::min(1.0, best + 1.0 / kScan);
   for (int k = 0; k < 80; ++k) {
     const double m1 = lo + (hi - lo) * 0.381966011250105, m2 = hi - (hi - lo) * 0.381966011250105;
-    if (Dist(c.GetCurvePoint(m1), p) < Dist(c.GetCurvePoint(m2), p)) hi = m2;
-    else lo = m1;
+    if (Dist(c.GetCurvePoint(m1), p) < Dist(c.GetCurvePoint(m2), p))
+      hi = m2;
+    else
+      lo = m1;
   }
   return std::min(bestD, Dist(c.GetCurvePoint((lo + hi) / 2), p));
 }
@@ -123,7 +130,8 @@ PLEXA::CDRECT ReferenceBounds(const CBezier& c) {
     const auto d = [&](double t) {
       const double u = 1 - t;
       const auto at = [axis](const CDPOINT& q) { return axis == 0 ? q.x : q.y; };
-      return (at(p[1]) - at(p[0])) * u * u + 2 * (at(p[2]) - at(p[1])) * u * t + (at(p[3]) - at(p[2])) * t * t;
+      return (at(p[1]) - at(p[0])) * u * u + 2 * (at(p[2]) - at(p[1])) * u * t +
+             (at(p[3]) - at(p[2])) * t * t;
     };
     constexpr int kSteps = 512;  // sign changes of the derivative, refined by bisection
     for (int i = 0; i < kSteps; ++i) {
@@ -178,7 +186,8 @@ double MedianNsPerOp(const std::function<void()>& pass) {
     const auto t0 = std::chrono::steady_clock::now();
     pass();
     const auto t1 = std::chrono::steady_clock::now();
-    rounds.push_back(std::chrono::duration<double, std::nano>(t1 - t0).count() / double(g_curves.size()));
+    rounds.push_back(std::chrono::duration<double, std::nano>(t1 - t0).count() /
+                     double(g_curves.size()));
   }
   std::nth_element(rounds.begin(), rounds.begin() + 4, rounds.end());
   return rounds[4];
@@ -186,9 +195,11 @@ double MedianNsPerOp(const std::function<void()>& pass) {
 
 double g_sink = 0;
 
-void Row(const char* op, double ns, const std::string& acc, double peerNs, const std::string& peerAcc) {
+void Row(const char* op, double ns, const std::string& acc, double peerNs,
+         const std::string& peerAcc) {
   if (peerNs > 0)
-    std::printf("%-28s %9.1f  %-22s %9.1f  %-22s %6.2f\n", op, ns, acc.c_str(), peerNs, peerAcc.c_str(), ns / peerNs);
+    std::printf("%-28s %9.1f  %-22s %9.1f  %-22s %6.2f\n", op, ns, acc.c_str(), peerNs,
+                peerAcc.c_str(), ns / peerNs);
   else
     std::printf("%-28s %9.1f  %-22s %9s  %-22s %6s\n", op, ns, acc.c_str(), "-", "-", "-");
 }
@@ -204,7 +215,8 @@ std::string Err(const char* what, double v) {
 double LengthError(const std::function<double(const CBezier&)>& f) {
   double worst = 0;
   for (std::size_t i = 0; i < g_curves.size(); ++i)
-    worst = std::max(worst, std::fabs(f(g_curves[i]) - g_refLength[i]) / std::max(g_refLength[i], 1e-300));
+    worst = std::max(worst,
+                     std::fabs(f(g_curves[i]) - g_refLength[i]) / std::max(g_refLength[i], 1e-300));
   return worst;
 }
 
@@ -221,8 +233,8 @@ double BoundsError(const std::function<PLEXA::CDRECT(const CBezier&)>& f) {
   double worst = 0;
   for (std::size_t i = 0; i < g_curves.size(); ++i) {
     const PLEXA::CDRECT a = f(g_curves[i]), b = g_refBounds[i];
-    worst = std::max({worst, std::fabs(a.xmin - b.xmin), std::fabs(a.xmax - b.xmax), std::fabs(a.ymin - b.ymin),
-                      std::fabs(a.ymax - b.ymax)});
+    worst = std::max({worst, std::fabs(a.xmin - b.xmin), std::fabs(a.xmax - b.xmax),
+                      std::fabs(a.ymin - b.ymin), std::fabs(a.ymax - b.ymax)});
   }
   return worst;
 }
@@ -230,8 +242,8 @@ double BoundsError(const std::function<PLEXA::CDRECT(const CBezier&)>& f) {
 #ifdef PLEXA_PEER_2GEOM
 Geom::CubicBezier ToGeom(const CBezier& c) {
   const CDPOINT* p = c.GetPoints();
-  return Geom::CubicBezier(Geom::Point(p[0].x, p[0].y), Geom::Point(p[1].x, p[1].y), Geom::Point(p[2].x, p[2].y),
-                           Geom::Point(p[3].x, p[3].y));
+  return Geom::CubicBezier(Geom::Point(p[0].x, p[0].y), Geom::Point(p[1].x, p[1].y),
+                           Geom::Point(p[2].x, p[2].y), Geom::Point(p[3].x, p[3].y));
 }
 #endif
 
@@ -264,16 +276,20 @@ struct Cairo {
 #endif
 
 void Summary() {
-  std::printf("\nplexa Bezier segment: %zu curves (%s); median of 9 rounds, ns per curve\n", g_curves.size(),
-              g_source);
-  std::printf("%-28s %9s  %-22s %9s  %-22s %6s\n", "operation", "plexa", "plexa accuracy", "peer", "peer accuracy",
-              "ratio");
+  std::printf("\nplexa Bezier segment: %zu curves (%s); median of 9 rounds, ns per curve\n",
+              g_curves.size(), g_source);
+  std::printf("%-28s %9s  %-22s %9s  %-22s %6s\n", "operation", "plexa", "plexa accuracy", "peer",
+              "peer accuracy", "ratio");
 
   // Arc length.
   const double eLen10 = LengthError([](const CBezier& c) { return c.GetLength(); });
   const double eLen64 = LengthError([](const CBezier& c) { return c.GetLength(0, 1, 64); });
-  const double tLen10 = MedianNsPerOp([] { for (const CBezier& c : g_curves) g_sink += c.GetLength(); });
-  const double tLen64 = MedianNsPerOp([] { for (const CBezier& c : g_curves) g_sink += c.GetLength(0, 1, 64); });
+  const double tLen10 = MedianNsPerOp([] {
+    for (const CBezier& c : g_curves) g_sink += c.GetLength();
+  });
+  const double tLen64 = MedianNsPerOp([] {
+    for (const CBezier& c : g_curves) g_sink += c.GetLength(0, 1, 64);
+  });
   double tGeomLen = 0, eGeomLen = 0;
 #ifdef PLEXA_PEER_2GEOM
   std::vector<Geom::CubicBezier> geom;
@@ -283,7 +299,9 @@ void Summary() {
     for (std::size_t i = 0; i < geom.size(); ++i)
       worst = std::max(worst, std::fabs(geom[i].length(0.01) - g_refLength[i]) / g_refLength[i]);
     eGeomLen = worst;
-    tGeomLen = MedianNsPerOp([&] { for (const auto& c : geom) g_sink += c.length(0.01); });
+    tGeomLen = MedianNsPerOp([&] {
+      for (const auto& c : geom) g_sink += c.length(0.01);
+    });
   }
 #endif
   Row("length GetLength() n=10", tLen10, Err("rel", eLen10), tGeomLen, Err("rel", eGeomLen));
@@ -291,7 +309,9 @@ void Summary() {
 
   // Exact bounds.
   const double eBox = BoundsError([](const CBezier& c) { return c.CalcTightRect(); });
-  const double tBox = MedianNsPerOp([] { for (const CBezier& c : g_curves) g_sink += c.CalcTightRect().xmax; });
+  const double tBox = MedianNsPerOp([] {
+    for (const CBezier& c : g_curves) g_sink += c.CalcTightRect().xmax;
+  });
   double tGeomBox = 0, eGeomBox = 0;
 #ifdef PLEXA_PEER_2GEOM
   {
@@ -303,17 +323,21 @@ void Summary() {
                         std::fabs(r.top() - b.ymin), std::fabs(r.bottom() - b.ymax)});
     }
     eGeomBox = worst;
-    tGeomBox = MedianNsPerOp([&] { for (const auto& c : geom) g_sink += c.boundsExact().right(); });
+    tGeomBox = MedianNsPerOp([&] {
+      for (const auto& c : geom) g_sink += c.boundsExact().right();
+    });
   }
 #endif
   Row("exact bounds CalcTightRect", tBox, Err("abs", eBox), tGeomBox, Err("abs", eGeomBox));
 
   // Nearest point.
-  const double eNear = NearestError([](const CBezier& c, const CDPOINT& p) { return c.GetNearestCurvePoint(p); });
-  const double eNear2 =
-      NearestError([](const CBezier& c, const CDPOINT& p) { return c.GetNearestCurvePoint2(p, nullptr); });
+  const double eNear =
+      NearestError([](const CBezier& c, const CDPOINT& p) { return c.GetNearestCurvePoint(p); });
+  const double eNear2 = NearestError(
+      [](const CBezier& c, const CDPOINT& p) { return c.GetNearestCurvePoint2(p, nullptr); });
   const double tNear = MedianNsPerOp([] {
-    for (std::size_t i = 0; i < g_curves.size(); ++i) g_sink += g_curves[i].GetNearestCurvePointT(g_queries[i].p);
+    for (std::size_t i = 0; i < g_curves.size(); ++i)
+      g_sink += g_curves[i].GetNearestCurvePointT(g_queries[i].p);
   });
   const double tNear2 = MedianNsPerOp([] {
     for (std::size_t i = 0; i < g_curves.size(); ++i)
@@ -335,7 +359,8 @@ void Summary() {
     });
   }
 #endif
-  Row("nearest GetNearestCurvePointT", tNear, Err("excess", eNear), tGeomNear, Err("excess", eGeomNear));
+  Row("nearest GetNearestCurvePointT", tNear, Err("excess", eNear), tGeomNear,
+      Err("excess", eGeomNear));
   Row("nearest ...PointT2", tNear2, Err("excess", eNear2), tGeomNear, Err("excess", eGeomNear));
 
   // Flattening.
@@ -346,10 +371,12 @@ void Summary() {
     pts.RemoveAll();
     c.GetPolyline(pts);
     nAdaptive += static_cast<std::size_t>(pts.GetSize());
-    devAdaptive = std::max(devAdaptive, CurveToPolyline(c, pts.GetData(), static_cast<std::size_t>(pts.GetSize())));
+    devAdaptive = std::max(
+        devAdaptive, CurveToPolyline(c, pts.GetData(), static_cast<std::size_t>(pts.GetSize())));
     c.GetPolylineEx(pts);
     nUniform += static_cast<std::size_t>(pts.GetSize());
-    devUniform = std::max(devUniform, CurveToPolyline(c, pts.GetData(), static_cast<std::size_t>(pts.GetSize())));
+    devUniform = std::max(
+        devUniform, CurveToPolyline(c, pts.GetData(), static_cast<std::size_t>(pts.GetSize())));
   }
   const double tAdaptive = MedianNsPerOp([&] {
     for (const CBezier& c : g_curves) {
@@ -378,7 +405,8 @@ void Summary() {
       });
     }
     tCairo = MedianNsPerOp([&] {
-      for (const CBezier& c : g_curves) cairo.Flatten(c, flat, [](const std::vector<CDPOINT>& f) { g_sink += double(f.size()); });
+      for (const CBezier& c : g_curves)
+        cairo.Flatten(c, flat, [](const std::vector<CDPOINT>& f) { g_sink += double(f.size()); });
     });
   }
 #endif
@@ -389,8 +417,9 @@ void Summary() {
   std::snprintf(cairoAcc, sizeof cairoAcc, "dev %.2f, %.1f pts", devCairo, double(nCairo) * per);
   Row("flatten GetPolyline r=1", tAdaptive, a, tCairo, cairoAcc);
   Row("flatten GetPolylineEx r=1", tUniform, u, tCairo, cairoAcc);
-  std::printf("(peers: lib2geom length at tolerance 0.01, nearestTime, boundsExact; cairo_copy_path_flat "
-              "at tolerance = plexa's adaptive deviation)\n\n");
+  std::printf(
+      "(peers: lib2geom length at tolerance 0.01, nearestTime, boundsExact; cairo_copy_path_flat "
+      "at tolerance = plexa's adaptive deviation)\n\n");
 }
 
 // ---- Google Benchmark cases (plexa only) ----

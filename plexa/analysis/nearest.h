@@ -39,8 +39,8 @@ inline constexpr int kMaxRootPolygons = 2048;
 // most kMaxClipRounds rounds; a segment still unresolved then (only rounding at a corner
 // can do that) is rejected. NaN coordinates get outcode 0 and are accepted as they are.
 inline constexpr int kMaxClipRounds = 32;
-int _clip_line(double* x1, double* y1, double* x2, double* y2, double left, double right, double top,
-               double bottom);
+int _clip_line(double* x1, double* y1, double* x2, double* y2, double left, double right,
+               double top, double bottom);
 // _clip_line with the rectangle's left, right, top and bottom as doubles; 0 for a null
 // rectangle.
 int ClipLine(double* x1, double* y1, double* x2, double* y2, const tagRECT* r);

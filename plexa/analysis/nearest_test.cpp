@@ -13,7 +13,9 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
-double Dist(const CDPOINT& a, const CDPOINT& b) { return std::hypot(a.x - b.x, a.y - b.y); }
+double Dist(const CDPOINT& a, const CDPOINT& b) {
+  return std::hypot(a.x - b.x, a.y - b.y);
+}
 
 // Reference nearest distance: a dense scan, then golden-section refinement around the best
 // sample (the distance is unimodal within one sample step of its minimum).
@@ -28,8 +30,10 @@ double ReferenceDistance(const CBezier& c, const CDPOINT& p) {
   double lo = std::max(0.0, (best - 1.0) / kSamples), hi = std::min(1.0, (best + 1.0) / kSamples);
   for (int k = 0; k < 100; ++k) {
     const double m1 = lo + (hi - lo) * 0.381966, m2 = hi - (hi - lo) * 0.381966;
-    if (Dist(c.GetCurvePoint(m1), p) < Dist(c.GetCurvePoint(m2), p)) hi = m2;
-    else lo = m1;
+    if (Dist(c.GetCurvePoint(m1), p) < Dist(c.GetCurvePoint(m2), p))
+      hi = m2;
+    else
+      lo = m1;
   }
   return std::min(bestD, Dist(c.GetCurvePoint((lo + hi) / 2), p));
 }
@@ -104,7 +108,8 @@ TEST(NearestPoint, HostileInputTerminatesInRange) {
   const CBezier cases[] = {
       CBezier(CDPOINT(0, 0), CDPOINT(kNaN, 0), CDPOINT(1, 1), CDPOINT(2, 0)),
       CBezier(CDPOINT(0, 0), CDPOINT(kInf, 0), CDPOINT(-kInf, 1), CDPOINT(2, 0)),
-      CBezier(CDPOINT(-huge, -huge), CDPOINT(huge, -huge), CDPOINT(huge, huge), CDPOINT(-huge, huge)),
+      CBezier(CDPOINT(-huge, -huge), CDPOINT(huge, -huge), CDPOINT(huge, huge),
+              CDPOINT(-huge, huge)),
   };
   for (const CBezier& c : cases) {
     for (const CDPOINT& p : {CDPOINT(1, 1), CDPOINT(kNaN, 0), CDPOINT(huge, -huge)}) {

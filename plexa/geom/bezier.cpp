@@ -70,7 +70,9 @@ CBezier::CBezier(const CBPOINT& a, const CBPOINT& b) : m_p{a.anchor, a.out, b.in
 CBezier::CBezier(const CDPOINT& p0, const CDPOINT& p1, const CDPOINT& p2, const CDPOINT& p3)
     : m_p{p0, p1, p2, p3} {}
 
-void CBezier::SetPoints(const CDPOINT pts[4]) { std::copy(pts, pts + 4, m_p); }
+void CBezier::SetPoints(const CDPOINT pts[4]) {
+  std::copy(pts, pts + 4, m_p);
+}
 
 CDPOINT CBezier::GetCurvePoint(double t) const {
   if (t == 0) return m_p[0];
@@ -80,9 +82,13 @@ CDPOINT CBezier::GetCurvePoint(double t) const {
                  w.b0 * m_p[0].y + w.b1 * m_p[1].y + w.b2 * m_p[2].y + w.b3 * m_p[3].y);
 }
 
-CDPOINT CBezier::GetCurvePoint2(double t) const { return Subdivide(m_p, t).s; }
+CDPOINT CBezier::GetCurvePoint2(double t) const {
+  return Subdivide(m_p, t).s;
+}
 
-CDPOINT CBezier::_GetCurvePoint(const CDPOINT& p) const { return GetCurvePoint(_GetCurveT(p)); }
+CDPOINT CBezier::_GetCurvePoint(const CDPOINT& p) const {
+  return GetCurvePoint(_GetCurveT(p));
+}
 
 CBPOINT CBezier::GetCurveBPoint(double t) const {
   const Casteljau c = Subdivide(m_p, t);
@@ -90,12 +96,16 @@ CBPOINT CBezier::GetCurveBPoint(double t) const {
 }
 
 double CBezier::GetCurveTangentAngle(double t) const {
-  if (t == 0) t = kTangentStart;
-  else if (t == 1) t = kTangentEnd;
+  if (t == 0)
+    t = kTangentStart;
+  else if (t == 1)
+    t = kTangentEnd;
   const double u = 1 - t;
   const double w0 = 3 * u * u, w1 = 6 * u * t, w2 = 3 * t * t;
-  const double dx = w0 * (m_p[1].x - m_p[0].x) + w1 * (m_p[2].x - m_p[1].x) + w2 * (m_p[3].x - m_p[2].x);
-  const double dy = w0 * (m_p[1].y - m_p[0].y) + w1 * (m_p[2].y - m_p[1].y) + w2 * (m_p[3].y - m_p[2].y);
+  const double dx =
+      w0 * (m_p[1].x - m_p[0].x) + w1 * (m_p[2].x - m_p[1].x) + w2 * (m_p[3].x - m_p[2].x);
+  const double dy =
+      w0 * (m_p[1].y - m_p[0].y) + w1 * (m_p[2].y - m_p[1].y) + w2 * (m_p[3].y - m_p[2].y);
   return std::atan2(dy, dx);
 }
 
@@ -162,7 +172,9 @@ CDRECT CBezier::CalcTightRect(const double ax[4], const double ay[4]) const {
   return rc;
 }
 
-double CBezier::GetLength() const { return GetLength(0, 1, 10); }
+double CBezier::GetLength() const {
+  return GetLength(0, 1, 10);
+}
 
 double CBezier::GetLength(double t0, double t1, int n) const {
   if (n <= 1) return 0;
@@ -181,7 +193,8 @@ double CBezier::GetLength(double t0, double t1, int n) const {
   const auto speed = [&](int i) {
     const double t = t0 + i * h;
     const double t2 = t * t;
-    const double sq = 9 * a33 * t2 * t2 + 12 * a32 * t2 * t + (4 * a22 + 6 * a31) * t2 + 4 * a21 * t + a11;
+    const double sq =
+        9 * a33 * t2 * t2 + 12 * a32 * t2 * t + (4 * a22 + 6 * a31) * t2 + 4 * a21 * t + a11;
     double s = sq > 0 ? std::sqrt(sq) : 0.0;
     if (std::fabs(s - kSpeedFloor) < kSpeedZeroBand) s = 0;
     return s;
@@ -213,9 +226,12 @@ double CBezier::GetTFromLength(double len) const {
   double m = 0.5;
   for (int round = 0; round < kMaxLengthBisections; ++round) {
     const double l = GetLength(0, m, 10);
-    if (l < len) lo = m;
-    else if (l > len) hi = m;
-    else return m;  // equal, or NaN on either side
+    if (l < len)
+      lo = m;
+    else if (l > len)
+      hi = m;
+    else
+      return m;  // equal, or NaN on either side
     const double next = (lo + hi) / 2;
     if (std::fabs(next - m) < kLengthBisectionStop) return next;
     m = next;
@@ -228,7 +244,8 @@ double CBezier::GetBPointArrayLength(const CArray<CBPOINT, CBPOINT>& path, int n
   INT_PTR k = count - 1;
   if (n >= 0 && n < count - 1) k = n;
   double sum = 0;
-  for (INT_PTR i = 0; i < k; ++i) sum += CBezier(path.GetData()[i], path.GetData()[i + 1]).GetLength();
+  for (INT_PTR i = 0; i < k; ++i)
+    sum += CBezier(path.GetData()[i], path.GetData()[i + 1]).GetLength();
   return sum;
 }
 
@@ -419,10 +436,13 @@ void CBezier::DragToPoint(double t, const CDPOINT& p) {
 // ---- CBezierPoint ----
 
 CBPOINT CBezierPoint::Lerp(double t, const CBPOINT& a, const CBPOINT& b) {
-  return CBPOINT(Interpolate(a.in, b.in, t), Interpolate(a.anchor, b.anchor, t), Interpolate(a.out, b.out, t));
+  return CBPOINT(Interpolate(a.in, b.in, t), Interpolate(a.anchor, b.anchor, t),
+                 Interpolate(a.out, b.out, t));
 }
 
-void CBezierPoint::Move(double dx, double dy) { Move(CDPOINT(dx, dy)); }
+void CBezierPoint::Move(double dx, double dy) {
+  Move(CDPOINT(dx, dy));
+}
 
 void CBezierPoint::Move(const CDPOINT& d) {
   m_node.in -= d;
@@ -431,7 +451,8 @@ void CBezierPoint::Move(const CDPOINT& d) {
 }
 
 void CBezierPoint::Rotate(double cx, double cy, double angle) {
-  for (CDPOINT* q : {&m_node.in, &m_node.anchor, &m_node.out}) ::Rotate(&q->x, &q->y, cx, cy, angle);
+  for (CDPOINT* q : {&m_node.in, &m_node.anchor, &m_node.out})
+    ::Rotate(&q->x, &q->y, cx, cy, angle);
 }
 
 void CBezierPoint::Stretch(const CDPOINT& centre, double sx, double sy) {
@@ -455,7 +476,9 @@ void CBezierPoint::Smooth(const CDPOINT& prev, const CDPOINT& next) {
 
 bool CBezierPoint::IsSmooth() const {
   const CBPOINT& n = m_node;
-  if (Distance(n.in, n.anchor) < PLEXA::kHandleDistinct || Distance(n.out, n.anchor) < PLEXA::kHandleDistinct)
+  if (Distance(n.in, n.anchor) < PLEXA::kHandleDistinct ||
+      Distance(n.out, n.anchor) < PLEXA::kHandleDistinct)
     return false;
-  return GetDistanceFromLine(n.in.x, n.in.y, n.out.x, n.out.y, n.anchor.x, n.anchor.y) < kSmoothLineDistance;
+  return GetDistanceFromLine(n.in.x, n.in.y, n.out.x, n.out.y, n.anchor.x, n.anchor.y) <
+         kSmoothLineDistance;
 }

@@ -17,9 +17,10 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
 ::testing::AssertionResult PointNear(const CDPOINT& a, const CDPOINT& b, double tol) {
-  if (std::fabs(a.x - b.x) <= tol && std::fabs(a.y - b.y) <= tol) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "(" << a.x << ", " << a.y << ") vs (" << b.x << ", " << b.y
-                                       << "), tolerance " << tol;
+  if (std::fabs(a.x - b.x) <= tol && std::fabs(a.y - b.y) <= tol)
+    return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure()
+         << "(" << a.x << ", " << a.y << ") vs (" << b.x << ", " << b.y << "), tolerance " << tol;
 }
 #define EXPECT_POINT_NEAR(a, b, tol) EXPECT_TRUE(PointNear((a), (b), (tol)))
 
@@ -30,7 +31,9 @@ CDPOINT Eval(const CBezier& b, double t) {
   return p[0] * (u * u * u) + p[1] * (3 * u * u * t) + p[2] * (3 * u * t * t) + p[3] * (t * t * t);
 }
 
-double Dist(const CDPOINT& a, const CDPOINT& b) { return std::hypot(a.x - b.x, a.y - b.y); }
+double Dist(const CDPOINT& a, const CDPOINT& b) {
+  return std::hypot(a.x - b.x, a.y - b.y);
+}
 
 // Chord-polygon length through n + 1 evenly spaced parameters.
 double ChordLength(const CBezier& b, int n) {
@@ -121,7 +124,8 @@ TEST(CBezier, TightRectMatchesDenseSampling) {
     double x0 = kInf, x1 = -kInf, y0 = kInf, y1 = -kInf;
     for (int i = 0; i <= 4000; ++i) {
       const CDPOINT p = Eval(c, i / 4000.0);
-      x0 = std::min(x0, p.x), x1 = std::max(x1, p.x), y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
+      x0 = std::min(x0, p.x), x1 = std::max(x1, p.x), y0 = std::min(y0, p.y),
+      y1 = std::max(y1, p.y);
     }
     // Contains every sample, and no more than sampling misses (1e-3 of the size).
     EXPECT_LE(b.xmin, x0 + 1e-9);
@@ -251,8 +255,10 @@ TEST(CBezier, AdaptiveFlatteningMatchesPlainRecursionBitForBit) {
   for (int k = 0; k < 60; ++k) {
     CBezier c = RandomCurve(rng, 1500);
     // Resolutions at exact leg lengths make ties, where the flatness test must stay "<=".
-    const double tie = std::sqrt((c.GetPoint1().x - c.GetPoint0().x) * (c.GetPoint1().x - c.GetPoint0().x) +
-                                 (c.GetPoint1().y - c.GetPoint0().y) * (c.GetPoint1().y - c.GetPoint0().y)) / 64;
+    const double tie =
+        std::sqrt((c.GetPoint1().x - c.GetPoint0().x) * (c.GetPoint1().x - c.GetPoint0().x) +
+                  (c.GetPoint1().y - c.GetPoint0().y) * (c.GetPoint1().y - c.GetPoint0().y)) /
+        64;
     for (double r : {1.0, 0.37, 7.5, tie, std::nextafter(tie, 0.0)}) {
       c.SetResolution(r);
       Polyline got, want;
@@ -270,7 +276,8 @@ TEST(CBezier, FlatteningIsBoundedOnHostileInput) {
   const CBezier cases[] = {
       CBezier(CDPOINT(0, 0), CDPOINT(kNaN, 0), CDPOINT(1, 1), CDPOINT(2, 0)),
       CBezier(CDPOINT(0, 0), CDPOINT(kInf, 0), CDPOINT(-kInf, 1), CDPOINT(2, 0)),
-      CBezier(CDPOINT(-huge, -huge), CDPOINT(huge, -huge), CDPOINT(huge, huge), CDPOINT(-huge, huge)),
+      CBezier(CDPOINT(-huge, -huge), CDPOINT(huge, -huge), CDPOINT(huge, huge),
+              CDPOINT(-huge, huge)),
       CBezier(CDPOINT(0, 0), CDPOINT(0, 1e6), CDPOINT(1e6, 1e6), CDPOINT(1e6, 0)),
   };
   for (CBezier c : cases) {
@@ -336,9 +343,11 @@ TEST(CBezier, SplitKeepsShapeAndDirection) {
 
   CBezier part;
   c.Split(0.25, 0.75, part);
-  for (double u : {0.0, 0.4, 1.0}) EXPECT_POINT_NEAR(part.GetCurvePoint(u), Eval(c, 0.25 + 0.5 * u), 1e-9);
+  for (double u : {0.0, 0.4, 1.0})
+    EXPECT_POINT_NEAR(part.GetCurvePoint(u), Eval(c, 0.25 + 0.5 * u), 1e-9);
   c.Split(0.75, 0.25, part);  // reversed: runs from 0.75 back to 0.25
-  for (double u : {0.0, 0.4, 1.0}) EXPECT_POINT_NEAR(part.GetCurvePoint(u), Eval(c, 0.75 - 0.5 * u), 1e-9);
+  for (double u : {0.0, 0.4, 1.0})
+    EXPECT_POINT_NEAR(part.GetCurvePoint(u), Eval(c, 0.75 - 0.5 * u), 1e-9);
 }
 
 TEST(CBezier, SampledNearestParameter) {
@@ -410,7 +419,8 @@ TEST(CBezierPoint, NodeEdits) {
   r.Stretch(CDPOINT(0, 1), 2, 3);
   EXPECT_POINT_NEAR(r.GetBPoint().anchor, CDPOINT(0, 4), 1e-12);
 
-  const CBPOINT lerp = CBezierPoint::Lerp(0.25, node, CBPOINT(CDPOINT(8, 9), CDPOINT(9, 9), CDPOINT(10, 9)));
+  const CBPOINT lerp =
+      CBezierPoint::Lerp(0.25, node, CBPOINT(CDPOINT(8, 9), CDPOINT(9, 9), CDPOINT(10, 9)));
   EXPECT_EQ(lerp.attr, 0);
   EXPECT_POINT_NEAR(lerp.in, CDPOINT(5, 6), 1e-15);
   EXPECT_POINT_NEAR(lerp.out, CDPOINT(7, 6), 1e-15);
@@ -419,7 +429,7 @@ TEST(CBezierPoint, NodeEdits) {
 TEST(CBezierPoint, SmoothAndIsSmooth) {
   const double h = std::sqrt(2.0) / 6;
   CBezierPoint a(CBPOINT(CDPOINT(0, 0), CDPOINT(0, 0), CDPOINT(0, 0)));
-  EXPECT_FALSE(a.IsSmooth());  // no handles
+  EXPECT_FALSE(a.IsSmooth());               // no handles
   a.Smooth(CDPOINT(-1, 0), CDPOINT(1, 0));  // straight through: handles at the thirds
   EXPECT_POINT_NEAR(a.GetBPoint().in, CDPOINT(-1.0 / 3, 0), 1e-15);
   EXPECT_POINT_NEAR(a.GetBPoint().out, CDPOINT(1.0 / 3, 0), 1e-15);

@@ -8,7 +8,9 @@ using PLEXA::CDRECT;
 
 namespace {
 
-CBPOINT Node(CDPOINT in, CDPOINT anchor, CDPOINT out) { return CBPOINT(in, anchor, out); }
+CBPOINT Node(CDPOINT in, CDPOINT anchor, CDPOINT out) {
+  return CBPOINT(in, anchor, out);
+}
 
 }  // namespace
 
