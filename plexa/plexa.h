@@ -19,6 +19,9 @@
 // Planar geometry.
 #include "plexa/analysis/planar.h"
 
+// Bezier segment.
+#include "plexa/geom/bezier.h"
+
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
@@ -32,3 +35,6 @@
 // Presentation helpers.
 #include "plexa/draw/colour.h"
 #include "plexa/draw/strings.h"
+
+// Curve analysis.
+#include "plexa/analysis/nearest.h"
