@@ -18,6 +18,7 @@
 
 // Planar geometry.
 #include "plexa/analysis/planar.h"
+#include "plexa/analysis/circle.h"
 
 // Paths and path sets.
 #include "plexa/geom/path.h"
