@@ -452,8 +452,8 @@ int GetClosestPointIndex(const CArray<CPoint, CPoint>& pts, CPoint p) {
   for (INT_PTR i = 0; i < pts.GetSize(); ++i) {
     const long long dx = static_cast<long long>(pts[i].x) - p.x;
     const long long dy = static_cast<long long>(pts[i].y) - p.y;
-    const U128 d = static_cast<U128>(static_cast<unsigned long long>(dx * dx)) +
-                   static_cast<U128>(static_cast<unsigned long long>(dy * dy));
+    const U128 ax = static_cast<U128>(dx < 0 ? -dx : dx), ay = static_cast<U128>(dy < 0 ? -dy : dy);
+    const U128 d = ax * ax + ay * ay;
     if (best < 0 || d < bestD) best = static_cast<int>(i), bestD = d;
   }
   return best;
