@@ -212,35 +212,24 @@ class EvenOddWalk {
   template <bool kComputeRect>
   int Run() {
     using T = decltype(P::x);
+    static_assert(!kComputeRect || std::is_same_v<P, CDPOINT>, "rectangles are computed for double points");
     T minX = pts_[0].x;
-    if constexpr (kComputeRect && std::is_same_v<P, CDPOINT>) {
+    if constexpr (kComputeRect) {
       if (!ExtentRejects(minX)) return 0;
     } else {
-      constexpr int kLanes = 4;
-      T lo[kLanes], loY[kLanes], hi[kLanes], hiY[kLanes];
-      for (int l = 0; l < kLanes; ++l) lo[l] = hi[l] = pts_[0].x, loY[l] = hiY[l] = pts_[0].y;
-      const auto take = [&](const P& q, int l) {
-        lo[l] = q.x < lo[l] ? q.x : lo[l];
-        if constexpr (kComputeRect) {
-          loY[l] = q.y < loY[l] ? q.y : loY[l];
-          hi[l] = q.x > hi[l] ? q.x : hi[l];
-          hiY[l] = q.y > hiY[l] ? q.y : hiY[l];
-        }
-      };
+      // Four independent running minima, merged at the end.
+      T m0 = minX, m1 = minX, m2 = minX, m3 = minX;
       int i = 0;
-      for (; i + kLanes <= n_; i += kLanes)
-        for (int l = 0; l < kLanes; ++l) take(pts_[i + l], l);
-      for (; i < n_; ++i) take(pts_[i], 0);
-      for (int l = 1; l < kLanes; ++l) {
-        lo[0] = lo[l] < lo[0] ? lo[l] : lo[0];
-        loY[0] = loY[l] < loY[0] ? loY[l] : loY[0];
-        hi[0] = hi[l] > hi[0] ? hi[l] : hi[0];
-        hiY[0] = hiY[l] > hiY[0] ? hiY[l] : hiY[0];
+      for (; i + 4 <= n_; i += 4) {
+        m0 = pts_[i].x < m0 ? pts_[i].x : m0;
+        m1 = pts_[i + 1].x < m1 ? pts_[i + 1].x : m1;
+        m2 = pts_[i + 2].x < m2 ? pts_[i + 2].x : m2;
+        m3 = pts_[i + 3].x < m3 ? pts_[i + 3].x : m3;
       }
-      minX = lo[0];
-      if constexpr (kComputeRect) {
-        if (px_ < lo[0] || px_ > hi[0] || py_ < loY[0] || py_ > hiY[0]) return 0;
-      }
+      for (; i < n_; ++i) m0 = pts_[i].x < m0 ? pts_[i].x : m0;
+      m0 = m1 < m0 ? m1 : m0;
+      m0 = m2 < m0 ? m2 : m0;
+      minX = m3 < m0 ? m3 : m0;
     }
     const double x0 = static_cast<double>(minX) - 1.0;
     for (int e = 0; e < n_ - 1; ++e) {
