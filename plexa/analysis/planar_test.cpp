@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <initializer_list>
@@ -653,4 +654,87 @@ TEST(PlanarArcs, PolylineAgainstALine) {
   index = 0;
   EXPECT_EQ(GetPolyLineWithLineIntersection(longLine, CDLINE(CDPOINT(5e6, -1), CDPOINT(5e6, -3e6)), hit, index), 0);
   EXPECT_EQ(hit, CDPOINT(0, 0));
+}
+
+namespace {
+
+// The inside rule written out step by step with the public primitives, as a slow reference
+// for the optimised walk. truncEnd selects the integer overload's end-vertex comparison.
+template <typename P>
+int ReferenceInside(const P* v, int n, double px, double py, bool truncEnd) {
+  if (n < 1) return 0;
+  double minX = v[0].x, maxX = v[0].x, minY = v[0].y, maxY = v[0].y;
+  for (int i = 1; i < n; ++i) {
+    minX = std::min<double>(minX, v[i].x), maxX = std::max<double>(maxX, v[i].x);
+    minY = std::min<double>(minY, v[i].y), maxY = std::max<double>(maxY, v[i].y);
+  }
+  if (px < minX || px > maxX || py < minY || py > maxY) return 0;
+  const double x0 = minX - 1.0;
+  int count = 0;
+  for (int i = 0; i <= n - 2; ++i) {
+    const double ax = v[i].x, ay = v[i].y, bx = v[i + 1].x, by = v[i + 1].y;
+    if ((ay < py && by < py) || (ay > py && by > py)) continue;
+    double x, y;
+    if (!GetLinesIntersection(ax, ay, bx, by, px, py, x0, py, &x, &y)) continue;
+    if (!IsPointInLineRange(ax, ay, bx, by, x, y) || !IsPointInLineRange(px, py, x0, py, x, y)) continue;
+    if (std::floor(x + 0.5) == ax && std::floor(y + 0.5) == ay) continue;
+    const bool atEnd = truncEnd ? (std::trunc(x) == bx && std::trunc(y) == by) : (x == bx && y == by);
+    if (!atEnd) {
+      ++count;
+      continue;
+    }
+    double next = (i + 1 == n - 1) ? v[1].y : v[i + 2].y;
+    bool stop = false;
+    if (next == by) {
+      int j = i + 2;
+      while (j < n && v[j].y == by) ++j;
+      if (j < n) {
+        next = v[j].y;
+      } else {
+        j = 1;
+        while (j < n && v[j].y == by) ++j;
+        if (j == n) return 0;
+        next = v[j].y;
+        stop = true;
+      }
+    }
+    if (!((ay > by && next > by) || (by > ay && by > next))) ++count;
+    if (stop) break;
+  }
+  return count & 1;
+}
+
+}  // namespace
+
+TEST(PlanarInside, OptimisedWalkMatchesTheRuleOnDegenerateGridPolygons) {
+  // Small grids make every tie common: rays through vertices, horizontal runs, repeated and
+  // collinear points, open and closed lists.
+  std::srand(2024);
+  for (int poly = 0; poly < 300; ++poly) {
+    const int n = 2 + std::rand() % 12;
+    Poly d;
+    IPoly ip;
+    for (int i = 0; i < n; ++i) {
+      const LONG x = std::rand() % 7, y = std::rand() % 5;
+      d.Add(CDPOINT(x, y));
+      ip.Add(tagPOINT{x, y});
+    }
+    if (std::rand() % 4 != 0) {
+      d.Add(d[0]);
+      ip.Add(ip[0]);
+    }
+    const int m = static_cast<int>(d.GetSize());
+    for (int qx = -1; qx <= 14; ++qx) {
+      for (int qy = -1; qy <= 10; ++qy) {
+        const CDPOINT p(qx / 2.0, qy / 2.0);
+        ASSERT_EQ(IsPointInPolygon(d, p, nullptr), ReferenceInside(d.GetData(), m, p.x, p.y, false))
+            << "polygon " << poly << " point " << p.x << ", " << p.y;
+        if (qx % 2 == 0 && qy % 2 == 0) {
+          const tagPOINT q{qx / 2, qy / 2};
+          ASSERT_EQ(IsPointInPolygon(ip, q, nullptr), ReferenceInside(ip.GetData(), m, q.x, q.y, true))
+              << "integer polygon " << poly << " point " << q.x << ", " << q.y;
+        }
+      }
+    }
+  }
 }
