@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 #include <numbers>
 
@@ -24,6 +25,19 @@ bool Coincide(double x1, double y1, double x2, double y2) {
 }
 
 double Dist(double x1, double y1, double x2, double y2) { return std::hypot(x2 - x1, y2 - y1); }
+
+// double to float as the hardware rounds it, with the out-of-range case (undefined for a plain
+// conversion) spelled out: up to half a unit past the largest float rounds to it, beyond is
+// infinite.
+float ToFloat(double v) {
+  constexpr double kMax = std::numeric_limits<float>::max();
+  if (v > kMax || v < -kMax) {
+    const float big = std::fabs(v) < kMax + std::ldexp(1.0, 103) ? std::numeric_limits<float>::max()
+                                                                 : std::numeric_limits<float>::infinity();
+    return v > 0 ? big : -big;
+  }
+  return static_cast<float>(v);
+}
 
 // The slope-form intersection shared by the public function and the inside tests, so that
 // both give bit-identical crossings.
@@ -333,8 +347,7 @@ CDPOINT DivideLine(const PLEXA::CDLINE& l, double f) {
 CFPOINT DivideLine(const PLEXA::CFLINE& l, double f) {
   const double x1 = l.p1.x, y1 = l.p1.y, x2 = l.p2.x, y2 = l.p2.y;
   const double x = x1 - (x1 - x2) * f, y = y1 - (y1 - y2) * f;
-  return CFPOINT(std::fabs(x) < kPlanarEpsilon ? 0.0f : static_cast<float>(x),
-                 std::fabs(y) < kPlanarEpsilon ? 0.0f : static_cast<float>(y));
+  return CFPOINT(std::fabs(x) < kPlanarEpsilon ? 0.0f : ToFloat(x), std::fabs(y) < kPlanarEpsilon ? 0.0f : ToFloat(y));
 }
 
 int GetRandom(int lo, int hi) {
@@ -355,8 +368,8 @@ void Rotate(double* x, double* y, double cx, double cy, double a) {
 void Rotate(float* x, float* y, float cx, float cy, double a) {
   double dx = *x, dy = *y;
   Rotate(&dx, &dy, cx, cy, a);
-  *x = std::fabs(dx) < kPlanarEpsilon ? 0.0f : static_cast<float>(dx);
-  *y = std::fabs(dy) < kPlanarEpsilon ? 0.0f : static_cast<float>(dy);
+  *x = std::fabs(dx) < kPlanarEpsilon ? 0.0f : ToFloat(dx);
+  *y = std::fabs(dy) < kPlanarEpsilon ? 0.0f : ToFloat(dy);
 }
 
 void Stretch(double* x, double* y, double cx, double cy, double sx, double sy) {
@@ -369,8 +382,8 @@ void Stretch(float* x, float* y, float cx, float cy, double sx, double sy) {
   if (std::fabs(sy) < kPlanarEpsilon) sy = 0.0;
   double dx = *x, dy = *y;
   Stretch(&dx, &dy, cx, cy, sx, sy);
-  *x = static_cast<float>(dx);
-  *y = static_cast<float>(dy);
+  *x = ToFloat(dx);
+  *y = ToFloat(dy);
 }
 
 void FlipHor(double* x, double*, double cx, double) { *x = cx - (*x - cx); }
@@ -379,12 +392,12 @@ void FlipVer(double*, double* y, double, double cy) { *y = cy - (*y - cy); }
 
 void FlipHor(float* x, float*, float cx, float) {
   const double c = std::fabs(cx) < kPlanarEpsilon ? 0.0 : static_cast<double>(cx);
-  *x = static_cast<float>(c - (static_cast<double>(*x) - c));
+  *x = ToFloat(c - (static_cast<double>(*x) - c));
 }
 
 void FlipVer(float*, float* y, float, float cy) {
   const double c = std::fabs(cy) < kPlanarEpsilon ? 0.0 : static_cast<double>(cy);
-  *y = static_cast<float>(c - (static_cast<double>(*y) - c));
+  *y = ToFloat(c - (static_cast<double>(*y) - c));
 }
 
 // ---- Bounds and lengths -----------------------------------------------------------------

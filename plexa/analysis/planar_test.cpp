@@ -151,6 +151,13 @@ TEST(PlanarLines, DistancesHalfPlanesRangesAndDivision) {
   EXPECT_EQ(f.y, 1.0f);
   const CFPOINT g = DivideLine(CFLINE(CFPOINT(0.0f, 0.0f), CFPOINT(1e-8f, 2.0f)), 0.5);
   EXPECT_EQ(g.x, 0.0f);  // 5e-9 is stored as exactly 0
+  // Results beyond the float range become infinities rather than undefined conversions.
+  const float big = std::numeric_limits<float>::max();
+  const CFPOINT h = DivideLine(CFLINE(CFPOINT(-big, 0.0f), CFPOINT(big, 1.0f)), 3.0);
+  EXPECT_EQ(h.x, std::numeric_limits<float>::infinity());
+  float fx = big, fy = 0;
+  FlipHor(&fx, &fy, -big, 0);
+  EXPECT_EQ(fx, -std::numeric_limits<float>::infinity());
 }
 
 TEST(PlanarTransforms, FlipsAndRandomRange) {
