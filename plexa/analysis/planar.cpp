@@ -163,8 +163,6 @@ class EvenOddWalk {
     const P& a = pts_[i];
     const P& b = pts_[i + 1];
     const double ax = a.x, ay = a.y, bx = b.x, by = b.y;
-    // An edge wholly right of the ray's reach cannot pass both range tests below.
-    if (std::min(ax, bx) - kPlanarEpsilon > std::max(px_, x0) + kPlanarEpsilon) return EdgeResult::kGoOn;
     double x, y;
     if (!RayIntersect(ax, ay, bx, by, px_, py_, x0, x, y)) return EdgeResult::kGoOn;
     if (!InLineRange(ax, ay, bx, by, x, y) || !InLineRange(px_, py_, x0, py_, x, y)) return EdgeResult::kGoOn;
@@ -256,8 +254,11 @@ class EvenOddWalk {
       minX = m3 < m0 ? m3 : m0;
     }
     const double x0 = static_cast<double>(minX) - 1.0;
+    // An edge wholly right of the ray's reach cannot pass both range tests of Edge.
+    const double reach = std::max(px_, x0) + kPlanarEpsilon;
     for (int e = 0; e < n_ - 1; ++e) {
       if (!Straddles(e)) continue;
+      if (std::min<double>(pts_[e].x, pts_[e + 1].x) - kPlanarEpsilon > reach) continue;
       const EdgeResult r = Edge(e, x0);
       if (r == EdgeResult::kAnswerZero) return 0;
       if (r == EdgeResult::kEndAfterThis) break;
