@@ -1,12 +1,13 @@
 #include "plexa/analysis/planar.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <type_traits>
 #include <numbers>
+#include <type_traits>
 
 #include "plexa/effects/view3d.h"
 
@@ -196,8 +197,9 @@ class EvenOddWalk {
   // The bounding rectangle of double points, two coordinates at a time: each (x, y) pair is
   // one two-lane vector, and four vectors of running extremes keep the pass off one long
   // dependency chain. Element-wise the same selections as the scalar chain from point 0.
-  // Returns false when p lies outside; minX receives the minimum x.
-  bool ExtentRejects(double& minX) const {
+  // False when p lies outside the rectangle; minX receives the minimum x. (GCC/Clang vector
+  // extension: plain SSE2 on x86-64, generic code elsewhere.)
+  bool WithinExtent(double& minX) const {
     using V = double __attribute__((vector_size(16)));
     constexpr int kLanes = 4;
     V first;
@@ -237,7 +239,7 @@ class EvenOddWalk {
     static_assert(!kComputeRect || std::is_same_v<P, CDPOINT>, "rectangles are computed for double points");
     T minX = pts_[0].x;
     if constexpr (kComputeRect) {
-      if (!ExtentRejects(minX)) return 0;
+      if (!WithinExtent(minX)) return 0;
     } else {
       // Four independent running minima, merged at the end.
       T m0 = minX, m1 = minX, m2 = minX, m3 = minX;
