@@ -1,6 +1,7 @@
 // Even-odd inside tests and polyline measures on a star outline of N vertices (alternating
-// radii, so every row crosses many edges), in double and integer coordinates, against a plain
-// crossing count without the library's tie-breaks as the baseline. Query points are a fixed
+// radii, so every row crosses many edges), in double and integer coordinates, against two
+// peers: a plain crossing count without the library's tie-breaks, and Boost.Geometry's
+// `within` (when its headers are installed) on the same polygon and points. Query points are a fixed
 // seeded sample of the bounding box; before timing, the library's answers are checked against
 // the baseline on every sample point (none lies on an edge).
 //
@@ -16,6 +17,11 @@
 #include <vector>
 
 #include "plexa/plexa.h"
+
+#if __has_include(<boost/geometry.hpp>)
+#include <boost/geometry.hpp>
+#define PLEXA_BENCH_BOOST 1
+#endif
 
 using PLEXA::CDPOINT;
 using PLEXA::CDRECT;
@@ -134,6 +140,37 @@ void BM_PlainCrossingsDouble(benchmark::State& state) {
   }
 }
 
+#ifdef PLEXA_BENCH_BOOST
+namespace bg = boost::geometry;
+using BoostPoint = bg::model::d2::point_xy<double>;
+using BoostPolygon = bg::model::polygon<BoostPoint>;
+
+BoostPolygon BoostStar(const Star& s) {
+  BoostPolygon poly;
+  for (const CDPOINT& p : s.pts) bg::append(poly.outer(), BoostPoint(p.x, p.y));
+  bg::correct(poly);  // Boost wants its own orientation
+  return poly;
+}
+
+void BM_BoostWithin(benchmark::State& state) {
+  const Star& s = StarOf(static_cast<int>(state.range(0)));
+  const BoostPolygon poly = BoostStar(s);
+  int agree = 0;
+  for (int q = 0; q < kQueries; ++q)
+    agree += bg::within(BoostPoint(s.queries[q].x, s.queries[q].y), poly) ==
+             (IsPointInPolygon(s.pts.GetData(), static_cast<int>(s.pts.GetSize()), s.queries[q], nullptr) != 0);
+  if (agree != kQueries) {
+    std::fprintf(stderr, "star %d: Boost disagrees on %d points\n", static_cast<int>(state.range(0)), kQueries - agree);
+    std::abort();
+  }
+  int q = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(bg::within(BoostPoint(s.queries[q].x, s.queries[q].y), poly));
+    q = (q + 1) % kQueries;
+  }
+}
+#endif
+
 void BM_PolylineLength(benchmark::State& state) {
   const Star& s = StarOf(static_cast<int>(state.range(0)));
   for (auto _ : state) benchmark::DoNotOptimize(GetPolylineLength(s.pts));
@@ -154,6 +191,9 @@ BENCHMARK(BM_InsideDouble)->Arg(1000)->Arg(10000)->Arg(100000);
 BENCHMARK(BM_InsideDoubleGivenRect)->Arg(1000)->Arg(10000)->Arg(100000);
 BENCHMARK(BM_InsideInteger)->Arg(1000)->Arg(10000)->Arg(100000);
 BENCHMARK(BM_PlainCrossingsDouble)->Arg(1000)->Arg(10000)->Arg(100000);
+#ifdef PLEXA_BENCH_BOOST
+BENCHMARK(BM_BoostWithin)->Arg(1000)->Arg(10000)->Arg(100000);
+#endif
 BENCHMARK(BM_PolylineLength)->Arg(10000);
 BENCHMARK(BM_PolylinePoint)->Arg(10000);
 
