@@ -194,7 +194,9 @@ bool AreSimilar(const CPolyPolyBezier& a, const CPolyPolyBezier& b, double tol);
 // - A crossing must lie in both the edge's and the ray's range (1e-8 slack), so a point on an
 //   edge meets its own ray end and counts like any crossing: on a square (0,0) (10,0) (10,10)
 //   (0,10) (0,0), (0, 5) is inside and (10, 5), (5, 0), (5, 10) are outside.
-// - A crossing that rounds (floor(v + 0.5)) to the edge's start vertex is not counted there.
+// - A crossing that rounds (floor(v + 0.5)) to the edge's start vertex is not counted there,
+//   even when it is not the vertex itself: near a vertex with whole-unit coordinates a real
+//   crossing within half a unit can be dropped. Fractional coordinates rarely meet the rule.
 // - A crossing exactly at the edge's end vertex B counts once unless B is a strict extremum in
 //   y against its neighbours, judged with the next vertex whose y differs from B's (a
 //   horizontal run is scanned forward, then again from point 1; when the second scan was
