@@ -32,6 +32,47 @@ class CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
   // Each point of every node goes through view.Transfer(x, y, 0); attribute words are kept.
   void ApplyTransformation(CView3D& view);
 
+  // Index of the first node whose anchor is within 0.001 of p in x and in y, searching nodes
+  // 0 .. n-2 only: the last node (the closing repeat of a closed path) is never returned.
+  // -1 when none matches or the path has fewer than 2 nodes.
+  int FindBPoint(const PLEXA::CDPOINT& p) const;
+
+  // Shape builders. Each empties the output first and builds nodes with attribute word 0;
+  // closed shapes repeat their first node as their last. Rectangles are read as
+  // (xmin, xmax, ymin, ymax); k = 0.5522847771644592 is the quarter-circle handle ratio.
+  // Five corner nodes (xmin,ymin), (xmax,ymin), (xmax,ymax), (xmin,ymax), (xmin,ymin).
+  static void GetRectBPoints(const PLEXA::CDRECT& r, CBPointArray& path);
+  // The rectangle of half-side max(|w|,|h|)/2 about the centre.
+  static void GetSquareBPoints(const PLEXA::CDRECT& r, CBPointArray& path);
+  // Four quarter arcs starting at the middle of the ymin edge, towards xmax.
+  static void GetEllipseBPoints(const PLEXA::CDRECT& r, CBPointArray& path);
+  // The ellipse of the square of half-side max(|w|,|h|)/2 about the centre.
+  static void GetCircleBPoints(const PLEXA::CDRECT& r, CBPointArray& path);
+  // Two nodes with handles at 0.3 of the chord from each end; the int is ignored.
+  static void GetLineBPoints(const PLEXA::CDPOINT& p0, const PLEXA::CDPOINT& p1, CBPointArray& path,
+                             int unused = 0);
+  // Regular n-gon with its first vertex straight above the centre (smaller y), scaled about
+  // the centre to the rectangle's width and height but not recentred: an odd n keeps the
+  // offset the rotation gave it. Empty for n < 3 or a width or height below 1e-8.
+  static void GetPolygonBPoints(const PLEXA::CDRECT& r, CBPointArray& path, int n);
+  // Rectangle with quarter-circle corners of radius min(|w|/2, |radius|) in x and
+  // min(|h|/2, |radius|) in y: nine nodes, each corner one segment. A positive radius rounds
+  // the corners outward; a negative one cuts them inward (concave quarter circles centred
+  // on the rectangle's corners), with the same nine-node layout. |radius| < 1e-8: a rectangle.
+  static void GetRoundRectBPoints(const PLEXA::CDRECT& r, CBPointArray& path, double radius);
+
+  void CreateRect(const PLEXA::CDRECT& r) { GetRectBPoints(r, *this); }
+  void CreateSquare(const PLEXA::CDRECT& r) { GetSquareBPoints(r, *this); }
+  void CreateEllipse(const PLEXA::CDRECT& r) { GetEllipseBPoints(r, *this); }
+  void CreateCircle(const PLEXA::CDRECT& r) { GetCircleBPoints(r, *this); }
+  void CreateLine(const PLEXA::CDPOINT& p0, const PLEXA::CDPOINT& p1, int unused = 0) {
+    GetLineBPoints(p0, p1, *this, unused);
+  }
+  void CreatePolygon(const PLEXA::CDRECT& r, int n) { GetPolygonBPoints(r, *this, n); }
+  void CreateRoundRect(const PLEXA::CDRECT& r, double radius) { GetRoundRectBPoints(r, *this, radius); }
+
+  // ---- Editing ----
+
   // Reverses node order and swaps each node's two controls, so every segment keeps its shape.
   void MakeReverse();
   // Reverses when the orientation differs from the request; 1 when it reversed, else 0.
@@ -41,7 +82,37 @@ class CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
   // coordinates (|d| <= tol): the later node of a run of repeats survives.
   void RemoveSamePoints(double tol);
 
+  // Re-starts a closed path at node k. Refused (false) for k outside [0, n), n < 3, or when
+  // the last node differs from the first in any of its six coordinates by 1e-8 or more: a
+  // path closed only by its anchors is deliberately refused.
+  bool SetStartingPoint(int k);
+  // Moves anchor i to p; the neighbouring handles turn and stretch with their segments,
+  // pivoting on the old anchor. i outside [0, n) or p equal to the anchor: nothing changes.
+  void MoveBezierPoint(int i, const PLEXA::CDPOINT& p);
+  // Every node's controls at 0.333 (not one third) of the way to its neighbours' anchors;
+  // the end nodes keep the outer control on the anchor.
+  void MakeProperPolyline();
+  // Same node count and, node by node, anchors and both controls each at most tol apart
+  // (Euclidean). Two empty paths are the same.
+  bool IsSame(const CBPointArray& other, double tol) const;
+
+  // Nodes 0..k are appended to a and k..n-1 to b (node k goes to both); outputs are not
+  // emptied. A one-node result gets a second copy of its node. k outside [0, n): nothing.
+  void SplitBPointArray(int k, CBPointArray& a, CBPointArray& b) const;
+  // Three pieces: nodes 0..k1 to a, k1..k2 to b, k2..n-1 to c, built like the one-index
+  // split (shared boundary nodes, one-node results doubled, outputs appended to). The indexes
+  // are taken in increasing order; either outside [0, n): nothing.
+  void SplitBPointArray(int k1, int k2, CBPointArray& a, CBPointArray& b, CBPointArray& c) const;
+
  protected:
+  // The handle transforms of MoveBezierPoint. With s = |B - O| / |A - O| (1 when |A - O| is 0)
+  // and theta = angle(B - O) - angle(A - O): Q := O + R(s (Q - O)) ...
+  static void MBPScaleRotate(const PLEXA::CDPOINT& O, PLEXA::CDPOINT& Q, const PLEXA::CDPOINT& A,
+                             const PLEXA::CDPOINT& B);
+  // ... and the same s and theta with Q taken about A: Q := A + R(s (Q - A)).
+  static void MBPScaleRotate2(const PLEXA::CDPOINT& A, const PLEXA::CDPOINT& B, const PLEXA::CDPOINT& O,
+                              PLEXA::CDPOINT& Q);
+
   // The anchor-polygon sum shared by IsClockwise and SetOrientation.
   double OrientationSum() const;
 };
