@@ -53,7 +53,9 @@ struct ArchiveRecord {
 
 }  // namespace plexa_detail
 
-template <typename TYPE, typename ARG_TYPE = const TYPE&>
+// ARG_TYPE defaults to TYPE, so CArray<PLEXA::CDPOINT> is the polyline type
+// CArray<PLEXA::CDPOINT, PLEXA::CDPOINT> and CArray<double> is CArray<double, double>.
+template <typename TYPE, typename ARG_TYPE = TYPE>
 class CArray {
   static_assert(std::is_trivially_copyable_v<TYPE>, "CArray moves its elements bitwise");
 
