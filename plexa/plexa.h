@@ -19,6 +19,12 @@
 // Planar geometry.
 #include "plexa/analysis/planar.h"
 
+// Bezier segment.
+#include "plexa/geom/bezier.h"
+
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+
+// Curve analysis.
+#include "plexa/analysis/nearest.h"
