@@ -18,6 +18,7 @@
 
 // Planar geometry.
 #include "plexa/analysis/planar.h"
+#include "plexa/analysis/circle.h"
 
 // Bezier segment.
 #include "plexa/geom/bezier.h"
