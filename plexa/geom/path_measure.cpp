@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "plexa/analysis/planar.h"
 #include "plexa/geom/path.h"
 
 using PLEXA::CBPOINT;
@@ -199,5 +200,6 @@ int IsPointInPolygon(const CBPointArray& path, const tagPOINT& p) {
   ipts.SetSize(flat.GetSize());
   for (INT_PTR i = 0; i < flat.GetSize(); ++i)
     ipts[i] = tagPOINT{static_cast<LONG>(std::floor(flat[i].x + 0.5)), static_cast<LONG>(std::floor(flat[i].y + 0.5))};
-  return IsPointInPolygonInt(ipts, p);
+  const CRect bounds = GetPolygonRect(ipts.GetData(), static_cast<int>(ipts.GetSize()));
+  return IsPointInPolygon(ipts.GetData(), static_cast<int>(ipts.GetSize()), p, &bounds);
 }
