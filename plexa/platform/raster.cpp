@@ -64,17 +64,6 @@ void SortByRow(std::vector<T>& v, Less less) {
   v.swap(out);
 }
 
-// Floor and ceiling of values known to be small (|t| < 2^52): cheaper than std::floor and
-// std::ceil on plain x86-64, where neither is a single instruction. Used once per row.
-std::int64_t FloorSmall(double t) {
-  const auto k = static_cast<std::int64_t>(t);
-  return k - (t < static_cast<double>(k));
-}
-std::int64_t CeilSmall(double t) {
-  const auto k = static_cast<std::int64_t>(t);
-  return k + (t > static_cast<double>(k));
-}
-
 bool IsWhole(double v) { return std::floor(v) == v && std::fabs(v) <= kExactLimit; }
 
 // One segment of a wide round pen: the set of points within r of the segment AB (a capsule).
@@ -178,13 +167,21 @@ class Capsule {
       // Pixels with lo <= i + 0.5 <= hi, clamped to one pixel beyond the grid either side.
       const double tl = std::clamp(lo - 0.5, -2.0, w + 1.0);
       const double th = std::clamp(hi - 0.5, -2.0, w + 1.0);
-      std::int64_t i0 = std::clamp<std::int64_t>(CeilSmall(tl), -1, w);
-      std::int64_t i1 = std::clamp<std::int64_t>(FloorSmall(th), -1, w);
-      if (i0 >= 0 && i0 < w && NearCentre(tl)) {
+      // Ceiling and floor by truncation (cheaper than std::ceil and std::floor on plain x86-64),
+      // with the distance of each end from the nearest pixel centre on its side.
+      const auto kl = static_cast<std::int64_t>(tl), kh = static_cast<std::int64_t>(th);
+      const double dl = static_cast<double>(kl), dh = static_cast<double>(kh);
+      std::int64_t i0 = kl + (tl > dl), i1 = kh - (th < dh);
+      const double gl = (tl > dl ? dl + 1 : dl) - tl, gh = th - (th < dh ? dh - 1 : dh);
+      const bool tieLeft = gl < slack_ || gl > 1 - slack_;
+      const bool tieRight = gh < slack_ || gh > 1 - slack_;
+      i0 = std::clamp<std::int64_t>(i0, -1, w);
+      i1 = std::clamp<std::int64_t>(i1, -1, w);
+      if (i0 >= 0 && i0 < w && tieLeft) {
         for (int k = 0; k < kMaxEndAdjust && i0 > 0 && Inside(i0 - 1, j); ++k) --i0;
         for (int k = 0; k < kMaxEndAdjust && i0 <= i1 && !Inside(i0, j); ++k) ++i0;
       }
-      if (i1 >= 0 && i1 < w && NearCentre(th)) {
+      if (i1 >= 0 && i1 < w && tieRight) {
         for (int k = 0; k < kMaxEndAdjust && i1 < w - 1 && Inside(i1 + 1, j); ++k) ++i1;
         for (int k = 0; k < kMaxEndAdjust && i1 >= i0 && !Inside(i1, j); ++k) --i1;
       }
@@ -193,12 +190,6 @@ class Capsule {
   }
 
  private:
-  // Whether t = x - 0.5 may lie on the other side of a pixel centre than computed.
-  bool NearCentre(double t) const {
-    const double f = t - static_cast<double>(FloorSmall(t));
-    return f < slack_ || f > 1 - slack_;
-  }
-
   void Disc(PointD c, double ys, double& lo, double& hi) const {
     const double dy = ys - c.y;
     const double h2 = r2_ - dy * dy;
