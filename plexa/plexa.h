@@ -10,7 +10,6 @@
 #include "plexa/platform/array.h"
 #include "plexa/platform/errors.h"
 #include "plexa/platform/gdi.h"
-#include "plexa/platform/raster.h"
 #include "plexa/platform/records.h"
 #include "plexa/platform/text.h"
 

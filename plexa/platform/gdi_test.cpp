@@ -406,3 +406,31 @@ TEST(Gdi, StretchCopySamplesUnderPixelCentresAndMirrors) {
   // Parts outside either bitmap are skipped; huge extents cost only the destination.
   EXPECT_TRUE(StretchBlt(dst.dc, -5, -5, INT32_MAX / 2, INT32_MAX / 2, src.dc, -2, 0, 1000000, 3, SRCCOPY));
 }
+
+TEST(Gdi, HostileGeometryStaysBoundedAndSafe) {
+  // Coordinates at the edge of the drawing range, the widest pen, curves that would need far
+  // more lines than the flattening bound: each call returns quickly and paints only the bitmap.
+  Canvas c(64, 48, 32);
+  const LONG m = kMaxCoordinate;
+  const POINT far[5] = {{-m, -m}, {m, m}, {-m, m}, {m, -m}, {0, 20}};
+  for (int width : {0, 2, 7, 1000, int(m)}) {
+    HPEN pen = CreatePen(PS_SOLID, width, RGB(255, 0, 0));
+    ASSERT_NE(pen, nullptr);
+    HGDIOBJ old = SelectObject(c.dc, pen);
+    EXPECT_TRUE(Polyline(c.dc, far, 5));
+    EXPECT_TRUE(Polygon(c.dc, far, 5));
+    EXPECT_TRUE(PolyBezier(c.dc, far, 4));
+    EXPECT_TRUE(BeginPath(c.dc));
+    EXPECT_TRUE(PolyBezier(c.dc, far, 4));
+    EXPECT_TRUE(LineTo(c.dc, m, -m));
+    EXPECT_TRUE(EndPath(c.dc));
+    EXPECT_TRUE(StrokeAndFillPath(c.dc));
+    SelectObject(c.dc, old);
+    DeleteObject(pen);
+  }
+  // The widest pen through the middle covers everything.
+  EXPECT_EQ(c.Count(RGB(255, 0, 0), 64, 48), 64 * 48);
+  const RECT huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
+  EXPECT_TRUE(FillRect(c.dc, &huge, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH))));
+  EXPECT_EQ(c.Count(0, 64, 48), 64 * 48);
+}
