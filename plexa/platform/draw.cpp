@@ -177,7 +177,11 @@ namespace {
 BOOL DrawPath(HDC dc, bool fill, bool stroke) {
   Dc* d = Find<Dc>(dc);
   if (d == nullptr || d->path != PathState::Ended) return FALSE;
-  if (fill) Fill(d, d->figures);
+  // Filling closes every open figure, and StrokeAndFillPath strokes the closed figures.
+  if (fill) {
+    for (Figure& f : d->figures) f.closed = true;
+    Fill(d, d->figures);
+  }
   if (stroke) Stroke(d, d->figures);
   d->figures.clear();
   d->path = PathState::None;

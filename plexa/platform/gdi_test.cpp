@@ -329,6 +329,25 @@ TEST(Gdi, WidePenPathCoversFillPlusBandOfHalfTheWidth) {
   DeleteObject(brush);
 }
 
+TEST(Gdi, StrokeAndFillPathClosesOpenFiguresStrokePathDoesNot) {
+  const POINT open[3] = {{2, 2}, {12, 2}, {12, 12}};
+  for (bool fill : {false, true}) {
+    Canvas c(16, 16, 1);
+    SelectObject(c.dc, GetStockObject(WHITE_PEN));
+    SelectObject(c.dc, GetStockObject(NULL_BRUSH));
+    BeginPath(c.dc);
+    MoveToEx(c.dc, open[0].x, open[0].y, nullptr);
+    LineTo(c.dc, open[1].x, open[1].y);
+    LineTo(c.dc, open[2].x, open[2].y);
+    EndPath(c.dc);
+    EXPECT_TRUE(fill ? StrokeAndFillPath(c.dc) : StrokePath(c.dc));
+    // The closing line from (12, 12) back to (2, 2) passes (5, 5).
+    EXPECT_EQ(GetPixel(c.dc, 5, 5), fill ? kWhite : 0u);
+    EXPECT_EQ(GetPixel(c.dc, 7, 2), kWhite);
+    EXPECT_EQ(GetPixel(c.dc, 12, 12), fill ? kWhite : 0u);  // an open figure leaves its end out
+  }
+}
+
 TEST(Gdi, LinesPolylinesAndBeziersDrawWithTheSelectedPen) {
   Canvas c(30, 30, 8);
   SelectObject(c.dc, GetStockObject(WHITE_PEN));
