@@ -419,6 +419,20 @@ TEST(Gdi, StretchCopySamplesUnderPixelCentresAndMirrors) {
   Canvas mirror(4, 1, 32);  // a negative source width mirrors
   EXPECT_TRUE(StretchBlt(mirror.dc, 0, 0, 4, 1, src.dc, 4, 0, -4, 1, SRCCOPY));
   for (int x = 0; x < 4; ++x) EXPECT_EQ(GetPixel(mirror.dc, x, 0), RGB((3 - x) * 10, 0, 0));
+  // Odd ratios, both ways and mirrored: destination pixel i shows the source pixel under its
+  // centre, (i + 1/2) * 7 / n.
+  Canvas seven(7, 1, 32);
+  for (int x = 0; x < 7; ++x) SetPixel(seven.dc, x, 0, RGB(x * 30, 1, 2));
+  for (int n : {3, 11}) {
+    for (bool mirror : {false, true}) {
+      Canvas out(n, 1, 32);
+      EXPECT_TRUE(StretchBlt(out.dc, mirror ? n : 0, 0, mirror ? -n : n, 1, seven.dc, 0, 0, 7, 1, SRCCOPY));
+      for (int i = 0; i < n; ++i) {
+        const int u = int(std::floor((i + 0.5) * 7 / n));
+        EXPECT_EQ(GetPixel(out.dc, i, 0), RGB((mirror ? 6 - u : u) * 30, 1, 2)) << n << " " << i;
+      }
+    }
+  }
   // Overlapping copy within one bitmap reads the old pixels.
   EXPECT_TRUE(BitBlt(src.dc, 1, 0, 3, 1, src.dc, 0, 0, SRCCOPY));
   for (int x = 1; x < 4; ++x) EXPECT_EQ(GetPixel(src.dc, x, 0), RGB((x - 1) * 10, 0, 0));
