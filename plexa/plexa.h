@@ -5,10 +5,11 @@
 //   CBPointArray path;  CPolyPolyBezier set;  CView3D view;  ...
 #pragma once
 
-// Platform layer: records, failures, arrays, archive, strings.
+// Platform layer: records, failures, arrays, archive, strings, bitmaps and drawing.
 #include "plexa/platform/archive.h"
 #include "plexa/platform/array.h"
 #include "plexa/platform/errors.h"
+#include "plexa/platform/gdi.h"
 #include "plexa/platform/records.h"
 #include "plexa/platform/text.h"
 
@@ -39,3 +40,7 @@
 
 // Curve analysis.
 #include "plexa/analysis/nearest.h"
+
+// Raster.
+#include "plexa/raster/bitmatrix.h"
+#include "plexa/raster/imgproc.h"
