@@ -36,7 +36,7 @@
 #endif
 
 using PLEXA::CDPOINT;
-using Polyline = CArray<CDPOINT, CDPOINT>;
+using PointList = CArray<CDPOINT, CDPOINT>;
 
 namespace {
 
@@ -369,7 +369,7 @@ void Summary() {
   Row("nearest ...PointT2", tNear2, Err("excess", eNear2), tGeomNear, Err("excess", eGeomNear));
 
   // Flattening.
-  Polyline pts;
+  PointList pts;
   double devAdaptive = 0, devUniform = 0;
   std::size_t nAdaptive = 0, nUniform = 0;
   for (const CBezier& c : g_curves) {
@@ -461,7 +461,7 @@ void BM_NearestT2(benchmark::State& state) {
 BENCHMARK(BM_NearestT2);
 
 void BM_GetPolyline(benchmark::State& state) {
-  Polyline pts;
+  PointList pts;
   for (auto _ : state)
     for (const CBezier& c : g_curves) {
       pts.RemoveAll();
@@ -473,7 +473,7 @@ void BM_GetPolyline(benchmark::State& state) {
 BENCHMARK(BM_GetPolyline);
 
 void BM_GetPolylineEx(benchmark::State& state) {
-  Polyline pts;
+  PointList pts;
   for (auto _ : state)
     for (const CBezier& c : g_curves) {
       c.GetPolylineEx(pts);
