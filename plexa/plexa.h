@@ -26,6 +26,9 @@
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+#include "plexa/geom/pathset.h"
 
 // Curve analysis.
 #include "plexa/analysis/nearest.h"
+#include "plexa/analysis/connect.h"
+#include "plexa/analysis/hull.h"

@@ -191,7 +191,8 @@ int AddPointToPolyBezier(CBPointArray& path, const CArray<PLEXA::CDPOINT>& pts, 
 // Tangent direction of segment seg at parameter t, atan2 of the derivative in radians
 // (CBezier::GetCurveTangentAngle: exactly 0 and 1 are read at 0.001 and 0.999). seg is
 // clamped to the segments and t to [0, 1]. When the segment has no direction (all four
-// points within 1e-8), the chord of the nearest neighbouring segment that has one is used.
+// points within 1e-8), the chord of the nearest segment that has one is used (of two at the
+// same distance, the following one).
 // 0 for fewer than 2 nodes, a NaN t, or a path without any direction.
 double GetBPointArrayTangentAngle(const CBPointArray& path, int seg, double t);
 // Nearest point of the path to p: seg and t of it (CBezier::GetNearestCurvePointT2 per
