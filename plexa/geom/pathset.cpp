@@ -56,6 +56,22 @@ bool Inside(const IntPolygon& outer, const tagPOINT& p) {
   return IsPointInPolygon(outer.pts.data(), outer.size(), p, &outer.bounds) != 0;
 }
 
+// The test for a run of equal points is made once: flattened curves repeat points after
+// rounding, and saturated (huge) coordinates collapse whole paths onto a few points.
+struct InsideCache {
+  bool valid = false;
+  tagPOINT last{};
+  bool answer = false;
+  bool Inside(const IntPolygon& outer, const tagPOINT& p) {
+    if (!valid || p.x != last.x || p.y != last.y) {
+      answer = ::Inside(outer, p);
+      last = p;
+      valid = true;
+    }
+    return answer;
+  }
+};
+
 bool RectWithin(const tagRECT& in, const tagRECT& out) {
   return in.left >= out.left && in.right <= out.right && in.top >= out.top && in.bottom <= out.bottom;
 }
@@ -84,10 +100,11 @@ bool ReachesRatio(const IntPolygon& i, const IntPolygon& j, double ratio) {
   if (!(candidates / n >= ratio)) return false;
   int count = 0;
   int left = candidates;  // candidates not yet tested
+  InsideCache cache;
   for (const tagPOINT& p : j.pts) {
     if (!PointInRect(p, i.bounds)) continue;
     --left;
-    if (Inside(i, p)) {
+    if (cache.Inside(i, p)) {
       ++count;
       if (count / n >= ratio) return true;
     } else if (!((count + left) / n >= ratio)) {
@@ -210,15 +227,17 @@ bool IsPolyBezierInPolyBezier(const CBPointArray& outer, const CBPointArray& inn
   if (o.size() < 2 || in.size() < 1) return false;
   if (std::fabs(tol) < kPathSetEpsilon) {
     if (!RectWithin(in.bounds, o.bounds)) return false;
+    InsideCache cache;
     for (const tagPOINT& p : in.pts)
-      if (!Inside(o, p)) return false;
+      if (!cache.Inside(o, p)) return false;
     return true;
   }
   const double allowed = std::fabs(tol);
   const double n = in.size();
   int outside = 0;
+  InsideCache cache;
   for (const tagPOINT& p : in.pts) {
-    if (!Inside(o, p) && ++outside / n > allowed) return false;
+    if (!cache.Inside(o, p) && ++outside / n > allowed) return false;
   }
   return true;
 }

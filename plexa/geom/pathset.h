@@ -113,8 +113,10 @@ void ExecutePolyPolyBezierEx(const CPolyPolyBezier& set, CPolyPolyDPoint& polys,
 // inside a hole is reported too. A ratio above 1 reports nothing; a ratio of 0 or below
 // reports every path that has points (sets of 2 or more). Fewer than 2 paths: nothing. A
 // path with no points (null, or fewer than 2 nodes) is never a hole. NaN ratio: nothing.
-// Cost: O(P^2) bound comparisons for P paths; point tests run only for pairs whose integer
-// bounds overlap enough to reach the ratio, and each stops as soon as the outcome is known.
+// Cost: O(P^2) bound comparisons for P paths; point tests (each O(points of i)) run only for
+// pairs whose integer bounds overlap enough to reach the ratio, once per run of equal points,
+// and stop as soon as the outcome is known. Flattening caps a path near 100,000 points, so a
+// pair of huge overlapping paths can still cost up to about 10^10 steps, but never more.
 void GetPolyPolyHoles(const CPolyPolyBezier& set, CArray<int, int>& holes, double ratio);
 // Empties outlines, then every index 0 .. size - 1 that GetPolyPolyHoles(set, ., ratio)
 // does not return, ascending.

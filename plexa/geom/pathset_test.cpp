@@ -634,4 +634,33 @@ TEST(PathSet, SubCurvesDuplicatesAndQuantising) {
   EXPECT_EQ(set[0].GetSize(), 3);
 }
 
+TEST(PathSet, HostileCoordinatesFinish) {
+  // NaN rounds to 0 and huge values saturate in the integer polygons; nothing traps.
+  CPolyPolyBezier set;
+  AddTo(set, Rect(0, 0, 100, 100));
+  AddTo(set, Line({{kNaN, 0}, {10, kNaN}, {kNaN, kNaN}}));
+  AddTo(set, Rect(-1e300, -1e300, 1e300, 1e300));
+  AddTo(set, Line({{kInf, 5}, {5, -kInf}, {kInf, 5}}));
+  CArray<int, int> holes;
+  GetPolyPolyHoles(set, holes, 0.5);
+  EXPECT_NE(Ints(holes).size(), 0u);
+  EXPECT_FALSE(IsPolyBezierInPolyPolyBezier(set, Line({{kNaN, kNaN}, {kNaN, kNaN}}), 0.5) &&
+               IsPolyBezierInPolyPolyBezier(set, Line({{kNaN, kNaN}, {kNaN, kNaN}}), 0));
+
+  CBPointArray p = Line({{0, 0}, {kNaN, 1}, {2, kInf}});
+  EXPECT_GE(AddPointToPolyBezier(p, CDPOINT(kNaN, kNaN)), -1);
+  int seg;
+  double t;
+  GetCurvePointSegmentT(p, CDPOINT(1, 1), seg, t);
+  GetPointFromPosition(p, 3, &seg, &t);
+  GetBPointArrayTangentAngle(p, 1, 0.5);
+  CArray<CDPOINT> quad;
+  TripleToQuadraticBezier(&p, quad);
+  EXPECT_LE(quad.GetSize(), 2 * 2 * (1 << kQuadraticMaxDepth) + 1);
+  CPolyPolyBezier huge;
+  AddTo(huge, Line({{0, 0}, {1e300, 0}}));
+  SetMaxBezierLength(huge, 1e-300);  // a length that overflows is not split
+  EXPECT_GE(huge[0].GetSize(), 2);
+}
+
 }  // namespace
