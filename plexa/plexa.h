@@ -27,6 +27,7 @@
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+#include "plexa/geom/pathset.h"
 
 // Effects.
 #include "plexa/effects/spiral.h"
@@ -44,3 +45,6 @@
 // Raster.
 #include "plexa/raster/bitmatrix.h"
 #include "plexa/raster/imgproc.h"
+
+#include "plexa/analysis/connect.h"
+#include "plexa/analysis/hull.h"
