@@ -24,15 +24,6 @@ bool NodesEqual(const CBPOINT& a, const CBPOINT& b) {
   return Coincide(a.in, b.in) && Coincide(a.anchor, b.anchor) && Coincide(a.out, b.out);
 }
 
-// floor(v + 0.5), with NaN as 0 and the 32-bit range saturated.
-LONG RoundToLong(double v) {
-  if (std::isnan(v)) return 0;
-  const double r = std::floor(v + 0.5);
-  if (r <= static_cast<double>(std::numeric_limits<LONG>::min())) return std::numeric_limits<LONG>::min();
-  if (r >= static_cast<double>(std::numeric_limits<LONG>::max())) return std::numeric_limits<LONG>::max();
-  return static_cast<LONG>(r);
-}
-
 // A path flattened at resolution 1.0 and rounded to integers, with its integer bounds.
 struct IntPolygon {
   std::vector<tagPOINT> pts;
@@ -47,7 +38,7 @@ IntPolygon MakeIntPolygon(const CBPointArray* path) {
   CDWordArray ends;
   path->ExecuteBPointArrayT(flat, ends, kHoleFlattenResolution);
   poly.pts.reserve(static_cast<std::size_t>(flat.GetSize()));
-  for (const CDPOINT& p : flat) poly.pts.push_back(tagPOINT{RoundToLong(p.x), RoundToLong(p.y)});
+  for (const CDPOINT& p : flat) poly.pts.push_back(tagPOINT{PLEXA::RoundToLong(p.x), PLEXA::RoundToLong(p.y)});
   poly.bounds = GetPolygonRect(poly.pts.data(), poly.size());
   return poly;
 }
