@@ -28,4 +28,7 @@
 #include "plexa/geom/polypoly.h"
 
 // Curve analysis.
+#include "plexa/analysis/collision.h"
+#include "plexa/analysis/intersect.h"
 #include "plexa/analysis/nearest.h"
+#include "plexa/analysis/scanlines.h"
