@@ -13,11 +13,6 @@ using PLEXA::CDPOINT;
 
 namespace {
 
-// A connector segment counts as lying along an outline segment (touching, not crossing) when
-// every coefficient of the outline's distance polynomial is below this fraction of the
-// connector's length times the outline's extent.
-inline constexpr double kAlongLineRelative = 1e-12;
-
 bool Finite(const CDPOINT& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 // The segments the inside test uses for one path: n - 1 when the ends meet within the
@@ -141,43 +136,51 @@ void CCurveScanLines::GetAllSpans(CArray<CDLINE>& spans, bool alternate) const {
   }
 }
 
-bool CCurveScanLines::ConnectorInside(const CDPOINT& a, const CDPOINT& b) const {
-  const CDPOINT mid((a.x + b.x) / 2, (a.y + b.y) / 2);
-  if (!m_hit.IsPointInCurves(mid)) return false;
+bool CCurveScanLines::ConnectorInside(const CDPOINT& a, const CDPOINT& b, double tol) const {
   const double ex = b.x - a.x, ey = b.y - a.y;
-  const double len2 = ex * ex + ey * ey;
+  const double len2 = ex * ex + ey * ey, len = std::sqrt(len2);
   if (len2 == 0) return true;
+  // The middle of the connector must lie in a span of the line through it (or within the
+  // tolerance of a span's end: a connector running along the outline is accepted).
+  CArray<double> us;
+  const int n = m_hit.GetLineCrossings((a.y + b.y) / 2, us);
+  const double um = (a.x + b.x) / 2;
+  bool inside = false;
+  for (int k = 0; k + 1 < n; k += 2)
+    if (um >= us[k] - tol && um <= us[k + 1] + tol) inside = true;
+  if (!inside) return false;
+  // No outline may pass from one side of the connector to the other away from its ends:
+  // the signed distance (times |e|) of each outline segment is solved for +tol and -tol.
+  bool plus = false, minus = false;
   for (INT_PTR p = 0; p < m_scan.GetSize(); ++p) {
     const CBPointArray* path = m_scan.GetAt(static_cast<int>(p));
-    const INT_PTR n = path->GetSize(), segs = SegmentCount(*path);
+    const INT_PTR np = path->GetSize(), segs = SegmentCount(*path);
     for (INT_PTR s = 0; s < segs; ++s) {
       double cx[4], cy[4];
-      CBezier(path->GetData()[s], path->GetData()[(s + 1) % n]).CalcBezierConstants(cx, cy);
-      // Signed distance (times |e|) of the curve from the connector's line.
-      double d[4];
-      double mag = 0, ext = 0;
-      for (int k = 0; k < 4; ++k) {
-        d[k] = (k == 0 ? (cx[0] - a.x) * ey - (cy[0] - a.y) * ex : cx[k] * ey - cy[k] * ex);
-        mag = std::max(mag, std::fabs(d[k]));
-        ext = std::max({ext, std::fabs(cx[k]), std::fabs(cy[k])});
+      CBezier(path->GetData()[s], path->GetData()[(s + 1) % np]).CalcBezierConstants(cx, cy);
+      for (const double side : {1.0, -1.0}) {
+        double d[4];
+        for (int k = 0; k < 4; ++k) d[k] = cx[k] * ey - cy[k] * ex;
+        d[0] -= a.x * ey - a.y * ex + side * tol * len;
+        double roots[4];
+        const int nr = FindPolynomialRoots(d, 0.0, 1.0, roots);
+        for (int r = 0; r < nr; ++r) {
+          const double t = roots[r];
+          const double px = cx[0] + t * (cx[1] + t * (cx[2] + t * cx[3]));
+          const double py = cy[0] + t * (cy[1] + t * (cy[2] + t * cy[3]));
+          const double w = ((px - a.x) * ex + (py - a.y) * ey) / len2;
+          if (w * len > tol && (1 - w) * len > tol) (side > 0 ? plus : minus) = true;
+        }
       }
-      if (mag <= kAlongLineRelative * std::sqrt(len2) * std::max(ext, 1.0)) continue;
-      double roots[4];
-      const int nr = FindPolynomialRoots(d, 0.0, 1.0, roots);
-      for (int r = 0; r < nr; ++r) {
-        const double t = roots[r];
-        const double px = cx[0] + t * (cx[1] + t * (cx[2] + t * cx[3]));
-        const double py = cy[0] + t * (cy[1] + t * (cy[2] + t * cy[3]));
-        const double w = ((px - a.x) * ex + (py - a.y) * ey) / len2;
-        if (w > kScanJoinEndGuard && w < 1 - kScanJoinEndGuard) return false;
-      }
+      if (plus && minus) return false;
     }
   }
   return true;
 }
 
-void CCurveScanLines::GetSerpentine(CPolyPolyDPoint& polylines) const {
+void CCurveScanLines::GetSerpentine(CPolyPolyDPoint& polylines, double tolerance) const {
   polylines.RemoveAll();
+  const double tol = tolerance >= 0 ? tolerance : m_spacing * kScanJoinDefaultTolerance;
   std::vector<std::vector<Span>> lines(static_cast<size_t>(m_lineCount));
   std::vector<std::vector<char>> used(static_cast<size_t>(m_lineCount));
   for (int i = 0; i < m_lineCount; ++i) {
@@ -217,7 +220,7 @@ void CCurveScanLines::GetSerpentine(CPolyPolyDPoint& polylines) const {
         }
         if (best == next.size()) break;
         const double entry = forward ? next[best].u1 : next[best].u0;
-        if (!ConnectorInside(CDPOINT(uEnd, v), CDPOINT(entry, vn))) break;
+        if (!ConnectorInside(CDPOINT(uEnd, v), CDPOINT(entry, vn), tol)) break;
         ++line;
         cur = best;
         forward = !forward;

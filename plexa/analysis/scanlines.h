@@ -30,10 +30,15 @@
 // Serpentine joins: a chain starts at the first unused span of the lowest line, runs it left
 // to right, and steps to the next line when an unused span there overlaps the current span
 // along u and the straight connector from the current end to that span's near end stays
-// inside: its midpoint passes the inside test and no outline crosses it away from its ends
-// (crossings within kScanJoinEndGuard of the connector's length from either end belong to
-// the ends, which lie on the outline). Among candidates the one whose near end is closest
-// wins. The chain then runs that span the other way, and so on.
+// inside within the join tolerance tol (a distance; by default spacing / 20): the connector's
+// midpoint must lie in a span of the scan line through it, widened by tol at both ends, and
+// no outline may pass from farther than tol on one side of the connector to farther than tol
+// on the other, except within tol of the connector's ends (which lie on the outline). Both
+// tests solve the curves exactly. So a connector may run outside the outline by up to about
+// tol: the chord across a concave stretch of outline (around a hole) is accepted when its
+// sagitta is below tol; with tolerance 0 only connectors inside or along a straight outline
+// are. Among candidates the one whose near end is closest wins; the chain then runs that span
+// the other way, and so on.
 //
 // Failure and bounds: SetCurves refuses (false, nothing loaded) a spacing that is not finite
 // and positive, a non-finite angle or phase, outlines with non-finite coordinates, and more
@@ -52,9 +57,8 @@
 
 // The most scan lines one load accepts (bounds the work of GetAllSpans and GetSerpentine).
 inline constexpr long long kScanMaxLines = 1000000;
-// Connector crossings closer than this fraction of the connector's length to either end are
-// taken as the end itself.
-inline constexpr double kScanJoinEndGuard = 1e-3;
+// Serpentine joins: the default join tolerance, as a fraction of the line spacing (see above).
+inline constexpr double kScanJoinDefaultTolerance = 0.05;
 
 class CCurveScanLines {
  public:
@@ -93,8 +97,9 @@ class CCurveScanLines {
   // tool moving span to span zig-zags instead of returning to one side.
   void GetAllSpans(CArray<PLEXA::CDLINE>& spans, bool alternate) const;
   // The spans joined into serpentine polylines (see above), replacing the set's contents;
-  // every span appears in exactly one polyline, as two consecutive points.
-  void GetSerpentine(CPolyPolyDPoint& polylines) const;
+  // every span appears in exactly one polyline, as two consecutive points. A negative
+  // tolerance means the default, spacing * kScanJoinDefaultTolerance.
+  void GetSerpentine(CPolyPolyDPoint& polylines, double tolerance = -1) const;
 
   // The inside test the spans follow, in plane coordinates.
   bool IsPointInside(const PLEXA::CDPOINT& p) const { return m_loaded && m_hit.IsPointInCurves(ToScan(p)); }
@@ -104,7 +109,7 @@ class CCurveScanLines {
     double u0, u1;
   };
   void LineSpans(int i, std::vector<Span>& out) const;
-  bool ConnectorInside(const PLEXA::CDPOINT& a, const PLEXA::CDPOINT& b) const;
+  bool ConnectorInside(const PLEXA::CDPOINT& a, const PLEXA::CDPOINT& b, double tol) const;
 
   CPolyPolyBezier m_scan;  // the outlines in the scan frame
   CCurveCollision m_hit;   // profiles of m_scan
