@@ -15,6 +15,10 @@ namespace {
 // parameter in [0, 1] (a few units), so a point outside the widened bound is outside the
 // value the bisection would compute.
 inline constexpr double kBoundUlps = 64.0;
+// The step bounds are used only while the y coefficients' magnitudes sum to less than this:
+// then one unit in the last place of the parameter moves y by far less than the crossing
+// tolerance, so the bisection always ends within the tolerance of the query's height.
+inline constexpr double kStepBoundsMaxMagnitude = 1e7;
 // The CalcInnerPoint line heights, as fractions of the rectangle's height, in trial order.
 inline constexpr double kInnerLineFractions[7] = {0.5, 0.25, 0.75, 0.125, 0.375, 0.625, 0.875};
 
@@ -175,12 +179,34 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
       ymax = std::max(ymax, q.y);
     }
     PieceBounds& pb = list.bounds[static_cast<size_t>(i)];
-    for (int k = 1; k < 4; ++k) pb.xlo[k - 1] = pb.xhi[k - 1] = 0.0;
+    pb = PieceBounds{};
+    pb.ymin = pb.ymax = bp.pt[0].y;
     for (int k = 1; k < bp.count; ++k) {
-      PieceXRange(bp, bp.t[k - 1], bp.t[k], pb.xlo[k - 1], pb.xhi[k - 1]);
-      if (std::isnan(pb.xhi[k - 1])) finite = false;
-      else if (i == 0 && k == 1) xmax = pb.xhi[k - 1];
-      else xmax = std::max(xmax, pb.xhi[k - 1]);
+      pb.ymin = std::min(pb.ymin, bp.pt[k].y);
+      pb.ymax = std::max(pb.ymax, bp.pt[k].y);
+    }
+    const double ymag = std::fabs(bp.y[0]) + std::fabs(bp.y[1]) + std::fabs(bp.y[2]) + std::fabs(bp.y[3]);
+    const double ymargin = kBoundUlps * std::numeric_limits<double>::epsilon() * ymag;
+    for (int k = 1; k < bp.count; ++k) {
+      const int piece = k - 1;
+      PieceXRange(bp, bp.t[k - 1], bp.t[k], pb.xlo[piece], pb.xhi[piece]);
+      if (std::isnan(pb.xhi[piece])) finite = false;
+      else if (i == 0 && k == 1) xmax = pb.xhi[piece];
+      else xmax = std::max(xmax, pb.xhi[piece]);
+      // Steps: the last parameter of a converged bisection has a computed height within the
+      // tolerance of the query's, and a true height within ymargin of that.
+      const double ta = bp.t[k - 1], tb = bp.t[k];
+      bool usable = ymag < kStepBoundsMaxMagnitude && !std::isnan(pb.xhi[piece]);
+      for (int j = 0; j <= kSubPieces; ++j) {
+        const double tj = j == kSubPieces ? tb : ta + (tb - ta) * j / kSubPieces;
+        pb.sy[piece][j] = Eval(bp.y, tj);
+        if (j > 0) {
+          const double tp = ta + (tb - ta) * (j - 1) / kSubPieces;
+          PieceXRange(bp, tp, tj, pb.sxlo[piece][j - 1], pb.sxhi[piece][j - 1]);
+          if (std::isnan(pb.sxhi[piece][j - 1])) usable = false;
+        }
+      }
+      pb.window[piece] = usable ? kCollisionTolerance + 4 * ymargin : std::numeric_limits<double>::quiet_NaN();
     }
   }
   if (!finite) ymin = ymax = xmax = std::numeric_limits<double>::quiet_NaN();
@@ -216,8 +242,30 @@ int CCurveCollision::Intersections(const BEZPROFILE& bp, const CDPOINT& p, bool&
   return count;
 }
 
+int CCurveCollision::StepSide(const PieceBounds& b, int piece, const CDPOINT& p) {
+  const double w = b.window[piece];
+  if (!(w >= 0)) return 0;
+  double lo = std::numeric_limits<double>::infinity(), hi = -lo;
+  for (int j = 0; j < kSubPieces; ++j) {
+    const double ya = b.sy[piece][j], yb = b.sy[piece][j + 1];
+    if (p.y >= std::min(ya, yb) - w && p.y <= std::max(ya, yb) + w) {
+      lo = std::min(lo, b.sxlo[piece][j]);
+      hi = std::max(hi, b.sxhi[piece][j]);
+    }
+  }
+  if (!(lo <= hi)) return 0;
+  if (p.x > hi) return -1;
+  if (p.x <= lo) return 1;
+  return 0;
+}
+
 int CCurveCollision::FastIntersections(const BEZPROFILE& bp, const PieceBounds& b, const CDPOINT& p, bool& hasPrev,
                                        double& prevDir) const {
+  // Wholly above or below the point: every piece would reset.
+  if (p.y < b.ymin || p.y > b.ymax) {
+    hasPrev = false;
+    return 0;
+  }
   int count = 0;
   for (int k = 1; k < bp.count; ++k) {
     const double y0 = bp.pt[k - 1].y, y1 = bp.pt[k].y;
@@ -232,9 +280,12 @@ int CCurveCollision::FastIntersections(const BEZPROFILE& bp, const PieceBounds& 
       hasPrev = false;
       continue;
     }
-    if (!(p.x <= b.xlo[k - 1]) && p.x > CrossingX(bp, k, p.y)) {
-      hasPrev = false;
-      continue;
+    if (!(p.x <= b.xlo[k - 1])) {
+      const int side = StepSide(b, k - 1, p);
+      if (side < 0 || (side == 0 && p.x > CrossingX(bp, k, p.y))) {
+        hasPrev = false;
+        continue;
+      }
     }
     const double dir = y1 - y0;
     if (hasPrev && Sign(dir) == Sign(prevDir)) continue;

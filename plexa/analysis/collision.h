@@ -34,10 +34,11 @@
 // one loaded object at once; loading (SetCurve, SetCurves) must not overlap any query.
 //
 // Speed: besides the profiles, each path keeps the bounds of its break points and each piece
-// a slightly widened bound of its x range. A query uses them to skip whole paths and to
-// decide a piece without bisection when the point lies clearly left or right of it; the
-// bounds are widened by more than the rounding of the evaluation, so the verdicts are exactly
-// those of the plain walk (Intersections) on every input.
+// slightly widened bounds of its x range, whole and in four parameter steps. A query uses
+// them to skip whole paths and to decide a piece without bisection when the point lies
+// clearly left or right of where the crossing can be; the bounds are widened by more than the
+// rounding of the evaluation, so the verdicts are exactly those of the plain walk
+// (Intersections) on every input. Only points close to an outline pay for a bisection.
 #pragma once
 
 #include <vector>
@@ -131,10 +132,20 @@ class CCurveCollision {
   const std::vector<BEZPROFILE>& GetProfileList(int i) const { return m_lists[static_cast<size_t>(i)].profiles; }
 
  private:
-  // Widened x bounds of the pieces of one profile (piece k runs from break k - 1 to break k).
+  // Bounds of the pieces of one profile (piece k runs from break k - 1 to break k): the
+  // widened x range of each piece, and of each of kSubPieces equal parameter steps of it with
+  // the heights at the step ends. The bisection's last parameter lies in a step whose height
+  // range, widened by window, holds the query's y; window is NaN where the coordinates are too
+  // large for that to be guaranteed (then only the whole-piece bounds are used).
+  static constexpr int kSubPieces = 4;
   struct PieceBounds {
+    double ymin, ymax;  // of the profile's break points
     double xlo[3];
     double xhi[3];
+    double window[3];
+    double sy[3][kSubPieces + 1];
+    double sxlo[3][kSubPieces];
+    double sxhi[3][kSubPieces];
   };
   struct ProfileList {
     std::vector<BEZPROFILE> profiles;
@@ -147,6 +158,9 @@ class CCurveCollision {
   // The point form with the piece bounds: same verdicts as Intersections, less work.
   int FastIntersections(const BEZPROFILE& bp, const PieceBounds& b, const PLEXA::CDPOINT& p,
                         bool& hasPrev, double& prevDir) const;
+  // Where the crossing of piece `piece` lies for p by the step bounds: -1 surely left of p.x,
+  // 1 surely at or right of it, 0 undecided (bisect).
+  static int StepSide(const PieceBounds& b, int piece, const PLEXA::CDPOINT& p);
   // The walk of one list for the line form of GetLineCrossings (with the ray's hasPrev rule).
   void LineCrossings(const BEZPROFILE& bp, double y, bool& hasPrev, double& prevDir,
                      CArray<double>& xs) const;

@@ -297,6 +297,27 @@ TEST(CurveCollision, AcceleratedQueryMatchesPlainWalkOnBoundaries) {
     }
   for (double y : ys)
     for (double x : xs) ASSERT_EQ(probe.IsPointInCurves(CDPOINT(x, y)), probe.PlainInside(CDPOINT(x, y)));
+
+  // Points right at and around the curve, at heights near the quarter steps of every piece
+  // (where the query switches between its step bounds) and within the crossing tolerance.
+  int probes = 0;
+  for (int l = 0; l < probe.GetProfileListCount(); ++l)
+    for (int i = 0; i < probe.Segments(l); ++i) {
+      const auto& bp = probe.Profile(l, i);
+      for (int k = 1; k < bp.count; ++k)
+        for (int j = 0; j <= 8; ++j) {
+          const double t = bp.t[k - 1] + (bp.t[k] - bp.t[k - 1]) * j / 8;
+          const double x = bp.x[0] + bp.x[1] * t + bp.x[2] * t * t + bp.x[3] * t * t * t;
+          const double y = bp.y[0] + bp.y[1] * t + bp.y[2] * t * t + bp.y[3] * t * t * t;
+          for (const double dy : {-2e-7, -1e-7, -0.5e-7, 0.0, 0.5e-7, 1e-7, 2e-7})
+            for (const double dx : {-1e-3, -1e-6, -1e-9, 0.0, 1e-9, 1e-6, 1e-3}) {
+              const CDPOINT q(x + dx, y + dy);
+              ++probes;
+              ASSERT_EQ(probe.IsPointInCurves(q), probe.PlainInside(q)) << q.x << ", " << q.y;
+            }
+        }
+    }
+  EXPECT_GT(probes, 10000);
 }
 
 TEST(CurveCollision, HostileCoordinatesStayBounded) {
