@@ -72,14 +72,14 @@ bool CCurveScanLines::SetCurves(const CPolyPolyBezier& set, double spacing, doub
   }
   m_hit.SetCurves(m_scan);
   m_loaded = true;
-  m_firstLine = static_cast<long long>(kFirst);
+  m_firstLine = kFirst;
   m_lineCount = kLast >= kFirst ? static_cast<int>(kLast - kFirst) + 1 : 0;
   return true;
 }
 
 double CCurveScanLines::GetLineLevel(int i) const {
   if (i < 0 || i >= m_lineCount) return 0;
-  return (static_cast<double>(m_firstLine + i) + m_phase) * m_spacing;
+  return (m_firstLine + i + m_phase) * m_spacing;
 }
 
 CDPOINT CCurveScanLines::ToPlane(double u, double v) const {

@@ -116,6 +116,6 @@ class CCurveScanLines {
   bool m_loaded = false;
   double m_spacing = 0, m_angle = 0, m_phase = 0.5;
   double m_cos = 1, m_sin = 0;
-  long long m_firstLine = 0;  // k of line 0
+  double m_firstLine = 0;  // k of line 0 (an integer, kept as a double: it may exceed any int)
   int m_lineCount = 0;
 };
