@@ -185,6 +185,9 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
       pb.ymin = std::min(pb.ymin, bp.pt[k].y);
       pb.ymax = std::max(pb.ymax, bp.pt[k].y);
     }
+    // A NaN height must never reject: the plain walk does not skip a piece beside NaN.
+    for (int k = 0; k < bp.count; ++k)
+      if (std::isnan(bp.pt[k].y)) pb.ymin = pb.ymax = std::numeric_limits<double>::quiet_NaN();
     const double ymag = std::fabs(bp.y[0]) + std::fabs(bp.y[1]) + std::fabs(bp.y[2]) + std::fabs(bp.y[3]);
     const double ymargin = kBoundUlps * std::numeric_limits<double>::epsilon() * ymag;
     for (int k = 1; k < bp.count; ++k) {

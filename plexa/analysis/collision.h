@@ -139,7 +139,7 @@ class CCurveCollision {
   // large for that to be guaranteed (then only the whole-piece bounds are used).
   static constexpr int kSubPieces = 4;
   struct PieceBounds {
-    double ymin, ymax;  // of the profile's break points
+    double ymin, ymax;  // of the profile's break points; NaN when one of them is NaN
     double xlo[3];
     double xhi[3];
     double window[3];
