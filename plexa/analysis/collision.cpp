@@ -22,6 +22,13 @@ inline constexpr double kStepBoundsMaxMagnitude = 1e7;
 // The CalcInnerPoint line heights, as fractions of the rectangle's height, in trial order.
 inline constexpr double kInnerLineFractions[7] = {0.5, 0.25, 0.75, 0.125, 0.375, 0.625, 0.875};
 
+// A bound on the rounding of one power-form evaluation at a parameter in [0, 1], given the sum
+// of the coefficients' magnitudes: relative for normal numbers, plus an absolute part for
+// subnormal ones (whose rounding is absolute).
+inline double RoundingMargin(double mag) {
+  return kBoundUlps * (std::numeric_limits<double>::epsilon() * mag + std::numeric_limits<double>::denorm_min());
+}
+
 // c0 + c1 t + c2 t^2 + c3 t^3, in that order of terms.
 inline double Eval(const double* c, double t) { return c[0] + c[1] * t + c[2] * (t * t) + c[3] * (t * t * t); }
 
@@ -64,7 +71,7 @@ void PieceXRange(const CCurveCollision::BEZPROFILE& bp, double ta, double tb, do
     }
   }
   const double mag = std::fabs(bp.x[0]) + std::fabs(bp.x[1]) + std::fabs(bp.x[2]) + std::fabs(bp.x[3]);
-  const double margin = kBoundUlps * std::numeric_limits<double>::epsilon() * mag;
+  const double margin = RoundingMargin(mag);
   lo -= margin;
   hi += margin;
   // Non-finite coefficients: make both shortcuts fail (every comparison with NaN is false).
@@ -189,7 +196,7 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
     for (int k = 0; k < bp.count; ++k)
       if (std::isnan(bp.pt[k].y)) pb.ymin = pb.ymax = std::numeric_limits<double>::quiet_NaN();
     const double ymag = std::fabs(bp.y[0]) + std::fabs(bp.y[1]) + std::fabs(bp.y[2]) + std::fabs(bp.y[3]);
-    const double ymargin = kBoundUlps * std::numeric_limits<double>::epsilon() * ymag;
+    const double ymargin = RoundingMargin(ymag);
     for (int k = 1; k < bp.count; ++k) {
       const int piece = k - 1;
       PieceXRange(bp, bp.t[k - 1], bp.t[k], pb.xlo[piece], pb.xhi[piece]);

@@ -331,6 +331,14 @@ TEST(CurveCollision, HostileCoordinatesStayBounded) {
     EXPECT_EQ(probe.IsPointInCurves(q), probe.PlainInside(q));
   CDPOINT pt;
   probe.CalcInnerPoint(pt);  // must return, whatever it says
+  // Regression (found by fuzzing): subnormal coordinates round absolutely, so the x bounds
+  // need an absolute margin or a point on the curve is decided differently by the shortcuts.
+  CBPointArray tiny;
+  tiny.Add(CBPOINT(CDPOINT(-1.86662e-301, -2.71618e-310), CDPOINT(4.14457e-315, -128), CDPOINT(0, 0)));
+  for (int i = 0; i < 9; ++i) tiny.Add(CBPOINT());
+  Probe tp(tiny);
+  EXPECT_EQ(tp.IsPointInCurves(CDPOINT(0, 0)), tp.PlainInside(CDPOINT(0, 0)));
+
   CCurveCollision huge(*set.GetAt(2));
   EXPECT_TRUE(huge.IsPointInCurves(CDPOINT(0, 0)));
 }
