@@ -10,11 +10,11 @@ using PLEXA::CDRECT;
 
 namespace {
 
-// The piece x bounds are widened by this many units in the last place of the sum of the
+// The piece bounds are widened by this many units in the last place of the sum of the
 // coefficient magnitudes: far more than the rounding of one power-form evaluation at a
-// parameter in [0, 1] (a few units), so a point outside the widened bound is outside the
-// value the bisection would compute.
-inline constexpr double kBoundUlps = 64.0;
+// parameter in [0, 1] or of the re-expansion about a parameter (some tens of units at most),
+// so a point outside the widened bound is outside the value the bisection would compute.
+inline constexpr double kBoundUlps = 256.0;
 // The step bounds are used only while the y coefficients' magnitudes sum to less than this:
 // then one unit in the last place of the parameter moves y by far less than the crossing
 // tolerance, so the bisection always ends within the tolerance of the query's height.
@@ -56,25 +56,25 @@ double CrossingX(const CCurveCollision::BEZPROFILE& bp, int k, double y) {
   return Eval(bp.x, (lo + hi) / 2);
 }
 
-// Range of x over [ta, tb]: the ends and the interior roots of dx/dt.
+// Bounds of x over [ta, tb]: the hull of the control points of that part of the curve (the
+// power form re-expanded about ta), widened by the rounding margin. No roots are involved, so
+// the bound holds however badly conditioned the segment is.
 void PieceXRange(const CCurveCollision::BEZPROFILE& bp, double ta, double tb, double& lo, double& hi) {
-  const double xa = Eval(bp.x, ta), xb = Eval(bp.x, tb);
-  lo = std::min(xa, xb);
-  hi = std::max(xa, xb);
-  double roots[2];
-  const int n = SolveQuadratic(bp.dx[0], bp.dx[1], bp.dx[2], roots);
-  for (int i = 0; i < n; ++i) {
-    if (roots[i] > ta && roots[i] < tb) {
-      const double v = Eval(bp.x, roots[i]);
-      lo = std::min(lo, v);
-      hi = std::max(hi, v);
-    }
-  }
-  const double mag = std::fabs(bp.x[0]) + std::fabs(bp.x[1]) + std::fabs(bp.x[2]) + std::fabs(bp.x[3]);
+  const double* c = bp.x;
+  const double h = tb - ta;
+  const double a0 = Eval(c, ta);
+  const double a1 = h * (c[1] + 2 * c[2] * ta + 3 * c[3] * ta * ta);
+  const double a2 = h * h * (c[2] + 3 * c[3] * ta);
+  const double a3 = h * h * h * c[3];
+  const double b1 = a0 + a1 / 3, b2 = a0 + (2 * a1 + a2) / 3, b3 = a0 + a1 + a2 + a3;
+  const double xb = Eval(c, tb);
+  lo = std::min({a0, b1, b2, b3, xb});
+  hi = std::max({a0, b1, b2, b3, xb});
+  const double mag = std::fabs(c[0]) + std::fabs(c[1]) + std::fabs(c[2]) + std::fabs(c[3]);
   const double margin = RoundingMargin(mag);
   lo -= margin;
   hi += margin;
-  // Non-finite coefficients: make both shortcuts fail (every comparison with NaN is false).
+  // Non-finite values: make both shortcuts fail (every comparison with NaN is false).
   if (!std::isfinite(lo) || !std::isfinite(hi)) lo = hi = std::numeric_limits<double>::quiet_NaN();
 }
 

@@ -339,6 +339,34 @@ TEST(CurveCollision, HostileCoordinatesStayBounded) {
   Probe tp(tiny);
   EXPECT_EQ(tp.IsPointInCurves(CDPOINT(0, 0)), tp.PlainInside(CDPOINT(0, 0)));
 
+  // Regression (found by fuzzing): at 1e221 the discriminant of dx/dt overflows, so x bounds
+  // taken from its roots missed an extremum; the bounds now come from control-point hulls.
+  CBPointArray vast;
+  const double a = 2.81701e+209, b = -3.38084e+221;
+  vast.Add(CBPOINT(CDPOINT(a, a), CDPOINT(a, a), CDPOINT(a, a)));
+  vast.Add(CBPOINT(CDPOINT(a, a), CDPOINT(a, b), CDPOINT(b, b)));
+  Probe vp(vast);
+  for (const CDPOINT q : {CDPOINT(109, 109), CDPOINT(109, -128)})
+    EXPECT_EQ(vp.IsPointInCurves(q), vp.PlainInside(q));
+  // Quadratics raised to cubics, nudged off exactly zero cubic terms: badly conditioned
+  // derivative roots must not matter either.
+  std::mt19937 rng(17);
+  std::uniform_real_distribution<double> u(-100, 100), nudge(-1e-9, 1e-9);
+  for (int trial = 0; trial < 200; ++trial) {
+    CBPointArray quad;
+    const CDPOINT p0(u(rng), u(rng)), q(u(rng), u(rng)), p1(u(rng), u(rng));
+    const CDPOINT c0 = p0 + (q - p0) * (2.0 / 3.0) + CDPOINT(nudge(rng), nudge(rng));
+    const CDPOINT c1 = p1 + (q - p1) * (2.0 / 3.0);
+    quad.Add(CBPOINT(p0, p0, c0));
+    quad.Add(CBPOINT(c1, p1, p1));
+    quad.Add(CBPOINT(p0, p0, p0));
+    Probe qp(quad);
+    for (int k = 0; k < 50; ++k) {
+      const CDPOINT r(u(rng), u(rng));
+      ASSERT_EQ(qp.IsPointInCurves(r), qp.PlainInside(r));
+    }
+  }
+
   CCurveCollision huge(*set.GetAt(2));
   EXPECT_TRUE(huge.IsPointInCurves(CDPOINT(0, 0)));
 }
