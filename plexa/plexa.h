@@ -40,6 +40,8 @@
 #include "plexa/draw/strings.h"
 
 // Curve analysis.
+#include "plexa/analysis/collision.h"
+#include "plexa/analysis/intersect.h"
 #include "plexa/analysis/nearest.h"
 
 // Raster.
@@ -48,3 +50,5 @@
 
 #include "plexa/analysis/connect.h"
 #include "plexa/analysis/hull.h"
+
+#include "plexa/analysis/scanlines.h"

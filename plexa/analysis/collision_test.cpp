@@ -1,0 +1,372 @@
+#include "plexa/analysis/collision.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+using PLEXA::CBPOINT;
+using PLEXA::CDPOINT;
+using PLEXA::CDRECT;
+
+namespace {
+
+CBPOINT Corner(double x, double y) { return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y)); }
+
+CBPointArray Poly(std::initializer_list<CDPOINT> pts) {
+  CBPointArray p;
+  for (const CDPOINT& q : pts) p.Add(Corner(q.x, q.y));
+  return p;
+}
+
+CBPointArray Circle(double cx, double cy, double r) {
+  CBPointArray c;
+  c.CreateCircle(CDRECT(cx - r, cx + r, cy - r, cy + r));
+  return c;
+}
+
+// A wavy blob: n nodes on a star-shaped radius, smooth handles, closed.
+CBPointArray Blob(std::mt19937& rng, double cx, double cy, double r, int n) {
+  std::uniform_real_distribution<double> rad(0.5 * r, r), handle(0.1, 0.6);
+  CBPointArray p;
+  for (int i = 0; i < n; ++i) {
+    const double a = 2 * M_PI * i / n, rr = rad(rng), h = handle(rng) * r;
+    const CDPOINT anchor(cx + rr * std::cos(a), cy + rr * std::sin(a));
+    const CDPOINT tan(-std::sin(a + 0.3) * h, std::cos(a + 0.3) * h);
+    p.Add(CBPOINT(anchor - tan, anchor, anchor + tan));
+  }
+  p.Add(p[0]);
+  return p;
+}
+
+// Independent oracle: every segment (with the closing curve the inside test adds to an open
+// path) sampled densely in Bernstein form into one polygon per path.
+std::vector<std::vector<CDPOINT>> DensePolygons(const std::vector<const CBPointArray*>& paths) {
+  std::vector<std::vector<CDPOINT>> out;
+  for (const CBPointArray* path : paths) {
+    const INT_PTR n = path->GetSize();
+    if (n < 2) continue;
+    const CDPOINT a = (*path)[0].anchor, b = (*path)[n - 1].anchor;
+    const INT_PTR segs = std::hypot(a.x - b.x, a.y - b.y) < 1e-7 ? n - 1 : n;
+    std::vector<CDPOINT> poly;
+    for (INT_PTR i = 0; i < segs; ++i) {
+      const CBezier seg((*path)[i], (*path)[(i + 1) % n]);
+      for (int k = 0; k < 400; ++k) poly.push_back(seg.GetCurvePoint(k / 400.0));
+    }
+    poly.push_back(poly[0]);
+    out.push_back(std::move(poly));
+  }
+  return out;
+}
+
+// The classic even-odd crossing rule on the polygons; nearest receives the distance from q to
+// the nearest edge so callers can skip the boundary.
+bool DenseInside(const std::vector<std::vector<CDPOINT>>& polys, const CDPOINT& q, double& nearest) {
+  bool in = false;
+  nearest = std::numeric_limits<double>::infinity();
+  for (const auto& poly : polys) {
+    for (size_t i = 0; i + 1 < poly.size(); ++i) {
+      const CDPOINT u = poly[i], v = poly[i + 1];
+      if ((u.y > q.y) != (v.y > q.y) && q.x < u.x + (q.y - u.y) * (v.x - u.x) / (v.y - u.y)) in = !in;
+      const double dx = v.x - u.x, dy = v.y - u.y, l2 = dx * dx + dy * dy;
+      const double t = l2 > 0 ? std::clamp(((q.x - u.x) * dx + (q.y - u.y) * dy) / l2, 0.0, 1.0) : 0.0;
+      nearest = std::min(nearest, std::hypot(q.x - u.x - t * dx, q.y - u.y - t * dy));
+    }
+  }
+  return in;
+}
+
+// Exposes the protected plain walk, to check the accelerated query against it.
+class Probe : public CCurveCollision {
+ public:
+  using CCurveCollision::CCurveCollision;
+  using CCurveCollision::Intersections;
+  int Segments(int i) const { return GetProfileCount(i); }
+  const BEZPROFILE& Profile(int list, int i) const { return GetProfileList(list)[static_cast<size_t>(i)]; }
+  // The inside test exactly as the plain algorithm states it.
+  bool PlainInside(const CDPOINT& p) const {
+    if (GetProfileListCount() == 0) return false;
+    int total = 0;
+    for (int l = 0; l < GetProfileListCount(); ++l) {
+      const auto& list = GetProfileList(l);
+      if (list.empty()) continue;
+      bool hasPrev = false;
+      double prevDir = 0;
+      Intersections(list.back(), p, hasPrev, prevDir);
+      int sum = 0;
+      for (const BEZPROFILE& bp : list) sum += Intersections(bp, p, hasPrev, prevDir);
+      total += sum & 1;
+    }
+    return (total & 1) != 0;
+  }
+};
+
+}  // namespace
+
+TEST(CurveCollision, SolveQuadratic) {
+  double r[2] = {-1, -1};
+  EXPECT_EQ(SolveQuadratic(3, -6, 0, r), 1);  // 3 - 6t = 0
+  EXPECT_DOUBLE_EQ(r[0], 0.5);
+  EXPECT_EQ(SolveQuadratic(3, 0, 0, r), 0);
+  EXPECT_EQ(SolveQuadratic(1, 0, 1, r), 0);   // t^2 + 1
+  EXPECT_EQ(SolveQuadratic(1, -2, 1, r), 1);  // (t - 1)^2, discriminant exactly 0
+  EXPECT_DOUBLE_EQ(r[0], 1.0);
+  // t^2 - 3t + 2: roots[0] is the one with +sqrt(D) over 2 c2.
+  ASSERT_EQ(SolveQuadratic(2, -3, 1, r), 2);
+  EXPECT_DOUBLE_EQ(r[0], 2.0);
+  EXPECT_DOUBLE_EQ(r[1], 1.0);
+  // The same roots with c2 negative come out in the other order.
+  ASSERT_EQ(SolveQuadratic(-2, 3, -1, r), 2);
+  EXPECT_DOUBLE_EQ(r[0], 1.0);
+  EXPECT_DOUBLE_EQ(r[1], 2.0);
+}
+
+TEST(CurveCollision, ProfilesSplitAtYExtremaAndClosedness) {
+  // Bump: y(t) = -30 t (1 - t) has its top at t = 0.5, y = -7.5.
+  CBPointArray bump;
+  bump.Add(CBPOINT(CDPOINT(0, 0), CDPOINT(0, 0), CDPOINT(0, -10)));
+  bump.Add(CBPOINT(CDPOINT(10, -10), CDPOINT(10, 0), CDPOINT(10, 0)));
+  bump.Add(Corner(0, 0));
+  Probe probe(bump);
+  ASSERT_EQ(probe.Segments(0), 2);
+  const auto& bp = probe.Profile(0, 0);
+  ASSERT_EQ(bp.count, 3);
+  EXPECT_DOUBLE_EQ(bp.t[1], 0.5);
+  EXPECT_DOUBLE_EQ(bp.pt[1].y, -7.5);
+  EXPECT_DOUBLE_EQ(bp.pt[1].x, 5.0);
+  EXPECT_DOUBLE_EQ(bp.dy[0], -30);  // dy/dt = -30 + 60 t
+  EXPECT_DOUBLE_EQ(bp.dy[1], 60);
+  EXPECT_EQ(probe.Profile(0, 1).count, 2);
+  // The ray level with the top meets the rising and the falling piece: two crossings.
+  bool hasPrev = false;
+  double prevDir = 0;
+  EXPECT_EQ(probe.Intersections(bp, CDPOINT(-5, -7.5), hasPrev, prevDir), 2);
+  EXPECT_FALSE(probe.IsPointInCurves(CDPOINT(-5, -7.5)));
+  EXPECT_TRUE(probe.IsPointInCurves(CDPOINT(5, -5)));
+  EXPECT_FALSE(probe.IsPointInCurves(CDPOINT(5, -8)));
+
+  // Closed within 1e-7: n - 1 segments; 2e-7 apart: n, the last one back to the start.
+  Probe nearly(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0.5e-7}}));
+  EXPECT_EQ(nearly.Segments(0), 4);
+  Probe open(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 2e-7}}));
+  EXPECT_EQ(open.Segments(0), 5);
+  EXPECT_EQ(open.Profile(0, 4).pt[0].y, 2e-7);
+  EXPECT_NEAR(open.Profile(0, 4).pt[open.Profile(0, 4).count - 1].y, 0.0, 1e-20);
+
+  // An open path is closed by a curve from the last node's out control to the first node's
+  // in control: here a bulge to the left of the edge x = 0, reaching x = -7.5 at y = 5.
+  CBPointArray d;
+  d.Add(CBPOINT(CDPOINT(-10, 0), CDPOINT(0, 0), CDPOINT(0, 0)));
+  d.Add(Corner(10, 0));
+  d.Add(Corner(10, 10));
+  d.Add(CBPOINT(CDPOINT(0, 10), CDPOINT(0, 10), CDPOINT(-10, 10)));
+  CCurveCollision dc(d);
+  EXPECT_TRUE(dc.IsPointInCurves(CDPOINT(-7, 5)));
+  EXPECT_FALSE(dc.IsPointInCurves(CDPOINT(-8, 5)));
+  EXPECT_TRUE(dc.IsPointInCurves(CDPOINT(5, 5)));
+}
+
+TEST(CurveCollision, SharedBreakPointsCountOnce) {
+  // The left edge is split at (0, 5); both halves run the same way, so a ray through the
+  // junction crosses once.
+  CCurveCollision split(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 5}, {0, 0}}));
+  EXPECT_FALSE(split.IsPointInCurves(CDPOINT(-5, 5)));
+  EXPECT_TRUE(split.IsPointInCurves(CDPOINT(5, 5)));
+  // A path starting on the ray's level: the end of the last segment and the start of the
+  // first are one crossing (the walk is primed by the last segment).
+  CCurveCollision start(Poly({{0, 5}, {0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 5}}));
+  EXPECT_FALSE(start.IsPointInCurves(CDPOINT(-5, 5)));
+  EXPECT_TRUE(start.IsPointInCurves(CDPOINT(5, 5)));
+  // A vertex that is a y extremum (the diamond's top corner) is crossed twice, falling then
+  // rising: parity kept. Its side corners are crossed once, like the split edge above.
+  CCurveCollision diamond(Poly({{0, 5}, {5, 0}, {10, 5}, {5, 10}, {0, 5}}));
+  EXPECT_FALSE(diamond.IsPointInCurves(CDPOINT(-5, 0)));
+  EXPECT_FALSE(diamond.IsPointInCurves(CDPOINT(-5, 5)));
+  EXPECT_TRUE(diamond.IsPointInCurves(CDPOINT(5, 5)));
+}
+
+TEST(CurveCollision, SetsHolesAndRectangleOfLastPath) {
+  CPolyPolyBezier set;
+  set.Add(new CBPointArray(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}})));
+  set.Add(nullptr);
+  set.Add(new CBPointArray(Poly({{20, 0}, {30, 0}, {30, 10}, {20, 10}, {20, 0}})));
+  CCurveCollision two(set);
+  EXPECT_EQ(two.GetProfileListCount(), 2);
+  EXPECT_TRUE(two.IsPointInCurves(CDPOINT(5, 5)));
+  EXPECT_TRUE(two.IsPointInCurves(CDPOINT(25, 5)));
+  EXPECT_FALSE(two.IsPointInCurves(CDPOINT(15, 5)));
+  EXPECT_EQ(two.GetBoundingRect(), CDRECT(20, 30, 0, 10));
+
+  // Ring: outer square and a hole; the inner point is searched in the hole's rectangle but
+  // checked against the whole set, so it lands in the ring.
+  CPolyPolyBezier ring;
+  ring.Add(new CBPointArray(Poly({{0, 0}, {100, 0}, {100, 100}, {0, 100}, {0, 0}})));
+  ring.Add(new CBPointArray(Poly({{10, 10}, {90, 10}, {90, 90}, {10, 90}, {10, 10}})));
+  CCurveCollision rc(ring);
+  EXPECT_FALSE(rc.IsPointInCurves(CDPOINT(50, 50)));
+  EXPECT_TRUE(rc.IsPointInCurves(CDPOINT(5, 50)));
+  CDPOINT inner(-1, -1);
+  ASSERT_TRUE(rc.CalcInnerPoint(inner));
+  EXPECT_TRUE(rc.IsPointInCurves(inner));
+  EXPECT_DOUBLE_EQ(inner.y, 50.0);  // the first line, at half the hole's height
+  EXPECT_NEAR(inner.x, 5.0, 1e-6);  // midpoint of the crossings 0 and 10
+
+  // A last path of one node leaves the rectangle zero: no inner point even though the
+  // earlier path is fine, and the output is untouched.
+  ring.Add(new CBPointArray(Poly({{50, 50}})));
+  rc.SetCurves(ring);
+  EXPECT_EQ(rc.GetBoundingRect(), CDRECT());
+  EXPECT_EQ(rc.GetProfileListCount(), 2);
+  CDPOINT untouched(-1, -1);
+  EXPECT_FALSE(rc.CalcInnerPoint(untouched));
+  EXPECT_EQ(untouched, CDPOINT(-1, -1));
+
+  // A flat path has a rectangle of zero height but not zero width: every line is tried and
+  // finds no crossing; y is still written, x is left alone.
+  CCurveCollision flat(Poly({{0, 3}, {10, 3}, {0, 3}}));
+  CDPOINT miss(-1, -1);
+  EXPECT_FALSE(flat.CalcInnerPoint(miss));
+  EXPECT_EQ(miss.y, 3.0);
+  EXPECT_EQ(miss.x, -1);
+
+  CCurveCollision empty;
+  EXPECT_FALSE(empty.IsPointInCurves(CDPOINT(0, 0)));
+  EXPECT_FALSE(empty.CalcInnerPoint(miss));
+  CCurveCollision single(Poly({{3, 3}}));
+  EXPECT_EQ(single.GetProfileListCount(), 0);
+}
+
+TEST(CurveCollision, AgreesWithDenseOracleOnRealShapes) {
+  std::mt19937 rng(7);
+  CPolyPolyBezier shapes;
+  // Letter-O like ring, a blob with a blob-shaped hole, and an open blob (closed by a curve).
+  shapes.Add(new CBPointArray(Circle(0, 0, 50)));
+  shapes.Add(new CBPointArray(Circle(5, 0, 30)));
+  shapes.Add(new CBPointArray(Blob(rng, 150, 0, 60, 9)));
+  shapes.Add(new CBPointArray(Blob(rng, 150, 0, 25, 5)));
+  CBPointArray open = Blob(rng, 300, 20, 50, 7);
+  open.RemoveAt(open.GetUpperBound());
+  open.RemoveAt(open.GetUpperBound());
+  shapes.Add(new CBPointArray(open));
+  Probe probe;
+  probe.SetCurves(shapes);
+  std::vector<const CBPointArray*> paths;
+  for (INT_PTR i = 0; i < shapes.GetSize(); ++i) paths.push_back(shapes.GetAt(static_cast<int>(i)));
+  const auto polys = DensePolygons(paths);
+
+  std::uniform_real_distribution<double> ux(-70, 370), uy(-80, 80);
+  int checked = 0, inside = 0;
+  for (int i = 0; i < 3000; ++i) {
+    const CDPOINT q(ux(rng), uy(rng));
+    double nearest;
+    const bool want = DenseInside(polys, q, nearest);
+    ASSERT_EQ(probe.IsPointInCurves(q), probe.PlainInside(q)) << q.x << ", " << q.y;
+    if (nearest < 1e-3) continue;
+    ++checked;
+    inside += want;
+    ASSERT_EQ(probe.IsPointInCurves(q), want) << q.x << ", " << q.y;
+  }
+  EXPECT_GT(checked, 2900);
+  EXPECT_GT(inside, 500);
+  CDPOINT inner;
+  ASSERT_TRUE(probe.CalcInnerPoint(inner));
+  EXPECT_TRUE(probe.IsPointInCurves(inner));
+}
+
+TEST(CurveCollision, AcceleratedQueryMatchesPlainWalkOnBoundaries) {
+  // Points on vertices, on break levels and on edges exercise every tie rule; the shortcuts
+  // must never change a verdict.
+  std::mt19937 rng(11);
+  CPolyPolyBezier shapes;
+  shapes.Add(new CBPointArray(Poly({{0, 0}, {10, 0}, {10, 10}, {5, 5}, {0, 10}, {0, 0}})));
+  shapes.Add(new CBPointArray(Circle(20, 5, 5)));
+  shapes.Add(new CBPointArray(Blob(rng, 40, 5, 6, 6)));
+  Probe probe(shapes);
+  std::vector<double> xs, ys;
+  for (int l = 0; l < probe.GetProfileListCount(); ++l)
+    for (int i = 0; i < probe.Segments(l); ++i) {
+      const auto& bp = probe.Profile(l, i);
+      for (int k = 0; k < bp.count; ++k) {
+        xs.push_back(bp.pt[k].x);
+        ys.push_back(bp.pt[k].y);
+      }
+    }
+  for (double y : ys)
+    for (double x : xs) ASSERT_EQ(probe.IsPointInCurves(CDPOINT(x, y)), probe.PlainInside(CDPOINT(x, y)));
+
+  // Points right at and around the curve, at heights near the quarter steps of every piece
+  // (where the query switches between its step bounds) and within the crossing tolerance.
+  int probes = 0;
+  for (int l = 0; l < probe.GetProfileListCount(); ++l)
+    for (int i = 0; i < probe.Segments(l); ++i) {
+      const auto& bp = probe.Profile(l, i);
+      for (int k = 1; k < bp.count; ++k)
+        for (int j = 0; j <= 8; ++j) {
+          const double t = bp.t[k - 1] + (bp.t[k] - bp.t[k - 1]) * j / 8;
+          const double x = bp.x[0] + bp.x[1] * t + bp.x[2] * t * t + bp.x[3] * t * t * t;
+          const double y = bp.y[0] + bp.y[1] * t + bp.y[2] * t * t + bp.y[3] * t * t * t;
+          for (const double dy : {-2e-7, -1e-7, -0.5e-7, 0.0, 0.5e-7, 1e-7, 2e-7})
+            for (const double dx : {-1e-3, -1e-6, -1e-9, 0.0, 1e-9, 1e-6, 1e-3}) {
+              const CDPOINT q(x + dx, y + dy);
+              ++probes;
+              ASSERT_EQ(probe.IsPointInCurves(q), probe.PlainInside(q)) << q.x << ", " << q.y;
+            }
+        }
+    }
+  EXPECT_GT(probes, 5000);
+}
+
+TEST(CurveCollision, HostileCoordinatesStayBounded) {
+  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+  CPolyPolyBezier set;
+  set.Add(new CBPointArray(Poly({{0, 0}, {nan, 0}, {10, 10}, {0, 0}})));
+  set.Add(new CBPointArray(Poly({{0, 0}, {inf, 5}, {10, -inf}, {0, 0}})));
+  set.Add(new CBPointArray(Poly({{-1e300, -1e300}, {1e300, -1e300}, {1e300, 1e300}, {-1e300, 1e300}, {-1e300, -1e300}})));
+  Probe probe(set);
+  for (const CDPOINT q : {CDPOINT(1, 1), CDPOINT(nan, 0), CDPOINT(0, nan), CDPOINT(inf, 1), CDPOINT(5, 5)})
+    EXPECT_EQ(probe.IsPointInCurves(q), probe.PlainInside(q));
+  CDPOINT pt;
+  probe.CalcInnerPoint(pt);  // must return, whatever it says
+  // Regression (found by fuzzing): subnormal coordinates round absolutely, so the x bounds
+  // need an absolute margin or a point on the curve is decided differently by the shortcuts.
+  CBPointArray tiny;
+  tiny.Add(CBPOINT(CDPOINT(-1.86662e-301, -2.71618e-310), CDPOINT(4.14457e-315, -128), CDPOINT(0, 0)));
+  for (int i = 0; i < 9; ++i) tiny.Add(CBPOINT());
+  Probe tp(tiny);
+  EXPECT_EQ(tp.IsPointInCurves(CDPOINT(0, 0)), tp.PlainInside(CDPOINT(0, 0)));
+
+  // Regression (found by fuzzing): at 1e221 the discriminant of dx/dt overflows, so x bounds
+  // taken from its roots missed an extremum; the bounds now come from control-point hulls.
+  CBPointArray vast;
+  const double a = 2.81701e+209, b = -3.38084e+221;
+  vast.Add(CBPOINT(CDPOINT(a, a), CDPOINT(a, a), CDPOINT(a, a)));
+  vast.Add(CBPOINT(CDPOINT(a, a), CDPOINT(a, b), CDPOINT(b, b)));
+  Probe vp(vast);
+  for (const CDPOINT q : {CDPOINT(109, 109), CDPOINT(109, -128)})
+    EXPECT_EQ(vp.IsPointInCurves(q), vp.PlainInside(q));
+  // Quadratics raised to cubics, nudged off exactly zero cubic terms: badly conditioned
+  // derivative roots must not matter either.
+  std::mt19937 rng(17);
+  std::uniform_real_distribution<double> u(-100, 100), nudge(-1e-9, 1e-9);
+  for (int trial = 0; trial < 200; ++trial) {
+    CBPointArray quad;
+    const CDPOINT p0(u(rng), u(rng)), q(u(rng), u(rng)), p1(u(rng), u(rng));
+    const CDPOINT c0 = p0 + (q - p0) * (2.0 / 3.0) + CDPOINT(nudge(rng), nudge(rng));
+    const CDPOINT c1 = p1 + (q - p1) * (2.0 / 3.0);
+    quad.Add(CBPOINT(p0, p0, c0));
+    quad.Add(CBPOINT(c1, p1, p1));
+    quad.Add(CBPOINT(p0, p0, p0));
+    Probe qp(quad);
+    for (int k = 0; k < 50; ++k) {
+      const CDPOINT r(u(rng), u(rng));
+      ASSERT_EQ(qp.IsPointInCurves(r), qp.PlainInside(r));
+    }
+  }
+
+  CCurveCollision huge(*set.GetAt(2));
+  EXPECT_TRUE(huge.IsPointInCurves(CDPOINT(0, 0)));
+}
