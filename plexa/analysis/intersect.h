@@ -20,8 +20,6 @@
 //   segment count and the root bisection is capped at kRootMaxBisections; results are then
 //   whatever the comparisons give (usually nothing).
 // - Re-entrant; no shared state.
-//
-// Not here yet: Preview (the diagnostic drawing of an outline), which needs the drawing layer.
 #pragma once
 
 #include "plexa/geom/path.h"
@@ -110,3 +108,12 @@ void GetPolyLineWithLineIntersections(CArray<PLEXA::CDPOINT>& poly, PLEXA::CDLIN
 // Sum over i of (y[i+1] + y[i]) (x[i+1] - x[i]), the last point followed by the first; true
 // when the sum is not positive (clockwise on a y-down screen). Empty: true; NaN sum: true.
 bool IsClockwise(const CArray<PLEXA::CDPOINT>& poly);
+
+// Diagnostic drawing, contributing to no result: the outline's points, truncated to integers
+// and moved so that its bounding rectangle starts at (penWidth / 2, penWidth / 2), are joined
+// into one path that is stroked with a solid black pen of penWidth and filled black on a white
+// off-screen bitmap sized by the bounding rectangle (at most the screen's size), which is then
+// copied to the top-left corner of the screen surface (GetDC(nullptr)). The path form flattens
+// the path at resolution 1.0 first. Fewer than 2 points, or non-finite bounds: nothing.
+void Preview(CArray<PLEXA::CDPOINT>& poly, int penWidth);
+void Preview(CBPointArray& path, int penWidth);

@@ -6,6 +6,8 @@
 #include <limits>
 #include <random>
 
+#include "plexa/platform/gdi.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDLINE;
 using PLEXA::CDPOINT;
@@ -268,4 +270,20 @@ TEST(PathIntersections, IsClockwise) {
   EXPECT_FALSE(IsClockwise(Line({{0, 1}, {1, 1}, {1, 0}, {0, 0}})));
   EXPECT_TRUE(IsClockwise(CArray<CDPOINT>()));
   EXPECT_TRUE(IsClockwise(Line({{0, 0}, {1, 1}, {2, 2}})));  // zero area: not positive
+}
+
+TEST(Preview, DrawsTheFilledOutlineAtTheScreensCorner) {
+  CBPointArray square;
+  square.CreateRect(PLEXA::CDRECT(100, 140, 200, 230));
+  HDC screen = GetDC(nullptr);
+  const RECT all{0, 0, 200, 200};
+  FillRect(screen, &all, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
+  Preview(square, 2);
+  // Moved to start at (1, 1): the inside is black, beyond the far corner stays white.
+  EXPECT_EQ(GetPixel(screen, 20, 15), RGB(0, 0, 0));
+  EXPECT_EQ(GetPixel(screen, 60, 60), RGB(255, 255, 255));
+  ReleaseDC(nullptr, screen);
+  CArray<PLEXA::CDPOINT> one;
+  one.Add(PLEXA::CDPOINT(NAN, 0));
+  Preview(one, 1);  // nothing to draw
 }
