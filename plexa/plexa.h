@@ -28,6 +28,7 @@
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
 #include "plexa/geom/pathset.h"
+#include "plexa/geom/setplanar.h"
 
 // Effects.
 #include "plexa/effects/spiral.h"

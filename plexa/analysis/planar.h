@@ -20,8 +20,7 @@
 // - NaN or infinite coordinates never crash or loop: every loop is bounded by the point
 //   count; the answers are then whatever the comparisons give (usually 0, false or NaN).
 //   Float results beyond the float range are stored as infinities.
-// - The overloads over CBPointArray and the poly-poly containers are declared here against
-//   forward declarations; include plexa/geom/path.h or plexa/geom/polypoly.h to call them.
+// - The overloads over paths and path sets live a layer up, in plexa/geom/setplanar.h.
 #pragma once
 
 #include <cstddef>
@@ -30,10 +29,6 @@
 #include "plexa/platform/array.h"
 #include "plexa/platform/records.h"
 
-class CBPointArray;
-class CPolyPolyBezier;
-class CPolyPolyDPoint;
-class CPolyPolyPoint;
 class CView3D;
 
 // Zero, coincidence and parallelism throughout the planar functions.
@@ -116,9 +111,6 @@ PLEXA::CDRECT GetPolygonRect(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts);
 // Integer bounds: left = min x, top = min y, right = max x, bottom = max y; all zero when
 // n < 1 or pts is null.
 CRect GetPolygonRect(const tagPOINT* pts, int n);
-// Resizes rects to the set's count; entry i is GetPolygonRect of polyline i, or all zeros
-// for an absent (null) polyline.
-void GetPolygonRects(CPolyPolyDPoint& set, CArray<PLEXA::CDRECT, PLEXA::CDRECT>& rects);
 // Integer bounds of the points; the zero rectangle for an empty array.
 void GetPolylineBounds(const CArray<tagPOINT, tagPOINT>& pts, CRect& r);
 CRect GetPolylineBounds(const CArray<tagPOINT, tagPOINT>& pts);
@@ -126,15 +118,11 @@ CRect GetPolylineBounds(const CArray<tagPOINT, tagPOINT>& pts);
 void GetPolylineBounds(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, double& minX, double& minY,
                        double& maxX, double& maxY);
 void GetPolylineBounds(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, PLEXA::CDRECT& r);
-// Bounds of the path's anchor points only (control points are ignored); zeros when empty.
-void GetPolylineBounds(const CBPointArray& path, PLEXA::CDRECT& r);
 // Sum of the n - 1 segment lengths; 0 for fewer than two points.
 double GetPolylineLength(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts);
 double GetPolylineLength(const CArray<tagPOINT, tagPOINT>& pts);
 // Length of the first min(k, n - 1) segments; 0 when that count is below 1.
 double GetPolylineLength(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, int k);
-// Length of the chord polyline through the anchors (curves are not followed); 0 below 2 nodes.
-double GetPolylineLength(const CBPointArray& path);
 // The point at fraction t of the polyline's length; *seg (when given) receives the segment.
 // Empty: (0, 0) and segment 0; one point: that point. The segment is the first whose
 // cumulative length reaches t * L. For t > 1 the point lies beyond the last point on the last
@@ -165,9 +153,6 @@ bool GetPolylineClosestPoint(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, PLEXA:
 
 // ---- Conversions and construction -------------------------------------------------------
 
-// Replaces the path's nodes with one straight corner node per point (in = anchor = out =
-// the point, attribute word 0).
-void Convert(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, CBPointArray& path);
 // Each point becomes the x and y of view.Transfer(x, y, 0).
 void ApplyTransformation(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, CView3D& view);
 // Removes point i (i >= 1) when it equals point i - 1 exactly. Comparisons are between the
@@ -175,13 +160,6 @@ void ApplyTransformation(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, CView3D& v
 void DelPolylineDuplicatePoints(CArray<tagPOINT, tagPOINT>& pts);
 // The same with "equal" meaning a distance below 1e-8.
 void DelPolylineDuplicatePoints(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts);
-// False when the node counts differ; true below two nodes; otherwise false when an anchor step
-// in x (a[i+1].x - a[i].x) differs from b's by more than tol. Only x steps are compared,
-// deliberately: paths differing only in y are similar. NaN steps compare as similar.
-bool AreSimilar(const CBPointArray& a, const CBPointArray& b, double tol);
-// False when the counts differ; true when both are empty; per index two absent paths pass,
-// one absent fails, two present ones must satisfy the path overload.
-bool AreSimilar(const CPolyPolyBezier& a, const CPolyPolyBezier& b, double tol);
 
 // ---- Even-odd inside tests ---------------------------------------------------------------
 //
@@ -225,17 +203,6 @@ int IsPointInPolygon(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts, const PL
 int IsPointInPolygon(const tagPOINT* pts, int n, const tagPOINT& p, const tagRECT* rect);
 // Forwards to the integer pointer overload.
 int IsPointInPolygon(const CArray<tagPOINT, tagPOINT>& pts, const tagPOINT& p, const tagRECT* rect);
-// Counts the present polylines whose double test holds (rectangle i from rects, which must
-// have an entry for every present polyline: a missing one raises CInvalidArgException), and
-// returns count & 1.
-int IsPointInPolygon(CPolyPolyDPoint& set, const PLEXA::CDPOINT& p, CArray<PLEXA::CDRECT, PLEXA::CDRECT>& rects);
-// Parity over the present polygons that hold p; rectangle i from rects while i is below its
-// count, else computed with GetPolygonRect(tagPOINT*, int).
-int IsPointInPolyPolygon(CPolyPolyPoint& set, const CPoint& p, const CArray<CRect, CRect>& rects);
-// The same rectangle rule; evenOdd false: true at the first polygon holding p (union);
-// evenOdd true: the parity.
-bool IsPointInPolyPolygon(const CPolyPolyDPoint& set, const PLEXA::CDPOINT& p,
-                          const CArray<PLEXA::CDRECT, PLEXA::CDRECT>& rects, bool evenOdd);
 // Inclusive on all four sides; each axis range runs from the smaller to the larger stored value.
 int IsPointInRect(tagPOINT p, tagRECT r);
 int IsPointInRect(PLEXA::CDPOINT p, PLEXA::CDRECT r);

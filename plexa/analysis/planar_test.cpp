@@ -12,6 +12,7 @@
 #include "plexa/effects/view3d.h"
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+#include "plexa/geom/setplanar.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDLINE;

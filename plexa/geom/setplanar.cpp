@@ -1,11 +1,9 @@
 // The planar functions over paths and path sets. They live apart from planar.cpp because the
-// path containers sit above the planar layer; the declarations are in planar.h.
+// path containers sit above the planar layer; the declarations are in setplanar.h.
 #include <algorithm>
 #include <cmath>
 
-#include "plexa/analysis/planar.h"
-#include "plexa/geom/path.h"
-#include "plexa/geom/polypoly.h"
+#include "plexa/geom/setplanar.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
