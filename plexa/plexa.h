@@ -22,3 +22,6 @@
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+
+// Curve analysis.
+#include "plexa/analysis/fitcurve.h"
