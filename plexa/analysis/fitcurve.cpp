@@ -9,6 +9,8 @@
 #include <vector>
 #include <cstdio>
 #include <cstdlib>
+#include <cstdio>
+#include <cstdlib>
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -75,6 +77,14 @@ struct Span {
   End eb;
   int lo = 0;
   int hi = 0;
+  Pt pa;  // anchors: the data points, except at smooth joins (see JoinAt)
+  Pt pb;
+};
+
+// A smooth join: its tangent (direction of travel) and its anchor.
+struct Join {
+  Pt dir;
+  Pt anchor;
 };
 
 struct Segment {
@@ -152,7 +162,9 @@ class Fitter {
   }
 
   // Turning angle at every point with arms of arc length `arm`, by two pointers: O(n).
-  std::vector<double> Turning(double arm) const {
+  // With `full`, a point of an open chain closer than one arm to an end turns by 0: its
+  // short arm is one noisy step, not a direction.
+  std::vector<double> Turning(double arm, bool full) const {
     std::vector<double> out(static_cast<std::size_t>(m_), 0.0);
     const int first = closed_ ? 0 : 1;
     const int stop = closed_ ? m_ : last_;  // exclusive
@@ -162,14 +174,15 @@ class Fitter {
       while (b + 1 <= i - 1 && S(i) - S(b + 1) >= arm) ++b;
       f = std::max(f, i + 1);
       while (S(f) - S(i) < arm && (closed_ ? f < i + m_ : f < last_)) ++f;
+      if (full && !closed_ && (S(i) - S(0) < arm || S(last_) - S(i) < arm)) continue;
       out[static_cast<std::size_t>(i)] = TurnAngle(P(b), P(i), P(f));
     }
     return out;
   }
 
   void MeasureCorners() {
-    const std::vector<double> t1 = Turning(arm_);
-    const std::vector<double> t2 = Turning(2.0 * arm_);
+    const std::vector<double> t1 = Turning(arm_, true);
+    const std::vector<double> t2 = Turning(2.0 * arm_, false);
     strength_.resize(t1.size());
     for (std::size_t i = 0; i < t1.size(); ++i) strength_[i] = std::min(t1[i], t2[i]);
   }
@@ -259,6 +272,36 @@ class Fitter {
     return c < 0.0 ? -e : e;
   }
 
+  // A smooth join at point k: the tangent over the window of TangentAt, and the anchor
+  // moved across the tangent onto a quadratic fitted by least squares to the window's points
+  // (at most kFitAnchorShift tolerances), so that pixel steps do not pin the curve to one
+  // side of the outline.
+  Join JoinAt(int k, double w, int lo, int hi) const {
+    const Pt t = TangentAt(k, w, lo, hi);
+    const Pt nrm(-t.y, t.x);
+    int j0 = k - 1;
+    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
+    int j1 = k + 1;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    double reach = 0.0;
+    for (int j = j0; j <= j1; ++j) reach = std::max(reach, std::fabs(Dot(P(j) - P(k), t)));
+    if (!(reach > 0.0) || j1 - j0 < 2) return {t, P(k)};
+    std::array<std::array<double, 4>, 4> m{};
+    std::array<double, 4> r{}, z{};
+    for (int j = j0; j <= j1; ++j) {
+      const Pt d = P(j) - P(k);
+      const double x = Dot(d, t) / reach, y = Dot(d, nrm);
+      const double pw[3] = {1.0, x, x * x};
+      for (int e = 0; e < 3; ++e) {
+        for (int f = 0; f < 3; ++f) m[e][f] += pw[e] * pw[f];
+        r[e] += pw[e] * y;
+      }
+    }
+    if (!SolveSmall(m, r, 3, z)) return {t, P(k)};
+    const double limit = kFitAnchorShift * tol_;
+    return {t, P(k) + nrm * std::clamp(z[0], -limit, limit)};
+  }
+
   // The node list: ends, corners and, for a closed chain, its start.
   std::vector<Span> PlaceNodes() const {
     const std::vector<int> corners = FindCorners();
@@ -268,7 +311,7 @@ class Fitter {
       for (int c : corners) nodes.push_back(c);
       nodes.push_back(last_);
       for (std::size_t i = 0; i + 1 < nodes.size(); ++i)
-        spans.push_back({nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1]});
+        spans.push_back({nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])});
       return spans;
     }
     // The start of a closed chain is always a node: a corner when it turns as sharply as
@@ -292,7 +335,7 @@ class Fitter {
       startEnd.dir = TangentAt(0, std::max(arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
     }
     for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
-      Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1]};
+      Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])};
       if (i == 0 && startEnd.smooth) {
         s.ea = startEnd;
         s.lo = wrapLo;
@@ -310,8 +353,8 @@ class Fitter {
   // Weights w (one per point of the run, or empty for all 1) lean the fit towards the points
   // that the previous fit missed most.
   Cubic Solve(const Span& sp, const std::vector<double>& u, const std::vector<double>& w = {}) const {
-    const Pt p0 = p_[static_cast<std::size_t>(sp.a)];
-    const Pt p3 = p_[static_cast<std::size_t>(sp.b)];
+    const Pt p0 = sp.pa;
+    const Pt p3 = sp.pb;
     const Pt chord = p3 - p0;
     const double cl = Norm(chord);
     double a11 = 0, a12 = 0, a22 = 0;
@@ -422,8 +465,8 @@ class Fitter {
 
   // Fits one cubic to the run within the tolerance; false when it cannot.
   bool FitSpan(const Span& sp, Cubic& out) const {
-    const Pt p0 = p_[static_cast<std::size_t>(sp.a)];
-    const Pt p3 = p_[static_cast<std::size_t>(sp.b)];
+    const Pt p0 = sp.pa;
+    const Pt p3 = sp.pb;
     const double len = s_[static_cast<std::size_t>(sp.b)] - s_[static_cast<std::size_t>(sp.a)];
     if (sp.b - sp.a == 1) {
       out = Solve(sp, {0.0, 1.0});
@@ -447,17 +490,21 @@ class Fitter {
       c = Solve(sp, u, w);
       err = MaxError(sp, c, u);
     }
+    if (std::getenv("FITDBG")) std::fprintf(stderr, "span %d-%d (%.0f,%.0f)-(%.0f,%.0f) err %.3f ea %d (%.3f,%.3f) eb %d (%.3f,%.3f) c1 %.2f,%.2f c2 %.2f,%.2f\n", sp.a, sp.b, p0.x,p0.y,p3.x,p3.y, err, sp.ea.smooth, sp.ea.dir.x, sp.ea.dir.y, sp.eb.smooth, sp.eb.dir.x, sp.eb.dir.y, c.p[1].x-p0.x, c.p[1].y-p0.y, c.p[2].x-p3.x, c.p[2].y-p3.y);
     if (!(err <= tol_)) return false;
     out = c;
     return true;
   }
 
-  // The run a..b with end b a smooth join inside the stretch of `run` (or run's own end).
-  Span Candidate(const Span& run, int a, const End& ea, int b) const {
-    Span sp{a, b, ea, run.eb, run.lo, run.hi};
+  // The run a..b starting at anchor pa, its end b a smooth join inside the stretch of
+  // `run` (or run's own end).
+  Span Candidate(const Span& run, int a, const End& ea, const Pt& pa, int b) const {
+    Span sp{a, b, ea, run.eb, run.lo, run.hi, pa, run.pb};
     if (b != run.b) {
       const double w = std::max(arm_, kFitTangentShare * (S(b) - S(a)));
-      sp.eb = End{true, -TangentAt(b, w, run.lo, run.hi)};
+      const Join j = JoinAt(b, w, run.lo, run.hi);
+      sp.eb = End{true, -j.dir};
+      sp.pb = j.anchor;
     }
     return sp;
   }
@@ -469,14 +516,15 @@ class Fitter {
     for (const Span& run : runs) {
       int a = run.a;
       End ea = run.ea;
+      Pt pa = run.pa;
       while (a < run.b) {
-        Segment best{Candidate(run, a, ea, a + 1), Cubic{}};
+        Segment best{Candidate(run, a, ea, pa, a + 1), Cubic{}};
         FitSpan(best.span, best.cubic);  // two points always fit
         int good = a + 1;
         int bad = -1;
         for (int step = kFirstStep; good < run.b; step *= 2) {
           const int b = std::min(run.b, a + step);
-          Segment trial{Candidate(run, a, ea, b), Cubic{}};
+          Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
           if (!FitSpan(trial.span, trial.cubic)) {
             bad = b;
             break;
@@ -486,7 +534,7 @@ class Fitter {
         }
         while (bad > good + 1) {
           const int b = good + (bad - good) / 2;
-          Segment trial{Candidate(run, a, ea, b), Cubic{}};
+          Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
           if (FitSpan(trial.span, trial.cubic)) {
             best = trial;
             good = b;
@@ -497,6 +545,7 @@ class Fitter {
         segs.push_back(best);
         a = good;
         ea = End{best.span.eb.smooth, -best.span.eb.dir};
+        pa = best.span.pb;
       }
     }
     return segs;

@@ -34,7 +34,8 @@
 //      L behind and the chord to the point L ahead is measured at two scales, L and 2L, with
 //      L = kFitCornerArm * tolerance (at most 1/16 of the chain's length). A true corner turns
 //      by the same angle at both scales, an arc by twice as much at the larger one and pixel
-//      noise by half as much, so the corner strength is the smaller of the two. Points of
+//      noise by half as much, so the corner strength is the smaller of the two (and 0
+//      within one arm of an open chain's ends, where one arm is a noisy step). Points of
 //      strength at least kFitCornerAngle are corner candidates; the strongest of each run of
 //      candidates becomes a corner, and of two corners closer than L/2 only the stronger
 //      stays. Closed chains are measured cyclically, so the start is not a corner unless the
@@ -95,6 +96,10 @@ inline constexpr double kFitSoftCornerAngle = 0.61;
 // length on either side (at least one corner arm): wide enough that pixel steps tilt it by
 // only a few degrees, symmetric so that a steady bend does not tilt it at all.
 inline constexpr double kFitTangentShare = 1.0 / 8.0;
+// A smooth join's anchor moves across its tangent onto a quadratic fitted to the points
+// around it, by at most this many tolerances: pixel steps then do not pin the curve to one
+// side of an outline. The first and last anchors and corners never move.
+inline constexpr double kFitAnchorShift = 0.5;
 // Newton reparameterisation rounds per fit attempt.
 inline constexpr int kFitMaxReparam = 8;
 // Rounds of plain least squares before the later rounds reweight the points by their errors
