@@ -7,10 +7,6 @@
 #include <tuple>
 #include <utility>
 #include <vector>
-#include <cstdio>
-#include <cstdlib>
-#include <cstdio>
-#include <cstdlib>
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -29,8 +25,6 @@ constexpr double kPivotShare = 1e-14;
 constexpr double kMinSmoothHandleShare = 1e-6;
 // Lawson weights never fall below this share of the tolerance times the weight before.
 constexpr double kWeightFloor = 0.05;
-// The greedy search first tries runs of this many points, then doubles.
-constexpr int kFirstStep = 8;
 
 double Dot(const Pt& a, const Pt& b) { return a.x * b.x + a.y * b.y; }
 double Cross(const Pt& a, const Pt& b) { return a.x * b.y - a.y * b.x; }
@@ -171,9 +165,14 @@ class Fitter {
     int b = closed_ ? -m_ : 0;
     int f = 0;
     for (int i = first; i < stop; ++i) {
-      while (b + 1 <= i - 1 && S(i) - S(b + 1) >= arm) ++b;
+      // An arm ends at the first point at least `arm` away in a straight line (on a
+      // staircase the walked length overstates the reach), or at twice that walked.
+      const auto reached = [&](int j) {
+        return Norm(P(j) - P(i)) >= arm || std::fabs(S(j) - S(i)) >= 2.0 * arm;
+      };
+      while (b + 1 <= i - 1 && reached(b + 1)) ++b;
       f = std::max(f, i + 1);
-      while (S(f) - S(i) < arm && (closed_ ? f < i + m_ : f < last_)) ++f;
+      while (!reached(f) && (closed_ ? f < i + m_ : f < last_)) ++f;
       if (full && !closed_ && (S(i) - S(0) < arm || S(last_) - S(i) < arm)) continue;
       out[static_cast<std::size_t>(i)] = TurnAngle(P(b), P(i), P(f));
     }
@@ -183,9 +182,20 @@ class Fitter {
   void MeasureCorners() {
     const std::vector<double> t1 = Turning(arm_, true);
     const std::vector<double> t2 = Turning(2.0 * arm_, false);
+    // The concentrated-turn test compares full arms only: near an open end the longer arm
+    // is cut short and would make any bend look concentrated.
+    const std::vector<double> t2full = closed_ ? t2 : Turning(2.0 * arm_, true);
     strength_.resize(t1.size());
-    for (std::size_t i = 0; i < t1.size(); ++i) strength_[i] = std::min(t1[i], t2[i]);
+    candidate_.resize(t1.size());
+    for (std::size_t i = 0; i < t1.size(); ++i) {
+      strength_[i] = std::min(t1[i], t2[i]);
+      candidate_[i] = strength_[i] >= kFitCornerAngle ||
+                      (strength_[i] >= kFitSoftCornerAngle && t2full[i] >= kFitSoftCornerAngle &&
+                       t2full[i] <= kFitArcRatio * t1[i]);
+    }
   }
+
+  bool IsCandidate(int j) const { return candidate_[static_cast<std::size_t>(Wrap(j))] != 0; }
 
   double Strength(int j) const { return strength_[static_cast<std::size_t>(Wrap(j))]; }
 
@@ -193,7 +203,7 @@ class Fitter {
   // half an arm only the stronger. Returned as sorted real indices.
   std::vector<int> FindCorners() const {
     std::vector<int> picks;
-    const auto cand = [&](int j) { return Strength(j) >= kFitCornerAngle; };
+    const auto cand = [&](int j) { return IsCandidate(j); };
     if (!closed_) {
       for (int i = 1; i < last_;) {
         if (!cand(i)) { ++i; continue; }
@@ -304,9 +314,9 @@ class Fitter {
 
   // The node list: ends, corners and, for a closed chain, its start.
   std::vector<Span> PlaceNodes() const {
-    const std::vector<int> corners = FindCorners();
     std::vector<Span> spans;
     if (!closed_) {
+      const std::vector<int> corners = FindCorners();
       std::vector<int> nodes{0};
       for (int c : corners) nodes.push_back(c);
       nodes.push_back(last_);
@@ -318,7 +328,15 @@ class Fitter {
     // one (even next to a stronger corner), else a smooth join whose tangent is measured
     // across the closure.
     std::vector<int> nodes;
-    const bool startCorner = Strength(0) >= kFitCornerAngle;
+    // A corner within half an arm of the start is the start's own: the start takes its
+    // place (the output must begin at the first point) instead of a sliver segment.
+    std::vector<int> corners = FindCorners();
+    bool startCorner = IsCandidate(0);
+    std::erase_if(corners, [&](int c) {
+      const bool near = S(c) - S(0) < 0.5 * arm_ || S(m_) - S(c) < 0.5 * arm_;
+      if (near) startCorner = true;
+      return near;
+    });
     nodes.push_back(0);
     for (int c : corners)
       if (c != 0) nodes.push_back(c);
@@ -332,7 +350,7 @@ class Fitter {
     if (!startCorner) {
       startEnd.smooth = true;
       const double stretch = S(wrapHi) - S(wrapLo);
-      startEnd.dir = TangentAt(0, std::max(arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
+      startEnd.dir = TangentAt(0, std::max(2.0 * arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
     }
     for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
       Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])};
@@ -490,7 +508,6 @@ class Fitter {
       c = Solve(sp, u, w);
       err = MaxError(sp, c, u);
     }
-    if (std::getenv("FITDBG")) std::fprintf(stderr, "span %d-%d (%.0f,%.0f)-(%.0f,%.0f) err %.3f ea %d (%.3f,%.3f) eb %d (%.3f,%.3f) c1 %.2f,%.2f c2 %.2f,%.2f\n", sp.a, sp.b, p0.x,p0.y,p3.x,p3.y, err, sp.ea.smooth, sp.ea.dir.x, sp.ea.dir.y, sp.eb.smooth, sp.eb.dir.x, sp.eb.dir.y, c.p[1].x-p0.x, c.p[1].y-p0.y, c.p[2].x-p3.x, c.p[2].y-p3.y);
     if (!(err <= tol_)) return false;
     out = c;
     return true;
@@ -501,7 +518,7 @@ class Fitter {
   Span Candidate(const Span& run, int a, const End& ea, const Pt& pa, int b) const {
     Span sp{a, b, ea, run.eb, run.lo, run.hi, pa, run.pb};
     if (b != run.b) {
-      const double w = std::max(arm_, kFitTangentShare * (S(b) - S(a)));
+      const double w = std::max(2.0 * arm_, kFitTangentShare * (S(b) - S(a)));
       const Join j = JoinAt(b, w, run.lo, run.hi);
       sp.eb = End{true, -j.dir};
       sp.pb = j.anchor;
@@ -522,7 +539,7 @@ class Fitter {
         FitSpan(best.span, best.cubic);  // two points always fit
         int good = a + 1;
         int bad = -1;
-        for (int step = kFirstStep; good < run.b; step *= 2) {
+        for (int step = kFitFirstStep; good < run.b; step *= 2) {
           const int b = std::min(run.b, a + step);
           Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
           if (!FitSpan(trial.span, trial.cubic)) {
@@ -554,6 +571,7 @@ class Fitter {
   std::vector<Pt> p_;
   std::vector<double> s_;
   std::vector<double> strength_;
+  std::vector<unsigned char> candidate_;
   bool closed_;
   int last_ = 0;
   int m_ = 0;
