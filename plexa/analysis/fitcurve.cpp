@@ -19,6 +19,12 @@ using Pt = CDPOINT;
 // A run whose chord is below this share of its polyline length is a loop: no cubic with
 // coincident ends is tried on it.
 constexpr double kLoopChordShare = 1e-9;
+// Bisection for the longest run stops once the bracket is narrower than this share of the
+// run found (1/kBisectShare): a few points of reach are not worth a dozen more fits.
+constexpr int kBisectShare = 32;
+// A fit stops early when a round gains less than this share of the pace it would need to
+// reach the tolerance within the remaining rounds.
+constexpr double kStallShare = 0.25;
 // Singular pivots of the handle system: below this share of the largest diagonal entry.
 constexpr double kPivotShare = 1e-14;
 // Both ends of an accepted smooth handle lie strictly ahead of the anchor along its tangent.
@@ -28,7 +34,10 @@ constexpr double kWeightFloor = 0.05;
 
 double Dot(const Pt& a, const Pt& b) { return a.x * b.x + a.y * b.y; }
 double Cross(const Pt& a, const Pt& b) { return a.x * b.y - a.y * b.x; }
-double Norm(const Pt& a) { return std::hypot(a.x, a.y); }
+// Plain square root of the sum: coordinates are rescaled below 1e100, so squares never
+// overflow, and hypot's care costs more than the rest of a fit.
+double Norm(const Pt& a) { return std::sqrt(a.x * a.x + a.y * a.y); }
+double Norm2(const Pt& a) { return a.x * a.x + a.y * a.y; }
 bool Finite(const Pt& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 bool Coincide(const Pt& a, const Pt& b) {
   return std::fabs(a.x - b.x) < kCoincide && std::fabs(a.y - b.y) < kCoincide;
@@ -441,12 +450,10 @@ class Fitter {
   double MaxError(const Span& sp, const Cubic& c, const std::vector<double>& u) const {
     double worst = 0.0;
     for (int i = sp.a + 1; i < sp.b; ++i) {
-      const double d = Norm(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
-      if (!(d <= worst)) {  // a NaN distance counts as the worst
-        worst = std::isnan(d) ? HUGE_VAL : d;
-      }
+      const double d = Norm2(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
+      if (!(d <= worst)) worst = std::isnan(d) ? HUGE_VAL : d;  // NaN counts as the worst
     }
-    return worst;
+    return std::sqrt(worst);
   }
 
   // One Newton step per point towards its nearest curve parameter, kept only if closer.
@@ -460,7 +467,7 @@ class Fitter {
       const double den = Dot(d1, d1) + Dot(d, d2);
       if (!(std::fabs(den) > 0.0)) continue;
       const double nt = std::clamp(t - Dot(d, d1) / den, 0.0, 1.0);
-      if (Norm(Eval(c, nt) - p) < Norm(d)) t = nt;
+      if (Norm2(Eval(c, nt) - p) < Norm2(d)) t = nt;
     }
   }
 
@@ -506,7 +513,11 @@ class Fitter {
       Reparameterise(sp, c, u);
       if (it >= kFitPlainRounds) Reweight(sp, c, u, w);
       c = Solve(sp, u, w);
+      const double before = err;
       err = MaxError(sp, c, u);
+      // Stalled: the remaining rounds would not close the gap at this pace.
+      const int left = kFitMaxReparam - 1 - it;
+      if (it >= kFitPlainRounds && before - err < (err - tol_) / std::max(1, left) * kStallShare) break;
     }
     if (!(err <= tol_)) return false;
     out = c;
@@ -527,9 +538,11 @@ class Fitter {
   }
 
   // Covers each run between fixed nodes greedily: from each node, the longest stretch that
-  // one cubic fits, found by doubling the length and then bisecting (O(log) fits a segment).
+  // one cubic fits, found by doubling the length and then bisecting.
   std::vector<Segment> FitRuns(const std::vector<Span>& runs) const {
     std::vector<Segment> segs;
+    // Neighbouring segments tend to be alike: the search starts from the last one's length.
+    int guess = kFitFirstStep;
     for (const Span& run : runs) {
       int a = run.a;
       End ea = run.ea;
@@ -539,7 +552,7 @@ class Fitter {
         FitSpan(best.span, best.cubic);  // two points always fit
         int good = a + 1;
         int bad = -1;
-        for (int step = kFitFirstStep; good < run.b; step *= 2) {
+        for (int step = guess; good < run.b; step *= 2) {
           const int b = std::min(run.b, a + step);
           Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
           if (!FitSpan(trial.span, trial.cubic)) {
@@ -549,7 +562,7 @@ class Fitter {
           best = trial;
           good = b;
         }
-        while (bad > good + 1) {
+        while (bad > good + 1 + (good - a) / kBisectShare) {
           const int b = good + (bad - good) / 2;
           Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
           if (FitSpan(trial.span, trial.cubic)) {
@@ -560,6 +573,7 @@ class Fitter {
           }
         }
         segs.push_back(best);
+        guess = std::max(kFitFirstStep, good - a);
         a = good;
         ea = End{best.span.eb.smooth, -best.span.eb.dir};
         pa = best.span.pb;

@@ -46,8 +46,9 @@
 //      closure, so a smooth closed outline has no kink at its start.
 //   3. Each stretch between corners (and ends, and the start of a closed chain) is covered
 //      greedily: from each node, the longest run of points that one cubic fits within the
-//      tolerance, found by doubling the run (from kFitFirstStep points) and then bisecting, so
-//      a segment costs O(log n) fits. The end of a run inside a stretch is a smooth join: its
+//      tolerance, found by doubling the run (from the previous segment's length, at first
+//      kFitFirstStep points) and then bisecting until the bracket is within 1/32 of the
+//      length found, so a segment costs a handful of fits. The end of a run inside a stretch is a smooth join: its
 //      tangent is the principal direction of the points within kFitTangentShare of the run's
 //      length (at least two arms) on either side, and its anchor moves across that tangent
 //      onto a quadratic fitted to the same points, by at most kFitAnchorShift tolerances.
@@ -55,8 +56,8 @@
 //   4. One cubic is fitted to a run by least squares, with chord-length parameters refined
 //      by Newton steps towards each point's nearest curve parameter (kFitMaxReparam rounds at
 //      most; after kFitPlainRounds rounds the points are also reweighted by their errors,
-//      Lawson's iteration towards the smallest largest error, and a run still more than
-//      kFitReparamLimit tolerances off is given up). Ends at corners get free handles, ends at
+//      Lawson's iteration towards the smallest largest error; a run still more than
+//      kFitReparamLimit tolerances off, or whose error stalls, is given up). Ends at corners get free handles, ends at
 //      smooth joins keep the join's tangent and fit only the handle length. The linear
 //      system carries a tiny ridge term (kFitRidge) towards handles of a third of the chord,
 //      so runs with too few points still get a well-defined answer. Handles that come out
@@ -95,7 +96,7 @@ inline constexpr double kFitSoftCornerAngle = 0.7;
 // A turn counts as concentrated when doubling the arms multiplies it by at most this (a
 // corner gives 1, an arc 2).
 inline constexpr double kFitArcRatio = 1.4;
-// The greedy search first tries runs of this many points, then doubles.
+// The greedy search tries runs of at least this many points first, then doubles.
 inline constexpr int kFitFirstStep = 8;
 // A smooth join's tangent window reaches this share of the run's length on either side (at
 // least two corner arms): wide enough that pixel steps tilt it by a few degrees at most,
@@ -105,8 +106,9 @@ inline constexpr double kFitTangentShare = 1.0 / 8.0;
 // around it, by at most this many tolerances: pixel steps then do not pin the curve to one
 // side of an outline. The first and last anchors and corners never move.
 inline constexpr double kFitAnchorShift = 0.5;
-// Newton reparameterisation rounds per fit.
-inline constexpr int kFitMaxReparam = 8;
+// Newton reparameterisation rounds per fit at most (a fit whose error stops shrinking fast
+// enough to reach the tolerance in the rounds left ends sooner).
+inline constexpr int kFitMaxReparam = 16;
 // Rounds of plain least squares before the later rounds reweight the points by their errors.
 inline constexpr int kFitPlainRounds = 2;
 // After the plain rounds a fit is given up when its error exceeds this many tolerances.
