@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -627,22 +628,27 @@ void FitCurve(const CDPOINT* points, int count, CBPointArray* path, double toler
   const bool closed = d.size() >= 4 && Coincide(d.front(), d.back());
   if (closed) d.back() = d.front();
 
-  double tol = tolerance > 0.0 ? tolerance : kFitMinTolerance;  // NaN fails the test too
   double maxAbs = 0.0;
   for (const Pt& p : d) maxAbs = std::max({maxAbs, std::fabs(p.x), std::fabs(p.y)});
-  double unscale = 1.0;
-  if (maxAbs > kFitRescaleAbove || maxAbs < kFitRescaleBelow) {
-    const int e = std::ilogb(maxAbs);
-    const double scale = std::ldexp(1.0, -e);
-    unscale = std::ldexp(1.0, e);
-    for (Pt& p : d) p *= scale;
-    tol *= scale;
+  // NaN fails the comparison too. Below the precision floor rounding would decide.
+  double tol = tolerance > 0.0 ? tolerance : kFitMinTolerance;
+  tol = std::max({tol, kFitMinTolerance, kFitPrecisionFloor * maxAbs});
+  int exponent = 0;
+  if (maxAbs > kFitRescaleAbove) {
+    exponent = std::ilogb(maxAbs);
+    for (Pt& p : d) p = Pt(std::ldexp(p.x, -exponent), std::ldexp(p.y, -exponent));
+    tol = std::ldexp(tol, -exponent);
   }
 
   Fitter fitter(std::move(d), closed, tol);
   const std::vector<Segment> segs = fitter.Run();
 
-  const auto back = [unscale](const Pt& p) { return p * unscale; };
+  // Handles of a fit near the top of the double range could scale back past it: they are
+  // held at the largest finite value, so the path stays finite.
+  const auto back = [exponent](const Pt& p) {
+    constexpr double kMax = std::numeric_limits<double>::max();
+    return Pt(std::clamp(std::ldexp(p.x, exponent), -kMax, kMax), std::clamp(std::ldexp(p.y, exponent), -kMax, kMax));
+  };
   path->SetSize(static_cast<INT_PTR>(segs.size() + 1));
   CBPOINT* nodes = path->GetData();
   for (std::size_t i = 0; i < segs.size(); ++i) {

@@ -27,9 +27,10 @@
 // Algorithm.
 //   1. Non-finite points are dropped; consecutive points that coincide within
 //      PLEXA::kCoincide are merged (a tracer closing its polygon with the first point twice is
-//      the common case). Coordinates beyond kFitRescaleAbove or below kFitRescaleBelow in
-//      magnitude are scaled by a power of two for the computation and scaled back, so huge
-//      coordinates do not overflow and tiny ones do not underflow.
+//      the common case). When a coordinate exceeds kFitRescaleAbove in magnitude, all are
+//      scaled by a power of two for the computation and scaled back, so squares of huge
+//      coordinates do not overflow. (Tiny ones need no care: distinct neighbours differ by
+//      at least PLEXA::kCoincide.)
 //   2. Corners. At every point the turning angle between the chord from the point one arm
 //      behind and the chord to the point one arm ahead is measured at two arm lengths, L and
 //      2L, with L = kFitCornerArm * tolerance (at most kFitCornerArmShare of the chain's
@@ -72,7 +73,9 @@
 // path (a null path pointer does nothing). One finite point gives one node with both
 // controls on the anchor. Two or more points that all coincide give two corner nodes joined
 // by a zero-length straight segment. A tolerance that is NaN, zero or negative is taken as
-// kFitMinTolerance; an infinite tolerance gives the fewest segments the corners allow.
+// kFitMinTolerance, and any tolerance below kFitPrecisionFloor times the largest coordinate
+// magnitude is raised to that (the bound above then holds for the raised tolerance); an
+// infinite tolerance gives the fewest segments the corners allow.
 #pragma once
 
 #include "plexa/geom/path.h"
@@ -80,6 +83,10 @@
 
 // Smallest tolerance used, in drawing units: a NaN, zero or negative tolerance means this.
 inline constexpr double kFitMinTolerance = 1e-8;
+// Smallest tolerance used relative to the largest coordinate magnitude: double precision
+// cannot place a curve closer than a few thousand rounding units, so a finer tolerance is
+// raised to this share of the largest |coordinate| (1e-8 units at coordinates of 10,000).
+inline constexpr double kFitPrecisionFloor = 1e-12;
 // Corner arm length as a multiple of the tolerance. Deviations up to the tolerance count as
 // noise; over arms three tolerances long they tilt a chord by at most about 18 degrees.
 inline constexpr double kFitCornerArm = 3.0;
@@ -118,10 +125,9 @@ inline constexpr double kFitReparamLimit = 4.0;
 inline constexpr double kFitRidge = 1e-9;
 // Longest handle accepted, as a multiple of the run's polyline length.
 inline constexpr double kFitMaxHandle = 1.0;
-// Coordinates whose largest magnitude lies outside [kFitRescaleBelow, kFitRescaleAbove] are
-// rescaled by a power of two (exact) during the computation.
+// Coordinates are rescaled by a power of two (exactly) during the computation when their
+// largest magnitude exceeds this; below it every square fits a double.
 inline constexpr double kFitRescaleAbove = 1e100;
-inline constexpr double kFitRescaleBelow = 1e-100;
 
 // Fits `count` points starting at `points` into `path` (emptied first) within `tolerance`
 // drawing units. See above for the contract and the degenerate cases. Returns nothing.

@@ -28,32 +28,32 @@ CDPOINT SegmentPoint(const CBPointArray& path, int i, double t) {
 double Dist(const CDPOINT& a, const CDPOINT& b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
 // Distance from p to the path: dense sampling of every segment, then golden-section
-// refinement around the best sample (the distance is unimodal that close to its minimum).
-double DistanceToPath(const CBPointArray& path, const CDPOINT& p) {
-  constexpr int kSamples = 96;
+// refinement around every local minimum of the samples (the distance is unimodal that
+// close to a minimum, if the samples are dense enough for folds of the curve).
+double DistanceToPath(const CBPointArray& path, const CDPOINT& p, int kSamples = 96) {
   double best = Dist(path.GetData()[0].anchor, p);
   for (int i = 0; i + 1 < path.GetSize(); ++i) {
-    int bi = 0;
-    double bd = kInf;
+    const auto dist = [&](double t) { return Dist(SegmentPoint(path, i, t), p); };
+    std::vector<double> d(kSamples + 1);
+    for (int k = 0; k <= kSamples; ++k) best = std::min(best, d[k] = dist(double(k) / kSamples));
     for (int k = 0; k <= kSamples; ++k) {
-      const double d = Dist(SegmentPoint(path, i, double(k) / kSamples), p);
-      if (d < bd) { bd = d; bi = k; }
+      if ((k > 0 && d[k - 1] < d[k]) || (k < kSamples && d[k + 1] < d[k])) continue;
+      double lo = std::max(0.0, (k - 1.0) / kSamples), hi = std::min(1.0, (k + 1.0) / kSamples);
+      const double g = (std::sqrt(5.0) - 1) / 2;
+      for (int it = 0; it < 48; ++it) {
+        const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
+        if (dist(m1) < dist(m2)) hi = m2; else lo = m1;
+      }
+      best = std::min(best, dist((lo + hi) / 2));
     }
-    double lo = std::max(0.0, (bi - 1.0) / kSamples), hi = std::min(1.0, (bi + 1.0) / kSamples);
-    const double g = (std::sqrt(5.0) - 1) / 2;
-    for (int it = 0; it < 40; ++it) {
-      const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
-      if (Dist(SegmentPoint(path, i, m1), p) < Dist(SegmentPoint(path, i, m2), p)) hi = m2; else lo = m1;
-    }
-    best = std::min({best, bd, Dist(SegmentPoint(path, i, (lo + hi) / 2), p)});
   }
   return best;
 }
 
-double MaxDeviation(const CBPointArray& path, const std::vector<CDPOINT>& pts) {
+double MaxDeviation(const CBPointArray& path, const std::vector<CDPOINT>& pts, int samples = 96) {
   double worst = 0;
   for (const CDPOINT& p : pts)
-    if (std::isfinite(p.x) && std::isfinite(p.y)) worst = std::max(worst, DistanceToPath(path, p));
+    if (std::isfinite(p.x) && std::isfinite(p.y)) worst = std::max(worst, DistanceToPath(path, p, samples));
   return worst;
 }
 
@@ -65,7 +65,7 @@ CBPointArray Fit(const std::vector<CDPOINT>& pts, double tol) {
 
 // The contract every fit keeps: exact end anchors, attribute 0, finite nodes, every point
 // within the tolerance.
-void ExpectContract(const CBPointArray& path, const std::vector<CDPOINT>& pts, double tol) {
+void ExpectContract(const CBPointArray& path, const std::vector<CDPOINT>& pts, double tol, int samples = 96) {
   ASSERT_GE(path.GetSize(), 2);
   EXPECT_EQ(path.GetData()[0].anchor, pts.front());
   EXPECT_EQ(path.GetData()[path.GetSize() - 1].anchor, pts.back());
@@ -73,7 +73,7 @@ void ExpectContract(const CBPointArray& path, const std::vector<CDPOINT>& pts, d
     EXPECT_EQ(n.attr, 0);
     for (const CDPOINT& q : {n.in, n.anchor, n.out}) EXPECT_TRUE(std::isfinite(q.x) && std::isfinite(q.y));
   }
-  EXPECT_LE(MaxDeviation(path, pts), tol * (1 + 1e-9)) << "segments: " << path.GetSize() - 1;
+  EXPECT_LE(MaxDeviation(path, pts, samples), tol * (1 + 1e-9)) << "segments: " << path.GetSize() - 1;
 }
 
 // Sine of the angle between a node's two handles, negative when they point the same way.
@@ -350,16 +350,66 @@ TEST(FitCurve, CornersStaySharp) {
     EXPECT_GT(HandleKink(path[k]), 0.5);
   }
 
-  // A regular octagon turns only 45 degrees a corner; its corners are kept all the same.
+  // A regular octagon turns only 45 degrees a corner: a concentrated turn, so a corner all
+  // the same, at every tolerance; one straight segment an edge.
   corners.clear();
   for (int i = 0; i < 8; ++i) {
     const double a = kPi / 8 + i * kPi / 4;
     corners.push_back(CDPOINT(150 + 100 * std::cos(a), 150 + 100 * std::sin(a)));
   }
   const std::vector<CDPOINT> oct = PixelPolygon(corners);
-  path = Fit(oct, 1.0);
-  ExpectContract(path, oct, 1.0);
-  EXPECT_LE(path.GetSize() - 1, 12);
+  for (double tol : {1.0, 2.0, 5.0}) {
+    path = Fit(oct, tol);
+    ExpectContract(path, oct, tol);
+    EXPECT_EQ(path.GetSize() - 1, 8);
+    for (const CDPOINT& c : corners) {
+      const int k = NearestNode(path, c);
+      EXPECT_LE(Dist(path[k].anchor, c), 1.0);
+      EXPECT_GT(HandleKink(path[k]), 0.3);
+    }
+  }
+}
+
+TEST(FitCurve, RepeatsAndHostileValuesChangeNothing) {
+  // Every point three times, and NaN or infinite points spliced in: the same path as the
+  // clean chain.
+  const std::vector<CDPOINT> clean = PixelCircle(40, 0.5);
+  std::vector<CDPOINT> dirty;
+  for (std::size_t i = 0; i < clean.size(); ++i) {
+    for (int k = 0; k < 3; ++k) dirty.push_back(clean[i]);
+    if (i % 17 == 3) dirty.push_back(CDPOINT(i % 2 ? kNaN : kInf, 5));
+  }
+  EXPECT_TRUE(Fit(dirty, 1.0) == Fit(clean, 1.0));
+
+  // Seeded random chains with hostile values: the contract holds on the finite points.
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> coord(-50, 50);
+  for (int trial = 0; trial < 300; ++trial) {
+    std::vector<CDPOINT> pts(rng() % 12);
+    for (CDPOINT& p : pts) {
+      switch (rng() % 8) {
+        case 0: p = CDPOINT(kNaN, coord(rng)); break;
+        case 1: p = CDPOINT(coord(rng), -kInf); break;
+        case 2: p = CDPOINT(40 * coord(rng), coord(rng)); break;  // long spikes
+        case 3: if (&p != pts.data()) { p = *(&p - 1); break; } [[fallthrough]];
+        default: p = CDPOINT(std::round(coord(rng)), std::round(coord(rng)));
+      }
+    }
+    std::vector<CDPOINT> finite;
+    for (const CDPOINT& p : pts)
+      if (std::isfinite(p.x) && std::isfinite(p.y)) finite.push_back(p);
+    const double tol = 0.5 + trial % 4;
+    const CBPointArray path = Fit(pts, tol);
+    SCOPED_TRACE(trial);
+    if (finite.empty()) {
+      EXPECT_EQ(path.GetSize(), 0);
+    } else if (finite.size() == 1) {
+      EXPECT_EQ(path.GetSize(), 1);
+    } else {
+      EXPECT_LE(path.GetSize(), static_cast<INT_PTR>(finite.size()));
+      ExpectContract(path, finite, tol, 1024);  // spikes fold curves: sample densely
+    }
+  }
 }
 
 TEST(FitCurve, HugeAndHostileChains) {
