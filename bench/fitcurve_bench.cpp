@@ -5,6 +5,11 @@
 // them) before it is timed. Reports points per second and segments per chain; after the run
 // prints the median time per point at each size and its growth from 1,000 to 100,000 points
 // (1.0 would be exactly linear). Run with --benchmark_repetitions=5 for medians.
+//
+// With FreeType present it also fits the pixel outlines of DejaVu Sans glyphs rasterised at
+// several sizes (the boundary followed pixel corner by pixel corner, as a tracer hands it
+// over) and prints segments per outline and the maximum and mean deviation of the points
+// from the fitted curves, then times the whole glyph set at each size.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -16,6 +21,11 @@
 #include <vector>
 
 #include "plexa/plexa.h"
+
+#if PLEXA_BENCH_FREETYPE
+#include <ft2build.h>
+#include FT_FREETYPE_H
+#endif
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -122,6 +132,126 @@ void BM_FitOpenWave(benchmark::State& state) {
 }
 BENCHMARK(BM_FitOpenWave)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
+#if PLEXA_BENCH_FREETYPE
+constexpr const char* kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+constexpr const char* kGlyphs = "AaBbCcDeGgHKMNOoQRSsWwXyz&@%$2345689";
+
+// The outlines of a two-level image (inside = true), each a closed chain of pixel corners
+// one unit apart, inside on the right going forward on a y-down grid; closed the way the
+// shape tracer closes its polygons (first point twice at the end). At a corner where two
+// inside pixels touch diagonally the chain turns right, keeping them apart.
+std::vector<std::vector<CDPOINT>> PixelOutlines(const std::vector<unsigned char>& img, int w, int h) {
+  const auto in = [&](int x, int y) { return x >= 0 && y >= 0 && x < w && y < h && img[y * w + x]; };
+  // Directed unit edges keyed by their start corner; direction 0..3 = +x, +y, -x, -y.
+  const int cw = w + 1;
+  std::vector<unsigned char> out(static_cast<std::size_t>(cw) * (h + 1), 0);  // bit per direction
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      if (!in(x, y)) continue;
+      if (!in(x, y - 1)) out[y * cw + x] |= 1;              // top: (x,y) -> (x+1,y)
+      if (!in(x + 1, y)) out[y * cw + x + 1] |= 2;          // right: (x+1,y) -> (x+1,y+1)
+      if (!in(x, y + 1)) out[(y + 1) * cw + x + 1] |= 4;    // bottom: (x+1,y+1) -> (x,y+1)
+      if (!in(x - 1, y)) out[(y + 1) * cw + x] |= 8;        // left: (x,y+1) -> (x,y)
+    }
+  const int dx[4] = {1, 0, -1, 0}, dy[4] = {0, 1, 0, -1};
+  std::vector<std::vector<CDPOINT>> loops;
+  for (int sy = 0; sy <= h; ++sy)
+    for (int sx = 0; sx <= w; ++sx) {
+      while (out[sy * cw + sx]) {
+        int x = sx, y = sy, dir = 0;
+        while (!(out[sy * cw + sx] >> dir & 1)) ++dir;
+        std::vector<CDPOINT> loop;
+        do {
+          loop.push_back(CDPOINT(x, y));
+          out[y * cw + x] &= static_cast<unsigned char>(~(1 << dir));
+          x += dx[dir];
+          y += dy[dir];
+          const unsigned char here = out[y * cw + x];
+          for (int turn : {1, 0, 3}) {  // right, straight, left
+            if (here >> ((dir + turn) & 3) & 1) {
+              dir = (dir + turn) & 3;
+              break;
+            }
+          }
+        } while (!(x == sx && y == sy) && out[y * cw + x]);
+        loop.push_back(loop.front());
+        loop.push_back(loop.front());
+        loops.push_back(std::move(loop));
+      }
+    }
+  return loops;
+}
+
+// The pixel outlines of every glyph of kGlyphs at `px` pixels a em, thresholded at half
+// coverage; empty when the font is missing.
+std::vector<std::vector<CDPOINT>> GlyphOutlines(int px) {
+  std::vector<std::vector<CDPOINT>> all;
+  FT_Library lib;
+  if (FT_Init_FreeType(&lib)) return all;
+  FT_Face face;
+  if (FT_New_Face(lib, kFont, 0, &face) == 0) {
+    FT_Set_Pixel_Sizes(face, 0, static_cast<FT_UInt>(px));
+    for (const char* c = kGlyphs; *c; ++c) {
+      if (FT_Load_Char(face, static_cast<FT_ULong>(*c), FT_LOAD_RENDER | FT_LOAD_NO_HINTING)) continue;
+      const FT_Bitmap& bm = face->glyph->bitmap;
+      const int w = static_cast<int>(bm.width), h = static_cast<int>(bm.rows);
+      std::vector<unsigned char> img(static_cast<std::size_t>(w) * h);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) img[y * w + x] = bm.buffer[y * bm.pitch + x] >= 128;
+      for (auto& loop : PixelOutlines(img, w, h))
+        if (loop.size() > 8) all.push_back(std::move(loop));
+    }
+    FT_Done_Face(face);
+  }
+  FT_Done_FreeType(lib);
+  return all;
+}
+
+// Segments per outline and the points' maximum and mean distance from their fitted curves.
+void ReportGlyphs(int px, double tol) {
+  const std::vector<std::vector<CDPOINT>> outlines = GlyphOutlines(px);
+  if (outlines.empty()) return;
+  std::size_t points = 0, segments = 0;
+  double worst = 0, sum = 0;
+  for (const auto& pts : outlines) {
+    CBPointArray path;
+    FitCurve(pts.data(), static_cast<int>(pts.size()), &path, tol);
+    points += pts.size();
+    segments += static_cast<std::size_t>(path.GetSize() - 1);
+    for (const CDPOINT& p : pts) {
+      double best = HUGE_VAL;
+      for (int s = 0; s + 1 < path.GetSize(); ++s) best = std::min(best, SegmentDistance(path, s, p));
+      worst = std::max(worst, best);
+      sum += best;
+    }
+  }
+  std::printf("glyphs at %3d px, tolerance %.1f: %3zu outlines, %6zu points, %.1f segments an outline, "
+              "deviation max %.3f mean %.3f\n",
+              px, tol, outlines.size(), points, static_cast<double>(segments) / outlines.size(), worst,
+              sum / static_cast<double>(points));
+}
+
+void BM_FitGlyphOutlines(benchmark::State& state) {
+  const std::vector<std::vector<CDPOINT>> outlines = GlyphOutlines(static_cast<int>(state.range(0)));
+  if (outlines.empty()) {
+    state.SkipWithError("DejaVu Sans not found");
+    return;
+  }
+  std::size_t points = 0;
+  for (const auto& pts : outlines) points += pts.size();
+  CBPointArray path;
+  for (auto _ : state) {
+    for (const auto& pts : outlines) {
+      FitCurve(pts.data(), static_cast<int>(pts.size()), &path, 1.0);
+      benchmark::DoNotOptimize(path.GetData());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(points));
+  state.counters["points"] = static_cast<double>(points);
+}
+BENCHMARK(BM_FitGlyphOutlines)->Arg(24)->Arg(64)->Arg(192)->Unit(benchmark::kMicrosecond);
+#endif
+
 // Remembers each run's median real time (or its single time without repetitions).
 class MedianReporter : public benchmark::ConsoleReporter {
  public:
@@ -179,6 +309,10 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.PrintGrowth("BM_FitClosedBlob");
   reporter.PrintGrowth("BM_FitOpenWave");
+#if PLEXA_BENCH_FREETYPE
+  for (int px : {24, 64, 192})
+    for (double tol : {1.0, 5.0}) ReportGlyphs(px, tol);
+#endif
   benchmark::Shutdown();
   return 0;
 }

@@ -135,7 +135,7 @@ class Fitter {
     s_.assign(p_.size(), 0.0);
     for (std::size_t i = 1; i < p_.size(); ++i) s_[i] = s_[i - 1] + Norm(p_[i] - p_[i - 1]);
     total_ = s_.back();
-    arm_ = std::min(kFitCornerArm * tol_, total_ * kFitCornerArmShare);
+    arm_ = std::min(kFitCornerArm * tol_, std::max(tol_, total_ * kFitCornerArmShare));
   }
 
   std::vector<Segment> Run() {

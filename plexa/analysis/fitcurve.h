@@ -34,7 +34,7 @@
 //   2. Corners. At every point the turning angle between the chord from the point one arm
 //      behind and the chord to the point one arm ahead is measured at two arm lengths, L and
 //      2L, with L = kFitCornerArm * tolerance (at most kFitCornerArmShare of the chain's
-//      length); an arm ends at the first point that far away in a straight line. A true
+//      length, at least one tolerance); an arm ends at the first point that far away in a straight line. A true
 //      corner turns by the same angle at both lengths, an arc by twice as much at the longer
 //      one and pixel noise by about half as much, so the corner strength is the smaller of
 //      the two (0 within one arm of an open chain's ends, where one arm is a noisy step). A
@@ -90,9 +90,10 @@ inline constexpr double kFitPrecisionFloor = 1e-12;
 // Corner arm length as a multiple of the tolerance. Deviations up to the tolerance count as
 // noise; over arms three tolerances long they tilt a chord by at most about 18 degrees.
 inline constexpr double kFitCornerArm = 3.0;
-// Corner arms are at most this share of the chain's arc length, so small closed shapes are
-// not measured across their whole outline. A circle then turns by at most 2 pi / 16
-// (22.5 degrees) over one arm, below both corner angles, however small it is.
+// Corner arms are at most this share of the chain's arc length (but never below one
+// tolerance), so small closed shapes are not measured across their whole outline. A circle
+// then turns by at most 2 pi / 16 (22.5 degrees) over one arm, below both corner angles,
+// unless its radius is about the tolerance or less.
 inline constexpr double kFitCornerArmShare = 1.0 / 16.0;
 // Turning angle (radians, 55 degrees) that makes a corner at any scale: squares, stars and
 // triangles keep sharp corners, bends wider than about L / 0.96 in radius stay smooth.
