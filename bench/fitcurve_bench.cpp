@@ -50,10 +50,12 @@ std::vector<CDPOINT> Staircase(F curve, int samples) {
 // A closed wavy blob whose pixel outline has about n points.
 std::vector<CDPOINT> Blob(int n) {
   const double r = n / (2 * kPi * 1.2);
-  std::vector<CDPOINT> pts = Staircase([r](double u) {
-    const double a = 2 * kPi * u, k = r * (1 + 0.2 * std::sin(5 * a));
-    return CDPOINT(k * std::cos(a), k * std::sin(a));
-  }, 8 * n);
+  std::vector<CDPOINT> pts = Staircase(
+      [r](double u) {
+        const double a = 2 * kPi * u, k = r * (1 + 0.2 * std::sin(5 * a));
+        return CDPOINT(k * std::cos(a), k * std::sin(a));
+      },
+      8 * n);
   pts.push_back(pts.front());
   pts.push_back(pts.front());
   return pts;
@@ -62,14 +64,16 @@ std::vector<CDPOINT> Blob(int n) {
 // An open sine wave of about n pixels, 12 periods, amplitude 40.
 std::vector<CDPOINT> Wave(int n) {
   const double len = n / 1.15;
-  return Staircase([len](double u) { return CDPOINT(u * len, 40 * std::sin(u * 24 * kPi)); }, 8 * n);
+  return Staircase([len](double u) { return CDPOINT(u * len, 40 * std::sin(u * 24 * kPi)); },
+                   8 * n);
 }
 
 CDPOINT SegmentPoint(const CBPointArray& path, int i, double t) {
   const CBPOINT& a = path.GetData()[i];
   const CBPOINT& b = path.GetData()[i + 1];
   const double s = 1 - t;
-  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) + b.anchor * (t * t * t);
+  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) +
+         b.anchor * (t * t * t);
 }
 
 // Distance from p to segment i: the best of 64 samples, refined by golden-section search.
@@ -85,7 +89,10 @@ double SegmentDistance(const CBPointArray& path, int i, const CDPOINT& p) {
   const double g = (std::sqrt(5.0) - 1) / 2;
   for (int it = 0; it < 40; ++it) {
     const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
-    if (dist(m1) < dist(m2)) hi = m2; else lo = m1;
+    if (dist(m1) < dist(m2))
+      hi = m2;
+    else
+      lo = m1;
   }
   return std::min(dist(best / 64.0), dist((lo + hi) / 2));
 }
@@ -97,7 +104,8 @@ bool Valid(const std::vector<CDPOINT>& pts, const CBPointArray& path, double tol
     return false;
   for (std::size_t i = 0; i < pts.size(); i += 97) {
     double best = HUGE_VAL;
-    for (int s = 0; s + 1 < path.GetSize(); ++s) best = std::min(best, SegmentDistance(path, s, pts[i]));
+    for (int s = 0; s + 1 < path.GetSize(); ++s)
+      best = std::min(best, SegmentDistance(path, s, pts[i]));
     if (best > tol * (1 + 1e-9)) return false;
   }
   return true;
@@ -140,18 +148,21 @@ constexpr const char* kGlyphs = "AaBbCcDeGgHKMNOoQRSsWwXyz&@%$2345689";
 // one unit apart, inside on the right going forward on a y-down grid; closed the way the
 // shape tracer closes its polygons (first point twice at the end). At a corner where two
 // inside pixels touch diagonally the chain turns right, keeping them apart.
-std::vector<std::vector<CDPOINT>> PixelOutlines(const std::vector<unsigned char>& img, int w, int h) {
-  const auto in = [&](int x, int y) { return x >= 0 && y >= 0 && x < w && y < h && img[y * w + x]; };
+std::vector<std::vector<CDPOINT>> PixelOutlines(const std::vector<unsigned char>& img, int w,
+                                                int h) {
+  const auto in = [&](int x, int y) {
+    return x >= 0 && y >= 0 && x < w && y < h && img[y * w + x];
+  };
   // Directed unit edges keyed by their start corner; direction 0..3 = +x, +y, -x, -y.
   const int cw = w + 1;
   std::vector<unsigned char> out(static_cast<std::size_t>(cw) * (h + 1), 0);  // bit per direction
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       if (!in(x, y)) continue;
-      if (!in(x, y - 1)) out[y * cw + x] |= 1;              // top: (x,y) -> (x+1,y)
-      if (!in(x + 1, y)) out[y * cw + x + 1] |= 2;          // right: (x+1,y) -> (x+1,y+1)
-      if (!in(x, y + 1)) out[(y + 1) * cw + x + 1] |= 4;    // bottom: (x+1,y+1) -> (x,y+1)
-      if (!in(x - 1, y)) out[(y + 1) * cw + x] |= 8;        // left: (x,y+1) -> (x,y)
+      if (!in(x, y - 1)) out[y * cw + x] |= 1;            // top: (x,y) -> (x+1,y)
+      if (!in(x + 1, y)) out[y * cw + x + 1] |= 2;        // right: (x+1,y) -> (x+1,y+1)
+      if (!in(x, y + 1)) out[(y + 1) * cw + x + 1] |= 4;  // bottom: (x+1,y+1) -> (x,y+1)
+      if (!in(x - 1, y)) out[(y + 1) * cw + x] |= 8;      // left: (x,y+1) -> (x,y)
     }
   const int dx[4] = {1, 0, -1, 0}, dy[4] = {0, 1, 0, -1};
   std::vector<std::vector<CDPOINT>> loops;
@@ -192,7 +203,8 @@ std::vector<std::vector<CDPOINT>> GlyphOutlines(int px) {
   if (FT_New_Face(lib, kFont, 0, &face) == 0) {
     FT_Set_Pixel_Sizes(face, 0, static_cast<FT_UInt>(px));
     for (const char* c = kGlyphs; *c; ++c) {
-      if (FT_Load_Char(face, static_cast<FT_ULong>(*c), FT_LOAD_RENDER | FT_LOAD_NO_HINTING)) continue;
+      if (FT_Load_Char(face, static_cast<FT_ULong>(*c), FT_LOAD_RENDER | FT_LOAD_NO_HINTING))
+        continue;
       const FT_Bitmap& bm = face->glyph->bitmap;
       const int w = static_cast<int>(bm.width), h = static_cast<int>(bm.rows);
       std::vector<unsigned char> img(static_cast<std::size_t>(w) * h);
@@ -220,19 +232,22 @@ void ReportGlyphs(int px, double tol) {
     segments += static_cast<std::size_t>(path.GetSize() - 1);
     for (const CDPOINT& p : pts) {
       double best = HUGE_VAL;
-      for (int s = 0; s + 1 < path.GetSize(); ++s) best = std::min(best, SegmentDistance(path, s, p));
+      for (int s = 0; s + 1 < path.GetSize(); ++s)
+        best = std::min(best, SegmentDistance(path, s, p));
       worst = std::max(worst, best);
       sum += best;
     }
   }
-  std::printf("glyphs at %3d px, tolerance %.1f: %3zu outlines, %6zu points, %.1f segments an outline, "
-              "deviation max %.3f mean %.3f\n",
-              px, tol, outlines.size(), points, static_cast<double>(segments) / outlines.size(), worst,
-              sum / static_cast<double>(points));
+  std::printf(
+      "glyphs at %3d px, tolerance %.1f: %3zu outlines, %6zu points, %.1f segments an outline, "
+      "deviation max %.3f mean %.3f\n",
+      px, tol, outlines.size(), points, static_cast<double>(segments) / outlines.size(), worst,
+      sum / static_cast<double>(points));
 }
 
 void BM_FitGlyphOutlines(benchmark::State& state) {
-  const std::vector<std::vector<CDPOINT>> outlines = GlyphOutlines(static_cast<int>(state.range(0)));
+  const std::vector<std::vector<CDPOINT>> outlines =
+      GlyphOutlines(static_cast<int>(state.range(0)));
   if (outlines.empty()) {
     state.SkipWithError("DejaVu Sans not found");
     return;

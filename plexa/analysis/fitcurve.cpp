@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,18 +27,30 @@ constexpr int kBisectShare = 32;
 constexpr double kStallShare = 0.25;
 // Singular pivots of the handle system: below this share of the largest diagonal entry.
 constexpr double kPivotShare = 1e-14;
-// Both ends of an accepted smooth handle lie strictly ahead of the anchor along its tangent.
+// A handle at a smooth join must reach at least this share of the chord ahead along its
+// tangent: a backward or vanishing one would put a cusp at the join.
 constexpr double kMinSmoothHandleShare = 1e-6;
-// Lawson weights never fall below this share of the tolerance times the weight before.
+// Lawson's step multiplies each weight by the point's error plus this share of the
+// tolerance, so points the fit already meets keep some pull.
 constexpr double kWeightFloor = 0.05;
 
-double Dot(const Pt& a, const Pt& b) { return a.x * b.x + a.y * b.y; }
-double Cross(const Pt& a, const Pt& b) { return a.x * b.y - a.y * b.x; }
+double Dot(const Pt& a, const Pt& b) {
+  return a.x * b.x + a.y * b.y;
+}
+double Cross(const Pt& a, const Pt& b) {
+  return a.x * b.y - a.y * b.x;
+}
 // Plain square root of the sum: coordinates are rescaled below 1e100, so squares never
 // overflow, and hypot's care costs more than the rest of a fit.
-double Norm(const Pt& a) { return std::sqrt(a.x * a.x + a.y * a.y); }
-double Norm2(const Pt& a) { return a.x * a.x + a.y * a.y; }
-bool Finite(const Pt& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+double Norm(const Pt& a) {
+  return std::sqrt(a.x * a.x + a.y * a.y);
+}
+double Norm2(const Pt& a) {
+  return a.x * a.x + a.y * a.y;
+}
+bool Finite(const Pt& p) {
+  return std::isfinite(p.x) && std::isfinite(p.y);
+}
 bool Coincide(const Pt& a, const Pt& b) {
   return std::fabs(a.x - b.x) < kCoincide && std::fabs(a.y - b.y) < kCoincide;
 }
@@ -216,7 +227,10 @@ class Fitter {
     const auto cand = [&](int j) { return IsCandidate(j); };
     if (!closed_) {
       for (int i = 1; i < last_;) {
-        if (!cand(i)) { ++i; continue; }
+        if (!cand(i)) {
+          ++i;
+          continue;
+        }
         int best = i;
         for (; i < last_ && cand(i); ++i)
           if (Strength(i) > Strength(best)) best = i;
@@ -225,14 +239,20 @@ class Fitter {
     } else {
       int start = -1;
       for (int i = 0; i < m_; ++i)
-        if (!cand(i)) { start = i; break; }
+        if (!cand(i)) {
+          start = i;
+          break;
+        }
       if (start < 0) {
         // Every point turns sharply (a polygon of few points): all are picks, and the
         // thinning below keeps the strongest of those too close together.
         for (int i = 0; i < m_; ++i) picks.push_back(i);
       } else {
         for (int i = start + 1; i <= start + m_;) {
-          if (!cand(i)) { ++i; continue; }
+          if (!cand(i)) {
+            ++i;
+            continue;
+          }
           int best = i;
           for (; i <= start + m_ && cand(i); ++i)
             if (Strength(i) > Strength(best)) best = i;
@@ -250,22 +270,30 @@ class Fitter {
       }
       kept.push_back(c);
     }
-    if (closed_ && kept.size() > 1 &&
-        S(kept.front() + m_) - S(kept.back()) < 0.5 * arm_) {
-      if (Strength(kept.front()) >= Strength(kept.back())) kept.pop_back();
-      else kept.erase(kept.begin());
+    if (closed_ && kept.size() > 1 && S(kept.front() + m_) - S(kept.back()) < 0.5 * arm_) {
+      if (Strength(kept.front()) >= Strength(kept.back()))
+        kept.pop_back();
+      else
+        kept.erase(kept.begin());
     }
     return kept;
+  }
+
+  // The points within arc length w of point k on either side, at least its two
+  // neighbours, not past the virtual indices lo and hi.
+  std::pair<int, int> Window(int k, double w, int lo, int hi) const {
+    int j0 = k - 1;
+    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
+    int j1 = k + 1;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    return {j0, j1};
   }
 
   // Tangent (direction of travel) at point k: the principal direction of the points within
   // arc length w on either side, not looking past the virtual indices lo and hi. Away from
   // those the window is symmetric, so a steady bend does not tilt it.
   Pt TangentAt(int k, double w, int lo, int hi) const {
-    int j0 = k - 1;
-    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
-    int j1 = k + 1;
-    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    const auto [j0, j1] = Window(k, w, lo, hi);
     Pt mean;
     for (int j = j0; j <= j1; ++j) mean += P(j);
     mean /= static_cast<double>(j1 - j0 + 1);
@@ -299,10 +327,7 @@ class Fitter {
   Join JoinAt(int k, double w, int lo, int hi) const {
     const Pt t = TangentAt(k, w, lo, hi);
     const Pt nrm(-t.y, t.x);
-    int j0 = k - 1;
-    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
-    int j1 = k + 1;
-    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    const auto [j0, j1] = Window(k, w, lo, hi);
     double reach = 0.0;
     for (int j = j0; j <= j1; ++j) reach = std::max(reach, std::fabs(Dot(P(j) - P(k), t)));
     if (!(reach > 0.0) || j1 - j0 < 2) return {t, P(k)};
@@ -331,15 +356,14 @@ class Fitter {
       for (int c : corners) nodes.push_back(c);
       nodes.push_back(last_);
       for (std::size_t i = 0; i + 1 < nodes.size(); ++i)
-        spans.push_back({nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])});
+        spans.push_back(
+            {nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])});
       return spans;
     }
-    // The start of a closed chain is always a node: a corner when it turns as sharply as
-    // one (even next to a stronger corner), else a smooth join whose tangent is measured
-    // across the closure.
-    std::vector<int> nodes;
-    // A corner within half an arm of the start is the start's own: the start takes its
-    // place (the output must begin at the first point) instead of a sliver segment.
+    // The start of a closed chain is always a node: a corner when it is a candidate itself
+    // or a corner lies within half an arm of it (the start takes that corner's place, as
+    // the output must begin at the first point, instead of leaving a sliver segment), else
+    // a smooth join whose tangent is measured across the closure.
     std::vector<int> corners = FindCorners();
     bool startCorner = IsCandidate(0);
     std::erase_if(corners, [&](int c) {
@@ -347,9 +371,8 @@ class Fitter {
       if (near) startCorner = true;
       return near;
     });
-    nodes.push_back(0);
-    for (int c : corners)
-      if (c != 0) nodes.push_back(c);
+    std::vector<int> nodes{0};
+    nodes.insert(nodes.end(), corners.begin(), corners.end());
     nodes.push_back(m_);
     // Around a smooth start the stretch runs from the last corner to the first, across
     // the closure; without corners it is the whole ring.
@@ -380,7 +403,8 @@ class Fitter {
   // Least-squares handles for run [a, b] at parameters u (u[0] = 0, u.back() = 1).
   // Weights w (one per point of the run, or empty for all 1) lean the fit towards the points
   // that the previous fit missed most.
-  Cubic Solve(const Span& sp, const std::vector<double>& u, const std::vector<double>& w = {}) const {
+  Cubic Solve(const Span& sp, const std::vector<double>& u,
+              const std::vector<double>& w = {}) const {
     const Pt p0 = sp.pa;
     const Pt p3 = sp.pb;
     const Pt chord = p3 - p0;
@@ -425,7 +449,8 @@ class Fitter {
     std::array<std::array<double, 4>, 4> m{};
     std::array<double, 4> r{}, z{};
     for (int j = 0; j < n; ++j) {
-      for (int k = 0; k < n; ++k) m[j][k] = aa(cols[j].end, cols[k].end) * Dot(cols[j].v, cols[k].v);
+      for (int k = 0; k < n; ++k)
+        m[j][k] = aa(cols[j].end, cols[k].end) * Dot(cols[j].v, cols[k].v);
       m[j][j] += ridge;
       r[j] = Dot(cols[j].v, cols[j].end == 0 ? x1 : x2) + ridge * cols[j].guess;
     }
@@ -434,7 +459,8 @@ class Fitter {
     Pt h[2];
     if (ok) {
       for (int j = 0; j < n; ++j) h[cols[j].end] += cols[j].v * z[j];
-      const double limit = kFitMaxHandle * (s_[static_cast<std::size_t>(sp.b)] - s_[static_cast<std::size_t>(sp.a)]);
+      const double limit =
+          kFitMaxHandle * (s_[static_cast<std::size_t>(sp.b)] - s_[static_cast<std::size_t>(sp.a)]);
       for (int j = 0; j < n; ++j)
         if ((sp.ea.smooth && cols[j].end == 0) || (sp.eb.smooth && cols[j].end == 1))
           if (!(z[j] > kMinSmoothHandleShare * cl)) ok = false;
@@ -451,7 +477,8 @@ class Fitter {
   double MaxError(const Span& sp, const Cubic& c, const std::vector<double>& u) const {
     double worst = 0.0;
     for (int i = sp.a + 1; i < sp.b; ++i) {
-      const double d = Norm2(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
+      const double d =
+          Norm2(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
       if (!(d <= worst)) worst = std::isnan(d) ? HUGE_VAL : d;  // NaN counts as the worst
     }
     return std::sqrt(worst);
@@ -474,7 +501,8 @@ class Fitter {
 
   // Lawson's step towards the minimax fit: each weight grows with its point's error, so
   // the worst points pull harder in the next least-squares fit.
-  void Reweight(const Span& sp, const Cubic& c, const std::vector<double>& u, std::vector<double>& w) const {
+  void Reweight(const Span& sp, const Cubic& c, const std::vector<double>& u,
+                std::vector<double>& w) const {
     double sum = 0.0;
     for (int i = sp.a + 1; i < sp.b; ++i) {
       const std::size_t j = static_cast<std::size_t>(i - sp.a);
@@ -501,7 +529,8 @@ class Fitter {
     if (!(Norm(p3 - p0) > kLoopChordShare * len)) return false;
     std::vector<double> u(static_cast<std::size_t>(sp.b - sp.a + 1));
     for (int i = sp.a; i <= sp.b; ++i)
-      u[static_cast<std::size_t>(i - sp.a)] = (s_[static_cast<std::size_t>(i)] - s_[static_cast<std::size_t>(sp.a)]) / len;
+      u[static_cast<std::size_t>(i - sp.a)] =
+          (s_[static_cast<std::size_t>(i)] - s_[static_cast<std::size_t>(sp.a)]) / len;
     u.back() = 1.0;
     Cubic c = Solve(sp, u);
     double err = MaxError(sp, c, u);
@@ -518,7 +547,8 @@ class Fitter {
       err = MaxError(sp, c, u);
       // Stalled: the remaining rounds would not close the gap at this pace.
       const int left = kFitMaxReparam - 1 - it;
-      if (it >= kFitPlainRounds && before - err < (err - tol_) / std::max(1, left) * kStallShare) break;
+      if (it >= kFitPlainRounds && before - err < (err - tol_) / std::max(1, left) * kStallShare)
+        break;
     }
     if (!(err <= tol_)) return false;
     out = c;
@@ -647,7 +677,8 @@ void FitCurve(const CDPOINT* points, int count, CBPointArray* path, double toler
   // held at the largest finite value, so the path stays finite.
   const auto back = [exponent](const Pt& p) {
     constexpr double kMax = std::numeric_limits<double>::max();
-    return Pt(std::clamp(std::ldexp(p.x, exponent), -kMax, kMax), std::clamp(std::ldexp(p.y, exponent), -kMax, kMax));
+    return Pt(std::clamp(std::ldexp(p.x, exponent), -kMax, kMax),
+              std::clamp(std::ldexp(p.y, exponent), -kMax, kMax));
   };
   path->SetSize(static_cast<INT_PTR>(segs.size() + 1));
   CBPOINT* nodes = path->GetData();

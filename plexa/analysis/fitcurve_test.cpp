@@ -22,10 +22,13 @@ CDPOINT SegmentPoint(const CBPointArray& path, int i, double t) {
   const CBPOINT& a = path.GetData()[i];
   const CBPOINT& b = path.GetData()[i + 1];
   const double s = 1 - t;
-  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) + b.anchor * (t * t * t);
+  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) +
+         b.anchor * (t * t * t);
 }
 
-double Dist(const CDPOINT& a, const CDPOINT& b) { return std::hypot(a.x - b.x, a.y - b.y); }
+double Dist(const CDPOINT& a, const CDPOINT& b) {
+  return std::hypot(a.x - b.x, a.y - b.y);
+}
 
 // Distance from p to the path: dense sampling of every segment, then golden-section
 // refinement around every local minimum of the samples (the distance is unimodal that
@@ -42,7 +45,10 @@ double DistanceToPath(const CBPointArray& path, const CDPOINT& p, int kSamples =
       const double g = (std::sqrt(5.0) - 1) / 2;
       for (int it = 0; it < 48; ++it) {
         const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
-        if (dist(m1) < dist(m2)) hi = m2; else lo = m1;
+        if (dist(m1) < dist(m2))
+          hi = m2;
+        else
+          lo = m1;
       }
       best = std::min(best, dist((lo + hi) / 2));
     }
@@ -53,7 +59,8 @@ double DistanceToPath(const CBPointArray& path, const CDPOINT& p, int kSamples =
 double MaxDeviation(const CBPointArray& path, const std::vector<CDPOINT>& pts, int samples = 96) {
   double worst = 0;
   for (const CDPOINT& p : pts)
-    if (std::isfinite(p.x) && std::isfinite(p.y)) worst = std::max(worst, DistanceToPath(path, p, samples));
+    if (std::isfinite(p.x) && std::isfinite(p.y))
+      worst = std::max(worst, DistanceToPath(path, p, samples));
   return worst;
 }
 
@@ -65,15 +72,18 @@ CBPointArray Fit(const std::vector<CDPOINT>& pts, double tol) {
 
 // The contract every fit keeps: exact end anchors, attribute 0, finite nodes, every point
 // within the tolerance.
-void ExpectContract(const CBPointArray& path, const std::vector<CDPOINT>& pts, double tol, int samples = 96) {
+void ExpectContract(const CBPointArray& path, const std::vector<CDPOINT>& pts, double tol,
+                    int samples = 96) {
   ASSERT_GE(path.GetSize(), 2);
   EXPECT_EQ(path.GetData()[0].anchor, pts.front());
   EXPECT_EQ(path.GetData()[path.GetSize() - 1].anchor, pts.back());
   for (const CBPOINT& n : path) {
     EXPECT_EQ(n.attr, 0);
-    for (const CDPOINT& q : {n.in, n.anchor, n.out}) EXPECT_TRUE(std::isfinite(q.x) && std::isfinite(q.y));
+    for (const CDPOINT& q : {n.in, n.anchor, n.out})
+      EXPECT_TRUE(std::isfinite(q.x) && std::isfinite(q.y));
   }
-  EXPECT_LE(MaxDeviation(path, pts, samples), tol * (1 + 1e-9)) << "segments: " << path.GetSize() - 1;
+  EXPECT_LE(MaxDeviation(path, pts, samples), tol * (1 + 1e-9))
+      << "segments: " << path.GetSize() - 1;
 }
 
 // Sine of the angle between a node's two handles, negative when they point the same way.
@@ -86,12 +96,15 @@ double HandleKink(const CBPOINT& n) {
   const double sine = std::fabs(a.x * b.y - a.y * b.x) / (la * lb);
   return (a.x * b.x + a.y * b.y) > 0 ? 1 : sine;
 }
-bool IsSmooth(const CBPOINT& n) { return HandleKink(n) < 1e-9; }
+bool IsSmooth(const CBPOINT& n) {
+  return HandleKink(n) < 1e-9;
+}
 
 // A rasterised outline: the curve sampled finely, rounded to pixel centres, repeats merged,
 // closed the way the shape tracer closes it (first point twice at the end).
 template <typename F>
-std::vector<CDPOINT> PixelChain(F curve, int samples, bool tracerClose, bool fourConnected = false) {
+std::vector<CDPOINT> PixelChain(F curve, int samples, bool tracerClose,
+                                bool fourConnected = false) {
   std::vector<CDPOINT> pts;
   for (int i = 0; i < samples; ++i) {
     CDPOINT q = curve(double(i) / samples);
@@ -109,10 +122,12 @@ std::vector<CDPOINT> PixelChain(F curve, int samples, bool tracerClose, bool fou
 }
 
 std::vector<CDPOINT> PixelCircle(double r, double phase, bool fourConnected = false) {
-  return PixelChain([&](double u) {
-    const double a = phase + 2 * kPi * u;
-    return CDPOINT(500 + r * std::cos(a), 500 + r * std::sin(a));
-  }, static_cast<int>(40 * r), true, fourConnected);
+  return PixelChain(
+      [&](double u) {
+        const double a = phase + 2 * kPi * u;
+        return CDPOINT(500 + r * std::cos(a), 500 + r * std::sin(a));
+      },
+      static_cast<int>(40 * r), true, fourConnected);
 }
 
 // Closed polygon through `corners`, each edge sampled at unit steps and rounded to pixels.
@@ -170,8 +185,8 @@ TEST(FitCurve, DegenerateCountsPointersAndValues) {
   EXPECT_EQ(path.GetSize(), 0);
 
   // Non-finite points are skipped; the ends are the first and last finite points.
-  const std::vector<CDPOINT> mixed{CDPOINT(kNaN, kNaN), CDPOINT(0, 0), CDPOINT(5, kInf), CDPOINT(10, 0),
-                                   CDPOINT(20, 0), CDPOINT(kInf, 3)};
+  const std::vector<CDPOINT> mixed{CDPOINT(kNaN, kNaN), CDPOINT(0, 0),  CDPOINT(5, kInf),
+                                   CDPOINT(10, 0),      CDPOINT(20, 0), CDPOINT(kInf, 3)};
   path = Fit(mixed, 0.5);
   ASSERT_EQ(path.GetSize(), 2);
   EXPECT_EQ(path[0].anchor, CDPOINT(0, 0));
@@ -179,7 +194,8 @@ TEST(FitCurve, DegenerateCountsPointersAndValues) {
   EXPECT_LE(DistanceToPath(path, CDPOINT(10, 0)), 1e-9);
 
   // Every kind of tolerance gives a valid fit of a bent chain.
-  const std::vector<CDPOINT> bent{CDPOINT(0, 0), CDPOINT(4, 1), CDPOINT(8, 3), CDPOINT(11, 7), CDPOINT(12, 12)};
+  const std::vector<CDPOINT> bent{CDPOINT(0, 0), CDPOINT(4, 1), CDPOINT(8, 3), CDPOINT(11, 7),
+                                  CDPOINT(12, 12)};
   for (double tol : {kNaN, 0.0, -2.0, 1e-12, 0.3, 1e9, kInf}) {
     SCOPED_TRACE(tol);
     path = Fit(bent, tol);
@@ -222,7 +238,8 @@ TEST(FitCurve, ShortChains) {
   EXPECT_GT(HandleKink(path[1]), 0.5);
 
   // A triangle closed the tracer's way: three corners, a closed path repeating node 0.
-  std::vector<CDPOINT> tri{CDPOINT(0, 0), CDPOINT(20, 0), CDPOINT(10, 15), CDPOINT(0, 0), CDPOINT(0, 0)};
+  std::vector<CDPOINT> tri{CDPOINT(0, 0), CDPOINT(20, 0), CDPOINT(10, 15), CDPOINT(0, 0),
+                           CDPOINT(0, 0)};
   path = Fit(tri, 1.0);
   ASSERT_EQ(path.GetSize(), 4);
   ExpectContract(path, tri, 1.0);
@@ -272,10 +289,12 @@ TEST(FitCurve, SmoothCurvesEllipseSpiralAndNoise) {
   for (const CBPOINT& n : path) EXPECT_TRUE(IsSmooth(n));
 
   // An open Archimedean spiral, rasterised: three turns.
-  const std::vector<CDPOINT> spiral = PixelChain([](double u) {
-    const double a = 6 * kPi * u, r = 8 + 12 * a;
-    return CDPOINT(r * std::cos(a), r * std::sin(a));
-  }, 40000, false);
+  const std::vector<CDPOINT> spiral = PixelChain(
+      [](double u) {
+        const double a = 6 * kPi * u, r = 8 + 12 * a;
+        return CDPOINT(r * std::cos(a), r * std::sin(a));
+      },
+      40000, false);
   path = Fit(spiral, 1.0);
   ExpectContract(path, spiral, 1.0);
   EXPECT_LE(path.GetSize() - 1, 24);
@@ -299,7 +318,8 @@ TEST(FitCurve, SmoothCurvesEllipseSpiralAndNoise) {
 TEST(FitCurve, CornersStaySharp) {
   // Axis-aligned square, traced from a corner and from the middle of an edge.
   for (double tol : {1.0, 5.0}) {
-    std::vector<CDPOINT> sq = PixelPolygon({CDPOINT(0, 0), CDPOINT(60, 0), CDPOINT(60, 60), CDPOINT(0, 60)});
+    std::vector<CDPOINT> sq =
+        PixelPolygon({CDPOINT(0, 0), CDPOINT(60, 0), CDPOINT(60, 60), CDPOINT(0, 60)});
     CBPointArray path = Fit(sq, tol);
     ExpectContract(path, sq, tol);
     EXPECT_EQ(path.GetSize(), 5);
@@ -388,11 +408,23 @@ TEST(FitCurve, RepeatsAndHostileValuesChangeNothing) {
     std::vector<CDPOINT> pts(rng() % 12);
     for (CDPOINT& p : pts) {
       switch (rng() % 8) {
-        case 0: p = CDPOINT(kNaN, coord(rng)); break;
-        case 1: p = CDPOINT(coord(rng), -kInf); break;
-        case 2: p = CDPOINT(40 * coord(rng), coord(rng)); break;  // long spikes
-        case 3: if (&p != pts.data()) { p = *(&p - 1); break; } [[fallthrough]];
-        default: p = CDPOINT(std::round(coord(rng)), std::round(coord(rng)));
+        case 0:
+          p = CDPOINT(kNaN, coord(rng));
+          break;
+        case 1:
+          p = CDPOINT(coord(rng), -kInf);
+          break;
+        case 2:
+          p = CDPOINT(40 * coord(rng), coord(rng));
+          break;  // long spikes
+        case 3:
+          if (&p != pts.data()) {
+            p = *(&p - 1);
+            break;
+          }
+          [[fallthrough]];
+        default:
+          p = CDPOINT(std::round(coord(rng)), std::round(coord(rng)));
       }
     }
     std::vector<CDPOINT> finite;
@@ -426,8 +458,9 @@ TEST(FitCurve, HugeAndHostileChains) {
 
   // Coordinates near the top of the double range: scaled internally, corners still found.
   const double h = 1e300;
-  std::vector<CDPOINT> huge{CDPOINT(-h, -h), CDPOINT(0, -h), CDPOINT(h, -h), CDPOINT(h, 0), CDPOINT(h, h),
-                            CDPOINT(0, h),   CDPOINT(-h, h), CDPOINT(-h, 0), CDPOINT(-h, -h)};
+  std::vector<CDPOINT> huge{CDPOINT(-h, -h), CDPOINT(0, -h), CDPOINT(h, -h),
+                            CDPOINT(h, 0),   CDPOINT(h, h),  CDPOINT(0, h),
+                            CDPOINT(-h, h),  CDPOINT(-h, 0), CDPOINT(-h, -h)};
   path = Fit(huge, 1e290);
   ExpectContract(path, huge, 1e290);
   EXPECT_EQ(path.GetSize(), 5);
