@@ -9,7 +9,11 @@
 // With FreeType present it also fits the pixel outlines of DejaVu Sans glyphs rasterised at
 // several sizes (the boundary followed pixel corner by pixel corner, as a tracer hands it
 // over) and prints segments per outline and the maximum and mean deviation of the points
-// from the fitted curves, then times the whole glyph set at each size.
+// from the fitted curves, then times the whole glyph set at each size. With potrace
+// (libpotrace-dev) present as well, its segment count on the same bitmaps is printed beside
+// (in cubic-equivalents: a curve is one cubic, a corner two straight lines), with the same
+// deviation measure, and its whole trace of the glyph set is timed for reference (that time
+// includes potrace's own boundary decomposition and polygon optimisation).
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -25,6 +29,9 @@
 #if PLEXA_BENCH_FREETYPE
 #include <ft2build.h>
 #include FT_FREETYPE_H
+#endif
+#if PLEXA_BENCH_POTRACE
+#include <potracelib.h>
 #endif
 
 using PLEXA::CBPOINT;
@@ -193,12 +200,18 @@ std::vector<std::vector<CDPOINT>> PixelOutlines(const std::vector<unsigned char>
   return loops;
 }
 
-// The pixel outlines of every glyph of kGlyphs at `px` pixels a em, thresholded at half
-// coverage; empty when the font is missing.
-std::vector<std::vector<CDPOINT>> GlyphOutlines(int px) {
-  std::vector<std::vector<CDPOINT>> all;
+// One glyph rasterised at half coverage (inside = 1), rows top-down.
+struct Glyph {
+  int w = 0;
+  int h = 0;
+  std::vector<unsigned char> img;
+};
+
+// Every glyph of kGlyphs at `px` pixels a em; empty when the font is missing.
+std::vector<Glyph> RenderGlyphs(int px) {
+  std::vector<Glyph> glyphs;
   FT_Library lib;
-  if (FT_Init_FreeType(&lib)) return all;
+  if (FT_Init_FreeType(&lib)) return glyphs;
   FT_Face face;
   if (FT_New_Face(lib, kFont, 0, &face) == 0) {
     FT_Set_Pixel_Sizes(face, 0, static_cast<FT_UInt>(px));
@@ -206,43 +219,133 @@ std::vector<std::vector<CDPOINT>> GlyphOutlines(int px) {
       if (FT_Load_Char(face, static_cast<FT_ULong>(*c), FT_LOAD_RENDER | FT_LOAD_NO_HINTING))
         continue;
       const FT_Bitmap& bm = face->glyph->bitmap;
-      const int w = static_cast<int>(bm.width), h = static_cast<int>(bm.rows);
-      std::vector<unsigned char> img(static_cast<std::size_t>(w) * h);
-      for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) img[y * w + x] = bm.buffer[y * bm.pitch + x] >= 128;
-      for (auto& loop : PixelOutlines(img, w, h))
-        if (loop.size() > 8) all.push_back(std::move(loop));
+      Glyph g;
+      g.w = static_cast<int>(bm.width);
+      g.h = static_cast<int>(bm.rows);
+      g.img.resize(static_cast<std::size_t>(g.w) * g.h);
+      for (int y = 0; y < g.h; ++y)
+        for (int x = 0; x < g.w; ++x) g.img[y * g.w + x] = bm.buffer[y * bm.pitch + x] >= 128;
+      glyphs.push_back(std::move(g));
     }
     FT_Done_Face(face);
   }
   FT_Done_FreeType(lib);
+  return glyphs;
+}
+
+// The pixel outlines of one glyph, specks of 8 corners or fewer left out.
+std::vector<std::vector<CDPOINT>> Outlines(const Glyph& g) {
+  std::vector<std::vector<CDPOINT>> loops;
+  for (auto& loop : PixelOutlines(g.img, g.w, g.h))
+    if (loop.size() > 8) loops.push_back(std::move(loop));
+  return loops;
+}
+
+std::vector<std::vector<CDPOINT>> GlyphOutlines(int px) {
+  std::vector<std::vector<CDPOINT>> all;
+  for (const Glyph& g : RenderGlyphs(px))
+    for (auto& loop : Outlines(g)) all.push_back(std::move(loop));
   return all;
 }
 
-// Segments per outline and the points' maximum and mean distance from their fitted curves.
-void ReportGlyphs(int px, double tol) {
-  const std::vector<std::vector<CDPOINT>> outlines = GlyphOutlines(px);
-  if (outlines.empty()) return;
-  std::size_t points = 0, segments = 0;
-  double worst = 0, sum = 0;
-  for (const auto& pts : outlines) {
-    CBPointArray path;
-    FitCurve(pts.data(), static_cast<int>(pts.size()), &path, tol);
-    points += pts.size();
-    segments += static_cast<std::size_t>(path.GetSize() - 1);
-    for (const CDPOINT& p : pts) {
-      double best = HUGE_VAL;
-      for (int s = 0; s + 1 < path.GetSize(); ++s)
-        best = std::min(best, SegmentDistance(path, s, p));
-      worst = std::max(worst, best);
-      sum += best;
-    }
+// Largest and summed distance of the points from the nearest of the paths.
+void Deviation(const std::vector<CDPOINT>& pts, const std::vector<CBPointArray>& paths,
+               double& worst, double& sum) {
+  for (const CDPOINT& p : pts) {
+    double best = HUGE_VAL;
+    for (const CBPointArray& path : paths)
+      for (int s = 0; s + 1 < path.GetSize(); ++s) best = std::min(best, SegmentDistance(path, s, p));
+    worst = std::max(worst, best);
+    sum += best;
   }
-  std::printf(
-      "glyphs at %3d px, tolerance %.1f: %3zu outlines, %6zu points, %.1f segments an outline, "
-      "deviation max %.3f mean %.3f\n",
-      px, tol, outlines.size(), points, static_cast<double>(segments) / outlines.size(), worst,
-      sum / static_cast<double>(points));
+}
+
+#if PLEXA_BENCH_POTRACE
+// potrace's outlines of one glyph, as paths in the glyph's own top-down pixel coordinates,
+// and its segment count in cubic-equivalents (a curve is one cubic, a corner two lines).
+std::vector<CBPointArray> Potrace(const Glyph& g, const potrace_param_t* param, int& cubics) {
+  constexpr int kBits = 8 * sizeof(potrace_word);
+  potrace_bitmap_t bm;
+  bm.w = g.w;
+  bm.h = g.h;
+  bm.dy = (g.w + kBits - 1) / kBits;
+  std::vector<potrace_word> map(static_cast<std::size_t>(bm.dy) * g.h, 0);
+  for (int y = 0; y < g.h; ++y)  // potrace's rows go up: row 0 is the bottom one
+    for (int x = 0; x < g.w; ++x)
+      if (g.img[y * g.w + x])
+        map[static_cast<std::size_t>(g.h - 1 - y) * bm.dy + x / kBits] |=
+            potrace_word{1} << (kBits - 1 - x % kBits);
+  bm.map = map.data();
+  std::vector<CBPointArray> paths;
+  potrace_state_t* st = potrace_trace(param, &bm);
+  if (st == nullptr) return paths;
+  const auto pt = [&](const potrace_dpoint_t& p) { return CDPOINT(p.x, g.h - p.y); };
+  for (const potrace_path_t* p = st->plist; p != nullptr; p = p->next) {
+    const potrace_curve_t& c = p->curve;
+    CBPointArray path;
+    CDPOINT at = pt(c.c[c.n - 1][2]);
+    path.Add(CBPOINT(at, at, at));
+    for (int i = 0; i < c.n; ++i) {
+      const CDPOINT end = pt(c.c[i][2]);
+      if (c.tag[i] == POTRACE_CURVETO) {
+        path[path.GetSize() - 1].out = pt(c.c[i][0]);
+        path.Add(CBPOINT(pt(c.c[i][1]), end, end));
+        ++cubics;
+      } else {
+        const CDPOINT corner = pt(c.c[i][1]);
+        path.Add(CBPOINT(corner, corner, corner));
+        path.Add(CBPOINT(end, end, end));
+        cubics += 2;
+      }
+    }
+    paths.push_back(std::move(path));
+  }
+  potrace_state_free(st);
+  return paths;
+}
+#endif
+
+// Segments per outline and the points' maximum and mean distance from their fitted curves,
+// beside potrace (default parameters) on the same bitmaps when it is there.
+void ReportGlyphs(int px) {
+  const std::vector<Glyph> glyphs = RenderGlyphs(px);
+  if (glyphs.empty()) return;
+  std::size_t outlines = 0, points = 0;
+  for (const Glyph& g : glyphs)
+    for (const auto& loop : Outlines(g)) {
+      ++outlines;
+      points += loop.size();
+    }
+  for (double tol : {0.5, 1.0, 2.0}) {
+    std::size_t segments = 0;
+    double worst = 0, sum = 0;
+    for (const Glyph& g : glyphs)
+      for (const auto& pts : Outlines(g)) {
+        std::vector<CBPointArray> one(1);
+        FitCurve(pts.data(), static_cast<int>(pts.size()), &one[0], tol);
+        segments += static_cast<std::size_t>(one[0].GetSize() - 1);
+        Deviation(pts, one, worst, sum);
+      }
+    std::printf("%3d px glyphs, %3zu outlines, %6zu points: FitCurve tolerance %.1f: %5.1f segments "
+                "an outline, deviation max %.3f mean %.3f\n",
+                px, outlines, points, tol, static_cast<double>(segments) / outlines, worst,
+                sum / static_cast<double>(points));
+  }
+#if PLEXA_BENCH_POTRACE
+  potrace_param_t* param = potrace_param_default();
+  int cubics = 0, paths = 0;
+  double worst = 0, sum = 0;
+  for (const Glyph& g : glyphs) {
+    const std::vector<CBPointArray> traced = Potrace(g, param, cubics);
+    paths += static_cast<int>(traced.size());
+    for (const auto& pts : Outlines(g)) Deviation(pts, traced, worst, sum);
+  }
+  potrace_param_free(param);
+  std::printf("%3d px glyphs, %3d outlines (potrace's own)  : potrace %s defaults:  %5.1f cubic "
+              "segments an outline, deviation max %.3f mean %.3f\n",
+              px, paths, potrace_version(), static_cast<double>(cubics) / std::max(paths, 1),
+              worst, sum / static_cast<double>(points));
+#endif
 }
 
 void BM_FitGlyphOutlines(benchmark::State& state) {
@@ -265,6 +368,19 @@ void BM_FitGlyphOutlines(benchmark::State& state) {
   state.counters["points"] = static_cast<double>(points);
 }
 BENCHMARK(BM_FitGlyphOutlines)->Arg(24)->Arg(64)->Arg(192)->Unit(benchmark::kMicrosecond);
+
+#if PLEXA_BENCH_POTRACE
+void BM_PotraceGlyphs(benchmark::State& state) {
+  const std::vector<Glyph> glyphs = RenderGlyphs(static_cast<int>(state.range(0)));
+  potrace_param_t* param = potrace_param_default();
+  for (auto _ : state) {
+    int cubics = 0;
+    for (const Glyph& g : glyphs) benchmark::DoNotOptimize(Potrace(g, param, cubics));
+  }
+  potrace_param_free(param);
+}
+BENCHMARK(BM_PotraceGlyphs)->Arg(24)->Arg(64)->Arg(192)->Unit(benchmark::kMicrosecond);
+#endif
 #endif
 
 // Remembers each run's median real time (or its single time without repetitions).
@@ -325,8 +441,7 @@ int main(int argc, char** argv) {
   reporter.PrintGrowth("BM_FitClosedBlob");
   reporter.PrintGrowth("BM_FitOpenWave");
 #if PLEXA_BENCH_FREETYPE
-  for (int px : {24, 64, 192})
-    for (double tol : {1.0, 5.0}) ReportGlyphs(px, tol);
+  for (int px : {24, 64, 192}) ReportGlyphs(px);
 #endif
   benchmark::Shutdown();
   return 0;

@@ -25,6 +25,11 @@ constexpr int kBisectShare = 32;
 // A fit stops early when a round gains less than this share of the pace it would need to
 // reach the tolerance within the remaining rounds.
 constexpr double kStallShare = 0.25;
+// The direction of a corner arm is taken from at most this many of its points.
+constexpr int kArmSamples = 16;
+// Arms whose directions differ by less than this sine (about 6 degrees) are too close to
+// parallel to place a corner at their crossing.
+constexpr double kParallelSine = 0.1;
 // Singular pivots of the handle system: below this share of the largest diagonal entry.
 constexpr double kPivotShare = 1e-14;
 // A handle at a smooth join must reach at least this share of the chord ahead along its
@@ -169,10 +174,43 @@ class Fitter {
     return s_[static_cast<std::size_t>(w)] + static_cast<double>((j - w) / m_) * total_;
   }
 
-  static double TurnAngle(const Pt& back, const Pt& at, const Pt& ahead) {
-    const Pt u = at - back;
-    const Pt v = ahead - at;
-    if (Norm(u) == 0.0 || Norm(v) == 0.0) return 0.0;
+  // A straight line through points: a point on it and its unit direction.
+  struct Line {
+    Pt at;
+    Pt dir;
+  };
+
+  // The principal line of the points j0..j1 (virtual indices), oriented from j0 to j1, from
+  // at most kArmSamples of them evenly spread. Every point of a staircase pulls, so pixel
+  // steps tilt it far less than they tilt a chord. Zero direction when the ends coincide.
+  Line ArmLine(int j0, int j1) const {
+    const Pt chord = P(j1) - P(j0);
+    const double cl = Norm(chord);
+    if (cl == 0.0) return {P(j0), Pt()};
+    const int stride = std::max(1, (j1 - j0) / kArmSamples);
+    Pt mean;
+    int n = 0;
+    for (int j = j0; j <= j1; j += stride, ++n) mean += P(j) - P(j0);
+    mean /= static_cast<double>(n);
+    double sxx = 0.0, sxy = 0.0, syy = 0.0;
+    for (int j = j0; j <= j1; j += stride) {
+      const Pt d = P(j) - P(j0) - mean;
+      sxx += d.x * d.x;
+      sxy += d.x * d.y;
+      syy += d.y * d.y;
+    }
+    const double ang = 0.5 * std::atan2(2.0 * sxy, sxx - syy);
+    const Pt e(std::cos(ang), std::sin(ang));
+    const double c = Dot(e, chord) / cl;
+    // Points that turn back on themselves have no main direction; their chord is the answer.
+    if (std::fabs(c) < 0.5) return {P(j0) + mean, chord / cl};
+    return {P(j0) + mean, c < 0.0 ? -e : e};
+  }
+
+  Pt ArmDirection(int j0, int j1) const { return ArmLine(j0, j1).dir; }
+
+  static double TurnAngle(const Pt& u, const Pt& v) {
+    if (Norm2(u) == 0.0 || Norm2(v) == 0.0) return 0.0;
     return std::atan2(std::fabs(Cross(u, v)), Dot(u, v));
   }
 
@@ -195,7 +233,7 @@ class Fitter {
       f = std::max(f, i + 1);
       while (!reached(f) && (closed_ ? f < i + m_ : f < last_)) ++f;
       if (full && !closed_ && (S(i) - S(0) < arm || S(last_) - S(i) < arm)) continue;
-      out[static_cast<std::size_t>(i)] = TurnAngle(P(b), P(i), P(f));
+      out[static_cast<std::size_t>(i)] = TurnAngle(ArmDirection(b, i), ArmDirection(i, f));
     }
     return out;
   }
@@ -206,22 +244,94 @@ class Fitter {
     // The concentrated-turn test compares full arms only: near an open end the longer arm
     // is cut short and would make any bend look concentrated.
     const std::vector<double> t2full = closed_ ? t2 : Turning(2.0 * arm_, true);
-    strength_.resize(t1.size());
+    sharp_ = t1;
     candidate_.resize(t1.size());
     for (std::size_t i = 0; i < t1.size(); ++i) {
-      strength_[i] = std::min(t1[i], t2[i]);
-      candidate_[i] = strength_[i] >= kFitCornerAngle ||
-                      (strength_[i] >= kFitSoftCornerAngle && t2full[i] >= kFitSoftCornerAngle &&
+      const double strength = std::min(t1[i], t2[i]);
+      candidate_[i] = strength >= kFitCornerAngle ||
+                      (strength >= kFitSoftCornerAngle && t2full[i] >= kFitSoftCornerAngle &&
                        t2full[i] <= kFitArcRatio * t1[i]);
     }
   }
 
   bool IsCandidate(int j) const { return candidate_[static_cast<std::size_t>(Wrap(j))] != 0; }
 
-  double Strength(int j) const { return strength_[static_cast<std::size_t>(Wrap(j))]; }
+  // The index where an arm of length `arm` from point i ends, walking by `step` (+1 or -1):
+  // the first point that far away in a straight line or twice that far walked, or the end
+  // of an open chain.
+  int ArmEnd(int i, double arm, int step) const {
+    int j = i;
+    for (;;) {
+      if (closed_ ? std::abs(j + step - i) >= m_ : (j + step < 0 || j + step > last_)) return j;
+      j += step;
+      if (Norm(P(j) - P(i)) >= arm || std::fabs(S(j) - S(i)) >= 2.0 * arm) return j;
+    }
+  }
 
-  // Corners: the strongest point of each run of candidates, then of two corners closer than
-  // half an arm only the stronger. Returned as sorted real indices.
+  // Sum of squared distances of the points j0..j1 (at most kArmSamples of them) from their
+  // principal line: how far they are from lying on one straight line.
+  double LineResidual(int j0, int j1) const {
+    const int stride = std::max(1, (j1 - j0) / kArmSamples);
+    Pt mean;
+    int n = 0;
+    for (int j = j0; j <= j1; j += stride, ++n) mean += P(j) - P(j0);
+    mean /= static_cast<double>(n);
+    double sxx = 0.0, sxy = 0.0, syy = 0.0;
+    for (int j = j0; j <= j1; j += stride) {
+      const Pt d = P(j) - P(j0) - mean;
+      sxx += d.x * d.x;
+      sxy += d.x * d.y;
+      syy += d.y * d.y;
+    }
+    const double half = 0.5 * (sxx - syy);
+    return 0.5 * (sxx + syy) - std::sqrt(half * half + sxy * sxy);
+  }
+
+  // Moves a corner found at c, within half an arm, to the point where the outline splits
+  // best into two straight arms (two arms long each side): on a staircase the sharpest
+  // turn can sit a pixel off the true corner, which would leave the straight segments on
+  // either side out of tolerance next to it.
+  int RefineCorner(int c) const {
+    const int lo = closed_ ? c - m_ + 1 : 1;
+    const int hi = closed_ ? c + m_ - 1 : last_ - 1;
+    int j0 = c;
+    while (j0 - 1 >= lo && S(c) - S(j0 - 1) <= 0.5 * arm_) --j0;
+    int j1 = c;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(c) <= 0.5 * arm_) ++j1;
+    int best = c;
+    double bestResidual = HUGE_VAL;
+    for (int j = j0; j <= j1; ++j) {
+      const double r = LineResidual(ArmEnd(j, 2.0 * arm_, -1), j) + LineResidual(j, ArmEnd(j, 2.0 * arm_, 1));
+      if (r < bestResidual) {
+        bestResidual = r;
+        best = j;
+      }
+    }
+    return best;
+  }
+
+  // The anchor of the corner at point c: where the lines of its two arms (two arms long)
+  // cross, moved at most kFitAnchorShift tolerances from the point, so that a corner pixel
+  // off the true corner does not push the straight segments beside it out of tolerance.
+  // The point itself when the arms are nearly parallel.
+  Pt CornerAnchor(int c) const {
+    const Line back = ArmLine(ArmEnd(c, 2.0 * arm_, -1), c);
+    const Line ahead = ArmLine(c, ArmEnd(c, 2.0 * arm_, 1));
+    const double den = Cross(back.dir, ahead.dir);
+    if (!(std::fabs(den) > kParallelSine)) return P(c);
+    const double t = Cross(ahead.at - back.at, ahead.dir) / den;
+    const Pt shift = back.at + back.dir * t - P(c);
+    const double len = Norm(shift), limit = kFitAnchorShift * tol_;
+    if (!(len <= limit)) return len > 0.0 && std::isfinite(len) ? P(c) + shift * (limit / len) : P(c);
+    return P(c) + shift;
+  }
+
+  // The turn over the shorter arms: it peaks more sharply at a corner than the strength,
+  // so it decides where in a run of candidates the corner sits.
+  double Sharp(int j) const { return sharp_[static_cast<std::size_t>(Wrap(j))]; }
+
+  // Corners: the sharpest point of each run of candidates, then of two corners closer than
+  // half an arm only the sharper. Returned as sorted real indices.
   std::vector<int> FindCorners() const {
     std::vector<int> picks;
     const auto cand = [&](int j) { return IsCandidate(j); };
@@ -233,7 +343,7 @@ class Fitter {
         }
         int best = i;
         for (; i < last_ && cand(i); ++i)
-          if (Strength(i) > Strength(best)) best = i;
+          if (Sharp(i) > Sharp(best)) best = i;
         picks.push_back(best);
       }
     } else {
@@ -245,7 +355,7 @@ class Fitter {
         }
       if (start < 0) {
         // Every point turns sharply (a polygon of few points): all are picks, and the
-        // thinning below keeps the strongest of those too close together.
+        // thinning below keeps the sharpest of those too close together.
         for (int i = 0; i < m_; ++i) picks.push_back(i);
       } else {
         for (int i = start + 1; i <= start + m_;) {
@@ -255,23 +365,25 @@ class Fitter {
           }
           int best = i;
           for (; i <= start + m_ && cand(i); ++i)
-            if (Strength(i) > Strength(best)) best = i;
+            if (Sharp(i) > Sharp(best)) best = i;
           picks.push_back(Wrap(best));
         }
         std::sort(picks.begin(), picks.end());
       }
     }
-    // Thin out corners closer than half an arm, keeping the stronger.
+    for (int& c : picks) c = Wrap(RefineCorner(c));
+    std::sort(picks.begin(), picks.end());
+    // Thin out corners closer than half an arm, keeping the sharper.
     std::vector<int> kept;
     for (int c : picks) {
       if (!kept.empty() && S(c) - S(kept.back()) < 0.5 * arm_) {
-        if (Strength(c) > Strength(kept.back())) kept.back() = c;
+        if (Sharp(c) > Sharp(kept.back())) kept.back() = c;
         continue;
       }
       kept.push_back(c);
     }
     if (closed_ && kept.size() > 1 && S(kept.front() + m_) - S(kept.back()) < 0.5 * arm_) {
-      if (Strength(kept.front()) >= Strength(kept.back()))
+      if (Sharp(kept.front()) >= Sharp(kept.back()))
         kept.pop_back();
       else
         kept.erase(kept.begin());
@@ -355,19 +467,23 @@ class Fitter {
       std::vector<int> nodes{0};
       for (int c : corners) nodes.push_back(c);
       nodes.push_back(last_);
+      // The ends stay on their points; corners take their arms' crossing.
+      const auto anchor = [&](std::size_t i) {
+        return i == 0 || i + 1 == nodes.size() ? P(nodes[i]) : CornerAnchor(nodes[i]);
+      };
       for (std::size_t i = 0; i + 1 < nodes.size(); ++i)
         spans.push_back(
-            {nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])});
+            {nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], anchor(i), anchor(i + 1)});
       return spans;
     }
     // The start of a closed chain is always a node: a corner when it is a candidate itself
-    // or a corner lies within half an arm of it (the start takes that corner's place, as
+    // or a corner lies within one arm of it (the start takes that corner's place, as
     // the output must begin at the first point, instead of leaving a sliver segment), else
     // a smooth join whose tangent is measured across the closure.
     std::vector<int> corners = FindCorners();
     bool startCorner = IsCandidate(0);
     std::erase_if(corners, [&](int c) {
-      const bool near = S(c) - S(0) < 0.5 * arm_ || S(m_) - S(c) < 0.5 * arm_;
+      const bool near = S(c) - S(0) < arm_ || S(m_) - S(c) < arm_;
       if (near) startCorner = true;
       return near;
     });
@@ -385,8 +501,11 @@ class Fitter {
       const double stretch = S(wrapHi) - S(wrapLo);
       startEnd.dir = TangentAt(0, std::max(2.0 * arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
     }
+    const auto anchor = [&](std::size_t i) {
+      return i == 0 || i + 1 == nodes.size() ? P(nodes[i]) : CornerAnchor(nodes[i]);
+    };
     for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
-      Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])};
+      Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], anchor(i), anchor(i + 1)};
       if (i == 0 && startEnd.smooth) {
         s.ea = startEnd;
         s.lo = wrapLo;
@@ -615,7 +734,7 @@ class Fitter {
 
   std::vector<Pt> p_;
   std::vector<double> s_;
-  std::vector<double> strength_;
+  std::vector<double> sharp_;
   std::vector<unsigned char> candidate_;
   bool closed_;
   int last_ = 0;

@@ -104,9 +104,9 @@ inline constexpr double kFitCornerArmShare = 1.0 / 16.0;
 // Turning angle (radians, 55 degrees) that makes a corner at any scale: squares, stars and
 // triangles keep sharp corners, bends wider than about L / 0.96 in radius stay smooth.
 inline constexpr double kFitCornerAngle = 0.96;
-// Lower turning angle (radians, 40 degrees) that makes a corner when the turn is
+// Lower turning angle (radians, 35 degrees) that makes a corner when the turn is
 // concentrated (see kFitArcRatio): octagon corners stay sharp, tight arcs stay smooth.
-inline constexpr double kFitSoftCornerAngle = 0.7;
+inline constexpr double kFitSoftCornerAngle = 0.61;
 // A turn counts as concentrated when doubling the arms multiplies it by at most this (a
 // corner gives 1, an arc 2).
 inline constexpr double kFitArcRatio = 1.4;
