@@ -254,7 +254,8 @@ void Deviation(const std::vector<CDPOINT>& pts, const std::vector<CBPointArray>&
   for (const CDPOINT& p : pts) {
     double best = HUGE_VAL;
     for (const CBPointArray& path : paths)
-      for (int s = 0; s + 1 < path.GetSize(); ++s) best = std::min(best, SegmentDistance(path, s, p));
+      for (int s = 0; s + 1 < path.GetSize(); ++s)
+        best = std::min(best, SegmentDistance(path, s, p));
     worst = std::max(worst, best);
     sum += best;
   }
@@ -326,10 +327,11 @@ void ReportGlyphs(int px) {
         segments += static_cast<std::size_t>(one[0].GetSize() - 1);
         Deviation(pts, one, worst, sum);
       }
-    std::printf("%3d px glyphs, %3zu outlines, %6zu points: FitCurve tolerance %.1f: %5.1f segments "
-                "an outline, deviation max %.3f mean %.3f\n",
-                px, outlines, points, tol, static_cast<double>(segments) / outlines, worst,
-                sum / static_cast<double>(points));
+    std::printf(
+        "%3d px glyphs, %3zu outlines, %6zu points: FitCurve tolerance %.1f: %5.1f segments "
+        "an outline, deviation max %.3f mean %.3f\n",
+        px, outlines, points, tol, static_cast<double>(segments) / outlines, worst,
+        sum / static_cast<double>(points));
   }
 #if PLEXA_BENCH_POTRACE
   potrace_param_t* param = potrace_param_default();
@@ -341,10 +343,11 @@ void ReportGlyphs(int px) {
     for (const auto& pts : Outlines(g)) Deviation(pts, traced, worst, sum);
   }
   potrace_param_free(param);
-  std::printf("%3d px glyphs, %3d outlines (potrace's own)  : potrace %s defaults:  %5.1f cubic "
-              "segments an outline, deviation max %.3f mean %.3f\n",
-              px, paths, potrace_version(), static_cast<double>(cubics) / std::max(paths, 1),
-              worst, sum / static_cast<double>(points));
+  std::printf(
+      "%3d px glyphs, %3d outlines (potrace's own)  : potrace %s defaults:  %5.1f cubic "
+      "segments an outline, deviation max %.3f mean %.3f\n",
+      px, paths, potrace_version(), static_cast<double>(cubics) / std::max(paths, 1), worst,
+      sum / static_cast<double>(points));
 #endif
 }
 

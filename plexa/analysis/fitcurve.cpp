@@ -301,7 +301,8 @@ class Fitter {
     int best = c;
     double bestResidual = HUGE_VAL;
     for (int j = j0; j <= j1; ++j) {
-      const double r = LineResidual(ArmEnd(j, 2.0 * arm_, -1), j) + LineResidual(j, ArmEnd(j, 2.0 * arm_, 1));
+      const double r =
+          LineResidual(ArmEnd(j, 2.0 * arm_, -1), j) + LineResidual(j, ArmEnd(j, 2.0 * arm_, 1));
       if (r < bestResidual) {
         bestResidual = r;
         best = j;
@@ -322,7 +323,8 @@ class Fitter {
     const double t = Cross(ahead.at - back.at, ahead.dir) / den;
     const Pt shift = back.at + back.dir * t - P(c);
     const double len = Norm(shift), limit = kFitAnchorShift * tol_;
-    if (!(len <= limit)) return len > 0.0 && std::isfinite(len) ? P(c) + shift * (limit / len) : P(c);
+    if (!(len <= limit))
+      return len > 0.0 && std::isfinite(len) ? P(c) + shift * (limit / len) : P(c);
     return P(c) + shift;
   }
 

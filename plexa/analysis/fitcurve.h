@@ -22,8 +22,10 @@
 //     first node's incoming control is the one of the closing segment.
 //   - Every node is a corner (its two handles point independently) or a smooth join (its
 //     two handles lie on one line through the anchor, on opposite sides: tangent
-//     continuity). Corners sit on input points; a smooth join between the ends may sit up to
-//     kFitAnchorShift tolerances across the outline from the point it stands for.
+//     continuity). Apart from the first and last, a node may sit up to kFitAnchorShift
+//     tolerances from the input point it stands for (corners move to where their straight
+//     arms cross, smooth joins across the outline onto a local fit), so that one noisy pixel
+//     does not pin the curve.
 //   - At most count - 1 segments.
 //
 // Algorithm.
@@ -33,22 +35,25 @@
 //      scaled by a power of two for the computation and scaled back, so squares of huge
 //      coordinates do not overflow. (Tiny ones need no care: distinct neighbours differ by
 //      at least PLEXA::kCoincide.)
-//   2. Corners. At every point the turning angle between the chord from the point one arm
-//      behind and the chord to the point one arm ahead is measured at two arm lengths, L and
-//      2L, with L = kFitCornerArm * tolerance (at most kFitCornerArmShare of the chain's
-//      length, at least one tolerance); an arm ends at the first point that far away in a
-//      straight line. A true corner turns by the same angle at both lengths, an arc by twice
-//      as much at the longer one and pixel noise by about half as much, so the corner
-//      strength is the smaller of the two (0 within one arm of an open chain's ends, where
-//      one arm is a noisy step). A point is a candidate when its strength reaches
-//      kFitCornerAngle, or reaches kFitSoftCornerAngle while the longer arms, both whole,
-//      turn at most kFitArcRatio times as much as the shorter (a concentrated turn, not an
-//      arc). The strongest point of each run of candidates becomes a corner, and of two
-//      corners closer than L/2 only the stronger stays. Closed chains are measured
-//      cyclically. Their start is a corner when it is a candidate itself or a corner lies
-//      within L/2 of it (the start then takes that corner's place rather than leave a sliver
-//      segment); otherwise it is a smooth join whose tangent is measured across the closure,
-//      so a smooth closed outline has no kink at its start.
+//   2. Corners. At every point the turning angle between the directions of the points one
+//      arm behind and of the points one arm ahead (each the principal line of those points,
+//      so every pixel step pulls rather than one) is measured at two arm lengths, L and 2L,
+//      with L = kFitCornerArm * tolerance (at most kFitCornerArmShare of the chain's length,
+//      at least one tolerance); an arm ends at the first point that far away in a straight
+//      line. A true corner turns by the same angle at both lengths, an arc by twice as much
+//      at the longer one and pixel noise by about half as much, so the corner strength is
+//      the smaller of the two (0 within one arm of an open chain's ends, where one arm is a
+//      noisy step). A point is a candidate when its strength reaches kFitCornerAngle, or
+//      reaches kFitSoftCornerAngle while the longer arms, both whole, turn at most
+//      kFitArcRatio times as much as the shorter (a concentrated turn, not an arc). In each
+//      run of candidates the point turning most over the shorter arms is taken, then moved
+//      (within L/2) to where the outline splits best into two straight arms of length 2L;
+//      of two corners closer than L/2 only the sharper stays. A corner's anchor is where its
+//      two arm lines cross (see kFitAnchorShift). Closed chains are measured cyclically.
+//      Their start is a corner when it is a candidate itself or a corner lies within one arm
+//      of it (the start then takes that corner's place rather than leave a sliver segment);
+//      otherwise it is a smooth join whose tangent is measured across the closure, so a
+//      smooth closed outline has no kink at its start.
 //   3. Each stretch between corners (and ends, and the start of a closed chain) is covered
 //      greedily: from each node, the longest run of points that one cubic fits within the
 //      tolerance, found by doubling the run (from the previous segment's length, at first
@@ -116,9 +121,10 @@ inline constexpr int kFitFirstStep = 8;
 // least two corner arms): wide enough that pixel steps tilt it by a few degrees at most,
 // symmetric away from corners so that a steady bend does not tilt it at all.
 inline constexpr double kFitTangentShare = 1.0 / 8.0;
-// A smooth join's anchor moves across its tangent onto a quadratic fitted to the points
-// around it, by at most this many tolerances: pixel steps then do not pin the curve to one
-// side of an outline. The first and last anchors and corners never move.
+// How far, in tolerances, a node may sit from its input point: a smooth join's anchor moves
+// across its tangent onto a quadratic fitted to the points around it, a corner's anchor
+// towards the crossing of its arm lines. Pixel steps then do not pin the curve to one side
+// of an outline. The first and last anchors never move.
 inline constexpr double kFitAnchorShift = 0.5;
 // Newton reparameterisation rounds per fit at most (a fit whose error stops shrinking fast
 // enough to reach the tolerance in the rounds left ends sooner).
