@@ -151,7 +151,15 @@ class Fitter {
     s_.assign(p_.size(), 0.0);
     for (std::size_t i = 1; i < p_.size(); ++i) s_[i] = s_[i - 1] + Norm(p_[i] - p_[i - 1]);
     total_ = s_.back();
-    arm_ = std::min(kFitCornerArm * tol_, std::max(tol_, total_ * kFitCornerArmShare));
+    // Corner arms: long enough to see past pixel steps (a few point spacings, at least one
+    // tolerance), never longer than needed to see past noise the size of the tolerance.
+    std::vector<double> steps(p_.size() - 1);
+    for (std::size_t i = 0; i + 1 < p_.size(); ++i) steps[i] = s_[i + 1] - s_[i];
+    std::nth_element(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2),
+                     steps.end());
+    const double spacing = steps[steps.size() / 2];
+    arm_ = std::min(kFitCornerArm * tol_, std::max(tol_, kFitCornerSpacing * spacing));
+    arm_ = std::min(arm_, std::max(tol_, total_ * kFitCornerArmShare));
   }
 
   std::vector<Segment> Run() {

@@ -98,9 +98,13 @@ inline constexpr double kFitMinTolerance = 1e-8;
 // cannot place a curve closer than a few thousand rounding units, so a finer tolerance is
 // raised to this share of the largest |coordinate| (1e-8 units at coordinates of 10,000).
 inline constexpr double kFitPrecisionFloor = 1e-12;
-// Corner arm length as a multiple of the tolerance. Deviations up to the tolerance count as
-// noise; over arms three tolerances long they tilt a chord by at most about 18 degrees.
+// Longest corner arm, as a multiple of the tolerance: deviations up to the tolerance count
+// as noise, and over arms three tolerances long they tilt a chord by at most 18 degrees.
 inline constexpr double kFitCornerArm = 3.0;
+// Corner arms are this many median point spacings long (at least one tolerance, at most
+// kFitCornerArm tolerances): enough to see past pixel steps, short enough that a stem a few
+// tolerances wide still shows two corners at its end rather than one blunt turn.
+inline constexpr double kFitCornerSpacing = 4.0;
 // Corner arms are at most this share of the chain's arc length (but never below one
 // tolerance), so small closed shapes are not measured across their whole outline. A circle
 // then turns by at most 2 pi / 16 (22.5 degrees) over one arm, below both corner angles,
