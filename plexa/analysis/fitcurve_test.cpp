@@ -338,6 +338,16 @@ TEST(FitCurve, CornersStaySharp) {
     }
   }
 
+  // A stem narrower than three tolerances keeps both corners at each end.
+  const std::vector<CDPOINT> stemCorners{CDPOINT(0, 0), CDPOINT(12, 0), CDPOINT(12, 150),
+                                         CDPOINT(0, 150)};
+  const std::vector<CDPOINT> stem = PixelPolygon(stemCorners);
+  CBPointArray stemPath = Fit(stem, 5.0);
+  ExpectContract(stemPath, stem, 5.0);
+  EXPECT_EQ(stemPath.GetSize(), 5);
+  for (const CDPOINT& c : stemCorners)
+    EXPECT_LE(Dist(stemPath[NearestNode(stemPath, c)].anchor, c), 1e-9);
+
   // A square turned by 30 degrees: staircase edges, corners still found.
   std::vector<CDPOINT> corners;
   for (int i = 0; i < 4; ++i) {
