@@ -234,9 +234,7 @@ class Fitter {
     for (int i = first; i < stop; ++i) {
       // An arm ends at the first point at least `arm` away in a straight line (on a
       // staircase the walked length overstates the reach), or at twice that walked.
-      const auto reached = [&](int j) {
-        return Norm(P(j) - P(i)) >= arm || std::fabs(S(j) - S(i)) >= 2.0 * arm;
-      };
+      const auto reached = [&](int j) { return ArmReached(i, j, arm); };
       while (b + 1 <= i - 1 && reached(b + 1)) ++b;
       f = std::max(f, i + 1);
       while (!reached(f) && (closed_ ? f < i + m_ : f < last_)) ++f;
@@ -272,8 +270,15 @@ class Fitter {
     for (;;) {
       if (closed_ ? std::abs(j + step - i) >= m_ : (j + step < 0 || j + step > last_)) return j;
       j += step;
-      if (Norm(P(j) - P(i)) >= arm || std::fabs(S(j) - S(i)) >= 2.0 * arm) return j;
+      if (ArmReached(i, j, arm)) return j;
     }
+  }
+
+  // Whether an arm from point i ends at point j: j is `arm` away in a straight line, or
+  // twice that walked, or kFitMaxArmPoints points on.
+  bool ArmReached(int i, int j, double arm) const {
+    return Norm(P(j) - P(i)) >= arm || std::fabs(S(j) - S(i)) >= 2.0 * arm ||
+           std::abs(j - i) >= kFitMaxArmPoints;
   }
 
   // Sum of squared distances of the points j0..j1 (at most kArmSamples of them) from their
@@ -303,9 +308,9 @@ class Fitter {
     const int lo = closed_ ? c - m_ + 1 : 1;
     const int hi = closed_ ? c + m_ - 1 : last_ - 1;
     int j0 = c;
-    while (j0 - 1 >= lo && S(c) - S(j0 - 1) <= 0.5 * arm_) --j0;
+    while (j0 - 1 >= lo && S(c) - S(j0 - 1) <= 0.5 * arm_ && c - j0 < kFitMaxArmPoints / 2) --j0;
     int j1 = c;
-    while (j1 + 1 <= hi && S(j1 + 1) - S(c) <= 0.5 * arm_) ++j1;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(c) <= 0.5 * arm_ && j1 - c < kFitMaxArmPoints / 2) ++j1;
     int best = c;
     double bestResidual = HUGE_VAL;
     for (int j = j0; j <= j1; ++j) {
@@ -381,9 +386,15 @@ class Fitter {
         std::sort(picks.begin(), picks.end());
       }
     }
+    // Thinned before the (costlier) placement and again after it, which can move corners.
+    picks = Thin(std::move(picks));
     for (int& c : picks) c = Wrap(RefineCorner(c));
     std::sort(picks.begin(), picks.end());
-    // Thin out corners closer than half an arm, keeping the sharper.
+    return Thin(std::move(picks));
+  }
+
+  // Of sorted corners closer than half an arm, keeps the sharper.
+  std::vector<int> Thin(std::vector<int> picks) const {
     std::vector<int> kept;
     for (int c : picks) {
       if (!kept.empty() && S(c) - S(kept.back()) < 0.5 * arm_) {

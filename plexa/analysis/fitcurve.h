@@ -37,21 +37,23 @@
 //      at least PLEXA::kCoincide.)
 //   2. Corners. At every point the turning angle between the directions of the points one
 //      arm behind and of the points one arm ahead (each the principal line of those points,
-//      so every pixel step pulls rather than one) is measured at two arm lengths, L and 2L,
-//      with L = kFitCornerArm * tolerance (at most kFitCornerArmShare of the chain's length,
-//      at least one tolerance); an arm ends at the first point that far away in a straight
-//      line. A true corner turns by the same angle at both lengths, an arc by twice as much
-//      at the longer one and pixel noise by about half as much, so the corner strength is
-//      the smaller of the two (0 within one arm of an open chain's ends, where one arm is a
-//      noisy step). A point is a candidate when its strength reaches kFitCornerAngle, or
-//      reaches kFitSoftCornerAngle while the longer arms, both whole, turn at most
-//      kFitArcRatio times as much as the shorter (a concentrated turn, not an arc). In each
-//      run of candidates the point turning most over the shorter arms is taken, then moved
-//      (within L/2) to where the outline splits best into two straight arms of length 2L;
-//      of two corners closer than L/2 only the sharper stays. A corner's anchor is where its
-//      two arm lines cross (see kFitAnchorShift). Closed chains are measured cyclically.
-//      Their start is a corner when it is a candidate itself or a corner lies within one arm
-//      of it (the start then takes that corner's place rather than leave a sliver segment);
+//      so every pixel step pulls rather than one) is measured at two arm lengths, L and 2L.
+//      L is kFitCornerSpacing median point spacings, at least one tolerance and at most
+//      kFitCornerArm tolerances, and at most kFitCornerArmShare of the chain's length unless
+//      that is below one tolerance. An arm ends at the first point that far away in a
+//      straight line, or twice that far walked, or kFitMaxArmPoints points on. A true corner
+//      turns by the same angle at both lengths, an arc by twice as much at the longer one
+//      and pixel noise by about half as much, so the corner strength is the smaller of the
+//      two (0 within one arm of an open chain's ends, where one arm is a noisy step). A
+//      point is a candidate when its strength reaches kFitCornerAngle, or reaches
+//      kFitSoftCornerAngle while the longer arms, both whole, turn at most kFitArcRatio
+//      times as much as the shorter (a concentrated turn, not an arc). In each run of
+//      candidates the point turning most over the shorter arms is taken, then moved (within
+//      L/2) to where the outline splits best into two straight arms of length 2L; of two
+//      corners closer than L/2 only the sharper stays. A corner's anchor is where its two
+//      arm lines cross (see kFitAnchorShift). Closed chains are measured cyclically. Their
+//      start is a corner when it is a candidate itself or a corner lies within one arm of it
+//      (the start then takes that corner's place rather than leave a sliver segment);
 //      otherwise it is a smooth join whose tangent is measured across the closure, so a
 //      smooth closed outline has no kink at its start.
 //   3. Each stretch between corners (and ends, and the start of a closed chain) is covered
@@ -105,6 +107,10 @@ inline constexpr double kFitCornerArm = 3.0;
 // kFitCornerArm tolerances): enough to see past pixel steps, short enough that a stem a few
 // tolerances wide still shows two corners at its end rather than one blunt turn.
 inline constexpr double kFitCornerSpacing = 4.0;
+// A corner arm ends after this many points whatever its length: on a chain that winds
+// within a small area at a huge tolerance, arms would otherwise take in the whole chain
+// and corner placement would cost the square of its length.
+inline constexpr int kFitMaxArmPoints = 128;
 // Corner arms are at most this share of the chain's arc length (but never below one
 // tolerance), so small closed shapes are not measured across their whole outline. A circle
 // then turns by at most 2 pi / 16 (22.5 degrees) over one arm, below both corner angles,

@@ -478,6 +478,18 @@ TEST(FitCurve, HugeAndHostileChains) {
   ExpectContract(path, huge, 1e290);
   EXPECT_EQ(path.GetSize(), 5);
 
+  // A closed chain of 20,000 random points in a small box at a tolerance far beyond the box:
+  // corner arms stop after a bounded number of points, so this is quick; few nodes.
+  std::mt19937 rng(3);
+  std::uniform_real_distribution<double> box(-1000, 1000);
+  std::vector<CDPOINT> tangle(20000);
+  for (CDPOINT& p : tangle) p = CDPOINT(box(rng), box(rng));
+  tangle.push_back(tangle.front());
+  path = Fit(tangle, 1e6);
+  EXPECT_TRUE(path.IsPolyBezierClosed());
+  EXPECT_LE(path.GetSize(), 60);
+  EXPECT_EQ(path[0].anchor, tangle.front());
+
   // A zig-zag of one-pixel teeth at a tolerance below the teeth: every point is followed.
   std::vector<CDPOINT> zig;
   for (int i = 0; i < 400; ++i) zig.push_back(CDPOINT(i, i % 2));
