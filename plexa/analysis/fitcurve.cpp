@@ -60,6 +60,17 @@ bool Coincide(const Pt& a, const Pt& b) {
   return std::fabs(a.x - b.x) < kCoincide && std::fabs(a.y - b.y) < kCoincide;
 }
 
+// Unit eigenvector of the larger eigenvalue of the covariance [[sxx, sxy], [sxy, syy]]
+// (either sign); zero when the spread is the same in every direction.
+Pt PrincipalAxis(double sxx, double sxy, double syy) {
+  const double half = 0.5 * (sxx - syy);
+  const double r = std::sqrt(half * half + sxy * sxy);
+  if (!(r > 0.0)) return Pt();
+  // Of the two equivalent forms, the one whose large component does not cancel.
+  const Pt e = half >= 0.0 ? Pt(half + r, sxy) : Pt(sxy, r - half);
+  return e / Norm(e);
+}
+
 struct Cubic {
   std::array<Pt, 4> p;
 };
@@ -207,8 +218,7 @@ class Fitter {
       sxy += d.x * d.y;
       syy += d.y * d.y;
     }
-    const double ang = 0.5 * std::atan2(2.0 * sxy, sxx - syy);
-    const Pt e(std::cos(ang), std::sin(ang));
+    const Pt e = PrincipalAxis(sxx, sxy, syy);
     const double c = Dot(e, chord) / cl;
     // Points that turn back on themselves have no main direction; their chord is the answer.
     if (std::fabs(c) < 0.5) return {P(j0) + mean, chord / cl};
@@ -249,7 +259,11 @@ class Fitter {
     const std::vector<double> t2 = Turning(2.0 * arm_, false);
     // The concentrated-turn test compares full arms only: near an open end the longer arm
     // is cut short and would make any bend look concentrated.
-    const std::vector<double> t2full = closed_ ? t2 : Turning(2.0 * arm_, true);
+    std::vector<double> t2full = t2;
+    if (!closed_)
+      for (int i = 0; i < m_; ++i)
+        if (S(i) - S(0) < 2.0 * arm_ || S(last_) - S(i) < 2.0 * arm_)
+          t2full[static_cast<std::size_t>(i)] = 0.0;
     sharp_ = t1;
     candidate_.resize(t1.size());
     for (std::size_t i = 0; i < t1.size(); ++i) {
@@ -445,8 +459,7 @@ class Fitter {
       return c2 > 0.0 ? chord / c2 : Pt(1.0, 0.0);
     }
     chord /= cl;
-    const double ang = 0.5 * std::atan2(2.0 * sxy, sxx - syy);
-    Pt e(std::cos(ang), std::sin(ang));
+    const Pt e = PrincipalAxis(sxx, sxy, syy);
     // An almost isotropic window (a tight turn) says little; the chord is safer then.
     const double c = Dot(e, chord);
     if (std::fabs(c) < 0.5) return chord;

@@ -79,7 +79,7 @@
 //   There is no recursion and every loop is bounded by the number of points: the greedy
 //   search always advances (a run of two points is a straight segment) and each fit makes
 //   at most kFitMaxReparam + 1 passes over its run. Cost: O(n log n) for n points at worst,
-//   about linear in practice (about 1.3 million pixel-chain points a second on one core).
+//   about linear in practice (about a million pixel-chain points a second on one core).
 //
 // Degenerate input: a null points pointer, count <= 0, or no finite point gives an empty
 // path (a null path pointer does nothing). One finite point gives one node with both
