@@ -101,7 +101,7 @@ inline constexpr double kFitMinTolerance = 1e-8;
 // raised to this share of the largest |coordinate| (1e-8 units at coordinates of 10,000).
 inline constexpr double kFitPrecisionFloor = 1e-12;
 // Longest corner arm, as a multiple of the tolerance: deviations up to the tolerance count
-// as noise, and over arms three tolerances long they tilt a chord by at most 18 degrees.
+// as noise, and over arms three tolerances long they tilt an arm by at most 18 degrees.
 inline constexpr double kFitCornerArm = 3.0;
 // Corner arms are this many median point spacings long (at least one tolerance, at most
 // kFitCornerArm tolerances): enough to see past pixel steps, short enough that a stem a few
