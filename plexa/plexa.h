@@ -53,3 +53,5 @@
 #include "plexa/analysis/hull.h"
 
 #include "plexa/analysis/scanlines.h"
+
+#include "plexa/analysis/fitcurve.h"

@@ -8,6 +8,7 @@ cd "$(dirname "$0")/.."
 debian_peers=(
   libcairo2-dev
   lib2geom-dev
+  libpotrace-dev
   libboost-dev
 )
 missing=()
