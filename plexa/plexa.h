@@ -5,10 +5,12 @@
 //   CBPointArray path;  CPolyPolyBezier set;  CView3D view;  ...
 #pragma once
 
-// Platform layer: records, failures, arrays, archive, strings.
+// Platform layer: records, failures, arrays, archive, strings, bitmaps and drawing.
 #include "plexa/platform/archive.h"
 #include "plexa/platform/array.h"
 #include "plexa/platform/errors.h"
+#include "plexa/platform/gdi.h"
+#include "plexa/platform/raster.h"
 #include "plexa/platform/records.h"
 #include "plexa/platform/text.h"
 
@@ -22,6 +24,10 @@
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+
+// Raster.
+#include "plexa/raster/bitmatrix.h"
+#include "plexa/raster/imgproc.h"
 
 // Effects.
 #include "plexa/effects/spiral.h"

@@ -1,0 +1,389 @@
+#include "plexa/platform/raster.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace plexa::raster {
+namespace {
+
+__extension__ typedef __int128 i128;
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+// Integer inputs up to this size take the exact path of the pen test (doubled coordinates stay
+// within 2^29, so every product below fits its integer type).
+constexpr double kExactLimit = double(1 << 28);
+// The approximate run ends are off by far less than a pixel; the exact test moves each end by
+// at most this many pixels (a bound, not a tolerance).
+constexpr int kMaxEndAdjust = 2;
+
+struct Crossing {
+  int y;
+  double x;
+};
+
+bool IsWhole(double v) { return std::floor(v) == v && std::fabs(v) <= kExactLimit; }
+
+// One segment of a wide round pen: the set of points within r of the segment AB (a capsule).
+class Capsule {
+ public:
+  Capsule(PointD a, PointD b, double width)
+      : a_(a), b_(b), r_(width / 2), r2_(r_ * r_), dx_(b.x - a.x), dy_(b.y - a.y),
+        l2_(dx_ * dx_ + dy_ * dy_), rl_(r_ * std::sqrt(l2_)) {
+    exact_ = IsWhole(a.x) && IsWhole(a.y) && IsWhole(b.x) && IsWhole(b.y) && IsWhole(width);
+    if (exact_) {
+      ax2_ = static_cast<std::int64_t>(2 * a.x);
+      ay2_ = static_cast<std::int64_t>(2 * a.y);
+      bx2_ = static_cast<std::int64_t>(2 * b.x);
+      by2_ = static_cast<std::int64_t>(2 * b.y);
+      w_ = static_cast<std::int64_t>(width);
+    }
+  }
+
+  // Approximate x extent of the capsule on the horizontal line y = ys: false when it misses.
+  bool Extent(double ys, double& lo, double& hi) const {
+    lo = kInf;
+    hi = -kInf;
+    Disc(a_, ys, lo, hi);
+    Disc(b_, ys, lo, hi);
+    if (l2_ > 0) {
+      const double v = ys - a_.y;
+      double u1lo = -kInf, u1hi = kInf, u2lo = -kInf, u2hi = kInf;
+      // 0 <= (P - A).d <= |d|^2: the foot of the perpendicular lies on the segment.
+      if (dx_ != 0) {
+        const double t0 = (-v * dy_) / dx_, t1 = (l2_ - v * dy_) / dx_;
+        u1lo = std::min(t0, t1);
+        u1hi = std::max(t0, t1);
+      } else if (v * dy_ < 0 || v * dy_ > l2_) {
+        u1lo = kInf;
+      }
+      // |(P - A) x d| <= r |d|: within r of the line.
+      if (dy_ != 0) {
+        const double t0 = (v * dx_ - rl_) / dy_, t1 = (v * dx_ + rl_) / dy_;
+        u2lo = std::min(t0, t1);
+        u2hi = std::max(t0, t1);
+      } else if (std::fabs(v * dx_) > rl_) {
+        u2lo = kInf;
+      }
+      const double ulo = std::max(u1lo, u2lo), uhi = std::min(u1hi, u2hi);
+      if (ulo <= uhi) {
+        lo = std::min(lo, a_.x + ulo);
+        hi = std::max(hi, a_.x + uhi);
+      }
+    }
+    return lo <= hi;
+  }
+
+  // Whether the centre of pixel (i, j) lies within r of the segment, exactly for whole inputs.
+  bool Inside(std::int64_t i, std::int64_t j) const {
+    if (exact_) {
+      const std::int64_t px = 2 * i + 1, py = 2 * j + 1;
+      const std::int64_t ux = px - ax2_, uy = py - ay2_;
+      constexpr std::int64_t kFar = std::int64_t{1} << 31;  // beyond any pen of the range
+      if (ux > kFar || ux < -kFar || uy > kFar || uy < -kFar) return false;
+      const std::int64_t dx = bx2_ - ax2_, dy = by2_ - ay2_;
+      const i128 w2 = i128(w_) * w_;  // doubled coordinates: the radius is the width
+      const std::int64_t dot = ux * dx + uy * dy;
+      const std::int64_t l2 = dx * dx + dy * dy;
+      if (dot <= 0) return i128(ux) * ux + i128(uy) * uy <= w2;
+      if (dot >= l2) {
+        const std::int64_t vx = px - bx2_, vy = py - by2_;
+        return i128(vx) * vx + i128(vy) * vy <= w2;
+      }
+      const std::int64_t cross = ux * dy - uy * dx;
+      return i128(cross) * cross <= w2 * l2;
+    }
+    const double px = i + 0.5, py = j + 0.5;
+    const double ux = px - a_.x, uy = py - a_.y;
+    const double dot = ux * dx_ + uy * dy_;
+    if (dot <= 0) return ux * ux + uy * uy <= r2_;
+    if (dot >= l2_) {
+      const double vx = px - b_.x, vy = py - b_.y;
+      return vx * vx + vy * vy <= r2_;
+    }
+    const double cross = ux * dy_ - uy * dx_;
+    return cross * cross <= r2_ * l2_;
+  }
+
+  void Rasterise(Coverage& out) const {
+    const int w = out.Width(), h = out.Height();
+    if (std::max(a_.x, b_.x) + r_ < -1 || std::min(a_.x, b_.x) - r_ > w + 1) return;
+    const double top = std::ceil(std::min(a_.y, b_.y) - r_ - 0.5);
+    const double bottom = std::floor(std::max(a_.y, b_.y) + r_ - 0.5);
+    const std::int64_t j0 = static_cast<std::int64_t>(std::max(top, 0.0));
+    const std::int64_t j1 = static_cast<std::int64_t>(std::min(bottom, double(h - 1)));
+    for (std::int64_t j = j0; j <= j1; ++j) {
+      double lo, hi;
+      if (!Extent(j + 0.5, lo, hi)) continue;
+      // Pixels with lo <= i + 0.5 <= hi, clamped to one pixel beyond the grid either side.
+      std::int64_t i0 = static_cast<std::int64_t>(std::clamp(std::ceil(lo - 0.5), -1.0, w + 0.0));
+      std::int64_t i1 = static_cast<std::int64_t>(std::clamp(std::floor(hi - 0.5), -1.0, w + 0.0));
+      if (i0 >= 0 && i0 < w) {
+        for (int k = 0; k < kMaxEndAdjust && i0 > 0 && Inside(i0 - 1, j); ++k) --i0;
+        for (int k = 0; k < kMaxEndAdjust && i0 <= i1 && !Inside(i0, j); ++k) ++i0;
+      }
+      if (i1 >= 0 && i1 < w) {
+        for (int k = 0; k < kMaxEndAdjust && i1 < w - 1 && Inside(i1 + 1, j); ++k) ++i1;
+        for (int k = 0; k < kMaxEndAdjust && i1 >= i0 && !Inside(i1, j); ++k) --i1;
+      }
+      out.Add(static_cast<int>(j), i0, i1);
+    }
+  }
+
+ private:
+  void Disc(PointD c, double ys, double& lo, double& hi) const {
+    const double dy = ys - c.y;
+    const double h2 = r2_ - dy * dy;
+    if (h2 < 0) return;
+    const double hw = std::sqrt(h2);
+    lo = std::min(lo, c.x - hw);
+    hi = std::max(hi, c.x + hw);
+  }
+
+  PointD a_, b_;
+  double r_, r2_, dx_, dy_, l2_, rl_;
+  bool exact_ = false;
+  std::int64_t ax2_ = 0, ay2_ = 0, bx2_ = 0, by2_ = 0, w_ = 0;
+};
+
+// Collects single pixels of thin lines into horizontal runs before they reach the coverage.
+class RunBuilder {
+ public:
+  explicit RunBuilder(Coverage& out) : out_(out) {}
+  ~RunBuilder() { Flush(); }
+  void Pixel(std::int64_t x, std::int64_t y) {
+    if (y < 0 || y >= out_.Height() || x < 0 || x >= out_.Width()) return;
+    if (open_ && y == y_ && x == x1_ + 1) {
+      x1_ = x;
+    } else if (open_ && y == y_ && x == x0_ - 1) {
+      x0_ = x;
+    } else {
+      Flush();
+      open_ = true;
+      y_ = y;
+      x0_ = x1_ = x;
+    }
+  }
+  void Flush() {
+    if (open_) out_.Add(static_cast<int>(y_), x0_, x1_);
+    open_ = false;
+  }
+
+ private:
+  Coverage& out_;
+  bool open_ = false;
+  std::int64_t y_ = 0, x0_ = 0, x1_ = 0;
+};
+
+void Line(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, bool last,
+          RunBuilder& runs, int width, int height) {
+  const std::int64_t dx = x1 - x0, dy = y1 - y0;
+  const std::int64_t adx = dx < 0 ? -dx : dx, ady = dy < 0 ? -dy : dy;
+  if (adx == 0 && ady == 0) {
+    if (last) runs.Pixel(x0, y0);
+    return;
+  }
+  const bool xMajor = adx >= ady;
+  const std::int64_t major = xMajor ? adx : ady, minor = xMajor ? ady : adx;
+  const std::int64_t s = xMajor ? (dx < 0 ? -1 : 1) : (dy < 0 ? -1 : 1);
+  const std::int64_t t = xMajor ? (dy < 0 ? -1 : 1) : (dx < 0 ? -1 : 1);
+  const std::int64_t start = xMajor ? x0 : y0, other = xMajor ? y0 : x0;
+  const std::int64_t limit = xMajor ? width : height;
+  // Clip the steps to the rows or columns of the grid along the major axis.
+  std::int64_t k0 = 0, k1 = last ? major : major - 1;
+  if (s > 0) {
+    k0 = std::max<std::int64_t>(k0, -start);
+    k1 = std::min<std::int64_t>(k1, limit - 1 - start);
+  } else {
+    k0 = std::max<std::int64_t>(k0, start - (limit - 1));
+    k1 = std::min<std::int64_t>(k1, start);
+  }
+  for (std::int64_t k = k0; k <= k1; ++k) {
+    const std::int64_t m = (2 * k * minor + major) / (2 * major);
+    const std::int64_t a = start + s * k, b = other + t * m;
+    if (xMajor) {
+      runs.Pixel(a, b);
+    } else {
+      runs.Pixel(b, a);
+    }
+  }
+}
+
+}  // namespace
+
+Coverage::Coverage(int width, int height) : width_(std::max(width, 0)), height_(std::max(height, 0)) {}
+
+void Coverage::Clear() {
+  spans_.clear();
+  last_.clear();
+  finished_ = true;
+}
+
+void Coverage::TrackRows(int y0, int y1) {
+  y0 = std::max(y0, 0);
+  y1 = std::min(y1, height_ - 1);
+  first_row_ = y0;
+  last_.assign(y1 >= y0 ? static_cast<std::size_t>(y1 - y0) + 1 : 0, -1);
+}
+
+void Coverage::Add(int y, std::int64_t x0, std::int64_t x1) {
+  if (y < 0 || y >= height_) return;
+  x0 = std::max<std::int64_t>(x0, 0);
+  x1 = std::min<std::int64_t>(x1, width_ - 1);
+  if (x0 > x1) return;
+  finished_ = false;
+  const Span s{y, static_cast<int>(x0), static_cast<int>(x1)};
+  const std::int64_t slot = std::int64_t{y} - first_row_;
+  if (slot >= 0 && slot < static_cast<std::int64_t>(last_.size())) {
+    int& idx = last_[static_cast<std::size_t>(slot)];
+    if (idx >= 0) {
+      Span& prev = spans_[static_cast<std::size_t>(idx)];
+      if (s.x0 <= prev.x1 + 1 && s.x1 >= prev.x0 - 1) {
+        prev.x0 = std::min(prev.x0, s.x0);
+        prev.x1 = std::max(prev.x1, s.x1);
+        return;
+      }
+    }
+    idx = static_cast<int>(spans_.size());
+  }
+  spans_.push_back(s);
+}
+
+void Coverage::Finish() {
+  last_.clear();
+  if (finished_) return;
+  finished_ = true;
+  std::sort(spans_.begin(), spans_.end(), [](const Span& a, const Span& b) {
+    return a.y != b.y ? a.y < b.y : a.x0 < b.x0;
+  });
+  std::size_t n = 0;
+  for (const Span& s : spans_) {
+    if (n > 0 && spans_[n - 1].y == s.y && s.x0 <= spans_[n - 1].x1 + 1) {
+      spans_[n - 1].x1 = std::max(spans_[n - 1].x1, s.x1);
+    } else {
+      spans_[n++] = s;
+    }
+  }
+  spans_.resize(n);
+}
+
+bool Coverage::Covered(int x, int y) const {
+  auto it = std::upper_bound(spans_.begin(), spans_.end(), Span{y, x, x},
+                             [](const Span& a, const Span& b) {
+                               return a.y != b.y ? a.y < b.y : a.x0 < b.x0;
+                             });
+  if (it == spans_.begin()) return false;
+  --it;
+  return it->y == y && it->x0 <= x && x <= it->x1;
+}
+
+void FillEvenOdd(std::span<const Figure> figures, Coverage& out) {
+  const int w = out.Width(), h = out.Height();
+  if (w == 0 || h == 0) return;
+  std::vector<Crossing> xs;
+  for (const Figure& f : figures) {
+    const std::size_t n = f.points.size();
+    if (n < 2) continue;
+    for (std::size_t i = 0; i < n; ++i) {
+      PointD a = f.points[i], b = f.points[(i + 1) % n];
+      if (a.y == b.y) continue;
+      if (a.y > b.y) std::swap(a, b);
+      // Rows whose centre line y + 0.5 lies in [a.y, b.y).
+      const double top = std::max(std::ceil(a.y - 0.5), 0.0);
+      const double bottom = std::min(std::ceil(b.y - 0.5) - 1, double(h - 1));
+      for (double j = top; j <= bottom; ++j) {
+        const double x = a.x + (j + 0.5 - a.y) * (b.x - a.x) / (b.y - a.y);
+        xs.push_back({static_cast<int>(j), std::clamp(x, -1.0, w + 1.0)});
+      }
+    }
+  }
+  std::sort(xs.begin(), xs.end(), [](const Crossing& p, const Crossing& q) {
+    return p.y != q.y ? p.y < q.y : p.x < q.x;
+  });
+  for (std::size_t i = 0; i + 1 < xs.size();) {
+    if (xs[i + 1].y != xs[i].y) {  // cannot happen for closed figures; skip a lone crossing
+      ++i;
+      continue;
+    }
+    // Centres in [left, right): left edges include their points, right edges do not.
+    const auto i0 = static_cast<std::int64_t>(std::ceil(xs[i].x - 0.5));
+    const auto i1 = static_cast<std::int64_t>(std::ceil(xs[i + 1].x - 0.5)) - 1;
+    out.Add(xs[i].y, i0, i1);
+    i += 2;
+  }
+}
+
+void StrokeRound(std::span<const Figure> figures, double width, Coverage& out) {
+  if (!(width > 0) || out.Width() == 0 || out.Height() == 0) return;
+  const double r = width / 2;
+  double ymin = kInf, ymax = -kInf;
+  for (const Figure& f : figures) {
+    for (const PointD& p : f.points) {
+      ymin = std::min(ymin, p.y);
+      ymax = std::max(ymax, p.y);
+    }
+  }
+  if (!(ymin <= ymax)) return;
+  const double top = std::clamp(std::floor(ymin - r), -1.0, double(out.Height()));
+  const double bottom = std::clamp(std::ceil(ymax + r), -1.0, double(out.Height()));
+  out.TrackRows(static_cast<int>(top), static_cast<int>(bottom));
+  for (const Figure& f : figures) {
+    const std::size_t n = f.points.size();
+    if (n == 0) continue;
+    if (n == 1) {
+      Capsule(f.points[0], f.points[0], width).Rasterise(out);
+      continue;
+    }
+    for (std::size_t i = 0; i + 1 < n; ++i) Capsule(f.points[i], f.points[i + 1], width).Rasterise(out);
+    if (f.closed && n > 2) Capsule(f.points[n - 1], f.points[0], width).Rasterise(out);
+  }
+}
+
+void StrokeThin(std::span<const Figure> figures, Coverage& out) {
+  RunBuilder runs(out);
+  std::vector<std::pair<std::int64_t, std::int64_t>> q;
+  for (const Figure& f : figures) {
+    q.clear();
+    for (const PointD& p : f.points) {
+      const auto x = static_cast<std::int64_t>(std::floor(p.x + 0.5));
+      const auto y = static_cast<std::int64_t>(std::floor(p.y + 0.5));
+      if (q.empty() || q.back().first != x || q.back().second != y) q.emplace_back(x, y);
+    }
+    if (f.closed && q.size() > 1 && q.back() == q.front()) q.pop_back();
+    if (q.size() < 2) continue;  // a line of no length draws nothing
+    for (std::size_t i = 0; i + 1 < q.size(); ++i) {
+      Line(q[i].first, q[i].second, q[i + 1].first, q[i + 1].second, false, runs, out.Width(),
+           out.Height());
+    }
+    if (f.closed) {
+      Line(q.back().first, q.back().second, q.front().first, q.front().second, false, runs,
+           out.Width(), out.Height());
+    }
+  }
+}
+
+void ThinLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, bool last,
+              Coverage& out) {
+  RunBuilder runs(out);
+  Line(x0, y0, x1, y1, last, runs, out.Width(), out.Height());
+}
+
+void FlattenBezier(PointD p0, PointD p1, PointD p2, PointD p3, double tolerance, int maxSteps,
+                   std::vector<PointD>& out) {
+  maxSteps = std::max(maxSteps, 1);
+  const double m = std::max(std::hypot(p0.x - 2 * p1.x + p2.x, p0.y - 2 * p1.y + p2.y),
+                            std::hypot(p1.x - 2 * p2.x + p3.x, p1.y - 2 * p2.y + p3.y));
+  // Wang's bound for a cubic: n >= sqrt(3/4 * m / tolerance) keeps every line within tolerance.
+  const double want = tolerance > 0 ? std::ceil(std::sqrt(0.75 * m / tolerance)) : kInf;
+  const int n = want >= 1 && want <= maxSteps ? static_cast<int>(want)
+                                              : (want < 1 ? 1 : maxSteps);
+  for (int k = 1; k < n; ++k) {
+    const double t = double(k) / n, s = 1 - t;
+    const double b0 = s * s * s, b1 = 3 * s * s * t, b2 = 3 * s * t * t, b3 = t * t * t;
+    out.push_back({b0 * p0.x + b1 * p1.x + b2 * p2.x + b3 * p3.x,
+                   b0 * p0.y + b1 * p1.y + b2 * p2.y + b3 * p3.y});
+  }
+  out.push_back(p3);
+}
+
+}  // namespace plexa::raster

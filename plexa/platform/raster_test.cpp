@@ -1,0 +1,320 @@
+// The scan converter against coverage computed independently, pixel by pixel: a per-pixel
+// even-odd ray cast for fills, a per-pixel distance to the nearest segment (exact rationals)
+// for wide pens, and the classic incremental Bresenham loop for thin lines.
+#include "plexa/platform/raster.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+using plexa::raster::Coverage;
+using plexa::raster::Figure;
+using plexa::raster::PointD;
+
+namespace {
+
+struct IPt {
+  std::int64_t x, y;
+};
+
+Figure ToFigure(const std::vector<IPt>& pts, bool closed) {
+  Figure f;
+  for (const IPt& p : pts) f.points.push_back({double(p.x), double(p.y)});
+  f.closed = closed;
+  return f;
+}
+
+// Even-odd: count the edges that a ray from the centre towards -x crosses at or left of the
+// centre. Doubled coordinates make every centre odd and every vertex even, so a centre never
+// lies at the height of a vertex.
+bool InsideEvenOdd(const std::vector<std::vector<IPt>>& polys, int i, int j) {
+  const std::int64_t px = 2 * i + 1, py = 2 * j + 1;
+  int count = 0;
+  for (const auto& poly : polys) {
+    const std::size_t n = poly.size();
+    for (std::size_t k = 0; k < n; ++k) {
+      const IPt a{2 * poly[k].x, 2 * poly[k].y}, b{2 * poly[(k + 1) % n].x, 2 * poly[(k + 1) % n].y};
+      if ((a.y < py) == (b.y < py)) continue;
+      // Crossing x - px has the sign of num / (b.y - a.y).
+      const std::int64_t num = (a.x - px) * (b.y - a.y) + (py - a.y) * (b.x - a.x);
+      if ((b.y > a.y ? num : -num) <= 0) ++count;
+    }
+  }
+  return count % 2 == 1;
+}
+
+// Squared distance from the centre to segment ab, compared with (w/2)^2, in exact rationals:
+// with the projection clamped to the segment the nearest point is a + (t / l2) d.
+bool WithinPen(const std::vector<std::vector<IPt>>& paths, const std::vector<bool>& closed,
+               std::int64_t w, int i, int j) {
+  const std::int64_t px = 2 * i + 1, py = 2 * j + 1;  // doubled: the radius becomes w
+  for (std::size_t f = 0; f < paths.size(); ++f) {
+    const auto& p = paths[f];
+    const std::size_t segs = p.size() == 1 ? 1 : p.size() - 1 + (closed[f] && p.size() > 2 ? 1 : 0);
+    for (std::size_t k = 0; k < segs; ++k) {
+      const IPt a{2 * p[k].x, 2 * p[k].y};
+      const IPt b = p.size() == 1 ? a : IPt{2 * p[(k + 1) % p.size()].x, 2 * p[(k + 1) % p.size()].y};
+      const std::int64_t dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
+      if (l2 == 0) {
+        if ((px - a.x) * (px - a.x) + (py - a.y) * (py - a.y) <= w * w) return true;
+        continue;
+      }
+      std::int64_t t = (px - a.x) * dx + (py - a.y) * dy;
+      t = std::clamp<std::int64_t>(t, 0, l2);
+      const std::int64_t ex = px * l2 - (a.x * l2 + t * dx), ey = py * l2 - (a.y * l2 + t * dy);
+      if (ex * ex + ey * ey <= w * w * l2 * l2) return true;
+    }
+  }
+  return false;
+}
+
+void ClassicBresenham(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1,
+                      std::vector<IPt>& out) {
+  const std::int64_t dx = std::abs(x1 - x0), dy = std::abs(y1 - y0);
+  const std::int64_t sx = x1 < x0 ? -1 : 1, sy = y1 < y0 ? -1 : 1;
+  std::int64_t x = x0, y = y0, err = 0;
+  if (dx >= dy) {
+    for (std::int64_t k = 0; k < dx; ++k, x += sx) {
+      out.push_back({x, y});
+      err += 2 * dy;
+      if (err >= dx) y += sy, err -= 2 * dx;
+    }
+  } else {
+    for (std::int64_t k = 0; k < dy; ++k, y += sy) {
+      out.push_back({x, y});
+      err += 2 * dx;
+      if (err >= dy) x += sx, err -= 2 * dy;
+    }
+  }
+}
+
+std::vector<IPt> RandomPath(std::mt19937& rng, int n, int lo, int hi) {
+  std::uniform_int_distribution<int> c(lo, hi);
+  std::vector<IPt> p;
+  for (int i = 0; i < n; ++i) p.push_back({c(rng), c(rng)});
+  return p;
+}
+
+int CountCovered(const Coverage& c) {
+  int n = 0;
+  for (const auto& s : c.Spans()) n += s.x1 - s.x0 + 1;
+  return n;
+}
+
+}  // namespace
+
+TEST(Raster, FillMatchesPerPixelRayCastOnRandomPolygons) {
+  std::mt19937 rng(12345);
+  const int w = 40, h = 36;
+  for (int trial = 0; trial < 60; ++trial) {
+    std::vector<std::vector<IPt>> polys;
+    const int figures = 1 + trial % 3;
+    for (int f = 0; f < figures; ++f) polys.push_back(RandomPath(rng, 3 + (trial + f) % 7, -6, 45));
+    std::vector<Figure> figs;
+    for (const auto& p : polys) figs.push_back(ToFigure(p, true));
+    Coverage c(w, h);
+    plexa::raster::FillEvenOdd(figs, c);
+    c.Finish();
+    for (int j = 0; j < h; ++j) {
+      for (int i = 0; i < w; ++i) {
+        ASSERT_EQ(c.Covered(i, j), InsideEvenOdd(polys, i, j))
+            << "trial " << trial << " pixel " << i << "," << j;
+      }
+    }
+  }
+}
+
+TEST(Raster, FillOfRectangleAndTriangleFollowsTheEdgeRule) {
+  Coverage rect(20, 20);
+  const Figure r = ToFigure({{2, 3}, {12, 3}, {12, 9}, {2, 9}}, true);
+  plexa::raster::FillEvenOdd({&r, 1}, rect);
+  rect.Finish();
+  EXPECT_EQ(CountCovered(rect), 10 * 6);  // columns 2..11, rows 3..8
+  EXPECT_TRUE(rect.Covered(2, 3));
+  EXPECT_FALSE(rect.Covered(12, 3));
+  EXPECT_FALSE(rect.Covered(2, 9));
+
+  // Right triangle with legs 10: centres (i + .5) + (j + .5) < 10 strictly inside; those on the
+  // hypotenuse (i + j = 9) lie on a right edge and stay out.
+  Coverage tri(20, 20);
+  const Figure t = ToFigure({{0, 0}, {10, 0}, {0, 10}}, true);
+  plexa::raster::FillEvenOdd({&t, 1}, tri);
+  tri.Finish();
+  EXPECT_EQ(CountCovered(tri), 45);  // i + j <= 8
+  EXPECT_TRUE(tri.Covered(8, 0));
+  EXPECT_FALSE(tri.Covered(9, 0));
+
+  // Overlapping squares cancel under even-odd; the frame between them stays.
+  Coverage ring(20, 20);
+  const std::vector<Figure> two = {ToFigure({{0, 0}, {10, 0}, {10, 10}, {0, 10}}, true),
+                                   ToFigure({{2, 2}, {8, 2}, {8, 8}, {2, 8}}, true)};
+  plexa::raster::FillEvenOdd(two, ring);
+  ring.Finish();
+  EXPECT_EQ(CountCovered(ring), 100 - 36);
+  EXPECT_FALSE(ring.Covered(5, 5));
+}
+
+TEST(Raster, WidePenMatchesDistanceToPathOnRandomPaths) {
+  std::mt19937 rng(777);
+  const int w = 44, h = 40;
+  const int widths[] = {2, 3, 4, 5, 6, 9, 12, 17};
+  for (int trial = 0; trial < 80; ++trial) {
+    const std::int64_t pen = widths[trial % 8];
+    const bool closed = trial % 3 == 0;
+    const std::vector<std::vector<IPt>> paths = {RandomPath(rng, 1 + trial % 6, -8, 50)};
+    const std::vector<bool> closedFlags = {closed};
+    const Figure f = ToFigure(paths[0], closed);
+    Coverage c(w, h);
+    plexa::raster::StrokeRound({&f, 1}, double(pen), c);
+    c.Finish();
+    for (int j = 0; j < h; ++j) {
+      for (int i = 0; i < w; ++i) {
+        ASSERT_EQ(c.Covered(i, j), WithinPen(paths, closedFlags, pen, i, j))
+            << "trial " << trial << " pen " << pen << " pixel " << i << "," << j;
+      }
+    }
+  }
+}
+
+TEST(Raster, WidePenOnAxisAndDotCoversTheExpectedCounts) {
+  // A horizontal segment y = 10 from x = 5 to 25, pen 6: rows 7..12 (centres within 3) over the
+  // straight part, plus round ends.
+  Coverage c(40, 30);
+  const Figure f = ToFigure({{5, 10}, {25, 10}}, false);
+  plexa::raster::StrokeRound({&f, 1}, 6.0, c);
+  c.Finish();
+  for (int y = 7; y <= 12; ++y) {
+    EXPECT_TRUE(c.Covered(5, y));
+    EXPECT_TRUE(c.Covered(24, y));
+  }
+  EXPECT_FALSE(c.Covered(15, 6));
+  EXPECT_FALSE(c.Covered(15, 13));
+  EXPECT_TRUE(c.Covered(2, 9));    // centre (2.5, 9.5): distance hypot(2.5, .5) < 3
+  EXPECT_FALSE(c.Covered(1, 10));  // centre (1.5, 10.5): distance hypot(3.5, .5) > 3
+
+  // A single point with pen 10: the centres within 5 of (20, 20) -- by symmetry 4 times the
+  // count of the quarter (a, b) = (i + .5, j + .5), i, j >= 0, with a^2 + b^2 <= 25.
+  int quarter = 0;
+  for (int i = 0; i < 5; ++i)
+    for (int j = 0; j < 5; ++j) quarter += (i + .5) * (i + .5) + (j + .5) * (j + .5) <= 25;
+  Coverage dot(40, 40);
+  const Figure p = ToFigure({{20, 20}}, false);
+  plexa::raster::StrokeRound({&p, 1}, 10.0, dot);
+  dot.Finish();
+  EXPECT_EQ(CountCovered(dot), 4 * quarter);
+}
+
+TEST(Raster, WidePenClipsHugeAndDistantGeometry) {
+  // Pen far wider than the grid, path far outside it: every pixel within reach is covered and
+  // the work stays bounded by the grid.
+  Coverage c(16, 16);
+  const Figure f = ToFigure({{-100000000, 8}, {100000000, 8}}, false);
+  plexa::raster::StrokeRound({&f, 1}, 6.0, c);
+  c.Finish();
+  EXPECT_EQ(CountCovered(c), 16 * 6);
+  Coverage all(16, 16);
+  const Figure g = ToFigure({{-5000, -5000}}, false);
+  plexa::raster::StrokeRound({&g, 1}, 20000.0, all);
+  all.Finish();
+  EXPECT_EQ(CountCovered(all), 256);
+  Coverage none(16, 16);
+  const Figure far = ToFigure({{1000, 1000}, {2000, 1000}}, false);
+  plexa::raster::StrokeRound({&far, 1}, 50.0, none);
+  none.Finish();
+  EXPECT_TRUE(none.Empty());
+}
+
+TEST(Raster, ThinLinesMatchClassicBresenhamInEveryOctant) {
+  std::mt19937 rng(99);
+  std::uniform_int_distribution<int> c(-4, 36);
+  for (int trial = 0; trial < 200; ++trial) {
+    const std::int64_t x0 = c(rng), y0 = c(rng), x1 = c(rng), y1 = c(rng);
+    std::vector<IPt> want;
+    ClassicBresenham(x0, y0, x1, y1, want);
+    Coverage got(32, 32);
+    plexa::raster::ThinLine(x0, y0, x1, y1, false, got);
+    got.Finish();
+    std::vector<bool> expect(32 * 32, false);
+    for (const IPt& p : want)
+      if (p.x >= 0 && p.x < 32 && p.y >= 0 && p.y < 32) expect[p.y * 32 + p.x] = true;
+    for (int j = 0; j < 32; ++j)
+      for (int i = 0; i < 32; ++i)
+        ASSERT_EQ(got.Covered(i, j), expect[j * 32 + i]) << x0 << "," << y0 << " -> " << x1 << "," << y1;
+  }
+  // With its last pixel, and a line of no length draws only when the last pixel is asked for.
+  Coverage last(8, 8);
+  plexa::raster::ThinLine(0, 0, 3, 0, true, last);
+  plexa::raster::ThinLine(5, 5, 5, 5, false, last);
+  last.Finish();
+  EXPECT_EQ(CountCovered(last), 4);
+}
+
+TEST(Raster, ThinStrokeLeavesOutOnlyTheLastPixelOfAnOpenFigure) {
+  Coverage open(20, 20);
+  const Figure f = ToFigure({{1, 1}, {10, 1}, {10, 8}}, false);
+  plexa::raster::StrokeThin({&f, 1}, open);
+  open.Finish();
+  EXPECT_EQ(CountCovered(open), 9 + 7);
+  EXPECT_TRUE(open.Covered(10, 1));
+  EXPECT_FALSE(open.Covered(10, 8));
+  Coverage closed(20, 20);
+  const Figure g = ToFigure({{1, 1}, {10, 1}, {10, 8}, {1, 8}}, true);
+  plexa::raster::StrokeThin({&g, 1}, closed);
+  closed.Finish();
+  EXPECT_EQ(CountCovered(closed), 2 * 10 + 2 * 6);  // the whole frame of columns 1..10, rows 1..8
+}
+
+TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
+  const PointD p0{0, 0}, p1{30, 120}, p2{170, -60}, p3{200, 50};
+  for (double tol : {0.1, 0.5, 2.0}) {
+    std::vector<PointD> pts{p0};
+    plexa::raster::FlattenBezier(p0, p1, p2, p3, tol, 1 << 14, pts);
+    EXPECT_EQ(pts.back().x, 200.0);
+    EXPECT_EQ(pts.back().y, 50.0);
+    double worst = 0;
+    for (int k = 0; k <= 4000; ++k) {
+      const double t = k / 4000.0, s = 1 - t;
+      const double x = s * s * s * p0.x + 3 * s * s * t * p1.x + 3 * s * t * t * p2.x + t * t * t * p3.x;
+      const double y = s * s * s * p0.y + 3 * s * s * t * p1.y + 3 * s * t * t * p2.y + t * t * t * p3.y;
+      double best = 1e300;
+      for (std::size_t i = 0; i + 1 < pts.size(); ++i) {
+        const double dx = pts[i + 1].x - pts[i].x, dy = pts[i + 1].y - pts[i].y;
+        const double l2 = dx * dx + dy * dy;
+        double u = l2 > 0 ? ((x - pts[i].x) * dx + (y - pts[i].y) * dy) / l2 : 0;
+        u = std::clamp(u, 0.0, 1.0);
+        best = std::min(best, std::hypot(x - pts[i].x - u * dx, y - pts[i].y - u * dy));
+      }
+      worst = std::max(worst, best);
+    }
+    EXPECT_LE(worst, tol) << "tolerance " << tol;
+  }
+  std::vector<PointD> huge{{0, 0}};
+  plexa::raster::FlattenBezier({0, 0}, {1e8, 1e8}, {-1e8, 1e8}, {0, 0}, 0.1, 64, huge);
+  EXPECT_EQ(huge.size(), 65u);
+  std::vector<PointD> nan{{0, 0}};
+  plexa::raster::FlattenBezier({0, 0}, {NAN, 0}, {0, 0}, {1, 1}, 0.1, 64, nan);
+  EXPECT_EQ(nan.size(), 65u);
+}
+
+TEST(Raster, CoverageMergesTouchingRunsAndClips) {
+  Coverage c(10, 3);
+  c.Add(1, 5, 7);
+  c.Add(1, -4, 2);
+  c.Add(1, 3, 4);  // touches both neighbours
+  c.Add(1, 9, 40);
+  c.Add(5, 0, 3);   // row outside
+  c.Add(0, 6, 2);   // empty
+  c.Finish();
+  ASSERT_EQ(c.Spans().size(), 2u);
+  EXPECT_EQ(c.Spans()[0].x0, 0);
+  EXPECT_EQ(c.Spans()[0].x1, 7);
+  EXPECT_EQ(c.Spans()[1].x0, 9);
+  EXPECT_EQ(c.Spans()[1].x1, 9);
+  Coverage empty(-5, -5);
+  empty.Add(0, 0, 0);
+  empty.Finish();
+  EXPECT_TRUE(empty.Empty());
+}
