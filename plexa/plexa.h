@@ -38,3 +38,6 @@
 // Presentation helpers.
 #include "plexa/draw/colour.h"
 #include "plexa/draw/strings.h"
+
+// Curve analysis.
+#include "plexa/analysis/fitcurve.h"

@@ -1,0 +1,633 @@
+#include "plexa/analysis/fitcurve.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <tuple>
+#include <utility>
+#include <vector>
+#include <cstdio>
+#include <cstdlib>
+#include <cstdio>
+#include <cstdlib>
+
+using PLEXA::CBPOINT;
+using PLEXA::CDPOINT;
+using PLEXA::kCoincide;
+
+namespace {
+
+using Pt = CDPOINT;
+
+// A run whose chord is below this share of its polyline length is a loop: no cubic with
+// coincident ends is tried on it.
+constexpr double kLoopChordShare = 1e-9;
+// Singular pivots of the handle system: below this share of the largest diagonal entry.
+constexpr double kPivotShare = 1e-14;
+// Both ends of an accepted smooth handle lie strictly ahead of the anchor along its tangent.
+constexpr double kMinSmoothHandleShare = 1e-6;
+// Lawson weights never fall below this share of the tolerance times the weight before.
+constexpr double kWeightFloor = 0.05;
+// The greedy search first tries runs of this many points, then doubles.
+constexpr int kFirstStep = 8;
+
+double Dot(const Pt& a, const Pt& b) { return a.x * b.x + a.y * b.y; }
+double Cross(const Pt& a, const Pt& b) { return a.x * b.y - a.y * b.x; }
+double Norm(const Pt& a) { return std::hypot(a.x, a.y); }
+bool Finite(const Pt& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+bool Coincide(const Pt& a, const Pt& b) {
+  return std::fabs(a.x - b.x) < kCoincide && std::fabs(a.y - b.y) < kCoincide;
+}
+
+struct Cubic {
+  std::array<Pt, 4> p;
+};
+
+Pt Eval(const Cubic& c, double t) {
+  const double s = 1.0 - t;
+  return c.p[0] * (s * s * s) + c.p[1] * (3.0 * s * s * t) + c.p[2] * (3.0 * s * t * t) +
+         c.p[3] * (t * t * t);
+}
+
+Pt Derivative(const Cubic& c, double t) {
+  const double s = 1.0 - t;
+  return (c.p[1] - c.p[0]) * (3.0 * s * s) + (c.p[2] - c.p[1]) * (6.0 * s * t) +
+         (c.p[3] - c.p[2]) * (3.0 * t * t);
+}
+
+Pt SecondDerivative(const Cubic& c, double t) {
+  return (c.p[2] - c.p[1] * 2.0 + c.p[0]) * (6.0 * (1.0 - t)) +
+         (c.p[3] - c.p[2] * 2.0 + c.p[1]) * (6.0 * t);
+}
+
+// How a run meets its end node: a corner leaves the handle free; a smooth join fixes the
+// handle's direction (unit vector pointing from the anchor into the run).
+struct End {
+  bool smooth = false;
+  Pt dir;
+};
+
+// A run of points a..b fitted by one cubic. lo..hi (virtual indices) is the stretch between
+// the corners around it, where tangent windows may look.
+struct Span {
+  int a = 0;
+  int b = 0;
+  End ea;
+  End eb;
+  int lo = 0;
+  int hi = 0;
+  Pt pa;  // anchors: the data points, except at smooth joins (see JoinAt)
+  Pt pb;
+};
+
+// A smooth join: its tangent (direction of travel) and its anchor.
+struct Join {
+  Pt dir;
+  Pt anchor;
+};
+
+struct Segment {
+  Span span;
+  Cubic cubic;
+};
+
+// Solves the small dense system m z = r (n <= 4) by Gaussian elimination with partial
+// pivoting; false when a pivot is negligible or the answer is not finite.
+bool SolveSmall(std::array<std::array<double, 4>, 4> m, std::array<double, 4> r, int n,
+                std::array<double, 4>& z) {
+  double scale = 0.0;
+  for (int i = 0; i < n; ++i) scale = std::max(scale, std::fabs(m[i][i]));
+  if (!(scale > 0.0) || !std::isfinite(scale)) return false;
+  for (int col = 0; col < n; ++col) {
+    int piv = col;
+    for (int row = col + 1; row < n; ++row)
+      if (std::fabs(m[row][col]) > std::fabs(m[piv][col])) piv = row;
+    if (!(std::fabs(m[piv][col]) > kPivotShare * scale)) return false;
+    std::swap(m[piv], m[col]);
+    std::swap(r[piv], r[col]);
+    for (int row = col + 1; row < n; ++row) {
+      const double f = m[row][col] / m[col][col];
+      for (int k = col; k < n; ++k) m[row][k] -= f * m[col][k];
+      r[row] -= f * r[col];
+    }
+  }
+  for (int row = n - 1; row >= 0; --row) {
+    double v = r[row];
+    for (int k = row + 1; k < n; ++k) v -= m[row][k] * z[k];
+    z[row] = v / m[row][row];
+    if (!std::isfinite(z[row])) return false;
+  }
+  return true;
+}
+
+class Fitter {
+ public:
+  // pts: distinct consecutive points; closed: pts.back() repeats pts.front().
+  Fitter(std::vector<Pt> pts, bool closed, double tol)
+      : p_(std::move(pts)), closed_(closed), tol_(tol) {
+    last_ = static_cast<int>(p_.size()) - 1;
+    m_ = closed_ ? last_ : static_cast<int>(p_.size());
+    s_.assign(p_.size(), 0.0);
+    for (std::size_t i = 1; i < p_.size(); ++i) s_[i] = s_[i - 1] + Norm(p_[i] - p_[i - 1]);
+    total_ = s_.back();
+    arm_ = std::min(kFitCornerArm * tol_, total_ * kFitCornerArmShare);
+  }
+
+  std::vector<Segment> Run() {
+    MeasureCorners();
+    return FitRuns(PlaceNodes());
+  }
+
+ private:
+  // Index helpers: a closed chain is walked cyclically through virtual indices (any
+  // integer), an open chain is clamped to its ends.
+  int Wrap(int j) const {
+    if (!closed_) return std::clamp(j, 0, last_);
+    const int r = j % m_;
+    return r < 0 ? r + m_ : r;
+  }
+  Pt P(int j) const { return p_[static_cast<std::size_t>(Wrap(j))]; }
+  double S(int j) const {
+    if (!closed_) return s_[static_cast<std::size_t>(Wrap(j))];
+    const int w = Wrap(j);
+    return s_[static_cast<std::size_t>(w)] + static_cast<double>((j - w) / m_) * total_;
+  }
+
+  static double TurnAngle(const Pt& back, const Pt& at, const Pt& ahead) {
+    const Pt u = at - back;
+    const Pt v = ahead - at;
+    if (Norm(u) == 0.0 || Norm(v) == 0.0) return 0.0;
+    return std::atan2(std::fabs(Cross(u, v)), Dot(u, v));
+  }
+
+  // Turning angle at every point with arms of arc length `arm`, by two pointers: O(n).
+  // With `full`, a point of an open chain closer than one arm to an end turns by 0: its
+  // short arm is one noisy step, not a direction.
+  std::vector<double> Turning(double arm, bool full) const {
+    std::vector<double> out(static_cast<std::size_t>(m_), 0.0);
+    const int first = closed_ ? 0 : 1;
+    const int stop = closed_ ? m_ : last_;  // exclusive
+    int b = closed_ ? -m_ : 0;
+    int f = 0;
+    for (int i = first; i < stop; ++i) {
+      while (b + 1 <= i - 1 && S(i) - S(b + 1) >= arm) ++b;
+      f = std::max(f, i + 1);
+      while (S(f) - S(i) < arm && (closed_ ? f < i + m_ : f < last_)) ++f;
+      if (full && !closed_ && (S(i) - S(0) < arm || S(last_) - S(i) < arm)) continue;
+      out[static_cast<std::size_t>(i)] = TurnAngle(P(b), P(i), P(f));
+    }
+    return out;
+  }
+
+  void MeasureCorners() {
+    const std::vector<double> t1 = Turning(arm_, true);
+    const std::vector<double> t2 = Turning(2.0 * arm_, false);
+    strength_.resize(t1.size());
+    for (std::size_t i = 0; i < t1.size(); ++i) strength_[i] = std::min(t1[i], t2[i]);
+  }
+
+  double Strength(int j) const { return strength_[static_cast<std::size_t>(Wrap(j))]; }
+
+  // Corners: the strongest point of each run of candidates, then of two corners closer than
+  // half an arm only the stronger. Returned as sorted real indices.
+  std::vector<int> FindCorners() const {
+    std::vector<int> picks;
+    const auto cand = [&](int j) { return Strength(j) >= kFitCornerAngle; };
+    if (!closed_) {
+      for (int i = 1; i < last_;) {
+        if (!cand(i)) { ++i; continue; }
+        int best = i;
+        for (; i < last_ && cand(i); ++i)
+          if (Strength(i) > Strength(best)) best = i;
+        picks.push_back(best);
+      }
+    } else {
+      int start = -1;
+      for (int i = 0; i < m_; ++i)
+        if (!cand(i)) { start = i; break; }
+      if (start < 0) {
+        // Every point turns sharply (a polygon of few points): all are picks, and the
+        // thinning below keeps the strongest of those too close together.
+        for (int i = 0; i < m_; ++i) picks.push_back(i);
+      } else {
+        for (int i = start + 1; i <= start + m_;) {
+          if (!cand(i)) { ++i; continue; }
+          int best = i;
+          for (; i <= start + m_ && cand(i); ++i)
+            if (Strength(i) > Strength(best)) best = i;
+          picks.push_back(Wrap(best));
+        }
+        std::sort(picks.begin(), picks.end());
+      }
+    }
+    // Thin out corners closer than half an arm, keeping the stronger.
+    std::vector<int> kept;
+    for (int c : picks) {
+      if (!kept.empty() && S(c) - S(kept.back()) < 0.5 * arm_) {
+        if (Strength(c) > Strength(kept.back())) kept.back() = c;
+        continue;
+      }
+      kept.push_back(c);
+    }
+    if (closed_ && kept.size() > 1 &&
+        S(kept.front() + m_) - S(kept.back()) < 0.5 * arm_) {
+      if (Strength(kept.front()) >= Strength(kept.back())) kept.pop_back();
+      else kept.erase(kept.begin());
+    }
+    return kept;
+  }
+
+  // Tangent (direction of travel) at point k: the principal direction of the points within
+  // arc length w on either side, not looking past the virtual indices lo and hi. Away from
+  // those the window is symmetric, so a steady bend does not tilt it.
+  Pt TangentAt(int k, double w, int lo, int hi) const {
+    int j0 = k - 1;
+    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
+    int j1 = k + 1;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    Pt mean;
+    for (int j = j0; j <= j1; ++j) mean += P(j);
+    mean /= static_cast<double>(j1 - j0 + 1);
+    double sxx = 0.0, sxy = 0.0, syy = 0.0;
+    for (int j = j0; j <= j1; ++j) {
+      const Pt d = P(j) - mean;
+      sxx += d.x * d.x;
+      sxy += d.x * d.y;
+      syy += d.y * d.y;
+    }
+    Pt chord = P(j1) - P(j0);
+    const double cl = Norm(chord);
+    if (cl == 0.0) {
+      chord = P(k + 1) - P(k - 1);
+      const double c2 = Norm(chord);
+      return c2 > 0.0 ? chord / c2 : Pt(1.0, 0.0);
+    }
+    chord /= cl;
+    const double ang = 0.5 * std::atan2(2.0 * sxy, sxx - syy);
+    Pt e(std::cos(ang), std::sin(ang));
+    // An almost isotropic window (a tight turn) says little; the chord is safer then.
+    const double c = Dot(e, chord);
+    if (std::fabs(c) < 0.5) return chord;
+    return c < 0.0 ? -e : e;
+  }
+
+  // A smooth join at point k: the tangent over the window of TangentAt, and the anchor
+  // moved across the tangent onto a quadratic fitted by least squares to the window's points
+  // (at most kFitAnchorShift tolerances), so that pixel steps do not pin the curve to one
+  // side of the outline.
+  Join JoinAt(int k, double w, int lo, int hi) const {
+    const Pt t = TangentAt(k, w, lo, hi);
+    const Pt nrm(-t.y, t.x);
+    int j0 = k - 1;
+    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
+    int j1 = k + 1;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    double reach = 0.0;
+    for (int j = j0; j <= j1; ++j) reach = std::max(reach, std::fabs(Dot(P(j) - P(k), t)));
+    if (!(reach > 0.0) || j1 - j0 < 2) return {t, P(k)};
+    std::array<std::array<double, 4>, 4> m{};
+    std::array<double, 4> r{}, z{};
+    for (int j = j0; j <= j1; ++j) {
+      const Pt d = P(j) - P(k);
+      const double x = Dot(d, t) / reach, y = Dot(d, nrm);
+      const double pw[3] = {1.0, x, x * x};
+      for (int e = 0; e < 3; ++e) {
+        for (int f = 0; f < 3; ++f) m[e][f] += pw[e] * pw[f];
+        r[e] += pw[e] * y;
+      }
+    }
+    if (!SolveSmall(m, r, 3, z)) return {t, P(k)};
+    const double limit = kFitAnchorShift * tol_;
+    return {t, P(k) + nrm * std::clamp(z[0], -limit, limit)};
+  }
+
+  // The node list: ends, corners and, for a closed chain, its start.
+  std::vector<Span> PlaceNodes() const {
+    const std::vector<int> corners = FindCorners();
+    std::vector<Span> spans;
+    if (!closed_) {
+      std::vector<int> nodes{0};
+      for (int c : corners) nodes.push_back(c);
+      nodes.push_back(last_);
+      for (std::size_t i = 0; i + 1 < nodes.size(); ++i)
+        spans.push_back({nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])});
+      return spans;
+    }
+    // The start of a closed chain is always a node: a corner when it turns as sharply as
+    // one (even next to a stronger corner), else a smooth join whose tangent is measured
+    // across the closure.
+    std::vector<int> nodes;
+    const bool startCorner = Strength(0) >= kFitCornerAngle;
+    nodes.push_back(0);
+    for (int c : corners)
+      if (c != 0) nodes.push_back(c);
+    nodes.push_back(m_);
+    // Around a smooth start the stretch runs from the last corner to the first, across
+    // the closure; without corners it is the whole ring.
+    const bool ring = nodes.size() == 2;
+    const int wrapLo = ring ? -m_ + 1 : nodes[nodes.size() - 2] - m_;
+    const int wrapHi = ring ? m_ - 1 : nodes[1];
+    End startEnd;
+    if (!startCorner) {
+      startEnd.smooth = true;
+      const double stretch = S(wrapHi) - S(wrapLo);
+      startEnd.dir = TangentAt(0, std::max(arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
+    }
+    for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
+      Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])};
+      if (i == 0 && startEnd.smooth) {
+        s.ea = startEnd;
+        s.lo = wrapLo;
+      }
+      if (i + 2 == nodes.size() && startEnd.smooth) {
+        s.eb = End{true, -startEnd.dir};
+        s.hi = wrapHi + m_;
+      }
+      spans.push_back(s);
+    }
+    return spans;
+  }
+
+  // Least-squares handles for run [a, b] at parameters u (u[0] = 0, u.back() = 1).
+  // Weights w (one per point of the run, or empty for all 1) lean the fit towards the points
+  // that the previous fit missed most.
+  Cubic Solve(const Span& sp, const std::vector<double>& u, const std::vector<double>& w = {}) const {
+    const Pt p0 = sp.pa;
+    const Pt p3 = sp.pb;
+    const Pt chord = p3 - p0;
+    const double cl = Norm(chord);
+    double a11 = 0, a12 = 0, a22 = 0;
+    Pt x1, x2;
+    for (int i = sp.a + 1; i < sp.b; ++i) {
+      const double t = u[static_cast<std::size_t>(i - sp.a)];
+      const double wi = w.empty() ? 1.0 : w[static_cast<std::size_t>(i - sp.a)];
+      const double s = 1.0 - t;
+      const double b0 = s * s * s, b1 = 3.0 * s * s * t, b2 = 3.0 * s * t * t, b3 = t * t * t;
+      const Pt d = p_[static_cast<std::size_t>(i)] - p0 * (b0 + b1) - p3 * (b2 + b3);
+      a11 += wi * b1 * b1;
+      a12 += wi * b1 * b2;
+      a22 += wi * b2 * b2;
+      x1 += d * (wi * b1);
+      x2 += d * (wi * b2);
+    }
+    // Columns of the system: (end, direction). A free end has two, a smooth end one.
+    struct Column {
+      int end;
+      Pt v;
+      double guess;
+    };
+    std::array<Column, 4> cols{};
+    int n = 0;
+    const Pt ex(1, 0), ey(0, 1);
+    if (sp.ea.smooth) {
+      cols[n++] = {0, sp.ea.dir, cl / 3.0};
+    } else {
+      cols[n++] = {0, ex, chord.x / 3.0};
+      cols[n++] = {0, ey, chord.y / 3.0};
+    }
+    if (sp.eb.smooth) {
+      cols[n++] = {1, sp.eb.dir, cl / 3.0};
+    } else {
+      cols[n++] = {1, ex, -chord.x / 3.0};
+      cols[n++] = {1, ey, -chord.y / 3.0};
+    }
+    const auto aa = [&](int e, int f) { return e == f ? (e == 0 ? a11 : a22) : a12; };
+    const double ridge = kFitRidge * (a11 + a22);
+    std::array<std::array<double, 4>, 4> m{};
+    std::array<double, 4> r{}, z{};
+    for (int j = 0; j < n; ++j) {
+      for (int k = 0; k < n; ++k) m[j][k] = aa(cols[j].end, cols[k].end) * Dot(cols[j].v, cols[k].v);
+      m[j][j] += ridge;
+      r[j] = Dot(cols[j].v, cols[j].end == 0 ? x1 : x2) + ridge * cols[j].guess;
+    }
+    // Without interior points (or with all of them at the ends) there is nothing to fit.
+    bool ok = ridge > 0.0 && SolveSmall(m, r, n, z);
+    Pt h[2];
+    if (ok) {
+      for (int j = 0; j < n; ++j) h[cols[j].end] += cols[j].v * z[j];
+      const double limit = kFitMaxHandle * (s_[static_cast<std::size_t>(sp.b)] - s_[static_cast<std::size_t>(sp.a)]);
+      for (int j = 0; j < n; ++j)
+        if ((sp.ea.smooth && cols[j].end == 0) || (sp.eb.smooth && cols[j].end == 1))
+          if (!(z[j] > kMinSmoothHandleShare * cl)) ok = false;
+      if (!(Norm(h[0]) <= limit) || !(Norm(h[1]) <= limit)) ok = false;
+    }
+    if (!ok) {
+      h[0] = h[1] = Pt();
+      for (int j = 0; j < n; ++j) h[cols[j].end] += cols[j].v * cols[j].guess;
+    }
+    return Cubic{{p0, p0 + h[0], p3 + h[1], p3}};
+  }
+
+  // Largest distance from a point of the run to the curve at its parameter.
+  double MaxError(const Span& sp, const Cubic& c, const std::vector<double>& u) const {
+    double worst = 0.0;
+    for (int i = sp.a + 1; i < sp.b; ++i) {
+      const double d = Norm(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
+      if (!(d <= worst)) {  // a NaN distance counts as the worst
+        worst = std::isnan(d) ? HUGE_VAL : d;
+      }
+    }
+    return worst;
+  }
+
+  // One Newton step per point towards its nearest curve parameter, kept only if closer.
+  void Reparameterise(const Span& sp, const Cubic& c, std::vector<double>& u) const {
+    for (int i = sp.a + 1; i < sp.b; ++i) {
+      double& t = u[static_cast<std::size_t>(i - sp.a)];
+      const Pt p = p_[static_cast<std::size_t>(i)];
+      const Pt d = Eval(c, t) - p;
+      const Pt d1 = Derivative(c, t);
+      const Pt d2 = SecondDerivative(c, t);
+      const double den = Dot(d1, d1) + Dot(d, d2);
+      if (!(std::fabs(den) > 0.0)) continue;
+      const double nt = std::clamp(t - Dot(d, d1) / den, 0.0, 1.0);
+      if (Norm(Eval(c, nt) - p) < Norm(d)) t = nt;
+    }
+  }
+
+  // Lawson's step towards the minimax fit: each weight grows with its point's error, so
+  // the worst points pull harder in the next least-squares fit.
+  void Reweight(const Span& sp, const Cubic& c, const std::vector<double>& u, std::vector<double>& w) const {
+    double sum = 0.0;
+    for (int i = sp.a + 1; i < sp.b; ++i) {
+      const std::size_t j = static_cast<std::size_t>(i - sp.a);
+      w[j] *= Norm(Eval(c, u[j]) - p_[static_cast<std::size_t>(i)]) + kWeightFloor * tol_;
+      sum += w[j];
+    }
+    if (!(sum > 0.0) || !std::isfinite(sum)) {
+      std::fill(w.begin(), w.end(), 1.0);
+      return;
+    }
+    const double norm = static_cast<double>(sp.b - sp.a - 1) / sum;
+    for (double& x : w) x *= norm;
+  }
+
+  // Fits one cubic to the run within the tolerance; false when it cannot.
+  bool FitSpan(const Span& sp, Cubic& out) const {
+    const Pt p0 = sp.pa;
+    const Pt p3 = sp.pb;
+    const double len = s_[static_cast<std::size_t>(sp.b)] - s_[static_cast<std::size_t>(sp.a)];
+    if (sp.b - sp.a == 1) {
+      out = Solve(sp, {0.0, 1.0});
+      return true;
+    }
+    if (!(Norm(p3 - p0) > kLoopChordShare * len)) return false;
+    std::vector<double> u(static_cast<std::size_t>(sp.b - sp.a + 1));
+    for (int i = sp.a; i <= sp.b; ++i)
+      u[static_cast<std::size_t>(i - sp.a)] = (s_[static_cast<std::size_t>(i)] - s_[static_cast<std::size_t>(sp.a)]) / len;
+    u.back() = 1.0;
+    Cubic c = Solve(sp, u);
+    double err = MaxError(sp, c, u);
+    // The first errors are measured at chord-length parameters, which on a long run can be
+    // far from each point's nearest parameter: the hopelessness test waits for the plain
+    // rounds.
+    std::vector<double> w(u.size(), 1.0);
+    for (int it = 0; it < kFitMaxReparam && err > tol_; ++it) {
+      if (it >= kFitPlainRounds && !(err < kFitReparamLimit * tol_)) break;
+      Reparameterise(sp, c, u);
+      if (it >= kFitPlainRounds) Reweight(sp, c, u, w);
+      c = Solve(sp, u, w);
+      err = MaxError(sp, c, u);
+    }
+    if (std::getenv("FITDBG")) std::fprintf(stderr, "span %d-%d (%.0f,%.0f)-(%.0f,%.0f) err %.3f ea %d (%.3f,%.3f) eb %d (%.3f,%.3f) c1 %.2f,%.2f c2 %.2f,%.2f\n", sp.a, sp.b, p0.x,p0.y,p3.x,p3.y, err, sp.ea.smooth, sp.ea.dir.x, sp.ea.dir.y, sp.eb.smooth, sp.eb.dir.x, sp.eb.dir.y, c.p[1].x-p0.x, c.p[1].y-p0.y, c.p[2].x-p3.x, c.p[2].y-p3.y);
+    if (!(err <= tol_)) return false;
+    out = c;
+    return true;
+  }
+
+  // The run a..b starting at anchor pa, its end b a smooth join inside the stretch of
+  // `run` (or run's own end).
+  Span Candidate(const Span& run, int a, const End& ea, const Pt& pa, int b) const {
+    Span sp{a, b, ea, run.eb, run.lo, run.hi, pa, run.pb};
+    if (b != run.b) {
+      const double w = std::max(arm_, kFitTangentShare * (S(b) - S(a)));
+      const Join j = JoinAt(b, w, run.lo, run.hi);
+      sp.eb = End{true, -j.dir};
+      sp.pb = j.anchor;
+    }
+    return sp;
+  }
+
+  // Covers each run between fixed nodes greedily: from each node, the longest stretch that
+  // one cubic fits, found by doubling the length and then bisecting (O(log) fits a segment).
+  std::vector<Segment> FitRuns(const std::vector<Span>& runs) const {
+    std::vector<Segment> segs;
+    for (const Span& run : runs) {
+      int a = run.a;
+      End ea = run.ea;
+      Pt pa = run.pa;
+      while (a < run.b) {
+        Segment best{Candidate(run, a, ea, pa, a + 1), Cubic{}};
+        FitSpan(best.span, best.cubic);  // two points always fit
+        int good = a + 1;
+        int bad = -1;
+        for (int step = kFirstStep; good < run.b; step *= 2) {
+          const int b = std::min(run.b, a + step);
+          Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
+          if (!FitSpan(trial.span, trial.cubic)) {
+            bad = b;
+            break;
+          }
+          best = trial;
+          good = b;
+        }
+        while (bad > good + 1) {
+          const int b = good + (bad - good) / 2;
+          Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
+          if (FitSpan(trial.span, trial.cubic)) {
+            best = trial;
+            good = b;
+          } else {
+            bad = b;
+          }
+        }
+        segs.push_back(best);
+        a = good;
+        ea = End{best.span.eb.smooth, -best.span.eb.dir};
+        pa = best.span.pb;
+      }
+    }
+    return segs;
+  }
+
+  std::vector<Pt> p_;
+  std::vector<double> s_;
+  std::vector<double> strength_;
+  bool closed_;
+  int last_ = 0;
+  int m_ = 0;
+  double total_ = 0.0;
+  double tol_;
+  double arm_ = 0.0;
+};
+
+}  // namespace
+
+void FitCurve(const CDPOINT* points, int count, CBPointArray* path, double tolerance) {
+  if (path == nullptr) return;
+  path->RemoveAll();
+  if (points == nullptr || count <= 0) return;
+
+  std::vector<Pt> pts;
+  pts.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i)
+    if (Finite(points[i])) pts.push_back(points[i]);
+  if (pts.empty()) return;
+  const Pt first = pts.front();
+  const Pt last = pts.back();
+
+  if (pts.size() == 1) {
+    path->Add(CBPOINT(first, first, first));
+    return;
+  }
+
+  // Merge consecutive repeats, keeping the first of each run.
+  std::vector<Pt> d;
+  d.reserve(pts.size());
+  for (const Pt& p : pts)
+    if (d.empty() || !Coincide(d.back(), p)) d.push_back(p);
+  if (d.size() == 1) {
+    path->Add(CBPOINT(first, first, first));
+    path->Add(CBPOINT(last, last, last));
+    return;
+  }
+  const bool closed = d.size() >= 4 && Coincide(d.front(), d.back());
+  if (closed) d.back() = d.front();
+
+  double tol = tolerance > 0.0 ? tolerance : kFitMinTolerance;  // NaN fails the test too
+  double maxAbs = 0.0;
+  for (const Pt& p : d) maxAbs = std::max({maxAbs, std::fabs(p.x), std::fabs(p.y)});
+  double unscale = 1.0;
+  if (maxAbs > kFitRescaleAbove || maxAbs < kFitRescaleBelow) {
+    const int e = std::ilogb(maxAbs);
+    const double scale = std::ldexp(1.0, -e);
+    unscale = std::ldexp(1.0, e);
+    for (Pt& p : d) p *= scale;
+    tol *= scale;
+  }
+
+  Fitter fitter(std::move(d), closed, tol);
+  const std::vector<Segment> segs = fitter.Run();
+
+  const auto back = [unscale](const Pt& p) { return p * unscale; };
+  path->SetSize(static_cast<INT_PTR>(segs.size() + 1));
+  CBPOINT* nodes = path->GetData();
+  for (std::size_t i = 0; i < segs.size(); ++i) {
+    nodes[i].anchor = back(segs[i].cubic.p[0]);
+    nodes[i].out = back(segs[i].cubic.p[1]);
+    nodes[i + 1].in = back(segs[i].cubic.p[2]);
+    nodes[i + 1].anchor = back(segs[i].cubic.p[3]);
+  }
+  CBPOINT& head = nodes[0];
+  CBPOINT& tail = nodes[segs.size()];
+  head.anchor = first;
+  tail.anchor = last;
+  if (closed) {
+    head.in = tail.in;
+    tail.out = head.out;
+  } else {
+    head.in = head.anchor;
+    tail.out = tail.anchor;
+  }
+}
