@@ -28,6 +28,7 @@
 // Raster.
 #include "plexa/raster/bitmatrix.h"
 #include "plexa/raster/imgproc.h"
+#include "plexa/raster/shapetrace.h"
 
 // Effects.
 #include "plexa/effects/spiral.h"
