@@ -20,6 +20,10 @@
 
 // Planar geometry.
 #include "plexa/analysis/planar.h"
+#include "plexa/analysis/circle.h"
+
+// Bezier segment.
+#include "plexa/geom/bezier.h"
 
 // Paths and path sets.
 #include "plexa/geom/path.h"
@@ -42,3 +46,5 @@
 
 // Curve analysis.
 #include "plexa/analysis/fitcurve.h"
+
+#include "plexa/analysis/nearest.h"

@@ -1,5 +1,9 @@
 #include "plexa/geom/polypoly.h"
 
+#include <algorithm>
+
+#include "plexa/geom/bezier.h"
+
 CBPointArray& CPolyPolyBezier::operator[](int i) const {
   CBPointArray* p = GetAt(i);
   if (p == nullptr) AfxThrowInvalidArgException();
@@ -29,6 +33,29 @@ void CPolyPolyBezier::SetOrientation(bool clockwise) {
 void CPolyPolyBezier::ApplyTransformation(CView3D& view) {
   for (int i = 0; i < GetSize(); ++i)
     if (CBPointArray* p = GetAt(i)) p->ApplyTransformation(view);
+}
+
+void CPolyPolyBezier::CalcFrame(PLEXA::CDRECT& rc, double resolution) const {
+  CArray<PLEXA::CDPOINT, PLEXA::CDPOINT> pts;
+  for (INT_PTR i = 0; i < GetSize(); ++i) {
+    const CBPointArray* path = GetAt(static_cast<int>(i));
+    if (path == nullptr) continue;
+    const PLEXA::CBPOINT* nodes = path->GetData();
+    for (INT_PTR j = 0; j + 1 < path->GetSize(); ++j) {
+      CBezier seg(nodes[j], nodes[j + 1]);
+      seg.SetResolution(resolution);
+      seg.GetPolyline(pts);
+    }
+  }
+  if (pts.IsEmpty()) return;
+  PLEXA::CDRECT box(pts[0].x, pts[0].x, pts[0].y, pts[0].y);
+  for (const PLEXA::CDPOINT& p : pts) {
+    box.xmin = std::min(box.xmin, p.x);
+    box.xmax = std::max(box.xmax, p.x);
+    box.ymin = std::min(box.ymin, p.y);
+    box.ymax = std::max(box.ymax, p.y);
+  }
+  rc = box;
 }
 
 void CPolyPolyDPoint::ApplyTransformation(CView3D& view) {

@@ -102,6 +102,14 @@ class CPolyPolyBezier : public CPolyPolyOf<CBPointArray, true> {
   void MakeReverse(bool reverseEach);
   void SetOrientation(bool clockwise);
   void ApplyTransformation(CView3D& view);
+  // Bounds of the flattened curves: every segment of every non-null path is flattened by
+  // CBezier::GetPolyline at this resolution into one shared point list (so only the very
+  // first anchor enters as such; later paths start with their first piece's control points,
+  // within the resolution of their anchor), and rc gets the bounds of that list. The frame
+  // follows the flattened curve, not the control points. No points at all (no path with 2
+  // or more nodes): rc is left unchanged. The shared list's 100,000-point ceiling applies:
+  // beyond it segments enter by their control points, which still enclose them.
+  void CalcFrame(PLEXA::CDRECT& rc, double resolution) const;
 };
 
 class CPolyPolyDPoint : public CPolyPolyOf<CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>, false> {

@@ -1,0 +1,656 @@
+#include "plexa/analysis/planar.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <initializer_list>
+#include <limits>
+#include <numbers>
+
+#include "plexa/effects/view3d.h"
+#include "plexa/geom/path.h"
+#include "plexa/geom/polypoly.h"
+
+using PLEXA::CBPOINT;
+using PLEXA::CDLINE;
+using PLEXA::CDPOINT;
+using PLEXA::CDRECT;
+using PLEXA::CFLINE;
+using PLEXA::CFPOINT;
+using Poly = CArray<CDPOINT, CDPOINT>;
+using IPoly = CArray<tagPOINT, tagPOINT>;
+
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+
+Poly MakePoly(std::initializer_list<CDPOINT> pts) {
+  Poly p;
+  for (const CDPOINT& q : pts) p.Add(q);
+  return p;
+}
+
+IPoly MakeIPoly(std::initializer_list<tagPOINT> pts) {
+  IPoly p;
+  for (const tagPOINT& q : pts) p.Add(q);
+  return p;
+}
+
+CBPointArray MakePath(std::initializer_list<CDPOINT> pts) {
+  CBPointArray path;
+  for (const CDPOINT& q : pts) path.Add(CBPOINT(q, q, q));
+  return path;
+}
+
+#define EXPECT_POINT_NEAR(a, b, tol)                                                          \
+  do {                                                                                        \
+    const CDPOINT pa_ = (a), pb_ = (b);                                                       \
+    EXPECT_TRUE(std::fabs(pa_.x - pb_.x) <= (tol) && std::fabs(pa_.y - pb_.y) <= (tol))       \
+        << "(" << pa_.x << ", " << pa_.y << ") vs (" << pb_.x << ", " << pb_.y << ") tol " << (tol); \
+  } while (0)
+
+const Poly kSquare = MakePoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
+
+}  // namespace
+
+TEST(PlanarAngles, WrapOnceAndCompare) {
+  EXPECT_DOUBLE_EQ(Bound2PI(-7), -7 + 2 * kPi);  // -0.7168..., still negative: one wrap only
+  EXPECT_LT(Bound2PI(-7), 0);
+  EXPECT_EQ(Bound2PI(1.5), 1.5);
+  EXPECT_DOUBLE_EQ(BoundPI(4), 4 - 2 * kPi);
+  EXPECT_DOUBLE_EQ(BoundPI(-4), -4 + 2 * kPi);
+  EXPECT_EQ(BoundPI(kPi), kPi);
+  EXPECT_DOUBLE_EQ(BoundPI(10), 10 - 2 * kPi);  // once: 3.7168 stays above pi
+
+  EXPECT_EQ(AreAnglesEqual(0.001, 2 * kPi - 0.001, 0.01), 1);  // across the wrap
+  EXPECT_EQ(AreAnglesEqual(-0.1, 2 * kPi - 0.1, 1e-9), 1);
+  EXPECT_EQ(AreAnglesEqual(0, 1, 0.5), 0);
+
+  EXPECT_EQ(AreDistancesEqual(1, 2, 0.4), 1);   // ratio 0.5 exceeds 0.4
+  EXPECT_EQ(AreDistancesEqual(1, 2, -0.4), 1);  // |ratio|
+  EXPECT_EQ(AreDistancesEqual(2, 1, 0.5), 0);   // strictly above
+  EXPECT_EQ(AreDistancesEqual(1, 2, 0.6), 0);
+  EXPECT_EQ(AreDistancesEqual(-3, 3, 0.99), 1);
+  EXPECT_EQ(AreDistancesEqual(0, 1e-9, 5.0), 1);  // both zero, any ratio
+  EXPECT_EQ(AreDistancesEqual(0, 1e-7, 0.1), 0);
+}
+
+TEST(PlanarAngles, LinesAngleSignRangeAndCoincidence) {
+  EXPECT_DOUBLE_EQ(GetLinesAngle(1, 0, 0, 0, 0, 1), -kPi / 2);  // P1 clockwise of P3
+  EXPECT_DOUBLE_EQ(GetLinesAngle(0, 1, 0, 0, 1, 0), kPi / 2);
+  EXPECT_DOUBLE_EQ(GetLinesAngle(-1, 0, 0, 0, 1, 0), kPi);  // the ends of the range
+  EXPECT_DOUBLE_EQ(GetLinesAngle(1, 0, 0, 0, -1, 0), -kPi);
+  // P1 at 350 degrees, P3 at 10 degrees: -20 degrees, not 340.
+  const double a = 350 * kPi / 180, b = 10 * kPi / 180;
+  EXPECT_NEAR(GetLinesAngle(std::cos(a), std::sin(a), 0, 0, std::cos(b), std::sin(b)), -20 * kPi / 180, 1e-12);
+  EXPECT_EQ(GetLinesAngle(5e-9, 0, 0, 0, 0, 1), 0.0);   // P1 on P2
+  EXPECT_EQ(GetLinesAngle(0, 1, 5, 5, 5e-9, 1), 0.0);   // P1 on P3
+  EXPECT_EQ(GetLinesAngle(1, 0, 3, 3, 3, 3 + 5e-9), 0.0);  // P3 on P2
+}
+
+TEST(PlanarLines, IntersectionInSlopeFormRelativeToSecondPoint) {
+  double x = -1, y = -1;
+  EXPECT_EQ(GetLinesIntersection(0, 0, 2, 2, 0, 2, 2, 0, &x, &y), 1);
+  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 1), 1e-12);
+  // Collinear and parallel lines: 0 with the outputs zeroed.
+  EXPECT_EQ(GetLinesIntersection(0, 0, 1, 1, 2, 2, 3, 3, &x, &y), 0);
+  EXPECT_EQ(x, 0.0);
+  EXPECT_EQ(y, 0.0);
+  EXPECT_EQ(GetLinesIntersection(0, 0, 1, 1, 0, 1, 1, 2, &x, &y), 0);
+  EXPECT_EQ(GetLinesIntersection(1, 0, 1, 5, 3, 0, 3, 5, &x, &y), 0);  // both vertical
+  EXPECT_EQ(GetLinesIntersection(1, 1, 1, 1, 0, 0, 5, 0, &x, &y), 0);  // degenerate line
+  EXPECT_EQ(GetLinesIntersection(0, 0, 5, 1, 2, 2, 2, 2, &x, &y), 0);
+  // Vertical first line, vertical second line.
+  EXPECT_EQ(GetLinesIntersection(1, -1, 1, 1, 0, 0, 2, 0, &x, &y), 1);
+  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 0), 1e-12);
+  EXPECT_EQ(GetLinesIntersection(0, 0, 2, 2, 1, 5, 1, -5, &x, &y), 1);
+  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 1), 1e-12);
+  // A first line with an x extent below 1e-8 counts as vertical through its second point.
+  EXPECT_EQ(GetLinesIntersection(5 + 5e-9, 10, 5, 0, 0, 3, 10, 3, &x, &y), 1);
+  EXPECT_EQ(x, 5.0);
+  EXPECT_DOUBLE_EQ(y, 3.0);
+  // The epsilon is on slopes, not angles: slope 1e-9 against a horizontal line is parallel...
+  EXPECT_EQ(GetLinesIntersection(0, 0, 100, 1e-7, 0, 1, 1, 1, &x, &y), 0);
+  // ...while two steep lines a hair apart in angle still meet.
+  EXPECT_EQ(GetLinesIntersection(0, 0, 1, 1e8, 0, 1, 1, 1 + 1.0001e8, &x, &y), 1);
+  EXPECT_NEAR(x, -1e-4, 1e-9);  // 1e8 x = 1 + 1.0001e8 x
+  // Null outputs are allowed.
+  EXPECT_EQ(GetLinesIntersection(0, 0, 2, 2, 0, 2, 2, 0, nullptr, nullptr), 1);
+
+  // Segments: a meeting outside one segment answers 0 but leaves the point.
+  EXPECT_EQ(GetSegmentIntersection(0, 0, 2, 2, 0, 2, 2, 0, &x, &y), 1);
+  EXPECT_EQ(GetSegmentIntersection(0, 0, 1, 1, 4, 0, 4, 10, &x, &y), 0);
+  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(4, 4), 1e-12);
+}
+
+TEST(PlanarLines, DistancesHalfPlanesRangesAndDivision) {
+  EXPECT_DOUBLE_EQ(GetDistanceFromLine(0, 0, 10, 0, 3, -4), 4.0);
+  EXPECT_DOUBLE_EQ(GetDistanceFromLine(1, 1, 1, 1, 4, 5), 5.0);  // degenerate: distance to P1
+  EXPECT_POINT_NEAR(GetDistancePoint(0, 0, 10, 10, 10, 0), CDPOINT(5, 5), 1e-12);
+  EXPECT_POINT_NEAR(GetDistancePoint(0, 0, 10, 0, 20, 3), CDPOINT(20, 0), 1e-12);  // off the segment
+  EXPECT_EQ(GetDistancePoint(2, 3, 2, 3, 9, 9), CDPOINT(2, 3));
+
+  EXPECT_EQ(GetHalfPlane(0, 0, 1, 0, 0, 1), 1);  // left of P1->P2 with y up
+  EXPECT_EQ(GetHalfPlane(0, 0, 1, 0, 0, -1), -1);
+  EXPECT_EQ(GetHalfPlane(0, 0, 1, 0, 7, 5e-9), 0);
+  EXPECT_EQ(GetHalfPlane(0, 0, 1000, 0, 7, 5e-11), 1);  // absolute, not scaled: s = 5e-8
+
+  EXPECT_EQ(IsPointInLineRange(0, 0, 10, 5, 10 + 5e-9, -5e-9), 1);
+  EXPECT_EQ(IsPointInLineRange(10, 5, 0, 0, 5, 5 + 2e-8), 0);
+  EXPECT_EQ(IsPointInLineRange(0, 0, 10, 10, 9, 1), 1);  // a box test, not an on-line test
+
+  const CDLINE l(CDPOINT(1, 2), CDPOINT(5, 10));
+  EXPECT_EQ(DivideLine(l, 0), CDPOINT(1, 2));
+  EXPECT_EQ(DivideLine(l, 1), CDPOINT(5, 10));
+  EXPECT_POINT_NEAR(DivideLine(l, 1.5), CDPOINT(7, 14), 1e-12);
+  EXPECT_POINT_NEAR(DivideLine(l, -0.5), CDPOINT(-1, -2), 1e-12);
+  const CFPOINT f = DivideLine(CFLINE(CFPOINT(1.0f, -1.0f), CFPOINT(-1.0f, 3.0f)), 0.5);
+  EXPECT_EQ(f.x, 0.0f);
+  EXPECT_EQ(f.y, 1.0f);
+  const CFPOINT g = DivideLine(CFLINE(CFPOINT(0.0f, 0.0f), CFPOINT(1e-8f, 2.0f)), 0.5);
+  EXPECT_EQ(g.x, 0.0f);  // 5e-9 is stored as exactly 0
+}
+
+TEST(PlanarTransforms, FlipsAndRandomRange) {
+  double x = 3, y = 7;
+  FlipHor(&x, &y, 10, 0);
+  EXPECT_EQ(x, 17);
+  EXPECT_EQ(y, 7);
+  FlipVer(&x, &y, 0, 2);
+  EXPECT_EQ(x, 17);
+  EXPECT_EQ(y, -3);
+  float fx = 3, fy = 7;
+  FlipHor(&fx, &fy, 5e-9f, 0);  // an axis below 1e-8 is the axis 0
+  EXPECT_EQ(fx, -3.0f);
+  FlipVer(&fx, &fy, 0, 1);
+  EXPECT_EQ(fy, -5.0f);
+
+  std::srand(7);
+  bool seen[5] = {};
+  for (int i = 0; i < 500; ++i) {
+    const int r = GetRandom(3, 7);
+    ASSERT_GE(r, 3);
+    ASSERT_LE(r, 7);
+    seen[r - 3] = true;
+  }
+  for (bool s : seen) EXPECT_TRUE(s);
+  EXPECT_EQ(GetRandom(4, 4), 4);
+  EXPECT_EQ(GetRandom(5, 4), 5);  // empty range: no division by zero
+}
+
+TEST(PlanarBounds, RectanglesOfPointsArraysSetsAndPaths) {
+  const Poly tri = MakePoly({{3, -1}, {-2, 4}, {5, 2}});
+  EXPECT_EQ(GetPolygonRect(tri), CDRECT(-2, 5, -1, 4));
+  EXPECT_EQ(GetPolygonRect(tri.GetData(), 2), CDRECT(-2, 3, -1, 4));
+  EXPECT_EQ(GetPolygonRect(tri.GetData(), 0), CDRECT());
+  EXPECT_EQ(GetPolygonRect(Poly()), CDRECT());
+
+  const IPoly ip = MakeIPoly({{3, -1}, {-2, 4}, {5, 2}});
+  EXPECT_EQ(GetPolygonRect(ip.GetData(), 3), CRect(-2, -1, 5, 4));
+  EXPECT_EQ(GetPolylineBounds(ip), CRect(-2, -1, 5, 4));
+  CRect r(1, 1, 1, 1);
+  GetPolylineBounds(IPoly(), r);
+  EXPECT_EQ(r, CRect());
+
+  double x0 = 9, y0 = 9, x1 = 9, y1 = 9;
+  GetPolylineBounds(tri, x0, y0, x1, y1);
+  EXPECT_EQ(x0, -2);
+  EXPECT_EQ(y0, -1);
+  EXPECT_EQ(x1, 5);
+  EXPECT_EQ(y1, 4);
+  GetPolylineBounds(Poly(), x0, y0, x1, y1);
+  EXPECT_EQ(x0 + y0 + x1 + y1, 0);
+
+  // Paths: anchors only, control points ignored.
+  CBPointArray path;
+  path.Add(CBPOINT(CDPOINT(-100, -100), CDPOINT(0, 0), CDPOINT(100, 100)));
+  path.Add(CBPOINT(CDPOINT(50, 50), CDPOINT(2, 3), CDPOINT(50, 50)));
+  CDRECT pr;
+  GetPolylineBounds(path, pr);
+  EXPECT_EQ(pr, CDRECT(0, 2, 0, 3));
+
+  CPolyPolyDPoint set;
+  set.Add(new Poly(tri));
+  set.Add(nullptr);
+  set.Add(new Poly(kSquare));
+  CArray<CDRECT, CDRECT> rects;
+  rects.Add(CDRECT(7, 7, 7, 7));
+  rects.Add(CDRECT(7, 7, 7, 7));
+  GetPolygonRects(set, rects);
+  ASSERT_EQ(rects.GetSize(), 3);
+  EXPECT_EQ(rects[0], CDRECT(-2, 5, -1, 4));
+  EXPECT_EQ(rects[1], CDRECT());  // absent polyline: zero
+  EXPECT_EQ(rects[2], CDRECT(0, 10, 0, 10));
+}
+
+TEST(PlanarLengths, LengthsAndLengthFractions) {
+  const Poly l = MakePoly({{0, 0}, {3, 4}, {3, 10}});
+  EXPECT_DOUBLE_EQ(GetPolylineLength(l), 11.0);
+  EXPECT_DOUBLE_EQ(GetPolylineLength(l, 1), 5.0);
+  EXPECT_DOUBLE_EQ(GetPolylineLength(l, 9), 11.0);
+  EXPECT_EQ(GetPolylineLength(l, 0), 0.0);
+  EXPECT_EQ(GetPolylineLength(MakePoly({{4, 4}})), 0.0);
+  EXPECT_DOUBLE_EQ(GetPolylineLength(MakeIPoly({{0, 0}, {3, 4}, {3, 10}})), 11.0);
+  // A path's length follows the anchors, not the curves.
+  CBPointArray path = MakePath({{0, 0}, {3, 4}});
+  path[0].out = CDPOINT(100, 0);
+  EXPECT_DOUBLE_EQ(GetPolylineLength(path), 5.0);
+
+  EXPECT_EQ(GetPolylineTFromLength(l, 5.5), 0.5);
+  EXPECT_EQ(GetPolylineTFromLength(l, 12), 1.0);
+  EXPECT_EQ(GetPolylineTFromLength(l, -1), 0.0);
+  EXPECT_EQ(GetPolylineTFromLength(MakePoly({{1, 1}, {1, 1}}), 0.0), 0.0);
+}
+
+TEST(PlanarLengths, PointAtFractionKeepsTheAbsoluteValue) {
+  const Poly l = MakePoly({{0, 0}, {10, 0}, {10, 10}});  // length 20
+  int seg = -1;
+  EXPECT_POINT_NEAR(GetPolylinePoint(l, 0.75, &seg), CDPOINT(10, 5), 1e-12);
+  EXPECT_EQ(seg, 1);
+  EXPECT_POINT_NEAR(GetPolylinePoint(l, 0.25, &seg), CDPOINT(5, 0), 1e-12);
+  EXPECT_EQ(seg, 0);
+  EXPECT_POINT_NEAR(GetPolylinePoint(l, 0.5, &seg), CDPOINT(10, 0), 1e-12);
+  EXPECT_EQ(seg, 0);  // the first segment whose cumulative length reaches t * L
+  // Beyond the end: extrapolated along the last segment's line.
+  EXPECT_POINT_NEAR(GetPolylinePoint(l, 1.5, &seg), CDPOINT(10, 20), 1e-12);
+  EXPECT_EQ(seg, 1);
+  // Before the start: mirrored into the first segment, |10 - 15| / 10 of the way.
+  EXPECT_POINT_NEAR(GetPolylinePoint(l, -0.25, &seg), CDPOINT(5, 0), 1e-12);
+  EXPECT_EQ(seg, 0);
+  // Degenerate inputs.
+  EXPECT_EQ(GetPolylinePoint(Poly(), 0.5, &seg), CDPOINT());
+  EXPECT_EQ(seg, 0);
+  EXPECT_EQ(GetPolylinePoint(MakePoly({{3, 4}}), 0.5, nullptr), CDPOINT(3, 4));
+  EXPECT_EQ(GetPolylinePoint(MakePoly({{2, 2}, {2, 2}, {9, 2}}), 0.0, &seg), CDPOINT(2, 2));
+  const CDPOINT nan = GetPolylinePoint(l, std::numeric_limits<double>::quiet_NaN(), &seg);
+  EXPECT_TRUE(std::isnan(nan.x) || std::isnan(nan.y));
+}
+
+TEST(PlanarLengths, FractionOfPointUsesAOneUnitThreshold) {
+  Poly l = MakePoly({{0, 0}, {10, 0}, {10, 10}});
+  EXPECT_DOUBLE_EQ(GetPolylineT(l, 1, CDPOINT(10, 5)), 0.75);
+  EXPECT_DOUBLE_EQ(GetPolylineT(l, 0, CDPOINT(5, 0)), 0.25);
+  EXPECT_DOUBLE_EQ(GetPolylineT(l, 0, CDPOINT(5, 3)), std::hypot(5, 3) / 20);  // not projected
+  EXPECT_EQ(GetPolylineT(l, 2, CDPOINT(0, 0)), 1.0);  // seg == n - 1
+  EXPECT_EQ(GetPolylineT(l, 3, CDPOINT(0, 0)), 0.0);
+  EXPECT_EQ(GetPolylineT(l, -1, CDPOINT(0, 0)), 0.0);
+  Poly empty;
+  EXPECT_EQ(GetPolylineT(empty, -1, CDPOINT(0, 0)), 1.0);  // n - 1 is -1
+  // Shorter than one unit: 0 for every point; exactly one unit is long enough.
+  Poly tiny = MakePoly({{0, 0}, {0.5, 0}, {0.9, 0}});
+  EXPECT_EQ(GetPolylineT(tiny, 0, CDPOINT(0.3, 0)), 0.0);
+  EXPECT_EQ(GetPolylineT(tiny, 1, CDPOINT(0.7, 0)), 0.0);
+  Poly unit = MakePoly({{0, 0}, {1, 0}});
+  EXPECT_DOUBLE_EQ(GetPolylineT(unit, 0, CDPOINT(0.25, 0)), 0.25);
+}
+
+TEST(PlanarLengths, TangentsAndClosestPoints) {
+  const Poly l = MakePoly({{0, 0}, {10, 0}, {10, 10}});
+  EXPECT_DOUBLE_EQ(GetDPointTangentAngle(l, 0), 0.0);
+  EXPECT_DOUBLE_EQ(GetDPointTangentAngle(l, 1), kPi / 4);
+  EXPECT_DOUBLE_EQ(GetDPointTangentAngle(l, 2), kPi / 2);
+  EXPECT_THROW(GetDPointTangentAngle(l, 3), CInvalidArgException);
+
+  CArray<CPoint, CPoint> pts;
+  EXPECT_EQ(GetClosestPointIndex(pts, CPoint(0, 0)), -1);
+  pts.Add(CPoint(5, 5));
+  EXPECT_EQ(GetClosestPointIndex(pts, CPoint(100, 100)), 0);
+  pts.Add(CPoint(1, 0));
+  pts.Add(CPoint(0, 1));  // tie with index 1
+  EXPECT_EQ(GetClosestPointIndex(pts, CPoint(0, 0)), 1);
+  // Extreme coordinates: squared distances need more than 64 bits.
+  CArray<CPoint, CPoint> far;
+  constexpr LONG kMin = std::numeric_limits<LONG>::min(), kMax = std::numeric_limits<LONG>::max();
+  far.Add(CPoint(kMin, kMin));
+  far.Add(CPoint(kMin, kMax));
+  EXPECT_EQ(GetClosestPointIndex(far, CPoint(kMax, kMax)), 1);
+
+  Poly poly = MakePoly({{0, 0}, {10, 0}, {10, 10}});
+  int seg = -1;
+  CDPOINT q(-1, -1);
+  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(4, 3), &seg, &q));
+  EXPECT_EQ(seg, 0);
+  EXPECT_POINT_NEAR(q, CDPOINT(4, 0), 1e-12);
+  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(13, 6), &seg, &q));
+  EXPECT_EQ(seg, 1);
+  EXPECT_POINT_NEAR(q, CDPOINT(10, 6), 1e-12);
+  // Beyond the ends: the nearer end point; at the corner the earlier segment wins the tie.
+  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(13, -3), &seg, &q));
+  EXPECT_EQ(seg, 0);
+  EXPECT_EQ(q, CDPOINT(10, 0));
+  Poly one = MakePoly({{1, 1}});
+  q = CDPOINT(-7, -7);
+  EXPECT_TRUE(GetPolylineClosestPoint(one, CDPOINT(4, 3), &seg, &q));
+  EXPECT_EQ(seg, 0);
+  EXPECT_EQ(q, CDPOINT(-7, -7));  // unchanged
+}
+
+TEST(PlanarConversions, ConvertTransformDuplicatesAndSimilarity) {
+  CBPointArray path = MakePath({{9, 9}, {9, 9}, {9, 9}});
+  Convert(MakePoly({{1, 2}, {3, 4}}), path);
+  ASSERT_EQ(path.GetSize(), 2);
+  EXPECT_EQ(path[1], CBPOINT(CDPOINT(3, 4), CDPOINT(3, 4), CDPOINT(3, 4)));
+
+  Poly pts = MakePoly({{1, 2}, {3, 4}});
+  CView3D view;
+  view.Translate(5, 0, 0);  // a view moves the world by the negated offset
+  ApplyTransformation(pts, view);
+  EXPECT_POINT_NEAR(pts[1], CDPOINT(-2, 4), 1e-12);
+
+  IPoly ip = MakeIPoly({{1, 1}, {1, 1}, {2, 2}, {2, 2}, {2, 2}, {1, 1}});
+  DelPolylineDuplicatePoints(ip);
+  ASSERT_EQ(ip.GetSize(), 3);
+  EXPECT_EQ(ip[1].x, 2);
+  EXPECT_EQ(ip[2].x, 1);
+  // A chain of near repeats collapses onto its first point: each is compared with its
+  // original predecessor, not with the survivor.
+  Poly chain = MakePoly({{0, 0}, {0.6e-8, 0}, {1.2e-8, 0}, {5, 0}});
+  DelPolylineDuplicatePoints(chain);
+  ASSERT_EQ(chain.GetSize(), 2);
+  EXPECT_EQ(chain[1], CDPOINT(5, 0));
+
+  const CBPointArray a = MakePath({{0, 0}, {10, 0}, {10, 10}});
+  EXPECT_TRUE(AreSimilar(a, MakePath({{5, 5}, {15, 5}, {15, 15}}), 1e-9));  // translated
+  EXPECT_TRUE(AreSimilar(a, MakePath({{0, 7}, {10, -40}, {10, 99}}), 1e-9));  // y never decides
+  EXPECT_FALSE(AreSimilar(a, MakePath({{0, 0}, {10.5, 0}, {10.5, 10}}), 0.1));
+  EXPECT_TRUE(AreSimilar(a, MakePath({{0, 0}, {10.05, 0}, {10.05, 10}}), 0.1));
+  EXPECT_FALSE(AreSimilar(a, MakePath({{0, 0}, {10, 0}}), 1.0));
+  EXPECT_TRUE(AreSimilar(MakePath({{1, 1}}), MakePath({{5, 5}}), 0.0));
+
+  CPolyPolyBezier s1, s2;
+  EXPECT_TRUE(AreSimilar(s1, s2, 0.1));
+  s1.Add(new CBPointArray(a));
+  s2.Add(new CBPointArray(MakePath({{3, 0}, {13, 9}, {13, 0}})));
+  s1.Add(nullptr);
+  s2.Add(nullptr);
+  EXPECT_TRUE(AreSimilar(s1, s2, 0.1));
+  s1.Add(new CBPointArray(a));
+  s2.Add(nullptr);
+  EXPECT_FALSE(AreSimilar(s1, s2, 0.1));  // one absent fails
+  s2.RemoveAt(2);
+  EXPECT_FALSE(AreSimilar(s1, s2, 0.1));  // counts differ
+}
+
+TEST(PlanarInside, SquareEdgesAndRectangleRule) {
+  // On the left edge inside, on the others outside.
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(0, 5), nullptr), 1);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(10, 5), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 0), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 10), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 5), nullptr), 1);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(-1e-6, 5), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(-1e9, 5), nullptr), 0);
+  // The given rectangle replaces the bounds: a tighter one rejects, and it is never written.
+  CDRECT tight(6, 10, 0, 10);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 5), &tight), 0);
+  EXPECT_EQ(tight, CDRECT(6, 10, 0, 10));
+  const CDRECT loose(-100, 100, -100, 100);
+  EXPECT_TRUE(IsPointInPolygon(kSquare, CDPOINT(5, 5), &loose));
+  EXPECT_FALSE(IsPointInPolygon(kSquare, CDPOINT(50, 5), &loose));
+  // No closing edge: without the repeated first point the left edge is missing.
+  const Poly open = MakePoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}});
+  EXPECT_EQ(IsPointInPolygon(open, CDPOINT(5, 5), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(Poly(), CDPOINT(0, 0), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(static_cast<const CDPOINT*>(nullptr), 3, CDPOINT(0, 0), nullptr), 0);
+  // NaN and infinite coordinates answer without crashing.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(nan, 5), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, inf), nullptr), 0);
+  const Poly wild = MakePoly({{nan, 0}, {inf, 1}, {-inf, nan}, {1e308, -1e308}, {nan, 0}});
+  EXPECT_GE(IsPointInPolygon(wild, CDPOINT(0, 0), &loose), 0);
+}
+
+TEST(PlanarInside, VertexTieBreaks) {
+  // A left vertex whose neighbours lie on opposite sides counts once.
+  const Poly diamond = MakePoly({{0, 5}, {5, 0}, {10, 5}, {5, 10}, {0, 5}});
+  EXPECT_EQ(IsPointInPolygon(diamond, CDPOINT(7, 5), nullptr), 1);
+  // A top vertex on the ray counts zero times: the point right of the apex is outside.
+  const Poly tri = MakePoly({{0, 0}, {10, 0}, {5, 5}, {0, 0}});
+  EXPECT_EQ(IsPointInPolygon(tri, CDPOINT(8, 5), nullptr), 0);
+  // A bottom notch vertex on the ray: not counted, the point stays inside.
+  const Poly notch = MakePoly({{0, 0}, {20, 0}, {20, 10}, {10, 5}, {0, 10}, {0, 0}});
+  EXPECT_EQ(IsPointInPolygon(notch, CDPOINT(15, 5), nullptr), 1);
+  // A flat-bottomed notch: the ray runs along it and the run is scanned for the next height.
+  const Poly step = MakePoly({{0, 0}, {10, 0}, {10, 10}, {6, 10}, {6, 5}, {3, 5}, {3, 10}, {0, 10}, {0, 0}});
+  EXPECT_EQ(IsPointInPolygon(step, CDPOINT(8, 5), nullptr), 1);
+  // On the notch's floor: its end (3, 5) is the start vertex of the next edge and the left
+  // edge counts once, so the floor tests inside, like the left edge of the square.
+  EXPECT_EQ(IsPointInPolygon(step, CDPOINT(4.5, 5), nullptr), 1);
+  // The end vertex is the last point and the run continues at point 1: the scan wraps and
+  // finds y = 0 at point 2, so the vertex is a top extremum and (6, 5) is outside.
+  const Poly wrap = MakePoly({{5, 5}, {0, 5}, {0, 0}, {10, 0}, {5, 5}});
+  EXPECT_EQ(IsPointInPolygon(wrap, CDPOINT(6, 5), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(wrap, CDPOINT(3, 2), nullptr), 1);
+  // A crossing that rounds to the edge's start vertex is not counted: (5, 0.3) lies inside
+  // this triangle geometrically, but its only crossing (0.3, 0.3) rounds to (0, 0).
+  const Poly thin = MakePoly({{0, 0}, {10, 10}, {20, 0}, {0, 0}});
+  EXPECT_EQ(IsPointInPolygon(thin, CDPOINT(5, 0.3), nullptr), 0);
+  EXPECT_EQ(IsPointInPolygon(thin, CDPOINT(10, 3), nullptr), 1);
+  // A sliver whose points all share the end vertex's y answers 0 for the whole test.
+  const Poly sliver = MakePoly({{0.3, 0.3}, {0.3 + 5e-9, 0.3}, {0.3, 0.3}});
+  EXPECT_EQ(IsPointInPolygon(sliver, CDPOINT(0.3 + 5e-9, 0.3), nullptr), 0);
+}
+
+TEST(PlanarInside, ManyStraddlingEdgesMatchAnIndependentCrossingCount) {
+  // A comb with 200 teeth: far more edges straddle a row than the walk buffers, and rows at
+  // half-integers never touch a vertex (nor, at x = k/10 + 0.03, an edge), so a plain crossing count is an independent oracle.
+  Poly comb;
+  for (int k = 0; k < 200; ++k) {
+    comb.Add(CDPOINT(2.0 * k, 0));
+    comb.Add(CDPOINT(2.0 * k + 1, 10));
+  }
+  comb.Add(CDPOINT(400, 0));
+  comb.Add(CDPOINT(400, -5));
+  comb.Add(CDPOINT(0, -5));
+  comb.Add(CDPOINT(0, 0));
+  std::srand(11);
+  for (int q = 0; q < 200; ++q) {
+    const CDPOINT p(std::rand() % 4000 / 10.0 + 0.03, std::rand() % 14 - 4.5);
+    int crossings = 0;
+    for (int i = 0; i + 1 < comb.GetSize(); ++i) {
+      const CDPOINT a = comb[i], b = comb[i + 1];
+      if ((a.y > p.y) != (b.y > p.y) && a.x + (p.y - a.y) / (b.y - a.y) * (b.x - a.x) < p.x) ++crossings;
+    }
+    ASSERT_EQ(IsPointInPolygon(comb, p, nullptr), crossings & 1) << p.x << ", " << p.y;
+  }
+}
+
+TEST(PlanarInside, IntegerOverloadsAndAsymmetricRounding) {
+  const IPoly sq = MakeIPoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
+  const tagRECT r{0, 0, 10, 10};
+  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, &r), 1);
+  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{0, 5}, &r), 1);
+  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{10, 5}, &r), 0);
+  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 10}, &r), 0);
+  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, nullptr), 1);  // computed when absent
+  const tagRECT narrow{6, 0, 10, 10};
+  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, &narrow), 0);
+  // The crossing with the first edge is (1/49, (1/49) * 49) = (0.0204, 0.9999999999999999);
+  // truncated it equals the end vertex (0, 0), a bottom extremum, so that edge does not count
+  // and the point, geometrically outside, tests inside. The double test counts both edges.
+  const IPoly v = MakeIPoly({{1, 49}, {0, 0}, {-1, 49}, {1, 49}});
+  EXPECT_EQ(IsPointInPolygon(v.GetData(), 4, tagPOINT{1, 1}, nullptr), 1);
+  const Poly vd = MakePoly({{1, 49}, {0, 0}, {-1, 49}, {1, 49}});
+  EXPECT_EQ(IsPointInPolygon(vd, CDPOINT(1, 1), nullptr), 0);
+  // Extreme integers: the ray end min x - 1 does not overflow.
+  constexpr LONG kMin = std::numeric_limits<LONG>::min(), kMax = std::numeric_limits<LONG>::max();
+  const IPoly huge = MakeIPoly({{kMin, kMin}, {kMax, kMin}, {kMax, kMax}, {kMin, kMax}, {kMin, kMin}});
+  EXPECT_EQ(IsPointInPolygon(huge, tagPOINT{0, 0}, nullptr), 1);
+}
+
+TEST(PlanarInside, SetsAndRectangles) {
+  CPolyPolyDPoint set;
+  set.Add(new Poly(kSquare));
+  set.Add(nullptr);
+  set.Add(new Poly(MakePoly({{2, 2}, {8, 2}, {8, 8}, {2, 8}, {2, 2}})));
+  CArray<CDRECT, CDRECT> rects;
+  GetPolygonRects(set, rects);
+  EXPECT_EQ(IsPointInPolygon(set, CDPOINT(1, 5), rects), 1);
+  EXPECT_EQ(IsPointInPolygon(set, CDPOINT(5, 5), rects), 0);  // in the hole
+  EXPECT_TRUE(IsPointInPolyPolygon(set, CDPOINT(5, 5), rects, false));  // union
+  EXPECT_FALSE(IsPointInPolyPolygon(set, CDPOINT(5, 5), rects, true));
+  EXPECT_TRUE(IsPointInPolyPolygon(set, CDPOINT(1, 5), CArray<CDRECT, CDRECT>(), true));  // computed
+  EXPECT_FALSE(IsPointInPolyPolygon(set, CDPOINT(50, 5), rects, false));
+  rects.SetSize(1);
+  EXPECT_THROW(IsPointInPolygon(set, CDPOINT(5, 5), rects), CInvalidArgException);
+
+  CPolyPolyPoint iset;
+  iset.Add(new IPoly(MakeIPoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}})));
+  iset.Add(new IPoly(MakeIPoly({{2, 2}, {8, 2}, {8, 8}, {2, 8}, {2, 2}})));
+  CArray<CRect, CRect> irects;
+  irects.Add(CRect(0, 0, 10, 10));  // the second rectangle is computed
+  EXPECT_EQ(IsPointInPolyPolygon(iset, CPoint(1, 5), irects), 1);
+  EXPECT_EQ(IsPointInPolyPolygon(iset, CPoint(5, 5), irects), 0);
+
+  EXPECT_EQ(IsPointInRect(tagPOINT{5, 5}, tagRECT{10, 10, 0, 0}), 1);  // either orientation
+  EXPECT_EQ(IsPointInRect(tagPOINT{10, 0}, tagRECT{0, 0, 10, 10}), 1);  // inclusive
+  EXPECT_EQ(IsPointInRect(tagPOINT{11, 0}, tagRECT{0, 0, 10, 10}), 0);
+  EXPECT_EQ(IsPointInRect(CDPOINT(10, 2), CDRECT(10, 0, 5, 0)), 1);
+  EXPECT_EQ(IsPointInRect(CDPOINT(10, 5.5), CDRECT(10, 0, 5, 0)), 0);
+}
+
+TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
+  CDPOINT c(9, 9);
+  double r = -1;
+  ASSERT_TRUE(CalcCircle(1, 0, 0, 1, -1, 0, c, r));
+  EXPECT_POINT_NEAR(c, CDPOINT(0, 0), 1e-12);
+  EXPECT_NEAR(r, 1, 1e-12);
+  ASSERT_TRUE(CalcCircle(8, 4, 3, 9, -2, 4, c, r));
+  EXPECT_POINT_NEAR(c, CDPOINT(3, 4), 1e-9);
+  EXPECT_NEAR(r, 5, 1e-9);
+  EXPECT_FALSE(CalcCircle(0, 0, 1, 1, 2, 2, c, r));
+
+  // Radius 1: 36 steps of 10 degrees; a half circle has 17 inner points.
+  Poly out = MakePoly({{-9, -9}});
+  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, 1, -1, 0);
+  ASSERT_EQ(out.GetSize(), 1 + 19);  // appended after what was there
+  EXPECT_EQ(out[1], CDPOINT(1, 0));
+  EXPECT_POINT_NEAR(out[2], CDPOINT(std::cos(kPi / 18), std::sin(kPi / 18)), 1e-12);
+  EXPECT_EQ(out[19], CDPOINT(-1, 0));
+  // The other side: P2 below the chord sends the steps clockwise.
+  out.RemoveAll();
+  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, -1, -1, 0);
+  ASSERT_EQ(out.GetSize(), 19);
+  for (int i = 1; i < 18; ++i) EXPECT_LT(out[i].y, 0);
+  // Radius 200: 360 steps; radius 50: round(157.08) = 157 steps, 78 inside a half turn.
+  out.RemoveAll();
+  CalcArc(out, CDPOINT(0, 0), 200, 200, 0, 0, 200, -200, 0);
+  EXPECT_EQ(out.GetSize(), 181);
+  out.RemoveAll();
+  CalcArc(out, CDPOINT(0, 0), 50, 50, 0, 0, 50, -50, 0);
+  EXPECT_EQ(out.GetSize(), 80);
+  // A quarter arc stops where the next step would reach the chord.
+  out.RemoveAll();
+  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, std::sqrt(0.5), std::sqrt(0.5), 0, 1);
+  EXPECT_EQ(out.GetSize(), 10);
+  // P2 on the chord: nothing at all.
+  out.RemoveAll();
+  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, 0, -1, 0);
+  EXPECT_EQ(out.GetSize(), 0);
+  // The three-point form: a circle through them, or the two ends for collinear points.
+  CalcArc(out, 1, 0, 0, 1, -1, 0);
+  EXPECT_EQ(out.GetSize(), 19);
+  out.RemoveAll();
+  CalcArc(out, 0, 0, 1, 1, 2, 2);
+  ASSERT_EQ(out.GetSize(), 2);
+  EXPECT_EQ(out[1], CDPOINT(2, 2));
+  // Absurd radii stay within the step cap.
+  out.RemoveAll();
+  CalcArc(out, CDPOINT(0, 0), std::numeric_limits<double>::quiet_NaN(), 1, 0, 0, 1, -1, 0);
+  EXPECT_LE(out.GetSize(), 2 + kArcMaxSteps);
+}
+
+namespace {
+
+CDPOINT BezierAt(const CBPOINT& a, const CBPOINT& b, double t) {
+  const double u = 1 - t;
+  return a.anchor * (u * u * u) + a.out * (3 * u * u * t) + b.in * (3 * u * t * t) + b.anchor * (t * t * t);
+}
+
+}  // namespace
+
+TEST(PlanarArcs, OneSegmentBezierArc) {
+  CBPOINT f, s;
+  f.attr = 7;
+  s.attr = 9;
+  ASSERT_TRUE(GetArcBPoints(CDPOINT(0, 0), 1, 0, kPi / 2, false, f, s));
+  // The tuned quarter-circle arm, about 0.5519 (not the 0.5523 of the tangent rule).
+  const double k = f.out.y;
+  EXPECT_NEAR(k, 0.55191, 1e-4);
+  EXPECT_EQ(f.in, f.anchor);
+  EXPECT_POINT_NEAR(f.anchor, CDPOINT(1, 0), 1e-15);
+  EXPECT_POINT_NEAR(f.out, CDPOINT(1, k), 1e-15);
+  EXPECT_POINT_NEAR(s.in, CDPOINT(k, 1), 1e-15);
+  EXPECT_POINT_NEAR(s.anchor, CDPOINT(0, 1), 1e-15);
+  EXPECT_EQ(s.out, s.anchor);
+  EXPECT_EQ(f.attr, 7);  // attribute words untouched
+  EXPECT_EQ(s.attr, 9);
+  for (double t = 0.1; t < 1; t += 0.1) {
+    const CDPOINT p = BezierAt(f, s, t);
+    EXPECT_NEAR(std::hypot(p.x, p.y), 1, 3e-4);
+  }
+  // Clockwise from 90 to 0 degrees, about a shifted centre: the same quarter, reversed.
+  CBPOINT f2, s2;
+  ASSERT_TRUE(GetArcBPoints(CDPOINT(10, 20), 1, kPi / 2, 0, true, f2, s2));
+  EXPECT_POINT_NEAR(f2.anchor, CDPOINT(10, 21), 1e-12);
+  EXPECT_POINT_NEAR(f2.out, CDPOINT(10 + k, 21), 1e-12);
+  EXPECT_POINT_NEAR(s2.in, CDPOINT(11, 20 + k), 1e-12);
+  EXPECT_POINT_NEAR(s2.anchor, CDPOINT(11, 20), 1e-12);
+  // Clockwise from 0 to 90 degrees sweeps three quarters through the third quadrant.
+  ASSERT_TRUE(GetArcBPoints(CDPOINT(0, 0), 1, 0, kPi / 2, true, f2, s2));
+  EXPECT_POINT_NEAR(f2.anchor, CDPOINT(1, 0), 1e-12);
+  EXPECT_POINT_NEAR(s2.anchor, CDPOINT(0, 1), 1e-12);
+  const CDPOINT mid = BezierAt(f2, s2, 0.5);
+  EXPECT_LT(mid.x, 0);
+  EXPECT_LT(mid.y, 0);
+  // Angles are normalised first: 5 pi / 2 is pi / 2, -3 pi / 2 is pi / 2.
+  CBPOINT f3, s3;
+  ASSERT_TRUE(GetArcBPoints(CDPOINT(0, 0), 2, 5 * kPi / 2, kPi, false, f3, s3));
+  ASSERT_TRUE(GetArcBPoints(CDPOINT(0, 0), 2, -3 * kPi / 2, kPi, false, f2, s2));
+  EXPECT_POINT_NEAR(f3.anchor, CDPOINT(0, 2), 1e-12);
+  EXPECT_POINT_NEAR(f2.out, f3.out, 1e-12);
+  EXPECT_POINT_NEAR(s2.in, s3.in, 1e-12);
+  // Equal angles: counter-clockwise a zero-length segment, clockwise a full turn whose ends
+  // coincide.
+  ASSERT_TRUE(GetArcBPoints(CDPOINT(0, 0), 3, 1, 1, false, f, s));
+  EXPECT_EQ(f.out, f.anchor);
+  EXPECT_EQ(s.in, s.anchor);
+  EXPECT_EQ(f.anchor, s.anchor);
+  ASSERT_TRUE(GetArcBPoints(CDPOINT(0, 0), 3, 1, 1, true, f, s));
+  EXPECT_POINT_NEAR(f.anchor, s.anchor, 1e-12);
+  EXPECT_POINT_NEAR(f.anchor, CDPOINT(3 * std::cos(1), 3 * std::sin(1)), 1e-12);
+  // A negative radius is refused and the nodes are left alone.
+  f = CBPOINT(CDPOINT(1, 1), CDPOINT(1, 1), CDPOINT(1, 1));
+  EXPECT_FALSE(GetArcBPoints(CDPOINT(0, 0), -1, 0, 1, false, f, s));
+  EXPECT_EQ(f.anchor, CDPOINT(1, 1));
+}
+
+TEST(PlanarArcs, PolylineAgainstALine) {
+  Poly poly = MakePoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}});
+  const CDLINE vertical(CDPOINT(5, -5), CDPOINT(5, 15));
+  CDPOINT hit;
+  int index = 0;
+  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 1);
+  EXPECT_EQ(index, 0);
+  EXPECT_POINT_NEAR(hit, CDPOINT(5, 0), 1e-12);
+  index = 1;  // segment 1 is parallel, segment 2 is the first hit
+  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 1);
+  EXPECT_EQ(index, 2);
+  EXPECT_POINT_NEAR(hit, CDPOINT(5, 10), 1e-12);
+  // No hit: hit falls back to point 0, or to the last point when index > n / 2.
+  const CDLINE far(CDPOINT(50, 0), CDPOINT(50, 1));
+  index = 1;
+  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, far, hit, index), 0);
+  EXPECT_EQ(hit, CDPOINT(0, 0));
+  index = 3;
+  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 0);
+  EXPECT_EQ(hit, CDPOINT(0, 10));
+  EXPECT_EQ(index, 3);
+  // A hit farther than 1e6 from the line's midpoint is not taken.
+  Poly longLine = MakePoly({{0, 0}, {1e7, 0}});
+  index = 0;
+  EXPECT_EQ(GetPolyLineWithLineIntersection(longLine, CDLINE(CDPOINT(5e6, -1), CDPOINT(5e6, -3e6)), hit, index), 0);
+  EXPECT_EQ(hit, CDPOINT(0, 0));
+}
