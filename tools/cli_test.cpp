@@ -97,10 +97,11 @@ TEST_F(Cli, TracesDarkArtworkWithHolesIntoOneShapeEach) {
   EXPECT_TRUE(WellFormed(text)) << text;
   EXPECT_NE(text.find("width=\"120\" height=\"80\""), std::string::npos);
 
-  // Without --invert the light paper is traced instead: one shape whose holes are the art.
+  // Without --invert the light paper is traced instead: the sheet with the ring and the
+  // square cut out, and the paper disc inside the ring as a shape of its own.
   const Result paper = Run("trace '" + img + "' -o '" + svg + "'");
   ASSERT_EQ(paper.status, 0) << paper.err;
-  EXPECT_NE(paper.out.find("1 outlines with 2 holes"), std::string::npos) << paper.out;
+  EXPECT_NE(paper.out.find("2 outlines with 2 holes"), std::string::npos) << paper.out;
 
   // Millimetres at 254 dpi: 120 pixels are 12 mm.
   const Result mm = Run("trace '" + img + "' --invert --dpi 254 -o '" + svg + "'");
