@@ -7,10 +7,6 @@
 #include <tuple>
 #include <utility>
 #include <vector>
-#include <cstdio>
-#include <cstdlib>
-#include <cstdio>
-#include <cstdlib>
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -23,18 +19,25 @@ using Pt = CDPOINT;
 // A run whose chord is below this share of its polyline length is a loop: no cubic with
 // coincident ends is tried on it.
 constexpr double kLoopChordShare = 1e-9;
+// Bisection for the longest run stops once the bracket is narrower than this share of the
+// run found (1/kBisectShare): a few points of reach are not worth a dozen more fits.
+constexpr int kBisectShare = 32;
+// A fit stops early when a round gains less than this share of the pace it would need to
+// reach the tolerance within the remaining rounds.
+constexpr double kStallShare = 0.25;
 // Singular pivots of the handle system: below this share of the largest diagonal entry.
 constexpr double kPivotShare = 1e-14;
 // Both ends of an accepted smooth handle lie strictly ahead of the anchor along its tangent.
 constexpr double kMinSmoothHandleShare = 1e-6;
 // Lawson weights never fall below this share of the tolerance times the weight before.
 constexpr double kWeightFloor = 0.05;
-// The greedy search first tries runs of this many points, then doubles.
-constexpr int kFirstStep = 8;
 
 double Dot(const Pt& a, const Pt& b) { return a.x * b.x + a.y * b.y; }
 double Cross(const Pt& a, const Pt& b) { return a.x * b.y - a.y * b.x; }
-double Norm(const Pt& a) { return std::hypot(a.x, a.y); }
+// Plain square root of the sum: coordinates are rescaled below 1e100, so squares never
+// overflow, and hypot's care costs more than the rest of a fit.
+double Norm(const Pt& a) { return std::sqrt(a.x * a.x + a.y * a.y); }
+double Norm2(const Pt& a) { return a.x * a.x + a.y * a.y; }
 bool Finite(const Pt& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 bool Coincide(const Pt& a, const Pt& b) {
   return std::fabs(a.x - b.x) < kCoincide && std::fabs(a.y - b.y) < kCoincide;
@@ -171,9 +174,14 @@ class Fitter {
     int b = closed_ ? -m_ : 0;
     int f = 0;
     for (int i = first; i < stop; ++i) {
-      while (b + 1 <= i - 1 && S(i) - S(b + 1) >= arm) ++b;
+      // An arm ends at the first point at least `arm` away in a straight line (on a
+      // staircase the walked length overstates the reach), or at twice that walked.
+      const auto reached = [&](int j) {
+        return Norm(P(j) - P(i)) >= arm || std::fabs(S(j) - S(i)) >= 2.0 * arm;
+      };
+      while (b + 1 <= i - 1 && reached(b + 1)) ++b;
       f = std::max(f, i + 1);
-      while (S(f) - S(i) < arm && (closed_ ? f < i + m_ : f < last_)) ++f;
+      while (!reached(f) && (closed_ ? f < i + m_ : f < last_)) ++f;
       if (full && !closed_ && (S(i) - S(0) < arm || S(last_) - S(i) < arm)) continue;
       out[static_cast<std::size_t>(i)] = TurnAngle(P(b), P(i), P(f));
     }
@@ -183,9 +191,20 @@ class Fitter {
   void MeasureCorners() {
     const std::vector<double> t1 = Turning(arm_, true);
     const std::vector<double> t2 = Turning(2.0 * arm_, false);
+    // The concentrated-turn test compares full arms only: near an open end the longer arm
+    // is cut short and would make any bend look concentrated.
+    const std::vector<double> t2full = closed_ ? t2 : Turning(2.0 * arm_, true);
     strength_.resize(t1.size());
-    for (std::size_t i = 0; i < t1.size(); ++i) strength_[i] = std::min(t1[i], t2[i]);
+    candidate_.resize(t1.size());
+    for (std::size_t i = 0; i < t1.size(); ++i) {
+      strength_[i] = std::min(t1[i], t2[i]);
+      candidate_[i] = strength_[i] >= kFitCornerAngle ||
+                      (strength_[i] >= kFitSoftCornerAngle && t2full[i] >= kFitSoftCornerAngle &&
+                       t2full[i] <= kFitArcRatio * t1[i]);
+    }
   }
+
+  bool IsCandidate(int j) const { return candidate_[static_cast<std::size_t>(Wrap(j))] != 0; }
 
   double Strength(int j) const { return strength_[static_cast<std::size_t>(Wrap(j))]; }
 
@@ -193,7 +212,7 @@ class Fitter {
   // half an arm only the stronger. Returned as sorted real indices.
   std::vector<int> FindCorners() const {
     std::vector<int> picks;
-    const auto cand = [&](int j) { return Strength(j) >= kFitCornerAngle; };
+    const auto cand = [&](int j) { return IsCandidate(j); };
     if (!closed_) {
       for (int i = 1; i < last_;) {
         if (!cand(i)) { ++i; continue; }
@@ -304,9 +323,9 @@ class Fitter {
 
   // The node list: ends, corners and, for a closed chain, its start.
   std::vector<Span> PlaceNodes() const {
-    const std::vector<int> corners = FindCorners();
     std::vector<Span> spans;
     if (!closed_) {
+      const std::vector<int> corners = FindCorners();
       std::vector<int> nodes{0};
       for (int c : corners) nodes.push_back(c);
       nodes.push_back(last_);
@@ -318,7 +337,15 @@ class Fitter {
     // one (even next to a stronger corner), else a smooth join whose tangent is measured
     // across the closure.
     std::vector<int> nodes;
-    const bool startCorner = Strength(0) >= kFitCornerAngle;
+    // A corner within half an arm of the start is the start's own: the start takes its
+    // place (the output must begin at the first point) instead of a sliver segment.
+    std::vector<int> corners = FindCorners();
+    bool startCorner = IsCandidate(0);
+    std::erase_if(corners, [&](int c) {
+      const bool near = S(c) - S(0) < 0.5 * arm_ || S(m_) - S(c) < 0.5 * arm_;
+      if (near) startCorner = true;
+      return near;
+    });
     nodes.push_back(0);
     for (int c : corners)
       if (c != 0) nodes.push_back(c);
@@ -332,7 +359,7 @@ class Fitter {
     if (!startCorner) {
       startEnd.smooth = true;
       const double stretch = S(wrapHi) - S(wrapLo);
-      startEnd.dir = TangentAt(0, std::max(arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
+      startEnd.dir = TangentAt(0, std::max(2.0 * arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
     }
     for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
       Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])};
@@ -423,12 +450,10 @@ class Fitter {
   double MaxError(const Span& sp, const Cubic& c, const std::vector<double>& u) const {
     double worst = 0.0;
     for (int i = sp.a + 1; i < sp.b; ++i) {
-      const double d = Norm(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
-      if (!(d <= worst)) {  // a NaN distance counts as the worst
-        worst = std::isnan(d) ? HUGE_VAL : d;
-      }
+      const double d = Norm2(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
+      if (!(d <= worst)) worst = std::isnan(d) ? HUGE_VAL : d;  // NaN counts as the worst
     }
-    return worst;
+    return std::sqrt(worst);
   }
 
   // One Newton step per point towards its nearest curve parameter, kept only if closer.
@@ -442,7 +467,7 @@ class Fitter {
       const double den = Dot(d1, d1) + Dot(d, d2);
       if (!(std::fabs(den) > 0.0)) continue;
       const double nt = std::clamp(t - Dot(d, d1) / den, 0.0, 1.0);
-      if (Norm(Eval(c, nt) - p) < Norm(d)) t = nt;
+      if (Norm2(Eval(c, nt) - p) < Norm2(d)) t = nt;
     }
   }
 
@@ -488,9 +513,12 @@ class Fitter {
       Reparameterise(sp, c, u);
       if (it >= kFitPlainRounds) Reweight(sp, c, u, w);
       c = Solve(sp, u, w);
+      const double before = err;
       err = MaxError(sp, c, u);
+      // Stalled: the remaining rounds would not close the gap at this pace.
+      const int left = kFitMaxReparam - 1 - it;
+      if (it >= kFitPlainRounds && before - err < (err - tol_) / std::max(1, left) * kStallShare) break;
     }
-    if (std::getenv("FITDBG")) std::fprintf(stderr, "span %d-%d (%.0f,%.0f)-(%.0f,%.0f) err %.3f ea %d (%.3f,%.3f) eb %d (%.3f,%.3f) c1 %.2f,%.2f c2 %.2f,%.2f\n", sp.a, sp.b, p0.x,p0.y,p3.x,p3.y, err, sp.ea.smooth, sp.ea.dir.x, sp.ea.dir.y, sp.eb.smooth, sp.eb.dir.x, sp.eb.dir.y, c.p[1].x-p0.x, c.p[1].y-p0.y, c.p[2].x-p3.x, c.p[2].y-p3.y);
     if (!(err <= tol_)) return false;
     out = c;
     return true;
@@ -501,7 +529,7 @@ class Fitter {
   Span Candidate(const Span& run, int a, const End& ea, const Pt& pa, int b) const {
     Span sp{a, b, ea, run.eb, run.lo, run.hi, pa, run.pb};
     if (b != run.b) {
-      const double w = std::max(arm_, kFitTangentShare * (S(b) - S(a)));
+      const double w = std::max(2.0 * arm_, kFitTangentShare * (S(b) - S(a)));
       const Join j = JoinAt(b, w, run.lo, run.hi);
       sp.eb = End{true, -j.dir};
       sp.pb = j.anchor;
@@ -510,9 +538,11 @@ class Fitter {
   }
 
   // Covers each run between fixed nodes greedily: from each node, the longest stretch that
-  // one cubic fits, found by doubling the length and then bisecting (O(log) fits a segment).
+  // one cubic fits, found by doubling the length and then bisecting.
   std::vector<Segment> FitRuns(const std::vector<Span>& runs) const {
     std::vector<Segment> segs;
+    // Neighbouring segments tend to be alike: the search starts from the last one's length.
+    int guess = kFitFirstStep;
     for (const Span& run : runs) {
       int a = run.a;
       End ea = run.ea;
@@ -522,7 +552,7 @@ class Fitter {
         FitSpan(best.span, best.cubic);  // two points always fit
         int good = a + 1;
         int bad = -1;
-        for (int step = kFirstStep; good < run.b; step *= 2) {
+        for (int step = guess; good < run.b; step *= 2) {
           const int b = std::min(run.b, a + step);
           Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
           if (!FitSpan(trial.span, trial.cubic)) {
@@ -532,7 +562,7 @@ class Fitter {
           best = trial;
           good = b;
         }
-        while (bad > good + 1) {
+        while (bad > good + 1 + (good - a) / kBisectShare) {
           const int b = good + (bad - good) / 2;
           Segment trial{Candidate(run, a, ea, pa, b), Cubic{}};
           if (FitSpan(trial.span, trial.cubic)) {
@@ -543,6 +573,7 @@ class Fitter {
           }
         }
         segs.push_back(best);
+        guess = std::max(kFitFirstStep, good - a);
         a = good;
         ea = End{best.span.eb.smooth, -best.span.eb.dir};
         pa = best.span.pb;
@@ -554,6 +585,7 @@ class Fitter {
   std::vector<Pt> p_;
   std::vector<double> s_;
   std::vector<double> strength_;
+  std::vector<unsigned char> candidate_;
   bool closed_;
   int last_ = 0;
   int m_ = 0;

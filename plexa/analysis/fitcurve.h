@@ -30,40 +30,43 @@
 //      the common case). Coordinates beyond kFitRescaleAbove or below kFitRescaleBelow in
 //      magnitude are scaled by a power of two for the computation and scaled back, so huge
 //      coordinates do not overflow and tiny ones do not underflow.
-//   2. Corners. At every point the turning angle between the chord to the point an arc length
-//      L behind and the chord to the point L ahead is measured at two scales, L and 2L, with
-//      L = kFitCornerArm * tolerance (at most 1/16 of the chain's length). A true corner turns
-//      by the same angle at both scales, an arc by twice as much at the larger one and pixel
-//      noise by half as much, so the corner strength is the smaller of the two (and 0
-//      within one arm of an open chain's ends, where one arm is a noisy step). Points of
-//      strength at least kFitCornerAngle are corner candidates; the strongest of each run of
+//   2. Corners. At every point the turning angle between the chord from the point one arm
+//      behind and the chord to the point one arm ahead is measured at two arm lengths, L and
+//      2L, with L = kFitCornerArm * tolerance (at most kFitCornerArmShare of the chain's
+//      length); an arm ends at the first point that far away in a straight line. A true
+//      corner turns by the same angle at both lengths, an arc by twice as much at the longer
+//      one and pixel noise by about half as much, so the corner strength is the smaller of
+//      the two (0 within one arm of an open chain's ends, where one arm is a noisy step). A
+//      point is a candidate when its strength reaches kFitCornerAngle, or reaches
+//      kFitSoftCornerAngle while the longer arms, both whole, turn at most kFitArcRatio
+//      times as much as the shorter (a concentrated turn, not an arc). The strongest point of each run of
 //      candidates becomes a corner, and of two corners closer than L/2 only the stronger
-//      stays. Closed chains are measured cyclically, so the start is not a corner unless the
-//      shape has one there (or a weaker one of at least kFitSoftCornerAngle, see 4).
-//   3. Each run between nodes is fitted with one cubic by least squares, with chord-length
-//      parameters refined by Newton steps towards each point's nearest curve parameter (at
-//      most kFitMaxReparam rounds, and only while the error is below kFitReparamLimit times
-//      the tolerance). Ends at corners get free handles; ends at smooth joins keep the
-//      join's tangent direction and fit only the handle length. The linear system carries a
-//      tiny ridge term (kFitRidge) towards handles of a third of the chord, so runs with too
-//      few points still get a well-defined answer. Handles that come out pointing backwards
-//      at a smooth join, or longer than kFitMaxHandle times the run's polyline length, are
-//      replaced by that third-of-the-chord guess.
-//   4. A run that misses the tolerance is split at its point of greatest error (kept at least
-//      1/kFitSplitGuard of the run away from its ends, which bounds the depth to a logarithm
-//      of the chain length), or at the strongest point within L/2 of it when that point's
-//      corner strength reaches kFitSoftCornerAngle: then the split is a corner. Otherwise
-//      the split is a smooth join whose tangent is the principal direction of the points
-//      within kFitTangentShare of the run's length on both sides of it (not crossing a
-//      corner). A closed chain without
-//      corners is first split at its point farthest from the start, and the start is a
-//      smooth join whose tangent is measured across the closure.
-//   5. Neighbouring segments that meet at a smooth join are merged when one cubic fits both
-//      runs within the tolerance (one pass), which removes splits that the greedy
-//      subdivision made where it did not have to.
-//   Runs are kept on an explicit work list, never by recursion; every split makes both parts
-//   shorter, so the work ends, and a run of two points is always a straight segment.
-//   Cost: O(n log n) for n points in the worst case, about linear on tracer output.
+//      stays. Closed chains are measured cyclically: the start is a corner only when it is a
+//      candidate itself; otherwise it is a smooth join whose tangent is measured across the
+//      closure, so a smooth closed outline has no kink at its start.
+//   3. Each stretch between corners (and ends, and the start of a closed chain) is covered
+//      greedily: from each node, the longest run of points that one cubic fits within the
+//      tolerance, found by doubling the run (from the previous segment's length, at first
+//      kFitFirstStep points) and then bisecting until the bracket is within 1/32 of the
+//      length found, so a segment costs a handful of fits. The end of a run inside a stretch is a smooth join: its
+//      tangent is the principal direction of the points within kFitTangentShare of the run's
+//      length (at least two arms) on either side, and its anchor moves across that tangent
+//      onto a quadratic fitted to the same points, by at most kFitAnchorShift tolerances.
+//      The next segment starts from the same anchor along the same tangent line.
+//   4. One cubic is fitted to a run by least squares, with chord-length parameters refined
+//      by Newton steps towards each point's nearest curve parameter (kFitMaxReparam rounds at
+//      most; after kFitPlainRounds rounds the points are also reweighted by their errors,
+//      Lawson's iteration towards the smallest largest error; a run still more than
+//      kFitReparamLimit tolerances off, or whose error stalls, is given up). Ends at corners get free handles, ends at
+//      smooth joins keep the join's tangent and fit only the handle length. The linear
+//      system carries a tiny ridge term (kFitRidge) towards handles of a third of the chord,
+//      so runs with too few points still get a well-defined answer. Handles that come out
+//      pointing backwards at a smooth join, or longer than kFitMaxHandle times the run's
+//      polyline length, are replaced by that third-of-the-chord guess.
+//   There is no recursion. Every loop is bounded by the number of points: the greedy search
+//   always advances (a run of two points is a straight segment), and each fit makes at most
+//   kFitMaxReparam + 1 passes over its run. Cost: O(n log n) for n points, about linear on
+//   tracer output because segments are short against the chain.
 //
 // Degenerate input: a null points pointer, count <= 0, or no finite point gives an empty
 // path (a null path pointer does nothing). One finite point gives one node with both
@@ -77,44 +80,44 @@
 
 // Smallest tolerance used, in drawing units: a NaN, zero or negative tolerance means this.
 inline constexpr double kFitMinTolerance = 1e-8;
-// Corner arm length as a multiple of the tolerance. Deviations up to the tolerance are
-// treated as noise; with arms three tolerances long they tilt a chord by at most about
-// 18 degrees, well below the corner angles.
+// Corner arm length as a multiple of the tolerance. Deviations up to the tolerance count as
+// noise; over arms three tolerances long they tilt a chord by at most about 18 degrees.
 inline constexpr double kFitCornerArm = 3.0;
-// Corner arms are at most this fraction of the chain's arc length, so small closed shapes
-// are not measured across their whole outline. A circle then turns by at most 2 pi / 16
+// Corner arms are at most this share of the chain's arc length, so small closed shapes are
+// not measured across their whole outline. A circle then turns by at most 2 pi / 16
 // (22.5 degrees) over one arm, below both corner angles, however small it is.
 inline constexpr double kFitCornerArmShare = 1.0 / 16.0;
-// Turning angle (radians, 55 degrees) at which a point is a corner from the start: squares,
-// stars and triangles keep sharp corners, arcs wider than about L / 0.96 stay smooth.
+// Turning angle (radians, 55 degrees) that makes a corner at any scale: squares, stars and
+// triangles keep sharp corners, bends wider than about L / 0.96 in radius stay smooth.
 inline constexpr double kFitCornerAngle = 0.96;
-// Turning angle (radians, 35 degrees) at which a split point, or the start of a closed
-// chain, becomes a corner instead of a smooth join: octagon-like corners that did not reach
-// kFitCornerAngle but would cost many smooth segments to round off.
-inline constexpr double kFitSoftCornerAngle = 0.61;
-// A smooth join's tangent is measured over points within this share of the split run's arc
-// length on either side (at least one corner arm): wide enough that pixel steps tilt it by
-// only a few degrees, symmetric so that a steady bend does not tilt it at all.
+// Lower turning angle (radians, 40 degrees) that makes a corner when the turn is
+// concentrated (see kFitArcRatio): octagon corners stay sharp, tight arcs stay smooth.
+inline constexpr double kFitSoftCornerAngle = 0.7;
+// A turn counts as concentrated when doubling the arms multiplies it by at most this (a
+// corner gives 1, an arc 2).
+inline constexpr double kFitArcRatio = 1.4;
+// The greedy search tries runs of at least this many points first, then doubles.
+inline constexpr int kFitFirstStep = 8;
+// A smooth join's tangent window reaches this share of the run's length on either side (at
+// least two corner arms): wide enough that pixel steps tilt it by a few degrees at most,
+// symmetric away from corners so that a steady bend does not tilt it at all.
 inline constexpr double kFitTangentShare = 1.0 / 8.0;
 // A smooth join's anchor moves across its tangent onto a quadratic fitted to the points
 // around it, by at most this many tolerances: pixel steps then do not pin the curve to one
 // side of an outline. The first and last anchors and corners never move.
 inline constexpr double kFitAnchorShift = 0.5;
-// Newton reparameterisation rounds per fit attempt.
-inline constexpr int kFitMaxReparam = 8;
-// Rounds of plain least squares before the later rounds reweight the points by their errors
-// (Lawson's iteration towards the fit whose largest error is smallest).
+// Newton reparameterisation rounds per fit at most (a fit whose error stops shrinking fast
+// enough to reach the tolerance in the rounds left ends sooner).
+inline constexpr int kFitMaxReparam = 16;
+// Rounds of plain least squares before the later rounds reweight the points by their errors.
 inline constexpr int kFitPlainRounds = 2;
-// Reparameterisation is tried only when the first error is below this many tolerances;
-// beyond it the run is split at once (a cubic far off will not be rescued by parameters).
+// After the plain rounds a fit is given up when its error exceeds this many tolerances.
 inline constexpr double kFitReparamLimit = 4.0;
 // Ridge weight of the least-squares system, relative to the system's own scale: decides
 // under-determined fits (runs of two or three points) without changing well-posed ones.
 inline constexpr double kFitRidge = 1e-9;
 // Longest handle accepted, as a multiple of the run's polyline length.
 inline constexpr double kFitMaxHandle = 1.0;
-// A split is kept at least 1/kFitSplitGuard of a run's point count away from its ends.
-inline constexpr int kFitSplitGuard = 8;
 // Coordinates whose largest magnitude lies outside [kFitRescaleBelow, kFitRescaleAbove] are
 // rescaled by a power of two (exact) during the computation.
 inline constexpr double kFitRescaleAbove = 1e100;
