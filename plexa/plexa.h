@@ -10,7 +10,6 @@
 #include "plexa/platform/array.h"
 #include "plexa/platform/errors.h"
 #include "plexa/platform/gdi.h"
-#include "plexa/platform/raster.h"
 #include "plexa/platform/records.h"
 #include "plexa/platform/text.h"
 
@@ -28,6 +27,7 @@
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
+#include "plexa/geom/pathset.h"
 
 // Raster.
 #include "plexa/raster/bitmatrix.h"
@@ -48,3 +48,10 @@
 #include "plexa/analysis/fitcurve.h"
 
 #include "plexa/analysis/nearest.h"
+
+// Raster.
+#include "plexa/raster/bitmatrix.h"
+#include "plexa/raster/imgproc.h"
+
+#include "plexa/analysis/connect.h"
+#include "plexa/analysis/hull.h"

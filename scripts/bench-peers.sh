@@ -7,6 +7,7 @@ cd "$(dirname "$0")/.."
 
 debian_peers=(
   libcairo2-dev
+  lib2geom-dev
   libboost-dev
 )
 missing=()

@@ -11,9 +11,10 @@
 // tests point 1 again once point 2 has been dropped, so a point between the pivot and the
 // next corner may stay.
 //
-// Re-entrant: the sort pivot is handed to the comparison through the lambda's capture, not a
-// global, so hulls may be computed on several threads at once (each on its own array). The
-// order is the one a global pivot would give.
+// Re-entrant: the sort pivot reaches the angle computation through a lambda's capture, not a
+// global, so hulls may be computed on several threads at once (each on its own array). Each
+// point's sort key (angle, squared distance) is computed once and the keys are sorted; the
+// order is the one a comparison reading a global pivot would give. Cost: O(n log n).
 #pragma once
 
 #include "plexa/platform/array.h"
@@ -38,6 +39,7 @@ inline constexpr LONG kHullRayLength = 1000;
 //    point i the top P[k] is dropped while k >= 1 and GetLinesAngle(P[k], P[k-1], P[i]) <= 0
 //    (collinear points are dropped too), then P[i] becomes P[++k]. Points 0..k are kept and
 //    point 0 appended when the last differs from it.
-// When the filter leaves fewer than three points the scan keeps them all (then closes them).
+// When the filter leaves fewer than three points the scan keeps them all, and the closing
+// point is added when the last differs from the first.
 // Coordinates are used in doubles throughout; the whole LONG range is accepted.
 void GetConvexHull(CArray<tagPOINT>& pts);

@@ -22,12 +22,17 @@ using Quintic = Ctl[kDegree + 1];
 // A denominator within the guard of 0 becomes the guard, with the denominator's sign (0
 // counting as positive).
 double Guarded(double d) {
-  if (std::fabs(d) < kNearestDivisionGuard) return d < 0 ? -kNearestDivisionGuard : kNearestDivisionGuard;
+  if (std::fabs(d) < kNearestDivisionGuard)
+    return d < 0 ? -kNearestDivisionGuard : kNearestDivisionGuard;
   return d;
 }
 
-double Dot(const CDPOINT& a, const CDPOINT& b) { return a.x * b.x + a.y * b.y; }
-double SquaredDistance(const CDPOINT& a, const CDPOINT& b) { return Dot(a - b, a - b); }
+double Dot(const CDPOINT& a, const CDPOINT& b) {
+  return a.x * b.x + a.y * b.y;
+}
+double SquaredDistance(const CDPOINT& a, const CDPOINT& b) {
+  return Dot(a - b, a - b);
+}
 
 // The Bernstein control values of (B(t) - p) . B'(t): the difference curve's control i
 // times the derivative's control j goes to index i + j with weight C(3,i) C(2,j) / C(5,i+j).
@@ -72,8 +77,10 @@ bool FlatEnough(const Quintic& w) {
   double above = 0, below = 0;
   for (int i = 1; i < kDegree; ++i) {
     double v = a * w[i].t + b * w[i].f + c;
-    if (v > 0) v = v * v / abSquared;
-    else if (v < 0) v = -(v * v / abSquared);
+    if (v > 0)
+      v = v * v / abSquared;
+    else if (v < 0)
+      v = -(v * v / abSquared);
     if (v < 0) below = std::min(below, v);
     if (v > 0) above = std::max(above, v);
   }
@@ -141,7 +148,9 @@ void ForEachStationaryT(const CDPOINT v[4], const CDPOINT& p, Emit&& emit) {
   FindRoots(w, 0, budget, emit);
 }
 
-bool Finite(const CDPOINT& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+bool Finite(const CDPOINT& p) {
+  return std::isfinite(p.x) && std::isfinite(p.y);
+}
 
 CDPOINT Derivative(const CDPOINT v[4], double t) {
   const double u = 1 - t;
@@ -176,7 +185,9 @@ double Polish(const CBezier& bez, const CDPOINT& q, double t, double& d2) {
 
 // Multiplies by 2^-e where e is the exponent of m (m > 0 and finite): exact unless the result
 // is subnormal.
-double PowerOfTwoBelow(double m) { return std::ldexp(1.0, -std::ilogb(m)); }
+double PowerOfTwoBelow(double m) {
+  return std::ldexp(1.0, -std::ilogb(m));
+}
 
 }  // namespace
 
@@ -245,8 +256,6 @@ double CBezier::GetNearestCurvePointT2(const CDPOINT& p, double* dist) const {
     if (d2 < bestD2) bestD2 = d2, best = t;
   };
   ForEachStationaryT(v, q, consider);
-  constexpr int kSeeds = 8;
-  for (int k = 1; k < kSeeds; ++k) consider(static_cast<double>(k) / kSeeds);
   if (SquaredDistance(v[3], q) < bestD2) best = 1;
   return finish(best);
 }
@@ -261,11 +270,15 @@ int OutCode(double x, double y, double left, double right, double top, double bo
   int code = 0;
   if (y > bottom) {
     code = 1;
-    if (x > right) code += 4;
-    else if (x < left) code += 8;
+    if (x > right)
+      code += 4;
+    else if (x < left)
+      code += 8;
   } else {
-    if (x > right) code = 4;
-    else if (x < left) code = 8;
+    if (x > right)
+      code = 4;
+    else if (x < left)
+      code = 8;
     if (y < top) code += 2;
   }
   return code;
@@ -273,8 +286,8 @@ int OutCode(double x, double y, double left, double right, double top, double bo
 
 }  // namespace
 
-int _clip_line(double* x1, double* y1, double* x2, double* y2, double left, double right, double top,
-               double bottom) {
+int _clip_line(double* x1, double* y1, double* x2, double* y2, double left, double right,
+               double top, double bottom) {
   double ax = *x1, ay = *y1, bx = *x2, by = *y2;
   int ca = OutCode(ax, ay, left, right, top, bottom);
   int cb = OutCode(bx, by, left, right, top, bottom);

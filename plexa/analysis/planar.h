@@ -19,6 +19,7 @@
 //   bounds-checked and raises CInvalidArgException; nothing else here throws.
 // - NaN or infinite coordinates never crash or loop: every loop is bounded by the point
 //   count; the answers are then whatever the comparisons give (usually 0, false or NaN).
+//   Float results beyond the float range are stored as infinities.
 // - The overloads over CBPointArray and the poly-poly containers are declared here against
 //   forward declarations; include plexa/geom/path.h or plexa/geom/polypoly.h to call them.
 #pragma once
@@ -193,12 +194,17 @@ bool AreSimilar(const CPolyPolyBezier& a, const CPolyPolyBezier& b, double tol);
 // - A crossing must lie in both the edge's and the ray's range (1e-8 slack), so a point on an
 //   edge meets its own ray end and counts like any crossing: on a square (0,0) (10,0) (10,10)
 //   (0,10) (0,0), (0, 5) is inside and (10, 5), (5, 0), (5, 10) are outside.
-// - A crossing that rounds (floor(v + 0.5)) to the edge's start vertex is not counted there.
+// - A crossing that rounds (floor(v + 0.5)) to the edge's start vertex is not counted there,
+//   even when it is not the vertex itself: near a vertex with whole-unit coordinates a real
+//   crossing within half a unit can be dropped. Fractional coordinates rarely meet the rule.
 // - A crossing exactly at the edge's end vertex B counts once unless B is a strict extremum in
 //   y against its neighbours, judged with the next vertex whose y differs from B's (a
 //   horizontal run is scanned forward, then again from point 1; when the second scan was
 //   needed the edge walk ends after this edge; when every point has B's y the answer is 0).
-// Cost: O(n) with no allocation; one pass for the minimum x fused with the edge walk.
+// Cost: O(n) with no allocation per query: one pass for the extent (the minimum x, plus the
+// rectangle when none is given), one over the edges; the edge pass stops early only where
+// the rule says so. Passing a precomputed rectangle saves a little and rejects outside points
+// in O(1).
 
 // The rule above on n points. rect, when given, replaces the bounding rectangle (it is read,
 // never written). n < 1 or null pts: 0.

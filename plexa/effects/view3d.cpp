@@ -238,8 +238,7 @@ void CView3D::Return(double x, double y, double z) {
 }
 
 tagPOINT CView3D::point() const {
-  return tagPOINT{static_cast<LONG>(std::floor(vector_[0] + 0.5)),
-                  static_cast<LONG>(std::floor(vector_[1] + 0.5))};
+  return tagPOINT{PLEXA::RoundToLong(vector_[0]), PLEXA::RoundToLong(vector_[1])};
 }
 
 double CView3D::GetXOffset() {

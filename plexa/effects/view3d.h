@@ -81,7 +81,8 @@ class CView3D {
   double y() const { return vector_[1]; }
   double z() const { return vector_[2]; }
   double w() const { return vector_[3]; }
-  // The current point rounded half upward: floor(v + 0.5).
+  // The current point rounded half upward: floor(v + 0.5) (PLEXA::RoundToLong: NaN gives 0,
+  // the 32-bit range saturates).
   tagPOINT point() const;
 
   double GetXOffset();

@@ -70,7 +70,9 @@ CBezier::CBezier(const CBPOINT& a, const CBPOINT& b) : m_p{a.anchor, a.out, b.in
 CBezier::CBezier(const CDPOINT& p0, const CDPOINT& p1, const CDPOINT& p2, const CDPOINT& p3)
     : m_p{p0, p1, p2, p3} {}
 
-void CBezier::SetPoints(const CDPOINT pts[4]) { std::copy(pts, pts + 4, m_p); }
+void CBezier::SetPoints(const CDPOINT pts[4]) {
+  std::copy(pts, pts + 4, m_p);
+}
 
 CDPOINT CBezier::GetCurvePoint(double t) const {
   if (t == 0) return m_p[0];
@@ -80,9 +82,13 @@ CDPOINT CBezier::GetCurvePoint(double t) const {
                  w.b0 * m_p[0].y + w.b1 * m_p[1].y + w.b2 * m_p[2].y + w.b3 * m_p[3].y);
 }
 
-CDPOINT CBezier::GetCurvePoint2(double t) const { return Subdivide(m_p, t).s; }
+CDPOINT CBezier::GetCurvePoint2(double t) const {
+  return Subdivide(m_p, t).s;
+}
 
-CDPOINT CBezier::_GetCurvePoint(const CDPOINT& p) const { return GetCurvePoint(_GetCurveT(p)); }
+CDPOINT CBezier::_GetCurvePoint(const CDPOINT& p) const {
+  return GetCurvePoint(_GetCurveT(p));
+}
 
 CBPOINT CBezier::GetCurveBPoint(double t) const {
   const Casteljau c = Subdivide(m_p, t);
@@ -90,12 +96,16 @@ CBPOINT CBezier::GetCurveBPoint(double t) const {
 }
 
 double CBezier::GetCurveTangentAngle(double t) const {
-  if (t == 0) t = kTangentStart;
-  else if (t == 1) t = kTangentEnd;
+  if (t == 0)
+    t = kTangentStart;
+  else if (t == 1)
+    t = kTangentEnd;
   const double u = 1 - t;
   const double w0 = 3 * u * u, w1 = 6 * u * t, w2 = 3 * t * t;
-  const double dx = w0 * (m_p[1].x - m_p[0].x) + w1 * (m_p[2].x - m_p[1].x) + w2 * (m_p[3].x - m_p[2].x);
-  const double dy = w0 * (m_p[1].y - m_p[0].y) + w1 * (m_p[2].y - m_p[1].y) + w2 * (m_p[3].y - m_p[2].y);
+  const double dx =
+      w0 * (m_p[1].x - m_p[0].x) + w1 * (m_p[2].x - m_p[1].x) + w2 * (m_p[3].x - m_p[2].x);
+  const double dy =
+      w0 * (m_p[1].y - m_p[0].y) + w1 * (m_p[2].y - m_p[1].y) + w2 * (m_p[3].y - m_p[2].y);
   return std::atan2(dy, dx);
 }
 
@@ -135,9 +145,13 @@ void AxisRange(const double a[4], double& lo, double& hi) {
     if (d == 0) {
       roots[count++] = -qb / (2 * qa);
     } else if (d > 0) {
+      // The two roots (-qb +- sqrt(d)) / (2 qa), computed without cancellation: a nearly
+      // vanishing cubic term (a quadratic raised to a cubic, as font outlines are) would
+      // otherwise lose the root that matters to rounding.
       const double sd = std::sqrt(d);
-      roots[count++] = (-qb + sd) / (2 * qa);
-      roots[count++] = (-qb - sd) / (2 * qa);
+      const double q = -0.5 * (qb + (qb < 0 ? -sd : sd));
+      roots[count++] = q / qa;
+      roots[count++] = q != 0 ? qc / q : 0.0;
     }
   }
   for (int i = 0; i < count; ++i) {
@@ -158,7 +172,9 @@ CDRECT CBezier::CalcTightRect(const double ax[4], const double ay[4]) const {
   return rc;
 }
 
-double CBezier::GetLength() const { return GetLength(0, 1, 10); }
+double CBezier::GetLength() const {
+  return GetLength(0, 1, 10);
+}
 
 double CBezier::GetLength(double t0, double t1, int n) const {
   if (n <= 1) return 0;
@@ -177,7 +193,8 @@ double CBezier::GetLength(double t0, double t1, int n) const {
   const auto speed = [&](int i) {
     const double t = t0 + i * h;
     const double t2 = t * t;
-    const double sq = 9 * a33 * t2 * t2 + 12 * a32 * t2 * t + (4 * a22 + 6 * a31) * t2 + 4 * a21 * t + a11;
+    const double sq =
+        9 * a33 * t2 * t2 + 12 * a32 * t2 * t + (4 * a22 + 6 * a31) * t2 + 4 * a21 * t + a11;
     double s = sq > 0 ? std::sqrt(sq) : 0.0;
     if (std::fabs(s - kSpeedFloor) < kSpeedZeroBand) s = 0;
     return s;
@@ -209,9 +226,12 @@ double CBezier::GetTFromLength(double len) const {
   double m = 0.5;
   for (int round = 0; round < kMaxLengthBisections; ++round) {
     const double l = GetLength(0, m, 10);
-    if (l < len) lo = m;
-    else if (l > len) hi = m;
-    else return m;  // equal, or NaN on either side
+    if (l < len)
+      lo = m;
+    else if (l > len)
+      hi = m;
+    else
+      return m;  // equal, or NaN on either side
     const double next = (lo + hi) / 2;
     if (std::fabs(next - m) < kLengthBisectionStop) return next;
     m = next;
@@ -224,38 +244,100 @@ double CBezier::GetBPointArrayLength(const CArray<CBPOINT, CBPOINT>& path, int n
   INT_PTR k = count - 1;
   if (n >= 0 && n < count - 1) k = n;
   double sum = 0;
-  for (INT_PTR i = 0; i < k; ++i) sum += CBezier(path.GetData()[i], path.GetData()[i + 1]).GetLength();
+  for (INT_PTR i = 0; i < k; ++i)
+    sum += CBezier(path.GetData()[i], path.GetData()[i + 1]).GetLength();
   return sum;
 }
 
+namespace {
+
+// |ab| <= r, decided like sqrt(dx^2 + dy^2) <= r but without the square root when the squared
+// length is clearly (by far more than rounding) below or above r^2; only near-ties and
+// resolutions whose square leaves the normal range take the square root.
+class LegWithin {
+ public:
+  explicit LegWithin(double r) : m_r(r) {
+    const double r2 = r * r;
+    m_fast = r > 0 && r2 > kMinSquare && r2 < kMaxSquare;
+    m_below = r2 * (1 - kMargin);
+    m_above = r2 * (1 + kMargin);
+  }
+  bool operator()(const CDPOINT& a, const CDPOINT& b) const {
+    const double dx = b.x - a.x, dy = b.y - a.y;
+    const double d2 = dx * dx + dy * dy;
+    if (m_fast) {
+      if (d2 <= m_below) return true;
+      if (d2 > m_above) return false;
+    }
+    return std::sqrt(d2) <= m_r;
+  }
+
+ private:
+  static constexpr double kMargin = 1e-14;  // about 45 units of rounding
+  static constexpr double kMinSquare = 1e-290, kMaxSquare = 1e290;
+  double m_r, m_below = 0, m_above = 0;
+  bool m_fast = false;
+};
+
+}  // namespace
+
+struct CBezier::FlattenSink {
+  static constexpr int kBlock = 512;  // 8 KB of stack
+  CArray<CDPOINT, CDPOINT>& list;
+  const LegWithin within;  // the flatness test of one control leg
+  CDPOINT block[kBlock];
+  int pending = 0;
+
+  FlattenSink(CArray<CDPOINT, CDPOINT>& l, double r) : list(l), within(r) {}
+  FlattenSink(const FlattenSink&) = delete;
+  FlattenSink& operator=(const FlattenSink&) = delete;
+  ~FlattenSink() { Flush(); }
+  // Points in the list, counting those not yet appended.
+  INT_PTR Size() const { return list.GetSize() + pending; }
+  void Add(const CDPOINT& p) {
+    if (pending == kBlock) Flush();
+    block[pending++] = p;
+  }
+  void Flush() {
+    if (pending == 0) return;
+    const INT_PTR old = list.GetSize();
+    list.SetSize(old + pending);
+    std::copy(block, block + pending, list.GetData() + old);
+    pending = 0;
+  }
+};
+
 void CBezier::GetPolyline(CArray<CDPOINT, CDPOINT>& list) const {
-  if (list.IsEmpty()) list.Add(m_p[0]);
   if (!m_expandStraightLines && Distance(m_p[0], m_p[1]) < PLEXA::kCoincide &&
       Distance(m_p[2], m_p[3]) < PLEXA::kCoincide) {
+    if (list.IsEmpty()) list.Add(m_p[0]);
     list.Add(m_p[3]);
     return;
   }
   const double r = EffectiveResolution(Distance(m_p[0], m_p[3]), m_resolution);
+  FlattenSink sink(list, r);
+  if (list.IsEmpty()) sink.Add(m_p[0]);
   CBEZIER piece;
   std::copy(m_p, m_p + 4, piece.p);
-  GetBArray(&piece, list, r, 0);
+  GetBArray(&piece, sink, 0);
 }
 
-void CBezier::GetBArray(const CBEZIER* piece, CArray<CDPOINT, CDPOINT>& list, double r, int depth) const {
+void CBezier::GetBArray(const CBEZIER* piece, FlattenSink& sink, int depth) const {
   const CDPOINT* p = piece->p;
-  const bool flat = Distance(p[0], p[1]) <= r && Distance(p[1], p[2]) <= r && Distance(p[2], p[3]) <= r;
-  if (flat || list.GetSize() > kFlattenPointCeiling || depth >= kMaxFlattenDepth) {
-    list.Add(p[1]);
-    list.Add(p[2]);
-    list.Add(p[3]);
+  const LegWithin& within = sink.within;
+  const bool flat = within(p[0], p[1]) && within(p[1], p[2]) && within(p[2], p[3]);
+  if (flat || sink.Size() > kFlattenPointCeiling || depth >= kMaxFlattenDepth) {
+    sink.Add(p[1]);
+    sink.Add(p[2]);
+    sink.Add(p[3]);
     return;
   }
   const Casteljau c = Subdivide(p, 0.5);
   CBEZIER half;
   half.p[0] = p[0], half.p[1] = c.q[0], half.p[2] = c.r[0], half.p[3] = c.s;
-  GetBArray(&half, list, r, depth + 1);
+  GetBArray(&half, sink, depth + 1);
   half.p[0] = c.s, half.p[1] = c.r[1], half.p[2] = c.q[2], half.p[3] = p[3];
-  GetBArray(&half, list, r, depth + 1);
+  GetBArray(&half, sink, depth + 1);
 }
 
 void CBezier::GetPolylineEx(CArray<CDPOINT, CDPOINT>& list) const {
@@ -354,10 +436,13 @@ void CBezier::DragToPoint(double t, const CDPOINT& p) {
 // ---- CBezierPoint ----
 
 CBPOINT CBezierPoint::Lerp(double t, const CBPOINT& a, const CBPOINT& b) {
-  return CBPOINT(Interpolate(a.in, b.in, t), Interpolate(a.anchor, b.anchor, t), Interpolate(a.out, b.out, t));
+  return CBPOINT(Interpolate(a.in, b.in, t), Interpolate(a.anchor, b.anchor, t),
+                 Interpolate(a.out, b.out, t));
 }
 
-void CBezierPoint::Move(double dx, double dy) { Move(CDPOINT(dx, dy)); }
+void CBezierPoint::Move(double dx, double dy) {
+  Move(CDPOINT(dx, dy));
+}
 
 void CBezierPoint::Move(const CDPOINT& d) {
   m_node.in -= d;
@@ -366,7 +451,8 @@ void CBezierPoint::Move(const CDPOINT& d) {
 }
 
 void CBezierPoint::Rotate(double cx, double cy, double angle) {
-  for (CDPOINT* q : {&m_node.in, &m_node.anchor, &m_node.out}) ::Rotate(&q->x, &q->y, cx, cy, angle);
+  for (CDPOINT* q : {&m_node.in, &m_node.anchor, &m_node.out})
+    ::Rotate(&q->x, &q->y, cx, cy, angle);
 }
 
 void CBezierPoint::Stretch(const CDPOINT& centre, double sx, double sy) {
@@ -390,7 +476,9 @@ void CBezierPoint::Smooth(const CDPOINT& prev, const CDPOINT& next) {
 
 bool CBezierPoint::IsSmooth() const {
   const CBPOINT& n = m_node;
-  if (Distance(n.in, n.anchor) < PLEXA::kHandleDistinct || Distance(n.out, n.anchor) < PLEXA::kHandleDistinct)
+  if (Distance(n.in, n.anchor) < PLEXA::kHandleDistinct ||
+      Distance(n.out, n.anchor) < PLEXA::kHandleDistinct)
     return false;
-  return GetDistanceFromLine(n.in.x, n.in.y, n.out.x, n.out.y, n.anchor.x, n.anchor.y) < kSmoothLineDistance;
+  return GetDistanceFromLine(n.in.x, n.in.y, n.out.x, n.out.y, n.anchor.x, n.anchor.y) <
+         kSmoothLineDistance;
 }

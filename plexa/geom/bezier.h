@@ -101,8 +101,11 @@ class CBezier {
 
   // Power basis per axis: B(t) = a[0] + a[1] t + a[2] t^2 + a[3] t^3.
   void CalcBezierConstants(double ax[4], double ay[4]) const;
-  // Exact bounds of the curve for t in [0, 1] (ends and interior extrema), xmin <= xmax and
-  // ymin <= ymax for finite input.
+  // Exact bounds of the curve for t in [0, 1], per axis: the range of the end values a0 and
+  // a0 + a1 + a2 + a3, widened by B at each root in [0, 1] of the derivative (solved as a
+  // linear equation when 3 a3 is exactly 0; otherwise by the discriminant, the two roots
+  // computed in the cancellation-free form, so an almost-quadratic curve keeps its extremum).
+  // xmin <= xmax and ymin <= ymax for finite input.
   PLEXA::CDRECT CalcTightRect() const;
   PLEXA::CDRECT CalcTightRect(const double ax[4], const double ay[4]) const;
 
@@ -114,7 +117,7 @@ class CBezier {
   double GetLength(double t0, double t1, int n) const;
   // Parameter whose arc length GetLength(0, t, 10) from 0 equals len, by bisection on
   // [0, 1] (at most 1,000 rounds). Near 0 for len <= 0, near 1 for len beyond the length;
-  // NaN len or NaN coordinates give 0.5.
+  // a NaN len gives 0.5 (NaN speed samples count as 0, so NaN points still end in [0, 1]).
   double GetTFromLength(double len) const;
   // Summed GetLength() of the first n segments of a path (all segments when n < 0 or
   // n >= count - 1); 0 for fewer than 2 nodes or n = 0. Takes any node array, so a
@@ -162,9 +165,11 @@ class CBezier {
   // (B(t) - p) . B'(t): candidates t = 0, every root in order (a strictly smaller squared
   // distance wins), then t = 1 (only when strictly nearer). Roots are clamped into [0, 1]
   // before they compete. Root isolation recurses to depth kNearestMaxDepth at most and
-  // visits a bounded number of polygons. Near-zero denominators are replaced by +-1e-8 as
-  // designed; on curves much smaller than a coordinate unit (around 1e-3 and below) this
-  // can cost accuracy, and GetNearestCurvePointT2 should be used there.
+  // visits a bounded number of polygons. The flatness threshold (2^-65) and the +-1e-8
+  // denominator guard are absolute, as designed, so accuracy depends on the segment's size:
+  // measured on random segments, distances agree with a dense scan to 1e-9 of the size for
+  // sizes from 0.1 to 30,000 units, drift to 1e-4 at 1e6 and fail below about 0.01.
+  // GetNearestCurvePointT2 is accurate at every scale.
   double GetNearestCurvePointT(const PLEXA::CDPOINT& p) const;
   // GetCurvePoint(GetNearestCurvePointT(p)).
   PLEXA::CDPOINT GetNearestCurvePoint(const PLEXA::CDPOINT& p) const;
@@ -179,9 +184,11 @@ class CBezier {
  protected:
   // Length of the chord polygon P0, B(1/n), ..., B((n-1)/n), P3; |P0P3| for n <= 1.
   double GetL(int n) const;
-  // The recursive step of GetPolyline on one piece, with the effective resolution r.
-  void GetBArray(const PLEXA::CBEZIER* piece, CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& list,
-                 double r, int depth) const;
+  // Collects GetPolyline's points and appends them to the list in blocks; carries the
+  // flatness test at the effective resolution.
+  struct FlattenSink;
+  // The recursive step of GetPolyline on one piece.
+  void GetBArray(const PLEXA::CBEZIER* piece, FlattenSink& sink, int depth) const;
 
  private:
   PLEXA::CDPOINT m_p[4];

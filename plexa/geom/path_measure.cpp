@@ -199,7 +199,7 @@ int IsPointInPolygon(const CBPointArray& path, const tagPOINT& p) {
   CArray<tagPOINT> ipts;
   ipts.SetSize(flat.GetSize());
   for (INT_PTR i = 0; i < flat.GetSize(); ++i)
-    ipts[i] = tagPOINT{static_cast<LONG>(std::floor(flat[i].x + 0.5)), static_cast<LONG>(std::floor(flat[i].y + 0.5))};
+    ipts[i] = tagPOINT{PLEXA::RoundToLong(flat[i].x), PLEXA::RoundToLong(flat[i].y)};
   const CRect bounds = GetPolygonRect(ipts.GetData(), static_cast<int>(ipts.GetSize()));
   return IsPointInPolygon(ipts.GetData(), static_cast<int>(ipts.GetSize()), p, &bounds);
 }

@@ -24,15 +24,6 @@ bool NodesEqual(const CBPOINT& a, const CBPOINT& b) {
   return Coincide(a.in, b.in) && Coincide(a.anchor, b.anchor) && Coincide(a.out, b.out);
 }
 
-// floor(v + 0.5), with NaN as 0 and the 32-bit range saturated.
-LONG RoundToLong(double v) {
-  if (std::isnan(v)) return 0;
-  const double r = std::floor(v + 0.5);
-  if (r <= static_cast<double>(std::numeric_limits<LONG>::min())) return std::numeric_limits<LONG>::min();
-  if (r >= static_cast<double>(std::numeric_limits<LONG>::max())) return std::numeric_limits<LONG>::max();
-  return static_cast<LONG>(r);
-}
-
 // A path flattened at resolution 1.0 and rounded to integers, with its integer bounds.
 struct IntPolygon {
   std::vector<tagPOINT> pts;
@@ -47,7 +38,7 @@ IntPolygon MakeIntPolygon(const CBPointArray* path) {
   CDWordArray ends;
   path->ExecuteBPointArrayT(flat, ends, kHoleFlattenResolution);
   poly.pts.reserve(static_cast<std::size_t>(flat.GetSize()));
-  for (const CDPOINT& p : flat) poly.pts.push_back(tagPOINT{RoundToLong(p.x), RoundToLong(p.y)});
+  for (const CDPOINT& p : flat) poly.pts.push_back(tagPOINT{PLEXA::RoundToLong(p.x), PLEXA::RoundToLong(p.y)});
   poly.bounds = GetPolygonRect(poly.pts.data(), poly.size());
   return poly;
 }
@@ -55,6 +46,22 @@ IntPolygon MakeIntPolygon(const CBPointArray* path) {
 bool Inside(const IntPolygon& outer, const tagPOINT& p) {
   return IsPointInPolygon(outer.pts.data(), outer.size(), p, &outer.bounds) != 0;
 }
+
+// The test for a run of equal points is made once: flattened curves repeat points after
+// rounding, and saturated (huge) coordinates collapse whole paths onto a few points.
+struct InsideCache {
+  bool valid = false;
+  tagPOINT last{};
+  bool answer = false;
+  bool Inside(const IntPolygon& outer, const tagPOINT& p) {
+    if (!valid || p.x != last.x || p.y != last.y) {
+      answer = ::Inside(outer, p);
+      last = p;
+      valid = true;
+    }
+    return answer;
+  }
+};
 
 bool RectWithin(const tagRECT& in, const tagRECT& out) {
   return in.left >= out.left && in.right <= out.right && in.top >= out.top && in.bottom <= out.bottom;
@@ -84,10 +91,11 @@ bool ReachesRatio(const IntPolygon& i, const IntPolygon& j, double ratio) {
   if (!(candidates / n >= ratio)) return false;
   int count = 0;
   int left = candidates;  // candidates not yet tested
+  InsideCache cache;
   for (const tagPOINT& p : j.pts) {
     if (!PointInRect(p, i.bounds)) continue;
     --left;
-    if (Inside(i, p)) {
+    if (cache.Inside(i, p)) {
       ++count;
       if (count / n >= ratio) return true;
     } else if (!((count + left) / n >= ratio)) {
@@ -210,15 +218,17 @@ bool IsPolyBezierInPolyBezier(const CBPointArray& outer, const CBPointArray& inn
   if (o.size() < 2 || in.size() < 1) return false;
   if (std::fabs(tol) < kPathSetEpsilon) {
     if (!RectWithin(in.bounds, o.bounds)) return false;
+    InsideCache cache;
     for (const tagPOINT& p : in.pts)
-      if (!Inside(o, p)) return false;
+      if (!cache.Inside(o, p)) return false;
     return true;
   }
   const double allowed = std::fabs(tol);
   const double n = in.size();
   int outside = 0;
+  InsideCache cache;
   for (const tagPOINT& p : in.pts) {
-    if (!Inside(o, p) && ++outside / n > allowed) return false;
+    if (!cache.Inside(o, p) && ++outside / n > allowed) return false;
   }
   return true;
 }

@@ -113,8 +113,10 @@ void ExecutePolyPolyBezierEx(const CPolyPolyBezier& set, CPolyPolyDPoint& polys,
 // inside a hole is reported too. A ratio above 1 reports nothing; a ratio of 0 or below
 // reports every path that has points (sets of 2 or more). Fewer than 2 paths: nothing. A
 // path with no points (null, or fewer than 2 nodes) is never a hole. NaN ratio: nothing.
-// Cost: O(P^2) bound comparisons for P paths; point tests run only for pairs whose integer
-// bounds overlap enough to reach the ratio, and each stops as soon as the outcome is known.
+// Cost: O(P^2) bound comparisons for P paths; point tests (each O(points of i)) run only for
+// pairs whose integer bounds overlap enough to reach the ratio, once per run of equal points,
+// and stop as soon as the outcome is known. Flattening caps a path near 100,000 points, so a
+// pair of huge overlapping paths can still cost up to about 10^10 steps, but never more.
 void GetPolyPolyHoles(const CPolyPolyBezier& set, CArray<int, int>& holes, double ratio);
 // Empties outlines, then every index 0 .. size - 1 that GetPolyPolyHoles(set, ., ratio)
 // does not return, ascending.
@@ -191,7 +193,8 @@ int AddPointToPolyBezier(CBPointArray& path, const CArray<PLEXA::CDPOINT>& pts, 
 // Tangent direction of segment seg at parameter t, atan2 of the derivative in radians
 // (CBezier::GetCurveTangentAngle: exactly 0 and 1 are read at 0.001 and 0.999). seg is
 // clamped to the segments and t to [0, 1]. When the segment has no direction (all four
-// points within 1e-8), the chord of the nearest neighbouring segment that has one is used.
+// points within 1e-8), the chord of the nearest segment that has one is used (of two at the
+// same distance, the following one).
 // 0 for fewer than 2 nodes, a NaN t, or a path without any direction.
 double GetBPointArrayTangentAngle(const CBPointArray& path, int seg, double t);
 // Nearest point of the path to p: seg and t of it (CBezier::GetNearestCurvePointT2 per

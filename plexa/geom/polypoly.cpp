@@ -1,6 +1,7 @@
 #include "plexa/geom/polypoly.h"
 
 #include <algorithm>
+#include <new>
 
 #include "plexa/geom/bezier.h"
 
@@ -84,4 +85,41 @@ void ReverseArray(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts) {
   const INT_PTR n = pts.GetSize();
   PLEXA::CDPOINT* d = pts.GetData();
   for (INT_PTR i = 0; i < n / 2; ++i) d[i] = d[n - 1 - i];
+}
+
+int IsPointInPolyPolyBezier(const CPolyPolyBezier& set, const tagPOINT& p, bool evenOdd) {
+  int count = 0;
+  for (int i = 0; i < set.GetSize(); ++i) {
+    const CBPointArray* path = set.GetAt(i);
+    if (path == nullptr || !IsPointInPolygon(*path, p)) continue;
+    if (!evenOdd) return 1;
+    ++count;
+  }
+  return count & 1;
+}
+
+PLEXA::CDRECT GetPolyPolyBezierRect(const CPolyPolyBezier& set, double) {
+  PLEXA::CDRECT r;
+  for (int i = 0; i < set.GetSize(); ++i) {
+    const CBPointArray* path = set.GetAt(i);
+    if (path == nullptr) continue;
+    const PLEXA::CDRECT q = path->GetPolyBezierRect(1.0);
+    if (r.xmax - r.xmin == 0 && r.ymax - r.ymin == 0) {
+      r = q;
+    } else {
+      r.xmin = std::min(r.xmin, q.xmin), r.xmax = std::max(r.xmax, q.xmax);
+      r.ymin = std::min(r.ymin, q.ymin), r.ymax = std::max(r.ymax, q.ymax);
+    }
+  }
+  return r;
+}
+
+CBPointArray* CreateBParFromDrect(const PLEXA::CDRECT& r) {
+  try {
+    auto path = std::make_unique<CBPointArray>();
+    CBPointArray::GetRectBPoints(r, *path);
+    return path.release();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }

@@ -131,3 +131,13 @@ void RemoveSamePoints(CPolyPolyBezier& set, double tol);
 // half, so (A, B, C, D) becomes (D, C, C, D): a one-sided mirror copy, not a reversal. This
 // is the intended behaviour, kept for hosts that depend on it.
 void ReverseArray(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts);
+
+// The integer inside test of each present path (IsPointInPolygon over the path). evenOdd
+// false: 1 at the first path that holds the point; true: the parity of the paths that do.
+int IsPointInPolyPolyBezier(const CPolyPolyBezier& set, const tagPOINT& p, bool evenOdd);
+// Union of CBPointArray::GetPolyBezierRect(1.0) over the present paths. The step argument is
+// accepted and ignored (always 1.0, deliberately). While the union is still a point (zero
+// width and zero height, compared exactly) the next path's rectangle replaces it.
+PLEXA::CDRECT GetPolyPolyBezierRect(const CPolyPolyBezier& set, double ignoredStep);
+// A newly allocated rectangle path (CBPointArray::GetRectBPoints); the caller owns it.
+CBPointArray* CreateBParFromDrect(const PLEXA::CDRECT& r);

@@ -169,3 +169,29 @@ TEST(CBPointArray, ClosednessAndEqualityTolerances) {
   EXPECT_FALSE(a == b);
   EXPECT_TRUE(CBPointArray() == CBPointArray());
 }
+
+TEST(CPolyPolyBezier, SetInsideTestBoundsAndRectangles) {
+  CPolyPolyBezier set;
+  set.Add(CreateBParFromDrect(PLEXA::CDRECT(0, 100, 0, 100)));
+  set.Add(CreateBParFromDrect(PLEXA::CDRECT(20, 40, 20, 40)));
+  set.Add(nullptr);
+  ASSERT_EQ(set[0].GetSize(), 5);
+  // Inside both squares: the first holding path answers 1; the parity of two is 0.
+  EXPECT_EQ(IsPointInPolyPolyBezier(set, tagPOINT{30, 30}, false), 1);
+  EXPECT_EQ(IsPointInPolyPolyBezier(set, tagPOINT{30, 30}, true), 0);
+  EXPECT_EQ(IsPointInPolyPolyBezier(set, tagPOINT{60, 60}, true), 1);
+  EXPECT_EQ(IsPointInPolyPolyBezier(set, tagPOINT{160, 60}, false), 0);
+
+  set.Add(CreateBParFromDrect(PLEXA::CDRECT(-10, 50, 90, 150)));
+  const PLEXA::CDRECT r = GetPolyPolyBezierRect(set, 1000.0);  // the step is ignored
+  EXPECT_EQ(r, PLEXA::CDRECT(-10, 100, 0, 150));
+
+  // A point-sized first path is replaced, not merged: (5,5) does not widen the union.
+  CPolyPolyBezier dots;
+  auto* dot = new CBPointArray;
+  dot->Add(Corner(5, 5));
+  dot->Add(Corner(5, 5));
+  dots.Add(dot);
+  dots.Add(CreateBParFromDrect(PLEXA::CDRECT(10, 20, 10, 20)));
+  EXPECT_EQ(GetPolyPolyBezierRect(dots, 1.0), PLEXA::CDRECT(10, 20, 10, 20));
+}

@@ -105,6 +105,16 @@ inline CBPOINT Quantize(const CBPOINT& n, double q) {
   return CBPOINT(Quantize(n.in, q), Quantize(n.anchor, q), Quantize(n.out, q));
 }
 
+// floor(v + 0.5), the library's rounding of coordinates to integer pixels and points, with
+// NaN as 0 and values beyond the 32-bit range saturated (a plain cast would be undefined).
+inline LONG RoundToLong(double v) {
+  if (std::isnan(v)) return 0;
+  const double r = std::floor(v + 0.5);
+  if (r <= -2147483648.0) return -2147483647 - 1;
+  if (r >= 2147483647.0) return 2147483647;
+  return static_cast<LONG>(r);
+}
+
 }  // namespace PLEXA
 
 static_assert(sizeof(PLEXA::CDPOINT) == 16);

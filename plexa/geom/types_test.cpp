@@ -33,3 +33,12 @@ TEST(ValueTypes, AttributeWordClearedOnConstructionKeptOnCopy) {
   CArray<CBPOINT, CBPOINT> b(a);
   for (const CBPOINT& e : b) EXPECT_EQ(e.attr, 42);
 }
+
+TEST(ValueTypes, RoundToLongRoundsHalfUpAndSaturates) {
+  EXPECT_EQ(PLEXA::RoundToLong(-0.5), 0);
+  EXPECT_EQ(PLEXA::RoundToLong(2.5), 3);
+  EXPECT_EQ(PLEXA::RoundToLong(-2.51), -3);
+  EXPECT_EQ(PLEXA::RoundToLong(NAN), 0);
+  EXPECT_EQ(PLEXA::RoundToLong(1e300), 2147483647);
+  EXPECT_EQ(PLEXA::RoundToLong(-INFINITY), -2147483647 - 1);
+}

@@ -215,8 +215,8 @@ HBITMAP CreateDIBSection(HDC, const BITMAPINFO* info, UINT usage, void** bits, H
   if (bpp != 1 && bpp != 8 && bpp != 24 && bpp != 32) return nullptr;
   const std::int64_t stride = ((std::int64_t{h.biWidth} * bpp + 31) >> 5) * 4;
   const std::int64_t rows = h.biHeight < 0 ? -std::int64_t{h.biHeight} : h.biHeight;
+  if (stride > kMaxBitmapBytes / rows) return nullptr;
   const std::int64_t bytes = stride * rows;
-  if (bytes > kMaxBitmapBytes) return nullptr;
 
   auto b = std::make_unique<Bitmap>();
   b->width = h.biWidth;

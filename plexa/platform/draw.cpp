@@ -177,7 +177,11 @@ namespace {
 BOOL DrawPath(HDC dc, bool fill, bool stroke) {
   Dc* d = Find<Dc>(dc);
   if (d == nullptr || d->path != PathState::Ended) return FALSE;
-  if (fill) Fill(d, d->figures);
+  // Filling closes every open figure, and StrokeAndFillPath strokes the closed figures.
+  if (fill) {
+    for (Figure& f : d->figures) f.closed = true;
+    Fill(d, d->figures);
+  }
   if (stroke) Stroke(d, d->figures);
   d->figures.clear();
   d->path = PathState::None;
@@ -250,6 +254,27 @@ std::int64_t Sample(std::int64_t i, std::int64_t destCount, std::int64_t sourceC
   return mirror ? sourceCount - 1 - v : v;
 }
 
+// The same sampling stepped along a row: floor((2i + 1) * sourceCount / (2 * destCount)) for
+// i = start, start + 1, ... in exact integers, without a division per pixel.
+class Stepper {
+ public:
+  Stepper(std::int64_t start, std::int64_t destCount, std::int64_t sourceCount)
+      : den_(2 * destCount), qstep_((2 * sourceCount) / den_), rstep_((2 * sourceCount) % den_) {
+    const i128 num = i128(2 * start + 1) * sourceCount;
+    q_ = static_cast<std::int64_t>(num / den_);
+    r_ = static_cast<std::int64_t>(num % den_);
+  }
+  std::int64_t Value() const { return q_; }
+  void Next() {
+    q_ += qstep_;
+    r_ += rstep_;
+    if (r_ >= den_) ++q_, r_ -= den_;
+  }
+
+ private:
+  std::int64_t den_, qstep_, rstep_, q_ = 0, r_ = 0;
+};
+
 BOOL Blit(HDC dest, int x, int y, int width, int height, HDC source, int sx, int sy, int sw,
           int sh, DWORD rop) {
   const bool known = NeedsSource(rop) || rop == BLACKNESS || rop == WHITENESS || rop == DSTINVERT;
@@ -282,8 +307,6 @@ BOOL Blit(HDC dest, int x, int y, int width, int height, HDC source, int sx, int
   }
   const std::int64_t i0 = std::max<std::int64_t>(0, -dl), i1 = std::min<std::int64_t>(aw, db->width - dl);
   const std::int64_t j0 = std::max<std::int64_t>(0, -dt), j1 = std::min<std::int64_t>(ah, db->rows - dt);
-  std::vector<std::int64_t> columns;
-  for (std::int64_t i = i0; i < i1; ++i) columns.push_back(sl + Sample(i, aw, asw, mirrorX));
   const std::uint32_t mask = RawMask(*db);
   COLORREF lastColour = CLR_INVALID;
   std::uint32_t lastRaw = 0;
@@ -291,11 +314,12 @@ BOOL Blit(HDC dest, int x, int y, int width, int height, HDC source, int sx, int
     const std::int64_t row = st + Sample(j, ah, ash, mirrorY);
     if (s && (row < 0 || row >= sb->rows)) continue;
     const int ty = static_cast<int>(dt + j);
-    for (std::int64_t i = i0; i < i1; ++i) {
+    Stepper column(i0, aw, asw);
+    for (std::int64_t i = i0; i < i1; ++i, column.Next()) {
       const int tx = static_cast<int>(dl + i);
       std::uint32_t src = 0;
       if (s) {
-        const std::int64_t col = columns[static_cast<std::size_t>(i - i0)];
+        const std::int64_t col = sl + (mirrorX ? asw - 1 - column.Value() : column.Value());
         if (col < 0 || col >= sb->width) continue;
         const COLORREF c = FromRaw(*sb, ReadRaw(*sb, static_cast<int>(col), static_cast<int>(row)));
         if (c != lastColour) {

@@ -251,7 +251,8 @@ BOOL PolyBezier(HDC dc, const POINT* points, DWORD count);  // count = 1 + 3k, k
 // The path bracket: between BeginPath and EndPath the calls above record figures instead of
 // drawing (every MoveToEx, Polyline, PolyBezier and Polygon starts a figure; Polygon's is
 // closed). StrokePath, FillPath and StrokeAndFillPath draw the recorded path and discard it;
-// they fail when no path has been ended. Fills close open figures.
+// they fail when no path has been ended. FillPath and StrokeAndFillPath first close every open
+// figure, so StrokeAndFillPath also strokes the closing lines; StrokePath leaves them open.
 BOOL BeginPath(HDC dc);
 BOOL EndPath(HDC dc);
 BOOL CloseFigure(HDC dc);

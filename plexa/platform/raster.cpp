@@ -16,19 +16,64 @@ constexpr double kExactLimit = double(1 << 28);
 // The approximate run ends are off by far less than a pixel; the exact test moves each end by
 // at most this many pixels (a bound, not a tolerance).
 constexpr int kMaxEndAdjust = 2;
+// Bound on the rounding error of an approximate run end, as a share of the squared coordinate
+// scale (max |coordinate| + radius)^2: the values combined are products of two coordinates, each
+// rounded within a few units of 2^-52; this is a hundred times that. Run ends farther than the
+// bound from a pixel centre are decided without the exact test.
+constexpr double kRoundingShare = 1e-12;
 
 struct Crossing {
   int y;
   double x;
 };
 
+// Sorts items by row, then within a row by `less`: a counting sort over the rows present
+// (dense in practice), then small sorts per row; a plain sort when the rows are sparse.
+template <class T, class Less>
+void SortByRow(std::vector<T>& v, Less less) {
+  if (v.size() < 2) return;
+  int lo = v[0].y, hi = v[0].y;
+  for (const T& t : v) lo = std::min(lo, t.y), hi = std::max(hi, t.y);
+  const std::size_t range = static_cast<std::size_t>(hi - lo) + 1;
+  auto full = [&](const T& a, const T& b) { return a.y != b.y ? a.y < b.y : less(a, b); };
+  if (range > 4 * v.size() + 1024) {
+    std::sort(v.begin(), v.end(), full);
+    return;
+  }
+  std::vector<std::size_t> start(range + 1, 0);
+  for (const T& t : v) ++start[static_cast<std::size_t>(t.y - lo) + 1];
+  for (std::size_t r = 0; r < range; ++r) start[r + 1] += start[r];
+  std::vector<T> out(v.size());
+  std::vector<std::size_t> next(start.begin(), start.end() - 1);
+  for (const T& t : v) out[next[static_cast<std::size_t>(t.y - lo)]++] = t;
+  for (std::size_t r = 0; r < range; ++r) {
+    auto b = out.begin() + static_cast<std::ptrdiff_t>(start[r]);
+    auto e = out.begin() + static_cast<std::ptrdiff_t>(start[r + 1]);
+    if (e - b < 2) continue;
+    if (e - b <= 16) {  // insertion sort: rows hold few items
+      for (auto i = b + 1; i < e; ++i) {
+        T t = *i;
+        auto j = i;
+        for (; j > b && less(t, *(j - 1)); --j) *j = *(j - 1);
+        *j = t;
+      }
+    } else {
+      std::sort(b, e, less);
+    }
+  }
+  v.swap(out);
+}
+
 bool IsWhole(double v) { return std::floor(v) == v && std::fabs(v) <= kExactLimit; }
 
 // One segment of a wide round pen: the set of points within r of the segment AB (a capsule).
 class Capsule {
  public:
-  Capsule(PointD a, PointD b, double width)
-      : a_(a), b_(b), r_(width / 2), r2_(r_ * r_), dx_(b.x - a.x), dy_(b.y - a.y),
+  // Without the start disc the run ends are computed for the band and the end disc only (the
+  // previous segment's end disc covers the start); the exact test still takes the whole
+  // capsule, so the runs lie between those two sets, which is exact for the union.
+  Capsule(PointD a, PointD b, double width, bool startDisc = true)
+      : start_disc_(startDisc), a_(a), b_(b), r_(width / 2), r2_(r_ * r_), dx_(b.x - a.x), dy_(b.y - a.y),
         l2_(dx_ * dx_ + dy_ * dy_), rl_(r_ * std::sqrt(l2_)) {
     exact_ = IsWhole(a.x) && IsWhole(a.y) && IsWhole(b.x) && IsWhole(b.y) && IsWhole(width);
     if (exact_) {
@@ -38,20 +83,24 @@ class Capsule {
       by2_ = static_cast<std::int64_t>(2 * b.y);
       w_ = static_cast<std::int64_t>(width);
     }
+    const double m = std::max({std::fabs(a.x), std::fabs(a.y), std::fabs(b.x), std::fabs(b.y)}) + r_;
+    slack_ = kRoundingShare * (1 + m * m);
+    inv_dx_ = dx_ != 0 ? 1 / dx_ : 0;
+    inv_dy_ = dy_ != 0 ? 1 / dy_ : 0;
   }
 
   // Approximate x extent of the capsule on the horizontal line y = ys: false when it misses.
   bool Extent(double ys, double& lo, double& hi) const {
     lo = kInf;
     hi = -kInf;
-    Disc(a_, ys, lo, hi);
+    if (start_disc_) Disc(a_, ys, lo, hi);
     Disc(b_, ys, lo, hi);
     if (l2_ > 0) {
       const double v = ys - a_.y;
       double u1lo = -kInf, u1hi = kInf, u2lo = -kInf, u2hi = kInf;
       // 0 <= (P - A).d <= |d|^2: the foot of the perpendicular lies on the segment.
       if (dx_ != 0) {
-        const double t0 = (-v * dy_) / dx_, t1 = (l2_ - v * dy_) / dx_;
+        const double t0 = (-v * dy_) * inv_dx_, t1 = (l2_ - v * dy_) * inv_dx_;
         u1lo = std::min(t0, t1);
         u1hi = std::max(t0, t1);
       } else if (v * dy_ < 0 || v * dy_ > l2_) {
@@ -59,7 +108,7 @@ class Capsule {
       }
       // |(P - A) x d| <= r |d|: within r of the line.
       if (dy_ != 0) {
-        const double t0 = (v * dx_ - rl_) / dy_, t1 = (v * dx_ + rl_) / dy_;
+        const double t0 = (v * dx_ - rl_) * inv_dy_, t1 = (v * dx_ + rl_) * inv_dy_;
         u2lo = std::min(t0, t1);
         u2hi = std::max(t0, t1);
       } else if (std::fabs(v * dx_) > rl_) {
@@ -116,13 +165,23 @@ class Capsule {
       double lo, hi;
       if (!Extent(j + 0.5, lo, hi)) continue;
       // Pixels with lo <= i + 0.5 <= hi, clamped to one pixel beyond the grid either side.
-      std::int64_t i0 = static_cast<std::int64_t>(std::clamp(std::ceil(lo - 0.5), -1.0, w + 0.0));
-      std::int64_t i1 = static_cast<std::int64_t>(std::clamp(std::floor(hi - 0.5), -1.0, w + 0.0));
-      if (i0 >= 0 && i0 < w) {
+      const double tl = std::clamp(lo - 0.5, -2.0, w + 1.0);
+      const double th = std::clamp(hi - 0.5, -2.0, w + 1.0);
+      // Ceiling and floor by truncation (cheaper than std::ceil and std::floor on plain x86-64),
+      // with the distance of each end from the nearest pixel centre on its side.
+      const auto kl = static_cast<std::int64_t>(tl), kh = static_cast<std::int64_t>(th);
+      const double dl = static_cast<double>(kl), dh = static_cast<double>(kh);
+      std::int64_t i0 = kl + (tl > dl), i1 = kh - (th < dh);
+      const double gl = (tl > dl ? dl + 1 : dl) - tl, gh = th - (th < dh ? dh - 1 : dh);
+      const bool tieLeft = gl < slack_ || gl > 1 - slack_;
+      const bool tieRight = gh < slack_ || gh > 1 - slack_;
+      i0 = std::clamp<std::int64_t>(i0, -1, w);
+      i1 = std::clamp<std::int64_t>(i1, -1, w);
+      if (i0 >= 0 && i0 < w && tieLeft) {
         for (int k = 0; k < kMaxEndAdjust && i0 > 0 && Inside(i0 - 1, j); ++k) --i0;
         for (int k = 0; k < kMaxEndAdjust && i0 <= i1 && !Inside(i0, j); ++k) ++i0;
       }
-      if (i1 >= 0 && i1 < w) {
+      if (i1 >= 0 && i1 < w && tieRight) {
         for (int k = 0; k < kMaxEndAdjust && i1 < w - 1 && Inside(i1 + 1, j); ++k) ++i1;
         for (int k = 0; k < kMaxEndAdjust && i1 >= i0 && !Inside(i1, j); ++k) --i1;
       }
@@ -140,8 +199,10 @@ class Capsule {
     hi = std::max(hi, c.x + hw);
   }
 
+  bool start_disc_;
   PointD a_, b_;
   double r_, r2_, dx_, dy_, l2_, rl_;
+  double slack_ = 0, inv_dx_ = 0, inv_dy_ = 0;
   bool exact_ = false;
   std::int64_t ax2_ = 0, ay2_ = 0, bx2_ = 0, by2_ = 0, w_ = 0;
 };
@@ -253,9 +314,7 @@ void Coverage::Finish() {
   last_.clear();
   if (finished_) return;
   finished_ = true;
-  std::sort(spans_.begin(), spans_.end(), [](const Span& a, const Span& b) {
-    return a.y != b.y ? a.y < b.y : a.x0 < b.x0;
-  });
+  SortByRow(spans_, [](const Span& a, const Span& b) { return a.x0 < b.x0; });
   std::size_t n = 0;
   for (const Span& s : spans_) {
     if (n > 0 && spans_[n - 1].y == s.y && s.x0 <= spans_[n - 1].x1 + 1) {
@@ -297,9 +356,7 @@ void FillEvenOdd(std::span<const Figure> figures, Coverage& out) {
       }
     }
   }
-  std::sort(xs.begin(), xs.end(), [](const Crossing& p, const Crossing& q) {
-    return p.y != q.y ? p.y < q.y : p.x < q.x;
-  });
+  SortByRow(xs, [](const Crossing& p, const Crossing& q) { return p.x < q.x; });
   for (std::size_t i = 0; i + 1 < xs.size();) {
     if (xs[i + 1].y != xs[i].y) {  // cannot happen for closed figures; skip a lone crossing
       ++i;
@@ -334,8 +391,10 @@ void StrokeRound(std::span<const Figure> figures, double width, Coverage& out) {
       Capsule(f.points[0], f.points[0], width).Rasterise(out);
       continue;
     }
-    for (std::size_t i = 0; i + 1 < n; ++i) Capsule(f.points[i], f.points[i + 1], width).Rasterise(out);
-    if (f.closed && n > 2) Capsule(f.points[n - 1], f.points[0], width).Rasterise(out);
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+      Capsule(f.points[i], f.points[i + 1], width, i == 0).Rasterise(out);
+    }
+    if (f.closed && n > 2) Capsule(f.points[n - 1], f.points[0], width, false).Rasterise(out);
   }
 }
 

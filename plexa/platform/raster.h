@@ -23,13 +23,16 @@
 //    pixel of an open figure is left out, as the platform leaves out the end of a line.
 // Exactness: with integer coordinates within +-2^20 (and an integer pen width) no rounding
 // decides whether a centre is covered; ties are settled by exact integer arithmetic (128-bit
-// where needed). Larger or fractional coordinates are computed in doubles and a centre within
-// about 1e-9 pixels of the boundary may go either way. Coordinates must be finite and within
-// +-2^28; the drawing layer checks that before it calls in.
-// Cost: a fill is O(E log E) in the number E of edge/row crossings inside the bitmap; a wide
-// stroke does O(1) work per segment and covered row (clipped to the bitmap), then sorts the
-// runs that did not merge with their neighbours; the area is painted once however many
-// segments overlap it.
+// where needed). Fractional coordinates, and integers beyond 2^20, are computed in doubles: a
+// centre closer to the boundary than the rounding error (far below 1e-6 pixels up to 2^20,
+// growing with the square of the coordinates beyond) may go either way. Coordinates must be
+// finite and within +-2^28; the drawing layer checks that (its range is +-2^27) before it calls.
+// Cost: a fill is O(E + rows) in the number E of edge/row crossings inside the bitmap (crossings
+// are bucketed by row). A wide stroke does O(1) work for every segment and every row its capsule
+// spans (the segment's height plus the pen width, clipped to the bitmap), so it grows linearly
+// with the pen width; runs that touch the previous run of their row merge at once, the rest are
+// bucketed by row, and every covered pixel is painted once however many segments overlap it.
+// Thin lines cost O(length clipped to the bitmap).
 #pragma once
 
 #include <cstdint>

@@ -179,6 +179,33 @@ TEST(Raster, WidePenMatchesDistanceToPathOnRandomPaths) {
   }
 }
 
+TEST(Raster, WidePenMatchesDistanceOnSmoothTurns) {
+  // Many vertices with small turns (a rounded polygon of a circle and a spiral): the joins are
+  // thin sectors, whose every side must still match the distance rule.
+  const int w = 48, h = 48;
+  std::vector<IPt> circle, spiral;
+  for (int k = 0; k < 90; ++k) {
+    const double a = 2 * M_PI * k / 90;
+    circle.push_back({std::llround(23 + 15 * std::cos(a)), std::llround(22 + 15 * std::sin(a))});
+    spiral.push_back({std::llround(24 + (4 + k / 6.0) * std::cos(a * 2)),
+                      std::llround(24 + (4 + k / 6.0) * std::sin(a * 2))});
+  }
+  for (std::int64_t pen : {2, 5, 8, 13}) {
+    for (int shape = 0; shape < 3; ++shape) {
+      const std::vector<std::vector<IPt>> paths = {shape == 2 ? spiral : circle};
+      const std::vector<bool> closed = {shape == 0};
+      const Figure f = ToFigure(paths[0], closed[0]);
+      Coverage c(w, h);
+      plexa::raster::StrokeRound({&f, 1}, double(pen), c);
+      c.Finish();
+      for (int j = 0; j < h; ++j)
+        for (int i = 0; i < w; ++i)
+          ASSERT_EQ(c.Covered(i, j), WithinPen(paths, closed, pen, i, j))
+              << "shape " << shape << " pen " << pen << " pixel " << i << "," << j;
+    }
+  }
+}
+
 TEST(Raster, WidePenOnAxisAndDotCoversTheExpectedCounts) {
   // A horizontal segment y = 10 from x = 5 to 25, pen 6: rows 7..12 (centres within 3) over the
   // straight part, plus round ends.

@@ -43,8 +43,9 @@ void CBitMatrix::SetSize(int w, int h) {
   const std::int64_t width = std::int64_t{w} + 1, height = std::int64_t{h} + 1;
   const std::int64_t bpr = width > 0 ? (width + 7) / 8 : 0;
   if (width > 0 && height > 0 && bpr * height > kMaxMatrixBytes) throw std::bad_alloc();
-  m_width = static_cast<int>(std::max<std::int64_t>(width, INT32_MIN));
-  m_height = static_cast<int>(std::max<std::int64_t>(height, INT32_MIN));
+  // w + 1 of INT32_MAX does not fit an int; such a matrix has no cells anyway (or threw above).
+  m_width = static_cast<int>(std::min<std::int64_t>(width, INT32_MAX));
+  m_height = static_cast<int>(std::min<std::int64_t>(height, INT32_MAX));
   m_bytesPerRow = static_cast<int>(bpr);
   if (width > 0 && height > 0) {
     m_bits = std::make_unique<unsigned char[]>(static_cast<std::size_t>(bpr * height));  // zeroed

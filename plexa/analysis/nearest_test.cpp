@@ -1,0 +1,170 @@
+#include "plexa/analysis/nearest.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+using PLEXA::CDPOINT;
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+double Dist(const CDPOINT& a, const CDPOINT& b) {
+  return std::hypot(a.x - b.x, a.y - b.y);
+}
+
+// Reference nearest distance: a dense scan, then golden-section refinement around the best
+// sample (the distance is unimodal within one sample step of its minimum).
+double ReferenceDistance(const CBezier& c, const CDPOINT& p) {
+  constexpr int kSamples = 4000;
+  int best = 0;
+  double bestD = kInf;
+  for (int i = 0; i <= kSamples; ++i) {
+    const double d = Dist(c.GetCurvePoint(double(i) / kSamples), p);
+    if (d < bestD) bestD = d, best = i;
+  }
+  double lo = std::max(0.0, (best - 1.0) / kSamples), hi = std::min(1.0, (best + 1.0) / kSamples);
+  for (int k = 0; k < 100; ++k) {
+    const double m1 = lo + (hi - lo) * 0.381966, m2 = hi - (hi - lo) * 0.381966;
+    if (Dist(c.GetCurvePoint(m1), p) < Dist(c.GetCurvePoint(m2), p))
+      hi = m2;
+    else
+      lo = m1;
+  }
+  return std::min(bestD, Dist(c.GetCurvePoint((lo + hi) / 2), p));
+}
+
+CBezier Scaled(std::mt19937& rng, double scale, double offset) {
+  std::uniform_real_distribution<double> u(0, 1);
+  const auto pt = [&] { return CDPOINT(offset + u(rng) * scale, offset + u(rng) * scale); };
+  const CDPOINT a = pt(), b = pt(), c = pt(), d = pt();
+  return CBezier(a, b, c, d);
+}
+
+}  // namespace
+
+TEST(NearestPoint, MatchesDenseScanOnRandomCurves) {
+  std::mt19937 rng(2024);
+  std::uniform_real_distribution<double> u(-0.2, 1.2);
+  for (int k = 0; k < 150; ++k) {
+    const CBezier c = Scaled(rng, 1000, 0);
+    const CDPOINT p(u(rng) * 1000, u(rng) * 1000);
+    const double ref = ReferenceDistance(c, p);
+    const double t = c.GetNearestCurvePointT(p);
+    ASSERT_TRUE(t >= 0 && t <= 1);
+    EXPECT_NEAR(Dist(c.GetCurvePoint(t), p), ref, 1e-6 + 1e-9 * ref) << "case " << k;
+    EXPECT_EQ(c.GetNearestCurvePoint(p), c.GetCurvePoint(t));
+    double d2 = -1;
+    const CDPOINT q = c.GetNearestCurvePoint2(p, &d2);
+    EXPECT_NEAR(d2, ref, 1e-6 + 1e-9 * ref) << "case " << k;
+    EXPECT_NEAR(Dist(q, p), d2, 1e-9);
+  }
+}
+
+TEST(NearestPoint, SecondVariantHoldsAtAnyScale) {
+  std::mt19937 rng(77);
+  std::uniform_real_distribution<double> u(-0.2, 1.2);
+  for (double scale : {1e-7, 1e-3, 1e9}) {
+    for (int k = 0; k < 40; ++k) {
+      const CBezier c = Scaled(rng, scale, 5 * scale);
+      const CDPOINT p((5 + u(rng)) * scale, (5 + u(rng)) * scale);
+      const double ref = ReferenceDistance(c, p);
+      double d = -1;
+      const double t = c.GetNearestCurvePointT2(p, &d);
+      ASSERT_TRUE(t >= 0 && t <= 1);
+      EXPECT_NEAR(d, ref, 1e-7 * scale) << "scale " << scale << " case " << k;
+      EXPECT_NEAR(Dist(c.GetCurvePoint(t), p), d, 1e-12 * scale);
+    }
+  }
+  const CBezier c(CDPOINT(0, 0), CDPOINT(1, 1), CDPOINT(2, 1), CDPOINT(3, 0));
+  EXPECT_EQ(c.GetNearestCurvePointT2(CDPOINT(0, 0), nullptr), 0);  // no distance wanted
+}
+
+TEST(NearestPoint, EndsAndDegenerateCurves) {
+  const CBezier arch(CDPOINT(0, 0), CDPOINT(0, 10), CDPOINT(10, 10), CDPOINT(10, 0));
+  EXPECT_EQ(arch.GetNearestCurvePointT(CDPOINT(0, 0)), 0);
+  EXPECT_EQ(arch.GetNearestCurvePointT(CDPOINT(-3, -4)), 0);
+  EXPECT_EQ(arch.GetNearestCurvePointT(CDPOINT(13, -4)), 1);
+  EXPECT_NEAR(arch.GetNearestCurvePointT(CDPOINT(5, 20)), 0.5, 1e-9);
+  // A closed loop: both ends at the same distance, the start wins (t = 1 must be nearer).
+  const CBezier loop(CDPOINT(0, 0), CDPOINT(10, 10), CDPOINT(-10, 10), CDPOINT(0, 0));
+  EXPECT_EQ(loop.GetNearestCurvePointT(CDPOINT(0, -5)), 0);
+  double d = 0;
+  loop.GetNearestCurvePointT2(CDPOINT(0, -5), &d);
+  EXPECT_NEAR(d, 5, 1e-12);
+
+  const CBezier dot(CDPOINT(2, 2), CDPOINT(2, 2), CDPOINT(2, 2), CDPOINT(2, 2));
+  EXPECT_EQ(dot.GetNearestCurvePointT(CDPOINT(5, 6)), 0);
+  EXPECT_EQ(dot.GetNearestCurvePointT2(CDPOINT(5, 6), &d), 0);
+  EXPECT_EQ(d, 5);
+}
+
+TEST(NearestPoint, HostileInputTerminatesInRange) {
+  const double huge = 1e300;
+  const CBezier cases[] = {
+      CBezier(CDPOINT(0, 0), CDPOINT(kNaN, 0), CDPOINT(1, 1), CDPOINT(2, 0)),
+      CBezier(CDPOINT(0, 0), CDPOINT(kInf, 0), CDPOINT(-kInf, 1), CDPOINT(2, 0)),
+      CBezier(CDPOINT(-huge, -huge), CDPOINT(huge, -huge), CDPOINT(huge, huge),
+              CDPOINT(-huge, huge)),
+  };
+  for (const CBezier& c : cases) {
+    for (const CDPOINT& p : {CDPOINT(1, 1), CDPOINT(kNaN, 0), CDPOINT(huge, -huge)}) {
+      const double t = c.GetNearestCurvePointT(p);
+      EXPECT_TRUE(t >= 0 && t <= 1);
+      const double t2 = c.GetNearestCurvePointT2(p, nullptr);
+      EXPECT_TRUE(t2 >= 0 && t2 <= 1);
+    }
+  }
+  double d = 0;
+  EXPECT_EQ(cases[0].GetNearestCurvePointT2(CDPOINT(1, 1), &d), 0);
+  EXPECT_EQ(d, std::sqrt(2.0));  // non-finite curve: the start and its distance
+  // Huge but finite: the second variant still finds the nearest point (the right side).
+  cases[2].GetNearestCurvePointT2(CDPOINT(2 * huge, 0), &d);
+  EXPECT_NEAR(d / huge, 1.5, 1e-9);  // x(0.5) = huge / 2
+}
+
+TEST(ClipLine, CohenSutherland) {
+  double x1 = 2, y1 = 3, x2 = 8, y2 = 4;
+  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 1);  // inside: untouched
+  EXPECT_EQ(x1, 2);
+  EXPECT_EQ(y2, 4);
+
+  x1 = -5, y1 = 1, x2 = -1, y2 = 9;
+  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 0);  // fully left
+  EXPECT_EQ(x1, -5);
+
+  x1 = -10, y1 = 0, x2 = 20, y2 = 6;  // left to right through the rectangle
+  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, -5, 5), 7);
+  EXPECT_EQ(x1, 0);
+  EXPECT_NEAR(y1, 2, 1e-12);
+  EXPECT_EQ(x2, 10);
+  EXPECT_NEAR(y2, 4, 1e-12);
+
+  x1 = 5, y1 = 15, x2 = 5, y2 = 5;  // from below the bottom (y down): only the first moves
+  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 3);
+  EXPECT_EQ(y1, 10);
+  x1 = 5, y1 = 5, x2 = 5, y2 = -3;  // out above the top: only the second moves
+  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 5);
+  EXPECT_EQ(y2, 0);
+
+  // Both ends outside with different codes, passing the corner: clipped once, then rejected,
+  // and the caller's coordinates stay as they were.
+  x1 = -2, y1 = 1, x2 = 1, y2 = -2;
+  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 0);
+  EXPECT_EQ(x1, -2);
+  EXPECT_EQ(y1, 1);
+
+  const tagRECT r{0, 0, 10, 10};
+  x1 = -5, y1 = 5, x2 = 5, y2 = 5;
+  EXPECT_EQ(ClipLine(&x1, &y1, &x2, &y2, &r), 3);
+  EXPECT_EQ(x1, 0);
+  EXPECT_EQ(ClipLine(&x1, &y1, &x2, &y2, nullptr), 0);
+
+  x1 = kNaN, y1 = 5, x2 = kInf, y2 = -kInf;  // terminates
+  const int code = _clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10);
+  EXPECT_TRUE(code >= 0 && code <= 7);
+}
