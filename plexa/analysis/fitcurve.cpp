@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <tuple>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -25,20 +25,37 @@ constexpr int kBisectShare = 32;
 // A fit stops early when a round gains less than this share of the pace it would need to
 // reach the tolerance within the remaining rounds.
 constexpr double kStallShare = 0.25;
+// The direction of a corner arm is taken from at most this many of its points.
+constexpr int kArmSamples = 16;
+// Arms whose directions differ by less than this sine (about 6 degrees) are too close to
+// parallel to place a corner at their crossing.
+constexpr double kParallelSine = 0.1;
 // Singular pivots of the handle system: below this share of the largest diagonal entry.
 constexpr double kPivotShare = 1e-14;
-// Both ends of an accepted smooth handle lie strictly ahead of the anchor along its tangent.
+// A handle at a smooth join must reach at least this share of the chord ahead along its
+// tangent: a backward or vanishing one would put a cusp at the join.
 constexpr double kMinSmoothHandleShare = 1e-6;
-// Lawson weights never fall below this share of the tolerance times the weight before.
+// Lawson's step multiplies each weight by the point's error plus this share of the
+// tolerance, so points the fit already meets keep some pull.
 constexpr double kWeightFloor = 0.05;
 
-double Dot(const Pt& a, const Pt& b) { return a.x * b.x + a.y * b.y; }
-double Cross(const Pt& a, const Pt& b) { return a.x * b.y - a.y * b.x; }
+double Dot(const Pt& a, const Pt& b) {
+  return a.x * b.x + a.y * b.y;
+}
+double Cross(const Pt& a, const Pt& b) {
+  return a.x * b.y - a.y * b.x;
+}
 // Plain square root of the sum: coordinates are rescaled below 1e100, so squares never
 // overflow, and hypot's care costs more than the rest of a fit.
-double Norm(const Pt& a) { return std::sqrt(a.x * a.x + a.y * a.y); }
-double Norm2(const Pt& a) { return a.x * a.x + a.y * a.y; }
-bool Finite(const Pt& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+double Norm(const Pt& a) {
+  return std::sqrt(a.x * a.x + a.y * a.y);
+}
+double Norm2(const Pt& a) {
+  return a.x * a.x + a.y * a.y;
+}
+bool Finite(const Pt& p) {
+  return std::isfinite(p.x) && std::isfinite(p.y);
+}
 bool Coincide(const Pt& a, const Pt& b) {
   return std::fabs(a.x - b.x) < kCoincide && std::fabs(a.y - b.y) < kCoincide;
 }
@@ -134,7 +151,15 @@ class Fitter {
     s_.assign(p_.size(), 0.0);
     for (std::size_t i = 1; i < p_.size(); ++i) s_[i] = s_[i - 1] + Norm(p_[i] - p_[i - 1]);
     total_ = s_.back();
-    arm_ = std::min(kFitCornerArm * tol_, total_ * kFitCornerArmShare);
+    // Corner arms: long enough to see past pixel steps (a few point spacings, at least one
+    // tolerance), never longer than needed to see past noise the size of the tolerance.
+    std::vector<double> steps(p_.size() - 1);
+    for (std::size_t i = 0; i + 1 < p_.size(); ++i) steps[i] = s_[i + 1] - s_[i];
+    std::nth_element(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2),
+                     steps.end());
+    const double spacing = steps[steps.size() / 2];
+    arm_ = std::min(kFitCornerArm * tol_, std::max(tol_, kFitCornerSpacing * spacing));
+    arm_ = std::min(arm_, std::max(tol_, total_ * kFitCornerArmShare));
   }
 
   std::vector<Segment> Run() {
@@ -157,10 +182,43 @@ class Fitter {
     return s_[static_cast<std::size_t>(w)] + static_cast<double>((j - w) / m_) * total_;
   }
 
-  static double TurnAngle(const Pt& back, const Pt& at, const Pt& ahead) {
-    const Pt u = at - back;
-    const Pt v = ahead - at;
-    if (Norm(u) == 0.0 || Norm(v) == 0.0) return 0.0;
+  // A straight line through points: a point on it and its unit direction.
+  struct Line {
+    Pt at;
+    Pt dir;
+  };
+
+  // The principal line of the points j0..j1 (virtual indices), oriented from j0 to j1, from
+  // at most kArmSamples of them evenly spread. Every point of a staircase pulls, so pixel
+  // steps tilt it far less than they tilt a chord. Zero direction when the ends coincide.
+  Line ArmLine(int j0, int j1) const {
+    const Pt chord = P(j1) - P(j0);
+    const double cl = Norm(chord);
+    if (cl == 0.0) return {P(j0), Pt()};
+    const int stride = std::max(1, (j1 - j0) / kArmSamples);
+    Pt mean;
+    int n = 0;
+    for (int j = j0; j <= j1; j += stride, ++n) mean += P(j) - P(j0);
+    mean /= static_cast<double>(n);
+    double sxx = 0.0, sxy = 0.0, syy = 0.0;
+    for (int j = j0; j <= j1; j += stride) {
+      const Pt d = P(j) - P(j0) - mean;
+      sxx += d.x * d.x;
+      sxy += d.x * d.y;
+      syy += d.y * d.y;
+    }
+    const double ang = 0.5 * std::atan2(2.0 * sxy, sxx - syy);
+    const Pt e(std::cos(ang), std::sin(ang));
+    const double c = Dot(e, chord) / cl;
+    // Points that turn back on themselves have no main direction; their chord is the answer.
+    if (std::fabs(c) < 0.5) return {P(j0) + mean, chord / cl};
+    return {P(j0) + mean, c < 0.0 ? -e : e};
+  }
+
+  Pt ArmDirection(int j0, int j1) const { return ArmLine(j0, j1).dir; }
+
+  static double TurnAngle(const Pt& u, const Pt& v) {
+    if (Norm2(u) == 0.0 || Norm2(v) == 0.0) return 0.0;
     return std::atan2(std::fabs(Cross(u, v)), Dot(u, v));
   }
 
@@ -183,7 +241,7 @@ class Fitter {
       f = std::max(f, i + 1);
       while (!reached(f) && (closed_ ? f < i + m_ : f < last_)) ++f;
       if (full && !closed_ && (S(i) - S(0) < arm || S(last_) - S(i) < arm)) continue;
-      out[static_cast<std::size_t>(i)] = TurnAngle(P(b), P(i), P(f));
+      out[static_cast<std::size_t>(i)] = TurnAngle(ArmDirection(b, i), ArmDirection(i, f));
     }
     return out;
   }
@@ -194,77 +252,170 @@ class Fitter {
     // The concentrated-turn test compares full arms only: near an open end the longer arm
     // is cut short and would make any bend look concentrated.
     const std::vector<double> t2full = closed_ ? t2 : Turning(2.0 * arm_, true);
-    strength_.resize(t1.size());
+    sharp_ = t1;
     candidate_.resize(t1.size());
     for (std::size_t i = 0; i < t1.size(); ++i) {
-      strength_[i] = std::min(t1[i], t2[i]);
-      candidate_[i] = strength_[i] >= kFitCornerAngle ||
-                      (strength_[i] >= kFitSoftCornerAngle && t2full[i] >= kFitSoftCornerAngle &&
+      const double strength = std::min(t1[i], t2[i]);
+      candidate_[i] = strength >= kFitCornerAngle ||
+                      (strength >= kFitSoftCornerAngle && t2full[i] >= kFitSoftCornerAngle &&
                        t2full[i] <= kFitArcRatio * t1[i]);
     }
   }
 
   bool IsCandidate(int j) const { return candidate_[static_cast<std::size_t>(Wrap(j))] != 0; }
 
-  double Strength(int j) const { return strength_[static_cast<std::size_t>(Wrap(j))]; }
+  // The index where an arm of length `arm` from point i ends, walking by `step` (+1 or -1):
+  // the first point that far away in a straight line or twice that far walked, or the end
+  // of an open chain.
+  int ArmEnd(int i, double arm, int step) const {
+    int j = i;
+    for (;;) {
+      if (closed_ ? std::abs(j + step - i) >= m_ : (j + step < 0 || j + step > last_)) return j;
+      j += step;
+      if (Norm(P(j) - P(i)) >= arm || std::fabs(S(j) - S(i)) >= 2.0 * arm) return j;
+    }
+  }
 
-  // Corners: the strongest point of each run of candidates, then of two corners closer than
-  // half an arm only the stronger. Returned as sorted real indices.
+  // Sum of squared distances of the points j0..j1 (at most kArmSamples of them) from their
+  // principal line: how far they are from lying on one straight line.
+  double LineResidual(int j0, int j1) const {
+    const int stride = std::max(1, (j1 - j0) / kArmSamples);
+    Pt mean;
+    int n = 0;
+    for (int j = j0; j <= j1; j += stride, ++n) mean += P(j) - P(j0);
+    mean /= static_cast<double>(n);
+    double sxx = 0.0, sxy = 0.0, syy = 0.0;
+    for (int j = j0; j <= j1; j += stride) {
+      const Pt d = P(j) - P(j0) - mean;
+      sxx += d.x * d.x;
+      sxy += d.x * d.y;
+      syy += d.y * d.y;
+    }
+    const double half = 0.5 * (sxx - syy);
+    return 0.5 * (sxx + syy) - std::sqrt(half * half + sxy * sxy);
+  }
+
+  // Moves a corner found at c, within half an arm, to the point where the outline splits
+  // best into two straight arms (two arms long each side): on a staircase the sharpest
+  // turn can sit a pixel off the true corner, which would leave the straight segments on
+  // either side out of tolerance next to it.
+  int RefineCorner(int c) const {
+    const int lo = closed_ ? c - m_ + 1 : 1;
+    const int hi = closed_ ? c + m_ - 1 : last_ - 1;
+    int j0 = c;
+    while (j0 - 1 >= lo && S(c) - S(j0 - 1) <= 0.5 * arm_) --j0;
+    int j1 = c;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(c) <= 0.5 * arm_) ++j1;
+    int best = c;
+    double bestResidual = HUGE_VAL;
+    for (int j = j0; j <= j1; ++j) {
+      const double r =
+          LineResidual(ArmEnd(j, 2.0 * arm_, -1), j) + LineResidual(j, ArmEnd(j, 2.0 * arm_, 1));
+      if (r < bestResidual) {
+        bestResidual = r;
+        best = j;
+      }
+    }
+    return best;
+  }
+
+  // The anchor of the corner at point c: where the lines of its two arms (two arms long)
+  // cross, moved at most kFitAnchorShift tolerances from the point, so that a corner pixel
+  // off the true corner does not push the straight segments beside it out of tolerance.
+  // The point itself when the arms are nearly parallel.
+  Pt CornerAnchor(int c) const {
+    const Line back = ArmLine(ArmEnd(c, 2.0 * arm_, -1), c);
+    const Line ahead = ArmLine(c, ArmEnd(c, 2.0 * arm_, 1));
+    const double den = Cross(back.dir, ahead.dir);
+    if (!(std::fabs(den) > kParallelSine)) return P(c);
+    const double t = Cross(ahead.at - back.at, ahead.dir) / den;
+    const Pt shift = back.at + back.dir * t - P(c);
+    const double len = Norm(shift), limit = kFitAnchorShift * tol_;
+    if (!(len <= limit))
+      return len > 0.0 && std::isfinite(len) ? P(c) + shift * (limit / len) : P(c);
+    return P(c) + shift;
+  }
+
+  // The turn over the shorter arms: it peaks more sharply at a corner than the strength,
+  // so it decides where in a run of candidates the corner sits.
+  double Sharp(int j) const { return sharp_[static_cast<std::size_t>(Wrap(j))]; }
+
+  // Corners: the sharpest point of each run of candidates, then of two corners closer than
+  // half an arm only the sharper. Returned as sorted real indices.
   std::vector<int> FindCorners() const {
     std::vector<int> picks;
     const auto cand = [&](int j) { return IsCandidate(j); };
     if (!closed_) {
       for (int i = 1; i < last_;) {
-        if (!cand(i)) { ++i; continue; }
+        if (!cand(i)) {
+          ++i;
+          continue;
+        }
         int best = i;
         for (; i < last_ && cand(i); ++i)
-          if (Strength(i) > Strength(best)) best = i;
+          if (Sharp(i) > Sharp(best)) best = i;
         picks.push_back(best);
       }
     } else {
       int start = -1;
       for (int i = 0; i < m_; ++i)
-        if (!cand(i)) { start = i; break; }
+        if (!cand(i)) {
+          start = i;
+          break;
+        }
       if (start < 0) {
         // Every point turns sharply (a polygon of few points): all are picks, and the
-        // thinning below keeps the strongest of those too close together.
+        // thinning below keeps the sharpest of those too close together.
         for (int i = 0; i < m_; ++i) picks.push_back(i);
       } else {
         for (int i = start + 1; i <= start + m_;) {
-          if (!cand(i)) { ++i; continue; }
+          if (!cand(i)) {
+            ++i;
+            continue;
+          }
           int best = i;
           for (; i <= start + m_ && cand(i); ++i)
-            if (Strength(i) > Strength(best)) best = i;
+            if (Sharp(i) > Sharp(best)) best = i;
           picks.push_back(Wrap(best));
         }
         std::sort(picks.begin(), picks.end());
       }
     }
-    // Thin out corners closer than half an arm, keeping the stronger.
+    for (int& c : picks) c = Wrap(RefineCorner(c));
+    std::sort(picks.begin(), picks.end());
+    // Thin out corners closer than half an arm, keeping the sharper.
     std::vector<int> kept;
     for (int c : picks) {
       if (!kept.empty() && S(c) - S(kept.back()) < 0.5 * arm_) {
-        if (Strength(c) > Strength(kept.back())) kept.back() = c;
+        if (Sharp(c) > Sharp(kept.back())) kept.back() = c;
         continue;
       }
       kept.push_back(c);
     }
-    if (closed_ && kept.size() > 1 &&
-        S(kept.front() + m_) - S(kept.back()) < 0.5 * arm_) {
-      if (Strength(kept.front()) >= Strength(kept.back())) kept.pop_back();
-      else kept.erase(kept.begin());
+    if (closed_ && kept.size() > 1 && S(kept.front() + m_) - S(kept.back()) < 0.5 * arm_) {
+      if (Sharp(kept.front()) >= Sharp(kept.back()))
+        kept.pop_back();
+      else
+        kept.erase(kept.begin());
     }
     return kept;
+  }
+
+  // The points within arc length w of point k on either side, at least its two
+  // neighbours, not past the virtual indices lo and hi.
+  std::pair<int, int> Window(int k, double w, int lo, int hi) const {
+    int j0 = k - 1;
+    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
+    int j1 = k + 1;
+    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    return {j0, j1};
   }
 
   // Tangent (direction of travel) at point k: the principal direction of the points within
   // arc length w on either side, not looking past the virtual indices lo and hi. Away from
   // those the window is symmetric, so a steady bend does not tilt it.
   Pt TangentAt(int k, double w, int lo, int hi) const {
-    int j0 = k - 1;
-    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
-    int j1 = k + 1;
-    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    const auto [j0, j1] = Window(k, w, lo, hi);
     Pt mean;
     for (int j = j0; j <= j1; ++j) mean += P(j);
     mean /= static_cast<double>(j1 - j0 + 1);
@@ -298,10 +449,7 @@ class Fitter {
   Join JoinAt(int k, double w, int lo, int hi) const {
     const Pt t = TangentAt(k, w, lo, hi);
     const Pt nrm(-t.y, t.x);
-    int j0 = k - 1;
-    while (j0 - 1 >= lo && S(k) - S(j0 - 1) <= w) --j0;
-    int j1 = k + 1;
-    while (j1 + 1 <= hi && S(j1 + 1) - S(k) <= w) ++j1;
+    const auto [j0, j1] = Window(k, w, lo, hi);
     double reach = 0.0;
     for (int j = j0; j <= j1; ++j) reach = std::max(reach, std::fabs(Dot(P(j) - P(k), t)));
     if (!(reach > 0.0) || j1 - j0 < 2) return {t, P(k)};
@@ -329,26 +477,28 @@ class Fitter {
       std::vector<int> nodes{0};
       for (int c : corners) nodes.push_back(c);
       nodes.push_back(last_);
+      // The ends stay on their points; corners take their arms' crossing.
+      const auto anchor = [&](std::size_t i) {
+        return i == 0 || i + 1 == nodes.size() ? P(nodes[i]) : CornerAnchor(nodes[i]);
+      };
       for (std::size_t i = 0; i + 1 < nodes.size(); ++i)
-        spans.push_back({nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])});
+        spans.push_back(
+            {nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], anchor(i), anchor(i + 1)});
       return spans;
     }
-    // The start of a closed chain is always a node: a corner when it turns as sharply as
-    // one (even next to a stronger corner), else a smooth join whose tangent is measured
-    // across the closure.
-    std::vector<int> nodes;
-    // A corner within half an arm of the start is the start's own: the start takes its
-    // place (the output must begin at the first point) instead of a sliver segment.
+    // The start of a closed chain is always a node: a corner when it is a candidate itself
+    // or a corner lies within one arm of it (the start takes that corner's place, as
+    // the output must begin at the first point, instead of leaving a sliver segment), else
+    // a smooth join whose tangent is measured across the closure.
     std::vector<int> corners = FindCorners();
     bool startCorner = IsCandidate(0);
     std::erase_if(corners, [&](int c) {
-      const bool near = S(c) - S(0) < 0.5 * arm_ || S(m_) - S(c) < 0.5 * arm_;
+      const bool near = S(c) - S(0) < arm_ || S(m_) - S(c) < arm_;
       if (near) startCorner = true;
       return near;
     });
-    nodes.push_back(0);
-    for (int c : corners)
-      if (c != 0) nodes.push_back(c);
+    std::vector<int> nodes{0};
+    nodes.insert(nodes.end(), corners.begin(), corners.end());
     nodes.push_back(m_);
     // Around a smooth start the stretch runs from the last corner to the first, across
     // the closure; without corners it is the whole ring.
@@ -361,8 +511,11 @@ class Fitter {
       const double stretch = S(wrapHi) - S(wrapLo);
       startEnd.dir = TangentAt(0, std::max(2.0 * arm_, kFitTangentShare * stretch), wrapLo, wrapHi);
     }
+    const auto anchor = [&](std::size_t i) {
+      return i == 0 || i + 1 == nodes.size() ? P(nodes[i]) : CornerAnchor(nodes[i]);
+    };
     for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
-      Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], P(nodes[i]), P(nodes[i + 1])};
+      Span s{nodes[i], nodes[i + 1], {}, {}, nodes[i], nodes[i + 1], anchor(i), anchor(i + 1)};
       if (i == 0 && startEnd.smooth) {
         s.ea = startEnd;
         s.lo = wrapLo;
@@ -379,7 +532,8 @@ class Fitter {
   // Least-squares handles for run [a, b] at parameters u (u[0] = 0, u.back() = 1).
   // Weights w (one per point of the run, or empty for all 1) lean the fit towards the points
   // that the previous fit missed most.
-  Cubic Solve(const Span& sp, const std::vector<double>& u, const std::vector<double>& w = {}) const {
+  Cubic Solve(const Span& sp, const std::vector<double>& u,
+              const std::vector<double>& w = {}) const {
     const Pt p0 = sp.pa;
     const Pt p3 = sp.pb;
     const Pt chord = p3 - p0;
@@ -424,7 +578,8 @@ class Fitter {
     std::array<std::array<double, 4>, 4> m{};
     std::array<double, 4> r{}, z{};
     for (int j = 0; j < n; ++j) {
-      for (int k = 0; k < n; ++k) m[j][k] = aa(cols[j].end, cols[k].end) * Dot(cols[j].v, cols[k].v);
+      for (int k = 0; k < n; ++k)
+        m[j][k] = aa(cols[j].end, cols[k].end) * Dot(cols[j].v, cols[k].v);
       m[j][j] += ridge;
       r[j] = Dot(cols[j].v, cols[j].end == 0 ? x1 : x2) + ridge * cols[j].guess;
     }
@@ -433,7 +588,8 @@ class Fitter {
     Pt h[2];
     if (ok) {
       for (int j = 0; j < n; ++j) h[cols[j].end] += cols[j].v * z[j];
-      const double limit = kFitMaxHandle * (s_[static_cast<std::size_t>(sp.b)] - s_[static_cast<std::size_t>(sp.a)]);
+      const double limit =
+          kFitMaxHandle * (s_[static_cast<std::size_t>(sp.b)] - s_[static_cast<std::size_t>(sp.a)]);
       for (int j = 0; j < n; ++j)
         if ((sp.ea.smooth && cols[j].end == 0) || (sp.eb.smooth && cols[j].end == 1))
           if (!(z[j] > kMinSmoothHandleShare * cl)) ok = false;
@@ -450,7 +606,8 @@ class Fitter {
   double MaxError(const Span& sp, const Cubic& c, const std::vector<double>& u) const {
     double worst = 0.0;
     for (int i = sp.a + 1; i < sp.b; ++i) {
-      const double d = Norm2(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
+      const double d =
+          Norm2(Eval(c, u[static_cast<std::size_t>(i - sp.a)]) - p_[static_cast<std::size_t>(i)]);
       if (!(d <= worst)) worst = std::isnan(d) ? HUGE_VAL : d;  // NaN counts as the worst
     }
     return std::sqrt(worst);
@@ -473,7 +630,8 @@ class Fitter {
 
   // Lawson's step towards the minimax fit: each weight grows with its point's error, so
   // the worst points pull harder in the next least-squares fit.
-  void Reweight(const Span& sp, const Cubic& c, const std::vector<double>& u, std::vector<double>& w) const {
+  void Reweight(const Span& sp, const Cubic& c, const std::vector<double>& u,
+                std::vector<double>& w) const {
     double sum = 0.0;
     for (int i = sp.a + 1; i < sp.b; ++i) {
       const std::size_t j = static_cast<std::size_t>(i - sp.a);
@@ -500,7 +658,8 @@ class Fitter {
     if (!(Norm(p3 - p0) > kLoopChordShare * len)) return false;
     std::vector<double> u(static_cast<std::size_t>(sp.b - sp.a + 1));
     for (int i = sp.a; i <= sp.b; ++i)
-      u[static_cast<std::size_t>(i - sp.a)] = (s_[static_cast<std::size_t>(i)] - s_[static_cast<std::size_t>(sp.a)]) / len;
+      u[static_cast<std::size_t>(i - sp.a)] =
+          (s_[static_cast<std::size_t>(i)] - s_[static_cast<std::size_t>(sp.a)]) / len;
     u.back() = 1.0;
     Cubic c = Solve(sp, u);
     double err = MaxError(sp, c, u);
@@ -517,7 +676,8 @@ class Fitter {
       err = MaxError(sp, c, u);
       // Stalled: the remaining rounds would not close the gap at this pace.
       const int left = kFitMaxReparam - 1 - it;
-      if (it >= kFitPlainRounds && before - err < (err - tol_) / std::max(1, left) * kStallShare) break;
+      if (it >= kFitPlainRounds && before - err < (err - tol_) / std::max(1, left) * kStallShare)
+        break;
     }
     if (!(err <= tol_)) return false;
     out = c;
@@ -584,7 +744,7 @@ class Fitter {
 
   std::vector<Pt> p_;
   std::vector<double> s_;
-  std::vector<double> strength_;
+  std::vector<double> sharp_;
   std::vector<unsigned char> candidate_;
   bool closed_;
   int last_ = 0;
@@ -627,22 +787,28 @@ void FitCurve(const CDPOINT* points, int count, CBPointArray* path, double toler
   const bool closed = d.size() >= 4 && Coincide(d.front(), d.back());
   if (closed) d.back() = d.front();
 
-  double tol = tolerance > 0.0 ? tolerance : kFitMinTolerance;  // NaN fails the test too
   double maxAbs = 0.0;
   for (const Pt& p : d) maxAbs = std::max({maxAbs, std::fabs(p.x), std::fabs(p.y)});
-  double unscale = 1.0;
-  if (maxAbs > kFitRescaleAbove || maxAbs < kFitRescaleBelow) {
-    const int e = std::ilogb(maxAbs);
-    const double scale = std::ldexp(1.0, -e);
-    unscale = std::ldexp(1.0, e);
-    for (Pt& p : d) p *= scale;
-    tol *= scale;
+  // NaN fails the comparison too. Below the precision floor rounding would decide.
+  double tol = tolerance > 0.0 ? tolerance : kFitMinTolerance;
+  tol = std::max({tol, kFitMinTolerance, kFitPrecisionFloor * maxAbs});
+  int exponent = 0;
+  if (maxAbs > kFitRescaleAbove) {
+    exponent = std::ilogb(maxAbs);
+    for (Pt& p : d) p = Pt(std::ldexp(p.x, -exponent), std::ldexp(p.y, -exponent));
+    tol = std::ldexp(tol, -exponent);
   }
 
   Fitter fitter(std::move(d), closed, tol);
   const std::vector<Segment> segs = fitter.Run();
 
-  const auto back = [unscale](const Pt& p) { return p * unscale; };
+  // Handles of a fit near the top of the double range could scale back past it: they are
+  // held at the largest finite value, so the path stays finite.
+  const auto back = [exponent](const Pt& p) {
+    constexpr double kMax = std::numeric_limits<double>::max();
+    return Pt(std::clamp(std::ldexp(p.x, exponent), -kMax, kMax),
+              std::clamp(std::ldexp(p.y, exponent), -kMax, kMax));
+  };
   path->SetSize(static_cast<INT_PTR>(segs.size() + 1));
   CBPOINT* nodes = path->GetData();
   for (std::size_t i = 0; i < segs.size(); ++i) {

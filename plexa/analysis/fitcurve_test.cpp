@@ -22,38 +22,45 @@ CDPOINT SegmentPoint(const CBPointArray& path, int i, double t) {
   const CBPOINT& a = path.GetData()[i];
   const CBPOINT& b = path.GetData()[i + 1];
   const double s = 1 - t;
-  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) + b.anchor * (t * t * t);
+  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) +
+         b.anchor * (t * t * t);
 }
 
-double Dist(const CDPOINT& a, const CDPOINT& b) { return std::hypot(a.x - b.x, a.y - b.y); }
+double Dist(const CDPOINT& a, const CDPOINT& b) {
+  return std::hypot(a.x - b.x, a.y - b.y);
+}
 
 // Distance from p to the path: dense sampling of every segment, then golden-section
-// refinement around the best sample (the distance is unimodal that close to its minimum).
-double DistanceToPath(const CBPointArray& path, const CDPOINT& p) {
-  constexpr int kSamples = 96;
+// refinement around every local minimum of the samples (the distance is unimodal that
+// close to a minimum, if the samples are dense enough for folds of the curve).
+double DistanceToPath(const CBPointArray& path, const CDPOINT& p, int kSamples = 96) {
   double best = Dist(path.GetData()[0].anchor, p);
   for (int i = 0; i + 1 < path.GetSize(); ++i) {
-    int bi = 0;
-    double bd = kInf;
+    const auto dist = [&](double t) { return Dist(SegmentPoint(path, i, t), p); };
+    std::vector<double> d(kSamples + 1);
+    for (int k = 0; k <= kSamples; ++k) best = std::min(best, d[k] = dist(double(k) / kSamples));
     for (int k = 0; k <= kSamples; ++k) {
-      const double d = Dist(SegmentPoint(path, i, double(k) / kSamples), p);
-      if (d < bd) { bd = d; bi = k; }
+      if ((k > 0 && d[k - 1] < d[k]) || (k < kSamples && d[k + 1] < d[k])) continue;
+      double lo = std::max(0.0, (k - 1.0) / kSamples), hi = std::min(1.0, (k + 1.0) / kSamples);
+      const double g = (std::sqrt(5.0) - 1) / 2;
+      for (int it = 0; it < 48; ++it) {
+        const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
+        if (dist(m1) < dist(m2))
+          hi = m2;
+        else
+          lo = m1;
+      }
+      best = std::min(best, dist((lo + hi) / 2));
     }
-    double lo = std::max(0.0, (bi - 1.0) / kSamples), hi = std::min(1.0, (bi + 1.0) / kSamples);
-    const double g = (std::sqrt(5.0) - 1) / 2;
-    for (int it = 0; it < 40; ++it) {
-      const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
-      if (Dist(SegmentPoint(path, i, m1), p) < Dist(SegmentPoint(path, i, m2), p)) hi = m2; else lo = m1;
-    }
-    best = std::min({best, bd, Dist(SegmentPoint(path, i, (lo + hi) / 2), p)});
   }
   return best;
 }
 
-double MaxDeviation(const CBPointArray& path, const std::vector<CDPOINT>& pts) {
+double MaxDeviation(const CBPointArray& path, const std::vector<CDPOINT>& pts, int samples = 96) {
   double worst = 0;
   for (const CDPOINT& p : pts)
-    if (std::isfinite(p.x) && std::isfinite(p.y)) worst = std::max(worst, DistanceToPath(path, p));
+    if (std::isfinite(p.x) && std::isfinite(p.y))
+      worst = std::max(worst, DistanceToPath(path, p, samples));
   return worst;
 }
 
@@ -65,15 +72,18 @@ CBPointArray Fit(const std::vector<CDPOINT>& pts, double tol) {
 
 // The contract every fit keeps: exact end anchors, attribute 0, finite nodes, every point
 // within the tolerance.
-void ExpectContract(const CBPointArray& path, const std::vector<CDPOINT>& pts, double tol) {
+void ExpectContract(const CBPointArray& path, const std::vector<CDPOINT>& pts, double tol,
+                    int samples = 96) {
   ASSERT_GE(path.GetSize(), 2);
   EXPECT_EQ(path.GetData()[0].anchor, pts.front());
   EXPECT_EQ(path.GetData()[path.GetSize() - 1].anchor, pts.back());
   for (const CBPOINT& n : path) {
     EXPECT_EQ(n.attr, 0);
-    for (const CDPOINT& q : {n.in, n.anchor, n.out}) EXPECT_TRUE(std::isfinite(q.x) && std::isfinite(q.y));
+    for (const CDPOINT& q : {n.in, n.anchor, n.out})
+      EXPECT_TRUE(std::isfinite(q.x) && std::isfinite(q.y));
   }
-  EXPECT_LE(MaxDeviation(path, pts), tol * (1 + 1e-9)) << "segments: " << path.GetSize() - 1;
+  EXPECT_LE(MaxDeviation(path, pts, samples), tol * (1 + 1e-9))
+      << "segments: " << path.GetSize() - 1;
 }
 
 // Sine of the angle between a node's two handles, negative when they point the same way.
@@ -86,12 +96,15 @@ double HandleKink(const CBPOINT& n) {
   const double sine = std::fabs(a.x * b.y - a.y * b.x) / (la * lb);
   return (a.x * b.x + a.y * b.y) > 0 ? 1 : sine;
 }
-bool IsSmooth(const CBPOINT& n) { return HandleKink(n) < 1e-9; }
+bool IsSmooth(const CBPOINT& n) {
+  return HandleKink(n) < 1e-9;
+}
 
 // A rasterised outline: the curve sampled finely, rounded to pixel centres, repeats merged,
 // closed the way the shape tracer closes it (first point twice at the end).
 template <typename F>
-std::vector<CDPOINT> PixelChain(F curve, int samples, bool tracerClose, bool fourConnected = false) {
+std::vector<CDPOINT> PixelChain(F curve, int samples, bool tracerClose,
+                                bool fourConnected = false) {
   std::vector<CDPOINT> pts;
   for (int i = 0; i < samples; ++i) {
     CDPOINT q = curve(double(i) / samples);
@@ -109,10 +122,12 @@ std::vector<CDPOINT> PixelChain(F curve, int samples, bool tracerClose, bool fou
 }
 
 std::vector<CDPOINT> PixelCircle(double r, double phase, bool fourConnected = false) {
-  return PixelChain([&](double u) {
-    const double a = phase + 2 * kPi * u;
-    return CDPOINT(500 + r * std::cos(a), 500 + r * std::sin(a));
-  }, static_cast<int>(40 * r), true, fourConnected);
+  return PixelChain(
+      [&](double u) {
+        const double a = phase + 2 * kPi * u;
+        return CDPOINT(500 + r * std::cos(a), 500 + r * std::sin(a));
+      },
+      static_cast<int>(40 * r), true, fourConnected);
 }
 
 // Closed polygon through `corners`, each edge sampled at unit steps and rounded to pixels.
@@ -170,8 +185,8 @@ TEST(FitCurve, DegenerateCountsPointersAndValues) {
   EXPECT_EQ(path.GetSize(), 0);
 
   // Non-finite points are skipped; the ends are the first and last finite points.
-  const std::vector<CDPOINT> mixed{CDPOINT(kNaN, kNaN), CDPOINT(0, 0), CDPOINT(5, kInf), CDPOINT(10, 0),
-                                   CDPOINT(20, 0), CDPOINT(kInf, 3)};
+  const std::vector<CDPOINT> mixed{CDPOINT(kNaN, kNaN), CDPOINT(0, 0),  CDPOINT(5, kInf),
+                                   CDPOINT(10, 0),      CDPOINT(20, 0), CDPOINT(kInf, 3)};
   path = Fit(mixed, 0.5);
   ASSERT_EQ(path.GetSize(), 2);
   EXPECT_EQ(path[0].anchor, CDPOINT(0, 0));
@@ -179,7 +194,8 @@ TEST(FitCurve, DegenerateCountsPointersAndValues) {
   EXPECT_LE(DistanceToPath(path, CDPOINT(10, 0)), 1e-9);
 
   // Every kind of tolerance gives a valid fit of a bent chain.
-  const std::vector<CDPOINT> bent{CDPOINT(0, 0), CDPOINT(4, 1), CDPOINT(8, 3), CDPOINT(11, 7), CDPOINT(12, 12)};
+  const std::vector<CDPOINT> bent{CDPOINT(0, 0), CDPOINT(4, 1), CDPOINT(8, 3), CDPOINT(11, 7),
+                                  CDPOINT(12, 12)};
   for (double tol : {kNaN, 0.0, -2.0, 1e-12, 0.3, 1e9, kInf}) {
     SCOPED_TRACE(tol);
     path = Fit(bent, tol);
@@ -222,7 +238,8 @@ TEST(FitCurve, ShortChains) {
   EXPECT_GT(HandleKink(path[1]), 0.5);
 
   // A triangle closed the tracer's way: three corners, a closed path repeating node 0.
-  std::vector<CDPOINT> tri{CDPOINT(0, 0), CDPOINT(20, 0), CDPOINT(10, 15), CDPOINT(0, 0), CDPOINT(0, 0)};
+  std::vector<CDPOINT> tri{CDPOINT(0, 0), CDPOINT(20, 0), CDPOINT(10, 15), CDPOINT(0, 0),
+                           CDPOINT(0, 0)};
   path = Fit(tri, 1.0);
   ASSERT_EQ(path.GetSize(), 4);
   ExpectContract(path, tri, 1.0);
@@ -272,10 +289,12 @@ TEST(FitCurve, SmoothCurvesEllipseSpiralAndNoise) {
   for (const CBPOINT& n : path) EXPECT_TRUE(IsSmooth(n));
 
   // An open Archimedean spiral, rasterised: three turns.
-  const std::vector<CDPOINT> spiral = PixelChain([](double u) {
-    const double a = 6 * kPi * u, r = 8 + 12 * a;
-    return CDPOINT(r * std::cos(a), r * std::sin(a));
-  }, 40000, false);
+  const std::vector<CDPOINT> spiral = PixelChain(
+      [](double u) {
+        const double a = 6 * kPi * u, r = 8 + 12 * a;
+        return CDPOINT(r * std::cos(a), r * std::sin(a));
+      },
+      40000, false);
   path = Fit(spiral, 1.0);
   ExpectContract(path, spiral, 1.0);
   EXPECT_LE(path.GetSize() - 1, 24);
@@ -299,7 +318,8 @@ TEST(FitCurve, SmoothCurvesEllipseSpiralAndNoise) {
 TEST(FitCurve, CornersStaySharp) {
   // Axis-aligned square, traced from a corner and from the middle of an edge.
   for (double tol : {1.0, 5.0}) {
-    std::vector<CDPOINT> sq = PixelPolygon({CDPOINT(0, 0), CDPOINT(60, 0), CDPOINT(60, 60), CDPOINT(0, 60)});
+    std::vector<CDPOINT> sq =
+        PixelPolygon({CDPOINT(0, 0), CDPOINT(60, 0), CDPOINT(60, 60), CDPOINT(0, 60)});
     CBPointArray path = Fit(sq, tol);
     ExpectContract(path, sq, tol);
     EXPECT_EQ(path.GetSize(), 5);
@@ -318,6 +338,16 @@ TEST(FitCurve, CornersStaySharp) {
     }
   }
 
+  // A stem narrower than three tolerances keeps both corners at each end.
+  const std::vector<CDPOINT> stemCorners{CDPOINT(0, 0), CDPOINT(12, 0), CDPOINT(12, 150),
+                                         CDPOINT(0, 150)};
+  const std::vector<CDPOINT> stem = PixelPolygon(stemCorners);
+  CBPointArray stemPath = Fit(stem, 5.0);
+  ExpectContract(stemPath, stem, 5.0);
+  EXPECT_EQ(stemPath.GetSize(), 5);
+  for (const CDPOINT& c : stemCorners)
+    EXPECT_LE(Dist(stemPath[NearestNode(stemPath, c)].anchor, c), 1e-9);
+
   // A square turned by 30 degrees: staircase edges, corners still found.
   std::vector<CDPOINT> corners;
   for (int i = 0; i < 4; ++i) {
@@ -334,32 +364,97 @@ TEST(FitCurve, CornersStaySharp) {
     EXPECT_GT(HandleKink(path[k]), 0.8);
   }
 
-  // A five-pointed star: tips turn by 144 degrees, the inner corners by 72.
+  // A five-pointed star: tips turn by 144 degrees, the inner corners by 72. One straight
+  // segment an edge, each corner within the tolerance of the true vertex.
   corners.clear();
   for (int i = 0; i < 10; ++i) {
     const double a = -kPi / 2 + i * kPi / 5, r = i % 2 ? 45 : 110;
     corners.push_back(CDPOINT(300 + r * std::cos(a), 300 + r * std::sin(a)));
   }
   const std::vector<CDPOINT> star = PixelPolygon(corners);
-  path = Fit(star, 1.0);
-  ExpectContract(path, star, 1.0);
-  EXPECT_LE(path.GetSize() - 1, 14);
-  for (const CDPOINT& c : corners) {
-    const int k = NearestNode(path, c);
-    EXPECT_LE(Dist(path[k].anchor, c), 1.5);
-    EXPECT_GT(HandleKink(path[k]), 0.5);
+  for (double tol : {1.0, 3.0}) {
+    path = Fit(star, tol);
+    ExpectContract(path, star, tol);
+    EXPECT_EQ(path.GetSize() - 1, 10);
+    for (const CDPOINT& c : corners) {
+      const int k = NearestNode(path, c);
+      EXPECT_LE(Dist(path[k].anchor, c), tol);
+      EXPECT_GT(HandleKink(path[k]), 0.5);
+    }
   }
 
-  // A regular octagon turns only 45 degrees a corner; its corners are kept all the same.
+  // A regular octagon turns only 45 degrees a corner: a concentrated turn, so a corner all
+  // the same, at every tolerance; one straight segment an edge.
   corners.clear();
   for (int i = 0; i < 8; ++i) {
     const double a = kPi / 8 + i * kPi / 4;
     corners.push_back(CDPOINT(150 + 100 * std::cos(a), 150 + 100 * std::sin(a)));
   }
   const std::vector<CDPOINT> oct = PixelPolygon(corners);
-  path = Fit(oct, 1.0);
-  ExpectContract(path, oct, 1.0);
-  EXPECT_LE(path.GetSize() - 1, 12);
+  for (double tol : {1.0, 2.0, 5.0}) {
+    path = Fit(oct, tol);
+    ExpectContract(path, oct, tol);
+    EXPECT_EQ(path.GetSize() - 1, 8);
+    for (const CDPOINT& c : corners) {
+      const int k = NearestNode(path, c);
+      EXPECT_LE(Dist(path[k].anchor, c), 1.0);
+      EXPECT_GT(HandleKink(path[k]), 0.3);
+    }
+  }
+}
+
+TEST(FitCurve, RepeatsAndHostileValuesChangeNothing) {
+  // Every point three times, and NaN or infinite points spliced in: the same path as the
+  // clean chain.
+  const std::vector<CDPOINT> clean = PixelCircle(40, 0.5);
+  std::vector<CDPOINT> dirty;
+  for (std::size_t i = 0; i < clean.size(); ++i) {
+    for (int k = 0; k < 3; ++k) dirty.push_back(clean[i]);
+    if (i % 17 == 3) dirty.push_back(CDPOINT(i % 2 ? kNaN : kInf, 5));
+  }
+  EXPECT_TRUE(Fit(dirty, 1.0) == Fit(clean, 1.0));
+
+  // Seeded random chains with hostile values: the contract holds on the finite points.
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> coord(-50, 50);
+  for (int trial = 0; trial < 300; ++trial) {
+    std::vector<CDPOINT> pts(rng() % 12);
+    for (CDPOINT& p : pts) {
+      switch (rng() % 8) {
+        case 0:
+          p = CDPOINT(kNaN, coord(rng));
+          break;
+        case 1:
+          p = CDPOINT(coord(rng), -kInf);
+          break;
+        case 2:
+          p = CDPOINT(40 * coord(rng), coord(rng));
+          break;  // long spikes
+        case 3:
+          if (&p != pts.data()) {
+            p = *(&p - 1);
+            break;
+          }
+          [[fallthrough]];
+        default:
+          p = CDPOINT(std::round(coord(rng)), std::round(coord(rng)));
+      }
+    }
+    std::vector<CDPOINT> finite;
+    for (const CDPOINT& p : pts)
+      if (std::isfinite(p.x) && std::isfinite(p.y)) finite.push_back(p);
+    const double tol = 0.5 + trial % 4;
+    const CBPointArray path = Fit(pts, tol);
+    SCOPED_TRACE(trial);
+    if (finite.empty()) {
+      EXPECT_EQ(path.GetSize(), 0);
+    } else if (finite.size() == 1) {
+      EXPECT_EQ(path.GetSize(), 1);
+    } else {
+      EXPECT_LE(path.GetSize(), static_cast<INT_PTR>(finite.size()));
+      ExpectContract(path, finite, tol, 1024);  // spikes fold curves: sample densely
+    }
+  }
 }
 
 TEST(FitCurve, HugeAndHostileChains) {
@@ -376,8 +471,9 @@ TEST(FitCurve, HugeAndHostileChains) {
 
   // Coordinates near the top of the double range: scaled internally, corners still found.
   const double h = 1e300;
-  std::vector<CDPOINT> huge{CDPOINT(-h, -h), CDPOINT(0, -h), CDPOINT(h, -h), CDPOINT(h, 0), CDPOINT(h, h),
-                            CDPOINT(0, h),   CDPOINT(-h, h), CDPOINT(-h, 0), CDPOINT(-h, -h)};
+  std::vector<CDPOINT> huge{CDPOINT(-h, -h), CDPOINT(0, -h), CDPOINT(h, -h),
+                            CDPOINT(h, 0),   CDPOINT(h, h),  CDPOINT(0, h),
+                            CDPOINT(-h, h),  CDPOINT(-h, 0), CDPOINT(-h, -h)};
   path = Fit(huge, 1e290);
   ExpectContract(path, huge, 1e290);
   EXPECT_EQ(path.GetSize(), 5);
