@@ -1,11 +1,12 @@
 // plexa: two-dimensional geometry and vector-graphics mathematics for sign making and
-// cutting. This umbrella header declares every exported class, function and platform record.
+// cutting. This umbrella header declares every exported class, function and platform record,
+// in layer order, bottom to top.
 //
 //   #include "plexa/plexa.h"
 //   CBPointArray path;  CPolyPolyBezier set;  CView3D view;  ...
 #pragma once
 
-// Platform layer: records, failures, arrays, archive, strings, bitmaps and drawing.
+// Platform: records, failures, arrays, archive, strings, bitmaps and drawing.
 #include "plexa/platform/archive.h"
 #include "plexa/platform/array.h"
 #include "plexa/platform/errors.h"
@@ -21,14 +22,28 @@
 #include "plexa/analysis/planar.h"
 #include "plexa/analysis/circle.h"
 
-// Bezier segment.
+// Bezier segment, nearest point and line clipping.
 #include "plexa/geom/bezier.h"
+#include "plexa/analysis/nearest.h"
 
 // Paths and path sets.
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
 #include "plexa/geom/pathset.h"
 #include "plexa/geom/setplanar.h"
+
+// Curve analysis.
+#include "plexa/analysis/collision.h"
+#include "plexa/analysis/intersect.h"
+#include "plexa/analysis/scanlines.h"
+#include "plexa/analysis/fitcurve.h"
+#include "plexa/analysis/connect.h"
+#include "plexa/analysis/hull.h"
+
+// Raster to vector.
+#include "plexa/raster/bitmatrix.h"
+#include "plexa/raster/imgproc.h"
+#include "plexa/raster/shapetrace.h"
 
 // Effects.
 #include "plexa/effects/spiral.h"
@@ -39,19 +54,3 @@
 // Presentation helpers.
 #include "plexa/draw/colour.h"
 #include "plexa/draw/strings.h"
-
-// Curve analysis.
-#include "plexa/analysis/collision.h"
-#include "plexa/analysis/intersect.h"
-#include "plexa/analysis/nearest.h"
-
-// Raster.
-#include "plexa/raster/bitmatrix.h"
-#include "plexa/raster/imgproc.h"
-
-#include "plexa/analysis/connect.h"
-#include "plexa/analysis/hull.h"
-
-#include "plexa/analysis/scanlines.h"
-
-#include "plexa/analysis/fitcurve.h"

@@ -1,0 +1,164 @@
+// Runs the plexa tool as a user would: on generated images and on the bundled example.
+#include <gtest/gtest.h>
+#include <stb_image_write.h>
+#include <sys/wait.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+  int status;
+  std::string out, err;
+};
+
+std::string Slurp(const fs::path& p) {
+  std::ifstream f(p, std::ios::binary);
+  std::stringstream s;
+  s << f.rdbuf();
+  return s.str();
+}
+
+class Cli : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("plexa_cli_" + std::to_string(::getpid()) + "_" +
+                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  Result Run(const std::string& args) {
+    const std::string cmd = std::string("'") + PLEXA_CLI + "' " + args + " >'" + (dir_ / "out.txt").string() +
+                            "' 2>'" + (dir_ / "err.txt").string() + "'";
+    const int raw = std::system(cmd.c_str());
+    return Result{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp(dir_ / "out.txt"), Slurp(dir_ / "err.txt")};
+  }
+
+  // A grey image: light (230) where ink(x, y) is false, dark (20) where it is true.
+  std::string Png(const std::string& name, int w, int h, const std::function<bool(int, int)>& ink) {
+    std::vector<unsigned char> px(static_cast<std::size_t>(w) * h);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) px[static_cast<std::size_t>(y) * w + x] = ink(x, y) ? 20 : 230;
+    const std::string path = (dir_ / name).string();
+    stbi_write_png(path.c_str(), w, h, 1, px.data(), w);
+    return path;
+  }
+
+  fs::path dir_;
+};
+
+int CountPaths(const std::string& svg) {
+  int n = 0;
+  for (std::size_t at = svg.find("<path"); at != std::string::npos; at = svg.find("<path", at + 1)) ++n;
+  return n;
+}
+
+// Every path's d attribute is a sequence of closed subpaths of absolute M, C and Z commands
+// with the right number of coordinates.
+bool WellFormed(const std::string& svg) {
+  static const std::regex path("<path fill-rule=\"evenodd\" d=\"([^\"]*)\"/>");
+  static const std::string num = "-?[0-9]+(\\.[0-9]+)?";
+  static const std::regex sub("M" + num + " " + num + "( C(" + num + " " + num + " ?){3})+ Z");
+  if (svg.rfind("<?xml", 0) != 0 || svg.find("</svg>") == std::string::npos) return false;
+  int seen = 0;
+  for (std::sregex_iterator it(svg.begin(), svg.end(), path), end; it != end; ++it, ++seen) {
+    std::string d = (*it)[1];
+    std::string rest = std::regex_replace(d, sub, "");
+    if (rest.find_first_not_of(' ') != std::string::npos) return false;
+  }
+  return seen == CountPaths(svg);
+}
+
+}  // namespace
+
+TEST_F(Cli, TracesDarkArtworkWithHolesIntoOneShapeEach) {
+  // A dark ring (outline with a hole) and a dark square, on light paper.
+  const std::string img = Png("art.png", 120, 80, [](int x, int y) {
+    const double r = std::hypot(x - 40, y - 40);
+    return (r < 30 && r >= 12) || (x >= 80 && x < 110 && y >= 20 && y < 60);
+  });
+  const std::string svg = (dir_ / "art.svg").string();
+  const Result r = Run("trace '" + img + "' --invert -o '" + svg + "'");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("2 outlines with 1 holes"), std::string::npos) << r.out;
+  const std::string text = Slurp(svg);
+  EXPECT_EQ(CountPaths(text), 2);
+  EXPECT_TRUE(WellFormed(text)) << text;
+  EXPECT_NE(text.find("width=\"120\" height=\"80\""), std::string::npos);
+
+  // Without --invert the light paper is traced instead: the sheet with the ring and the
+  // square cut out, and the paper disc inside the ring as a shape of its own.
+  const Result paper = Run("trace '" + img + "' -o '" + svg + "'");
+  ASSERT_EQ(paper.status, 0) << paper.err;
+  EXPECT_NE(paper.out.find("2 outlines with 2 holes"), std::string::npos) << paper.out;
+
+  // Millimetres at 254 dpi: 120 pixels are 12 mm.
+  const Result mm = Run("trace '" + img + "' --invert --dpi 254 -o '" + svg + "'");
+  ASSERT_EQ(mm.status, 0) << mm.err;
+  EXPECT_NE(Slurp(svg).find("width=\"12mm\" height=\"8mm\""), std::string::npos);
+
+  // A threshold above the paper's grey makes everything dark: nothing is traced.
+  const Result dark = Run("trace '" + img + "' --threshold 240 -o '" + svg + "'");
+  ASSERT_EQ(dark.status, 0) << dark.err;
+  EXPECT_EQ(CountPaths(Slurp(svg)), 0);
+}
+
+TEST_F(Cli, TracesTheBundledExample) {
+  const std::string svg = (dir_ / "sign.svg").string();
+  const Result r = Run("trace '" + std::string(PLEXA_EXAMPLES) + "/sign.png' --invert -o '" + svg + "'");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string text = Slurp(svg);
+  // The frame and the letters P, L, E, X, A: six shapes; the frame, P and A have holes.
+  EXPECT_EQ(CountPaths(text), 6);
+  EXPECT_NE(r.out.find("6 outlines with 3 holes"), std::string::npos) << r.out;
+  EXPECT_TRUE(WellFormed(text));
+}
+
+TEST_F(Cli, ErrorsAreOneLineWithStatusAndNoHalfWrittenFile) {
+  const std::string svg = (dir_ / "x.svg").string();
+  Result r = Run("trace '" + (dir_ / "missing.png").string() + "' -o '" + svg + "'");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("missing.png"), std::string::npos);
+  EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1);
+  EXPECT_FALSE(fs::exists(svg));
+
+  std::ofstream(dir_ / "notes.txt") << "not an image";
+  r = Run("trace '" + (dir_ / "notes.txt").string() + "' -o '" + svg + "'");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("not a readable"), std::string::npos) << r.err;
+  EXPECT_FALSE(fs::exists(svg));
+
+  const std::string img = Png("ok.png", 30, 30, [](int x, int y) { return x > 5 && y > 5 && x < 25 && y < 25; });
+  r = Run("trace '" + img + "' -o '" + (dir_ / "no" / "such" / "dir.svg").string() + "'");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("cannot write"), std::string::npos) << r.err;
+
+  EXPECT_EQ(Run("trace '" + img + "' -o '" + svg + "' --bogus").status, 2);
+  EXPECT_EQ(Run("trace '" + img + "' -o '" + svg + "' --threshold 300").status, 2);
+  EXPECT_EQ(Run("trace '" + img + "'").status, 2);
+  EXPECT_EQ(Run("frobnicate").status, 2);
+  EXPECT_FALSE(fs::exists(svg));
+  // Nothing but the inputs was left behind: no temporary files.
+  int files = 0;
+  for (const auto& e : fs::directory_iterator(dir_)) files += e.path().extension() != ".txt" && e.path().extension() != ".png";
+  EXPECT_EQ(files, 0);
+
+  r = Run("--help");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.out.find("plexa trace IMAGE"), std::string::npos);
+  r = Run("trace --help");
+  EXPECT_NE(r.out.find("--min-points"), std::string::npos);
+  r = Run("--version");
+  EXPECT_EQ(r.out.rfind("plexa ", 0), 0u);
+}
