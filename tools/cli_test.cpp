@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <regex>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -65,17 +65,48 @@ int CountPaths(const std::string& svg) {
 }
 
 // Every path's d attribute is a sequence of closed subpaths of absolute M, C and Z commands
-// with the right number of coordinates.
+// with the right number of coordinates: "Mx y C x y x y x y ... Z", repeated.
+bool IsNumber(const std::string& t) {
+  if (t.empty()) return false;
+  char* end = nullptr;
+  std::strtod(t.c_str(), &end);
+  return *end == '\0';
+}
+
+bool PathDataWellFormed(const std::string& d) {
+  std::istringstream in(d);
+  std::vector<std::string> tok;
+  for (std::string t; in >> t;) tok.push_back(t);
+  std::size_t i = 0;
+  int subpaths = 0;
+  while (i < tok.size()) {
+    if (tok[i].size() < 2 || tok[i][0] != 'M' || !IsNumber(tok[i].substr(1)) || i + 1 >= tok.size() ||
+        !IsNumber(tok[i + 1]))
+      return false;
+    i += 2;
+    int curves = 0;
+    while (i < tok.size() && tok[i][0] == 'C') {
+      if (tok[i].size() < 2 || !IsNumber(tok[i].substr(1)) || i + 5 >= tok.size()) return false;
+      for (int k = 1; k <= 5; ++k)
+        if (!IsNumber(tok[i + k])) return false;
+      i += 6;
+      ++curves;
+    }
+    if (curves == 0 || i >= tok.size() || tok[i] != "Z") return false;
+    ++i;
+    ++subpaths;
+  }
+  return subpaths > 0;
+}
+
 bool WellFormed(const std::string& svg) {
-  static const std::regex path("<path fill-rule=\"evenodd\" d=\"([^\"]*)\"/>");
-  static const std::string num = "-?[0-9]+(\\.[0-9]+)?";
-  static const std::regex sub("M" + num + " " + num + "( C(" + num + " " + num + " ?){3})+ Z");
   if (svg.rfind("<?xml", 0) != 0 || svg.find("</svg>") == std::string::npos) return false;
+  const std::string open = "<path fill-rule=\"evenodd\" d=\"";
   int seen = 0;
-  for (std::sregex_iterator it(svg.begin(), svg.end(), path), end; it != end; ++it, ++seen) {
-    std::string d = (*it)[1];
-    std::string rest = std::regex_replace(d, sub, "");
-    if (rest.find_first_not_of(' ') != std::string::npos) return false;
+  for (std::size_t at = svg.find(open); at != std::string::npos; at = svg.find(open, at + 1), ++seen) {
+    const std::size_t from = at + open.size(), to = svg.find('"', from);
+    if (to == std::string::npos || svg.compare(to, 3, "\"/>") != 0) return false;
+    if (!PathDataWellFormed(svg.substr(from, to - from))) return false;
   }
   return seen == CountPaths(svg);
 }
