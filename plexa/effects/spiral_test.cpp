@@ -54,7 +54,8 @@ TEST(CSpiral, NormalizeAngleRad) {
   EXPECT_DOUBLE_EQ(CSpiral::NormalizeAngleRad(1.0), 1.0);
   EXPECT_EQ(CSpiral::NormalizeAngleRad(kSpiralTwoPi), 0.0);
   EXPECT_NEAR(CSpiral::NormalizeAngleRad(-20.0), 4 * kSpiralTwoPi - 20.0, 1e-13);
-  for (double a : {std::nan(""), -double(INFINITY), double(INFINITY)}) EXPECT_TRUE(std::isnan(CSpiral::NormalizeAngleRad(a))) << a;
+  for (double a : {std::nan(""), -double(INFINITY), double(INFINITY)})
+    EXPECT_TRUE(std::isnan(CSpiral::NormalizeAngleRad(a))) << a;
   // Far below zero stays bounded in time and lands in range.
   for (double a : {-1e300, -1e17, -3e6}) {
     const double n = CSpiral::NormalizeAngleRad(a);

@@ -160,7 +160,8 @@ TEST(CBezier, LengthBySimpsonRule) {
 
 TEST(CBezier, ParameterFromLengthBisects) {
   EXPECT_EQ(kLine.GetTFromLength(2.5), 0.5);  // the first midpoint already matches
-  for (auto [len, t] : {std::pair{1.0, 0.2}, {-1.0, 0.0}, {100.0, 1.0}}) EXPECT_NEAR(kLine.GetTFromLength(len), t, 1e-7);
+  for (auto [len, t] : {std::pair{1.0, 0.2}, {-1.0, 0.0}, {100.0, 1.0}})
+    EXPECT_NEAR(kLine.GetTFromLength(len), t, 1e-7);
   EXPECT_EQ(kLine.GetTFromLength(kNaN), 0.5);
   const CBezier broken(CDPOINT(0, 0), CDPOINT(kNaN, 0), CDPOINT(kInf, 1), CDPOINT(1, 1));
   const double tb = broken.GetTFromLength(1);  // NaN speeds count as 0: terminates

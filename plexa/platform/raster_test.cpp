@@ -262,7 +262,7 @@ TEST(Raster, ThinStrokeLeavesOutOnlyTheLastPixelOfAnOpenFigure) {
   EXPECT_TRUE(open.Covered(10, 1));
   EXPECT_FALSE(open.Covered(10, 8));
   // The whole frame of columns 1..10, rows 1..8.
-  EXPECT_EQ(CountCovered(Stroked({{1, 1}, {10, 1}, {10, 8}, {1, 8}}, true, 0, 20, 20)), 2 * 10 + 2 * 6);  // the whole frame of columns 1..10, rows 1..8
+  EXPECT_EQ(CountCovered(Stroked({{1, 1}, {10, 1}, {10, 8}, {1, 8}}, true, 0, 20, 20)), 2 * 10 + 2 * 6);
 }
 
 TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
