@@ -228,16 +228,18 @@ TEST(PlanarLengths, LengthsAndLengthFractions) {
 TEST(PlanarLengths, PointAtFractionKeepsTheAbsoluteValue) {
   const Poly l = MakePoly({{0, 0}, {10, 0}, {10, 10}});  // length 20
   int seg = -1;
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, 0.75, &seg), CDPOINT(10, 5), 1e-12);
-  EXPECT_EQ(seg, 1);
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, 0.5, &seg), CDPOINT(10, 0), 1e-12);
-  EXPECT_EQ(seg, 0);  // the first segment whose cumulative length reaches t * L
-  // Beyond the end: extrapolated along the last segment's line.
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, 1.5, &seg), CDPOINT(10, 20), 1e-12);
-  EXPECT_EQ(seg, 1);
-  // Before the start: mirrored into the first segment, |10 - 15| / 10 of the way.
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, -0.25, &seg), CDPOINT(5, 0), 1e-12);
-  EXPECT_EQ(seg, 0);
+  // At 0.5 the first segment whose cumulative length reaches t * L; beyond the end
+  // extrapolated along the last segment's line; before the start mirrored into the first
+  // segment, |10 - 15| / 10 of the way.
+  struct Case {
+    double t;
+    CDPOINT p;
+    int seg;
+  };
+  for (const Case& c : {Case{0.75, {10, 5}, 1}, {0.5, {10, 0}, 0}, {1.5, {10, 20}, 1}, {-0.25, {5, 0}, 0}}) {
+    EXPECT_POINT_NEAR(GetPolylinePoint(l, c.t, &seg), c.p, 1e-12);
+    EXPECT_EQ(seg, c.seg) << c.t;
+  }
   // Degenerate inputs.
   EXPECT_EQ(GetPolylinePoint(Poly(), 0.5, &seg), CDPOINT());
   EXPECT_EQ(seg, 0);
@@ -343,14 +345,13 @@ TEST(PlanarConversions, ConvertTransformDuplicatesAndSimilarity) {
 }
 
 TEST(PlanarInside, SquareEdgesAndRectangleRule) {
-  // On the left edge inside, on the others outside.
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(0, 5), nullptr), 1);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(10, 5), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 0), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 10), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 5), nullptr), 1);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(-1e-6, 5), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(-1e9, 5), nullptr), 0);
+  // On the left edge inside, on the others outside; NaN and infinite points answer 0.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  for (auto [p, in] : {std::pair{CDPOINT(0, 5), 1}, {CDPOINT(10, 5), 0}, {CDPOINT(5, 0), 0}, {CDPOINT(5, 10), 0},
+                       {CDPOINT(5, 5), 1}, {CDPOINT(-1e-6, 5), 0}, {CDPOINT(-1e9, 5), 0}, {CDPOINT(nan, 5), 0},
+                       {CDPOINT(5, inf), 0}})
+    EXPECT_EQ(IsPointInPolygon(kSquare, p, nullptr), in) << p.x << ", " << p.y;
   // The given rectangle replaces the bounds: a tighter one rejects, and it is never written.
   CDRECT tight(6, 10, 0, 10);
   EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 5), &tight), 0);
@@ -363,11 +364,7 @@ TEST(PlanarInside, SquareEdgesAndRectangleRule) {
   EXPECT_EQ(IsPointInPolygon(open, CDPOINT(5, 5), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(Poly(), CDPOINT(0, 0), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(static_cast<const CDPOINT*>(nullptr), 3, CDPOINT(0, 0), nullptr), 0);
-  // NaN and infinite coordinates answer without crashing.
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(nan, 5), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, inf), nullptr), 0);
+  // NaN and infinite polygon coordinates answer without crashing.
   const Poly wild = MakePoly({{nan, 0}, {inf, 1}, {-inf, nan}, {1e308, -1e308}, {nan, 0}});
   EXPECT_GE(IsPointInPolygon(wild, CDPOINT(0, 0), &loose), 0);
 }
@@ -406,10 +403,8 @@ TEST(PlanarInside, VertexTieBreaks) {
 TEST(PlanarInside, IntegerOverloadsAndAsymmetricRounding) {
   const IPoly sq = MakeIPoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
   const tagRECT r{0, 0, 10, 10};
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, &r), 1);
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{0, 5}, &r), 1);
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{10, 5}, &r), 0);
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 10}, &r), 0);
+  for (auto [p, in] : {std::pair{tagPOINT{5, 5}, 1}, {tagPOINT{0, 5}, 1}, {tagPOINT{10, 5}, 0}, {tagPOINT{5, 10}, 0}})
+    EXPECT_EQ(IsPointInPolygon(sq, p, &r), in) << p.x << ", " << p.y;
   EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, nullptr), 1);  // computed when absent
   const tagRECT narrow{6, 0, 10, 10};
   EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, &narrow), 0);
