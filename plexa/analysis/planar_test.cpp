@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <initializer_list>
@@ -93,21 +94,21 @@ TEST(PlanarAngles, LinesAngleSignRangeAndCoincidence) {
 
 TEST(PlanarLines, IntersectionInSlopeFormRelativeToSecondPoint) {
   double x = -1, y = -1;
-  EXPECT_EQ(GetLinesIntersection(0, 0, 2, 2, 0, 2, 2, 0, &x, &y), 1);
-  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 1), 1e-12);
-  // Collinear and parallel lines: 0 with the outputs zeroed.
-  EXPECT_EQ(GetLinesIntersection(0, 0, 1, 1, 2, 2, 3, 3, &x, &y), 0);
-  EXPECT_EQ(x, 0.0);
-  EXPECT_EQ(y, 0.0);
-  EXPECT_EQ(GetLinesIntersection(0, 0, 1, 1, 0, 1, 1, 2, &x, &y), 0);
-  EXPECT_EQ(GetLinesIntersection(1, 0, 1, 5, 3, 0, 3, 5, &x, &y), 0);  // both vertical
-  EXPECT_EQ(GetLinesIntersection(1, 1, 1, 1, 0, 0, 5, 0, &x, &y), 0);  // degenerate line
-  EXPECT_EQ(GetLinesIntersection(0, 0, 5, 1, 2, 2, 2, 2, &x, &y), 0);
-  // Vertical first line, vertical second line.
-  EXPECT_EQ(GetLinesIntersection(1, -1, 1, 1, 0, 0, 2, 0, &x, &y), 1);
-  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 0), 1e-12);
-  EXPECT_EQ(GetLinesIntersection(0, 0, 2, 2, 1, 5, 1, -5, &x, &y), 1);
-  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 1), 1e-12);
+  // Meeting lines: plain, vertical first line, vertical second line.
+  for (auto [l, at] : {std::pair{std::array<double, 8>{0, 0, 2, 2, 0, 2, 2, 0}, CDPOINT(1, 1)},
+                       {{1, -1, 1, 1, 0, 0, 2, 0}, CDPOINT(1, 0)},
+                       {{0, 0, 2, 2, 1, 5, 1, -5}, CDPOINT(1, 1)}}) {
+    EXPECT_EQ(GetLinesIntersection(l[0], l[1], l[2], l[3], l[4], l[5], l[6], l[7], &x, &y), 1);
+    EXPECT_POINT_NEAR(CDPOINT(x, y), at, 1e-12);
+  }
+  // Collinear, parallel, both vertical, and degenerate first or second line: 0 with the
+  // outputs zeroed.
+  for (const auto& l : {std::array<double, 8>{0, 0, 1, 1, 2, 2, 3, 3}, {0, 0, 1, 1, 0, 1, 1, 2},
+                        {1, 0, 1, 5, 3, 0, 3, 5}, {1, 1, 1, 1, 0, 0, 5, 0}, {0, 0, 5, 1, 2, 2, 2, 2}}) {
+    x = y = -1;
+    EXPECT_EQ(GetLinesIntersection(l[0], l[1], l[2], l[3], l[4], l[5], l[6], l[7], &x, &y), 0) << l[0] << " " << l[4];
+    EXPECT_EQ(CDPOINT(x, y), CDPOINT(0, 0)) << l[0] << " " << l[4];
+  }
   // A first line with an x extent below 1e-8 counts as vertical through its second point.
   EXPECT_EQ(GetLinesIntersection(5 + 5e-9, 10, 5, 0, 0, 3, 10, 3, &x, &y), 1);
   EXPECT_EQ(x, 5.0);
