@@ -146,8 +146,7 @@ TEST(PlanarLines, DistancesHalfPlanesRangesAndDivision) {
   EXPECT_POINT_NEAR(DivideLine(l, 1.5), CDPOINT(7, 14), 1e-12);
   EXPECT_POINT_NEAR(DivideLine(l, -0.5), CDPOINT(-1, -2), 1e-12);
   const CFPOINT f = DivideLine(CFLINE(CFPOINT(1.0f, -1.0f), CFPOINT(-1.0f, 3.0f)), 0.5);
-  EXPECT_EQ(f.x, 0.0f);
-  EXPECT_EQ(f.y, 1.0f);
+  EXPECT_EQ(f, CFPOINT(0.0f, 1.0f));
   const CFPOINT g = DivideLine(CFLINE(CFPOINT(0.0f, 0.0f), CFPOINT(1e-8f, 2.0f)), 0.5);
   EXPECT_EQ(g.x, 0.0f);  // 5e-9 is stored as exactly 0
   // Results beyond the float range become infinities rather than undefined conversions.
@@ -288,12 +287,10 @@ TEST(PlanarLengths, TangentsAndClosestPoints) {
   Poly poly = MakePoly({{0, 0}, {10, 0}, {10, 10}});
   int seg = -1;
   CDPOINT q(-1, -1);
-  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(4, 3), &seg, &q));
-  EXPECT_EQ(seg, 0);
+  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(4, 3), &seg, &q) && seg == 0) << seg;
   EXPECT_POINT_NEAR(q, CDPOINT(4, 0), 1e-12);
   // Beyond the ends: the nearer end point; at the corner the earlier segment wins the tie.
-  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(13, -3), &seg, &q));
-  EXPECT_EQ(seg, 0);
+  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(13, -3), &seg, &q) && seg == 0) << seg;
   EXPECT_EQ(q, CDPOINT(10, 0));
   Poly one = MakePoly({{1, 1}});
   q = CDPOINT(-7, -7);
@@ -461,6 +458,12 @@ TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
   EXPECT_NEAR(r, 5, 1e-9);
   EXPECT_FALSE(CalcCircle(0, 0, 1, 1, 2, 2, c, r));
 
+  // The arc's points, appended to a fresh list.
+  const auto arc = [](CDPOINT c, double r, double x1, double y1, double x2, double y2, double x3, double y3) {
+    Poly out;
+    CalcArc(out, c, r, x1, y1, x2, y2, x3, y3);
+    return out;
+  };
   // Radius 1: 36 steps of 10 degrees; a half circle has 17 inner points.
   Poly out = MakePoly({{-9, -9}});
   CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, 1, -1, 0);
@@ -468,26 +471,18 @@ TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
   EXPECT_POINT_NEAR(out[2], CDPOINT(std::cos(kPi / 18), std::sin(kPi / 18)), 1e-12);
   EXPECT_EQ(out[19], CDPOINT(-1, 0));
   // The other side: P2 below the chord sends the steps clockwise.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, -1, -1, 0);
+  out = arc(CDPOINT(0, 0), 1, 1, 0, 0, -1, -1, 0);
   ASSERT_EQ(out.GetSize(), 19);
   for (int i = 1; i < 18; ++i) EXPECT_LT(out[i].y, 0);
   // Radius 200: 360 steps; radius 50: round(157.08) = 157 steps, 78 inside a half turn.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 200, 200, 0, 0, 200, -200, 0);
-  EXPECT_EQ(out.GetSize(), 181);
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 50, 50, 0, 0, 50, -50, 0);
-  EXPECT_EQ(out.GetSize(), 80);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 200, 200, 0, 0, 200, -200, 0).GetSize(), 181);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 50, 50, 0, 0, 50, -50, 0).GetSize(), 80);
   // A quarter arc stops where the next step would reach the chord.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, std::sqrt(0.5), std::sqrt(0.5), 0, 1);
-  EXPECT_EQ(out.GetSize(), 10);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 1, 1, 0, std::sqrt(0.5), std::sqrt(0.5), 0, 1).GetSize(), 10);
   // P2 on the chord: nothing at all.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, 0, -1, 0);
-  EXPECT_EQ(out.GetSize(), 0);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 1, 1, 0, 0, 0, -1, 0).GetSize(), 0);
   // The three-point form: a circle through them, or the two ends for collinear points.
+  out.RemoveAll();
   CalcArc(out, 1, 0, 0, 1, -1, 0);
   EXPECT_EQ(out.GetSize(), 19);
   out.RemoveAll();
@@ -495,9 +490,8 @@ TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
   ASSERT_EQ(out.GetSize(), 2);
   EXPECT_EQ(out[1], CDPOINT(2, 2));
   // Absurd radii stay within the step cap.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), std::numeric_limits<double>::quiet_NaN(), 1, 0, 0, 1, -1, 0);
-  EXPECT_LE(out.GetSize(), 2 + kArcMaxSteps);
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_LE(arc(CDPOINT(0, 0), nan, 1, 0, 0, 1, -1, 0).GetSize(), 2 + kArcMaxSteps);
 }
 
 namespace {
@@ -563,25 +557,24 @@ TEST(PlanarArcs, PolylineAgainstALine) {
   const CDLINE vertical(CDPOINT(5, -5), CDPOINT(5, 15));
   CDPOINT hit;
   int index = 0;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 1);
+  // The answer and the segment index reached, searching from `from`.
+  const auto search = [&](Poly& p, const CDLINE& l, int from) {
+    index = from;
+    const int found = GetPolyLineWithLineIntersection(p, l, hit, index);
+    return std::pair(found, index);
+  };
+  EXPECT_EQ(search(poly, vertical, 0), std::pair(1, 0));
   EXPECT_POINT_NEAR(hit, CDPOINT(5, 0), 1e-12);
-  index = 1;  // segment 1 is parallel, segment 2 is the first hit
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 1);
-  EXPECT_EQ(index, 2);
+  EXPECT_EQ(search(poly, vertical, 1), std::pair(1, 2));  // segment 1 is parallel, 2 the first hit
   EXPECT_POINT_NEAR(hit, CDPOINT(5, 10), 1e-12);
   // No hit: hit falls back to point 0, or to the last point when index > n / 2.
-  const CDLINE far(CDPOINT(50, 0), CDPOINT(50, 1));
-  index = 1;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, far, hit, index), 0);
+  EXPECT_EQ(search(poly, CDLINE(CDPOINT(50, 0), CDPOINT(50, 1)), 1).first, 0);
   EXPECT_EQ(hit, CDPOINT(0, 0));
-  index = 3;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 0);
+  EXPECT_EQ(search(poly, vertical, 3), std::pair(0, 3));
   EXPECT_EQ(hit, CDPOINT(0, 10));
-  EXPECT_EQ(index, 3);
   // A hit farther than 1e6 from the line's midpoint is not taken.
   Poly longLine = MakePoly({{0, 0}, {1e7, 0}});
-  index = 0;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(longLine, CDLINE(CDPOINT(5e6, -1), CDPOINT(5e6, -3e6)), hit, index), 0);
+  EXPECT_EQ(search(longLine, CDLINE(CDPOINT(5e6, -1), CDPOINT(5e6, -3e6)), 0).first, 0);
   EXPECT_EQ(hit, CDPOINT(0, 0));
 }
 

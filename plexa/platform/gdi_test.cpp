@@ -133,10 +133,10 @@ TEST(Gdi, BadSizesAndRecordsGiveNoBitmap) {
     WORD planes, bpp;
     DWORD compression;
   };
-  const Bad cases[] = {{0, 10, 1, 32, BI_RGB},         {-5, 10, 1, 32, BI_RGB},          {10, 0, 1, 32, BI_RGB},
-                       {10, INT32_MIN, 1, 32, BI_RGB}, {100000, 100000, 1, 32, BI_RGB},  // 40 GB
-                       {INT32_MAX, INT32_MAX, 1, 32, BI_RGB}, {4, 4, 1, 16, BI_RGB},  {4, 4, 2, 32, BI_RGB},
-                       {4, 4, 1, 32, 3}};
+  const Bad cases[] = {
+      {0, 10, 1, 32, BI_RGB}, {-5, 10, 1, 32, BI_RGB}, {10, 0, 1, 32, BI_RGB}, {10, INT32_MIN, 1, 32, BI_RGB},
+      {100000, 100000, 1, 32, BI_RGB} /* 40 GB */, {INT32_MAX, INT32_MAX, 1, 32, BI_RGB},
+      {4, 4, 1, 16, BI_RGB} /* depth */, {4, 4, 2, 32, BI_RGB} /* planes */, {4, 4, 1, 32, 3} /* compression */};
   for (const Bad& c : cases) {
     void* bits = reinterpret_cast<void*>(1);
     BITMAPINFO info{};

@@ -107,6 +107,7 @@ Coverage Filled(const std::vector<std::vector<IPt>>& polys, int w, int h) {
   return c;
 }
 
+// A round-pen stroke of the given width, or with pen 0 the thin one-pixel stroke.
 Coverage Stroked(const std::vector<IPt>& path, bool closed, double pen, int w, int h) {
   const Figure f = ToFigure(path, closed);
   Coverage c(w, h);
@@ -117,10 +118,12 @@ Coverage Stroked(const std::vector<IPt>& path, bool closed, double pen, int w, i
 }
 
 // Every pixel of the w x h grid against the distance rule.
-void ExpectMatchesPen(const Coverage& c, const std::vector<IPt>& path, bool closed, std::int64_t pen, int w, int h) {
+void ExpectMatchesPen(const Coverage& c, const std::vector<IPt>& path, bool closed, std::int64_t pen,
+                      int w, int h) {
   for (int j = 0; j < h; ++j)
     for (int i = 0; i < w; ++i)
-      ASSERT_EQ(c.Covered(i, j), WithinPen({path}, {closed}, pen, i, j)) << "pen " << pen << " pixel " << i << "," << j;
+      ASSERT_EQ(c.Covered(i, j), WithinPen({path}, {closed}, pen, i, j))
+          << "pen " << pen << " pixel " << i << "," << j;
 }
 
 int CountCovered(const Coverage& c) {
