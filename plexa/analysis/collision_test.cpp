@@ -105,24 +105,35 @@ class Probe : public CCurveCollision {
   }
 };
 
+// Each point of `in` tests inside, each point of `out` outside.
+void ExpectVerdicts(const CCurveCollision& c, std::initializer_list<CDPOINT> in, std::initializer_list<CDPOINT> out) {
+  for (const CDPOINT& p : in) EXPECT_TRUE(c.IsPointInCurves(p)) << "expected inside: " << p.x << ", " << p.y;
+  for (const CDPOINT& p : out) EXPECT_FALSE(c.IsPointInCurves(p)) << "expected outside: " << p.x << ", " << p.y;
+}
+
 }  // namespace
 
 TEST(CurveCollision, SolveQuadratic) {
-  double r[2] = {-1, -1};
-  EXPECT_EQ(SolveQuadratic(3, -6, 0, r), 1);  // 3 - 6t = 0
-  EXPECT_DOUBLE_EQ(r[0], 0.5);
-  EXPECT_EQ(SolveQuadratic(3, 0, 0, r), 0);
-  EXPECT_EQ(SolveQuadratic(1, 0, 1, r), 0);   // t^2 + 1
-  EXPECT_EQ(SolveQuadratic(1, -2, 1, r), 1);  // (t - 1)^2, discriminant exactly 0
-  EXPECT_DOUBLE_EQ(r[0], 1.0);
-  // t^2 - 3t + 2: roots[0] is the one with +sqrt(D) over 2 c2.
-  ASSERT_EQ(SolveQuadratic(2, -3, 1, r), 2);
-  EXPECT_DOUBLE_EQ(r[0], 2.0);
-  EXPECT_DOUBLE_EQ(r[1], 1.0);
-  // The same roots with c2 negative come out in the other order.
-  ASSERT_EQ(SolveQuadratic(-2, 3, -1, r), 2);
-  EXPECT_DOUBLE_EQ(r[0], 1.0);
-  EXPECT_DOUBLE_EQ(r[1], 2.0);
+  // c0 + c1 t + c2 t^2: the root count and the roots in their order.
+  struct Case {
+    double c0, c1, c2;
+    int n;
+    double r0, r1;
+  };
+  const Case cases[] = {
+      {3, -6, 0, 1, 0.5, 0},  // linear: 3 - 6t
+      {3, 0, 0, 0, 0, 0},      // constant
+      {1, 0, 1, 0, 0, 0},      // t^2 + 1
+      {1, -2, 1, 1, 1, 0},     // (t - 1)^2, discriminant exactly 0
+      {2, -3, 1, 2, 2, 1},     // t^2 - 3t + 2: roots[0] is the one with +sqrt(D) over 2 c2...
+      {-2, 3, -1, 2, 1, 2},    // ...so with c2 negative the same roots come in the other order
+  };
+  for (const Case& c : cases) {
+    double r[2] = {-1, -1};
+    ASSERT_EQ(SolveQuadratic(c.c0, c.c1, c.c2, r), c.n) << c.c0 << " " << c.c1 << " " << c.c2;
+    if (c.n >= 1) { EXPECT_DOUBLE_EQ(r[0], c.r0); }
+    if (c.n == 2) { EXPECT_DOUBLE_EQ(r[1], c.r1); }
+  }
 }
 
 TEST(CurveCollision, ProfilesSplitAtYExtremaAndClosedness) {
@@ -145,9 +156,7 @@ TEST(CurveCollision, ProfilesSplitAtYExtremaAndClosedness) {
   bool hasPrev = false;
   double prevDir = 0;
   EXPECT_EQ(probe.Intersections(bp, CDPOINT(-5, -7.5), hasPrev, prevDir), 2);
-  EXPECT_FALSE(probe.IsPointInCurves(CDPOINT(-5, -7.5)));
-  EXPECT_TRUE(probe.IsPointInCurves(CDPOINT(5, -5)));
-  EXPECT_FALSE(probe.IsPointInCurves(CDPOINT(5, -8)));
+  ExpectVerdicts(probe, {{5, -5}}, {{-5, -7.5}, {5, -8}});
 
   // Closed within 1e-7: n - 1 segments; 2e-7 apart: n, the last one back to the start.
   Probe nearly(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0.5e-7}}));
@@ -164,29 +173,19 @@ TEST(CurveCollision, ProfilesSplitAtYExtremaAndClosedness) {
   d.Add(Corner(10, 0));
   d.Add(Corner(10, 10));
   d.Add(CBPOINT(CDPOINT(0, 10), CDPOINT(0, 10), CDPOINT(-10, 10)));
-  CCurveCollision dc(d);
-  EXPECT_TRUE(dc.IsPointInCurves(CDPOINT(-7, 5)));
-  EXPECT_FALSE(dc.IsPointInCurves(CDPOINT(-8, 5)));
-  EXPECT_TRUE(dc.IsPointInCurves(CDPOINT(5, 5)));
+  ExpectVerdicts(CCurveCollision(d), {{-7, 5}, {5, 5}}, {{-8, 5}});
 }
 
 TEST(CurveCollision, SharedBreakPointsCountOnce) {
   // The left edge is split at (0, 5); both halves run the same way, so a ray through the
   // junction crosses once.
-  CCurveCollision split(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 5}, {0, 0}}));
-  EXPECT_FALSE(split.IsPointInCurves(CDPOINT(-5, 5)));
-  EXPECT_TRUE(split.IsPointInCurves(CDPOINT(5, 5)));
+  ExpectVerdicts(CCurveCollision(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 5}, {0, 0}})), {{5, 5}}, {{-5, 5}});
   // A path starting on the ray's level: the end of the last segment and the start of the
   // first are one crossing (the walk is primed by the last segment).
-  CCurveCollision start(Poly({{0, 5}, {0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 5}}));
-  EXPECT_FALSE(start.IsPointInCurves(CDPOINT(-5, 5)));
-  EXPECT_TRUE(start.IsPointInCurves(CDPOINT(5, 5)));
+  ExpectVerdicts(CCurveCollision(Poly({{0, 5}, {0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 5}})), {{5, 5}}, {{-5, 5}});
   // A vertex that is a y extremum (the diamond's top corner) is crossed twice, falling then
   // rising: parity kept. Its side corners are crossed once, like the split edge above.
-  CCurveCollision diamond(Poly({{0, 5}, {5, 0}, {10, 5}, {5, 10}, {0, 5}}));
-  EXPECT_FALSE(diamond.IsPointInCurves(CDPOINT(-5, 0)));
-  EXPECT_FALSE(diamond.IsPointInCurves(CDPOINT(-5, 5)));
-  EXPECT_TRUE(diamond.IsPointInCurves(CDPOINT(5, 5)));
+  ExpectVerdicts(CCurveCollision(Poly({{0, 5}, {5, 0}, {10, 5}, {5, 10}, {0, 5}})), {{5, 5}}, {{-5, 0}, {-5, 5}});
 }
 
 TEST(CurveCollision, SetsHolesAndRectangleOfLastPath) {
@@ -196,9 +195,7 @@ TEST(CurveCollision, SetsHolesAndRectangleOfLastPath) {
   set.Add(new CBPointArray(Poly({{20, 0}, {30, 0}, {30, 10}, {20, 10}, {20, 0}})));
   CCurveCollision two(set);
   EXPECT_EQ(two.GetProfileListCount(), 2);
-  EXPECT_TRUE(two.IsPointInCurves(CDPOINT(5, 5)));
-  EXPECT_TRUE(two.IsPointInCurves(CDPOINT(25, 5)));
-  EXPECT_FALSE(two.IsPointInCurves(CDPOINT(15, 5)));
+  ExpectVerdicts(two, {{5, 5}, {25, 5}}, {{15, 5}});
   EXPECT_EQ(two.GetBoundingRect(), CDRECT(20, 30, 0, 10));
 
   // Ring: outer square and a hole; the inner point is searched in the hole's rectangle but
@@ -207,13 +204,12 @@ TEST(CurveCollision, SetsHolesAndRectangleOfLastPath) {
   ring.Add(new CBPointArray(Poly({{0, 0}, {100, 0}, {100, 100}, {0, 100}, {0, 0}})));
   ring.Add(new CBPointArray(Poly({{10, 10}, {90, 10}, {90, 90}, {10, 90}, {10, 10}})));
   CCurveCollision rc(ring);
-  EXPECT_FALSE(rc.IsPointInCurves(CDPOINT(50, 50)));
-  EXPECT_TRUE(rc.IsPointInCurves(CDPOINT(5, 50)));
+  ExpectVerdicts(rc, {{5, 50}}, {{50, 50}});
   CDPOINT inner(-1, -1);
   ASSERT_TRUE(rc.CalcInnerPoint(inner));
   EXPECT_TRUE(rc.IsPointInCurves(inner));
-  EXPECT_DOUBLE_EQ(inner.y, 50.0);  // the first line, at half the hole's height
-  EXPECT_NEAR(inner.x, 5.0, 1e-6);  // midpoint of the crossings 0 and 10
+  // The first line, at half the hole's height; x the midpoint of the crossings 0 and 10.
+  EXPECT_TRUE(inner.y == 50.0 && std::fabs(inner.x - 5.0) <= 1e-6) << inner.x << ", " << inner.y;
 
   // A last path of one node leaves the rectangle zero: no inner point even though the
   // earlier path is fine, and the output is untouched.
@@ -230,8 +226,7 @@ TEST(CurveCollision, SetsHolesAndRectangleOfLastPath) {
   CCurveCollision flat(Poly({{0, 3}, {10, 3}, {0, 3}}));
   CDPOINT miss(-1, -1);
   EXPECT_FALSE(flat.CalcInnerPoint(miss));
-  EXPECT_EQ(miss.y, 3.0);
-  EXPECT_EQ(miss.x, -1);
+  EXPECT_EQ(miss, CDPOINT(-1, 3));
 
   CCurveCollision empty;
   EXPECT_FALSE(empty.IsPointInCurves(CDPOINT(0, 0)));

@@ -24,6 +24,12 @@ Pts Read(const CArray<tagPOINT>& a) {
   return v;
 }
 
+Pts Hull(const Pts& v) {
+  CArray<tagPOINT> a = Make(v);
+  GetConvexHull(a);
+  return Read(a);
+}
+
 // Independent oracle: Andrew's monotone chain with exact 64-bit cross products, strict
 // corners only, returned as a closed ring that starts at the largest-y (then largest-x) point
 // and runs with decreasing polar angle measured y-up, i.e. the same turn as the scan.
@@ -56,45 +62,43 @@ Pts MonotoneChainHull(Pts v) {
   return h;
 }
 
-TEST(ConvexHull, FewerThanFourPointsAreLeftAlone) {
-  for (const Pts& v : {Pts{}, Pts{{1, 1}}, Pts{{0, 0}, {5, 5}}, Pts{{0, 0}, {10, 0}, {5, 5}}}) {
-    CArray<tagPOINT> a = Make(v);
-    GetConvexHull(a);
-    EXPECT_EQ(Read(a), v);  // no hull, no closing point
-  }
-}
+TEST(ConvexHull, HandWorkedSets) {
+  for (const Pts& v : {Pts{}, Pts{{1, 1}}, Pts{{0, 0}, {5, 5}}, Pts{{0, 0}, {10, 0}, {5, 5}}})
+    EXPECT_EQ(Hull(v), v);  // fewer than four points: no hull, no closing point
 
-TEST(ConvexHull, SquareWithInnerAndEdgePoints) {
-  CArray<tagPOINT> a = Make({{5, 5}, {0, 0}, {10, 0}, {10, 10}, {0, 10}, {10, 5}, {5, 0}, {2, 7}, {0, 4}});
-  GetConvexHull(a);
   // Pivot (10, 10); then by angle from the +x ray: (10, 5) and (10, 0) at 90 degrees (nearer
   // first), (0, 0) at 135, (0, 10) at 180. The filter drops (5, 5), (2, 7) and (0, 4) (left
   // side of its quadrilateral), the scan pops (5, 0) as collinear; (10, 5) is point 1 of the
   // scan and stays because (10, 0), point 2, is never dropped.
-  EXPECT_EQ(Read(a), (Pts{{10, 10}, {10, 5}, {10, 0}, {0, 0}, {0, 10}, {10, 10}}));
-}
+  EXPECT_EQ(Hull({{5, 5}, {0, 0}, {10, 0}, {10, 10}, {0, 10}, {10, 5}, {5, 0}, {2, 7}, {0, 4}}),
+            (Pts{{10, 10}, {10, 5}, {10, 0}, {0, 0}, {0, 10}, {10, 10}}));
 
-TEST(ConvexHull, PivotAndNearerFirstOnEqualAngles) {
   // Two points of largest y: the one with the larger x is the pivot. (4, 6) and (2, 2) lie
   // on one ray from the pivot (6, 10); the nearer is visited first and then popped by the
   // farther, which stays a corner.
-  CArray<tagPOINT> a = Make({{0, 10}, {6, 10}, {4, 6}, {2, 2}, {9, 0}, {8, 3}});
-  GetConvexHull(a);
-  EXPECT_EQ(Read(a), MonotoneChainHull({{0, 10}, {6, 10}, {4, 6}, {2, 2}, {9, 0}, {8, 3}}));
-  EXPECT_EQ(a[0].x, 6);
-  EXPECT_EQ(a[0].y, 10);
+  const Pts pivot = Hull({{0, 10}, {6, 10}, {4, 6}, {2, 2}, {9, 0}, {8, 3}});
+  EXPECT_EQ(pivot, MonotoneChainHull({{0, 10}, {6, 10}, {4, 6}, {2, 2}, {9, 0}, {8, 3}}));
+  EXPECT_EQ(pivot.front(), (std::pair<long, long>{6, 10}));
+
+  // The even-odd test counts the diamond's left corner (0, 5) as inside the quadrilateral of
+  // extreme points, so the filter removes it before the scan: the defined result lacks it.
+  EXPECT_EQ(Hull({{5, 10}, {0, 5}, {5, 0}, {10, 5}, {5, 5}}), (Pts{{5, 10}, {10, 5}, {5, 0}, {5, 10}}));
+  // With the left corner first it is point 0, which the filter never removes.
+  EXPECT_EQ(Hull({{0, 5}, {5, 10}, {5, 0}, {10, 5}, {5, 5}}), (Pts{{5, 10}, {10, 5}, {5, 0}, {0, 5}, {5, 10}}));
+
+  // Extreme coordinates do not overflow the cross products.
+  const long lo = -2147483647L - 1, hi = 2147483647L;
+  EXPECT_EQ(Hull({{lo, lo}, {hi, lo}, {hi, hi}, {lo, hi}, {0, 0}, {hi, 0}}),
+            (Pts{{hi, hi}, {hi, 0}, {hi, lo}, {lo, lo}, {lo, hi}, {hi, hi}}));
 }
 
 TEST(ConvexHull, RepeatsAndCollinearSetsCollapse) {
-  CArray<tagPOINT> a = Make({{3, 3}, {3, 3}, {3, 3}, {3, 3}, {3, 3}});
-  GetConvexHull(a);
-  EXPECT_EQ(Read(a).front(), (std::pair<long, long>{3, 3}));
-  EXPECT_LE(a.GetSize(), 2);
+  const Pts same = Hull({{3, 3}, {3, 3}, {3, 3}, {3, 3}, {3, 3}});
+  EXPECT_EQ(same.front(), (std::pair<long, long>{3, 3}));
+  EXPECT_LE(same.size(), 2u);
 
   // All on one line: the scan keeps the two ends (popping the middle ones) and closes.
-  CArray<tagPOINT> line = Make({{0, 0}, {1, 1}, {2, 2}, {3, 3}, {4, 4}, {5, 5}});
-  GetConvexHull(line);
-  const Pts got = Read(line);
+  const Pts got = Hull({{0, 0}, {1, 1}, {2, 2}, {3, 3}, {4, 4}, {5, 5}});
   ASSERT_GE(got.size(), 2u);
   EXPECT_EQ(got.front(), (std::pair<long, long>{5, 5}));
   EXPECT_EQ(got.back(), got.front());
@@ -149,34 +153,13 @@ TEST(ConvexHull, ScanMatchesAnIndependentHullOfTheFilteredPoints) {
     for (std::size_t i = 1; i < v.size(); ++i)
       if (!IsPointInPolygon(quad, 5, all[i], &box)) survivors.push_back(v[i]);
 
-    CArray<tagPOINT> a = Make(v);
-    GetConvexHull(a);
-    const Pts want = MonotoneChainHull(survivors);
+    const Pts got = Hull(v), want = MonotoneChainHull(survivors);
     if (want.size() < 4) continue;  // collinear survivors are covered above
     ++compared;
-    EXPECT_EQ(StrictCorners(Read(a)), want) << "trial " << trial;
-    EXPECT_EQ(Read(a).front(), want.front());
+    EXPECT_EQ(StrictCorners(got), want) << "trial " << trial;
+    EXPECT_EQ(got.front(), want.front());
   }
   EXPECT_GT(compared, 250);
-}
-
-TEST(ConvexHull, FilterDropsTheLeftCornerAsDefined) {
-  // The even-odd test counts the diamond's left corner (0, 5) as inside the quadrilateral of
-  // extreme points, so the filter removes it before the scan: the defined result lacks it.
-  CArray<tagPOINT> a = Make({{5, 10}, {0, 5}, {5, 0}, {10, 5}, {5, 5}});
-  GetConvexHull(a);
-  EXPECT_EQ(Read(a), (Pts{{5, 10}, {10, 5}, {5, 0}, {5, 10}}));
-  // With the left corner first it is point 0, which the filter never removes.
-  CArray<tagPOINT> b = Make({{0, 5}, {5, 10}, {5, 0}, {10, 5}, {5, 5}});
-  GetConvexHull(b);
-  EXPECT_EQ(Read(b), (Pts{{5, 10}, {10, 5}, {5, 0}, {0, 5}, {5, 10}}));
-}
-
-TEST(ConvexHull, ExtremeCoordinatesDoNotOverflow) {
-  const long lo = -2147483647L - 1, hi = 2147483647L;
-  CArray<tagPOINT> a = Make({{lo, lo}, {hi, lo}, {hi, hi}, {lo, hi}, {0, 0}, {hi, 0}});
-  GetConvexHull(a);
-  EXPECT_EQ(Read(a), (Pts{{hi, hi}, {hi, 0}, {hi, lo}, {lo, lo}, {lo, hi}, {hi, hi}}));
 }
 
 }  // namespace

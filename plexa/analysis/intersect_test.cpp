@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <tuple>
+#include <vector>
 
 #include "plexa/platform/gdi.h"
 
@@ -23,6 +25,16 @@ CArray<CDPOINT> Line(std::initializer_list<CDPOINT> pts) {
   return a;
 }
 
+// The whole list, element by element within tol (0: exact).
+void ExpectValues(const CArray<double>& got, std::initializer_list<double> want, double tol) {
+  ASSERT_EQ(got.GetSize(), static_cast<INT_PTR>(want.size()));
+  int i = 0;
+  for (double w : want) {
+    EXPECT_NEAR(got[i], w, tol) << "element " << i;
+    ++i;
+  }
+}
+
 double Horner(const double c[4], double t) { return c[0] + t * (c[1] + t * (c[2] + t * c[3])); }
 
 }  // namespace
@@ -33,25 +45,19 @@ TEST(PathIntersections, SegmentAgainstLineIsInclusiveAndSkipsParallels) {
   CArray<double> s;
   s.Add(-7);  // appended to, never cleared
   FindLineIntersections(zig, CDLINE(CDPOINT(10, 10), CDPOINT(10, -10)), s);
-  ASSERT_EQ(s.GetSize(), 3);
-  EXPECT_EQ(s[0], -7);
-  EXPECT_DOUBLE_EQ(s[1], 0.5);
-  EXPECT_DOUBLE_EQ(s[2], 0.5);
+  ExpectValues(s, {-7, 0.5, 0.5}, 1e-15);
   // Lying on the last segment (collinear) reports nothing for it; the end of the line just
   // touching a segment (s = 1) counts.
   s.RemoveAll();
   FindLineIntersections(zig, CDLINE(CDPOINT(35, 0), CDPOINT(45, 0)), s);
   EXPECT_EQ(s.GetSize(), 0);
   FindLineIntersections(zig, CDLINE(CDPOINT(5, 10), CDPOINT(5, -5)), s);
-  ASSERT_EQ(s.GetSize(), 1);
-  EXPECT_DOUBLE_EQ(s[0], 1.0);  // meets the first segment at (5, -5), its own end
+  ExpectValues(s, {1.0}, 1e-15);  // meets the first segment at (5, -5), its own end
   // Unsorted in segment order for a polyline; the set form sorts everything.
   s.RemoveAll();
   const CArray<CDPOINT> back = Line({{0, 10}, {0, -10}, {20, -10}, {20, 10}});
   FindLineIntersections(back, CDLINE(CDPOINT(30, 0), CDPOINT(-10, 0)), s);
-  ASSERT_EQ(s.GetSize(), 2);
-  EXPECT_DOUBLE_EQ(s[0], 0.75);
-  EXPECT_DOUBLE_EQ(s[1], 0.25);
+  ExpectValues(s, {0.75, 0.25}, 1e-15);
 
   CPolyPolyBezier set;
   CBPointArray sq;
@@ -62,9 +68,7 @@ TEST(PathIntersections, SegmentAgainstLineIsInclusiveAndSkipsParallels) {
   set.Add(new CBPointArray(sq));
   s.RemoveAll();
   FindLineIntersections(set, CDLINE(CDPOINT(40, 3), CDPOINT(-10, 3)), s);
-  ASSERT_EQ(s.GetSize(), 4);
-  const double want[4] = {0.2, 0.4, 0.6, 0.8};  // x = 30, 20, 10, 0 along the line
-  for (int i = 0; i < 4; ++i) EXPECT_NEAR(s[i], want[i], 1e-12);
+  ExpectValues(s, {0.2, 0.4, 0.6, 0.8}, 1e-12);  // x = 30, 20, 10, 0 along the line
 }
 
 TEST(PathIntersections, FindNextIntersectionIncludesItsStart) {
@@ -75,38 +79,34 @@ TEST(PathIntersections, FindNextIntersectionIncludesItsStart) {
   const CDLINE line(CDPOINT(-10, 0), CDPOINT(30, 0));
   int poly = -3, seg = -1;
   double s = -1;
-  ASSERT_TRUE(FindNextIntersection(set, line, poly, seg, s));
-  EXPECT_EQ(poly, 0);
-  EXPECT_EQ(seg, 0);
-  EXPECT_DOUBLE_EQ(s, 0.25);
-  ASSERT_TRUE(FindNextIntersection(set, line, poly, seg, s));  // same call, same crossing
-  EXPECT_EQ(seg, 0);
+  // Found or not, the polyline and segment reached, and the parameter along the line.
+  const auto next = [&] {
+    const bool found = FindNextIntersection(set, line, poly, seg, s);
+    return std::tuple(found, poly, seg, s);
+  };
+  EXPECT_EQ(next(), std::tuple(true, 0, 0, 0.25));
+  EXPECT_EQ(next(), std::tuple(true, 0, 0, 0.25));  // same call, same crossing
   ++seg;
-  ASSERT_TRUE(FindNextIntersection(set, line, poly, seg, s));
-  EXPECT_EQ(seg, 2);
-  EXPECT_DOUBLE_EQ(s, 0.5);
+  EXPECT_EQ(next(), std::tuple(true, 0, 2, 0.5));
   ++seg;  // past the end of polyline 0: the absent one is skipped, the third starts at 0
-  ASSERT_TRUE(FindNextIntersection(set, line, poly, seg, s));
-  EXPECT_EQ(poly, 2);
-  EXPECT_EQ(seg, 0);
-  EXPECT_DOUBLE_EQ(s, 0.75);
+  EXPECT_EQ(next(), std::tuple(true, 2, 0, 0.75));
   poly = 3;
-  EXPECT_FALSE(FindNextIntersection(set, line, poly, seg, s));
+  EXPECT_FALSE(std::get<0>(next()));
 
   // Against a rectangle: the parameter is along the side that was hit.
   const CArray<CDPOINT> path = Line({{-5, 5}, {2, 5}, {5, 5}, {5, 15}});
   const CDRECT rect(0, 10, 0, 10);
   int k = 0;
   double t = -1;
-  ASSERT_TRUE(FindNextIntersection(path, rect, k, t));
-  EXPECT_EQ(k, 0);
-  EXPECT_DOUBLE_EQ(t, 0.5);  // the side (xmin, ymax) -> (xmin, ymin), halfway
+  const auto nextOnRect = [&] {
+    const bool found = FindNextIntersection(path, rect, k, t);
+    return std::tuple(found, k, t);
+  };
+  EXPECT_EQ(nextOnRect(), std::tuple(true, 0, 0.5));  // the side (xmin, ymax) -> (xmin, ymin), halfway
   k = 1;
-  ASSERT_TRUE(FindNextIntersection(path, rect, k, t));
-  EXPECT_EQ(k, 2);
-  EXPECT_DOUBLE_EQ(t, 0.5);  // (xmax, ymax) -> (xmin, ymax) at x = 5
+  EXPECT_EQ(nextOnRect(), std::tuple(true, 2, 0.5));  // (xmax, ymax) -> (xmin, ymax) at x = 5
   k = 3;
-  EXPECT_FALSE(FindNextIntersection(path, rect, k, t));
+  EXPECT_EQ(std::get<0>(nextOnRect()), false);
   EXPECT_EQ(k, 3);
 }
 
@@ -114,27 +114,27 @@ TEST(PathIntersections, PolynomialRootsByMonotoneIntervals) {
   // (t - 0.2)(t - 0.5)(t - 0.7) = t^3 - 1.4 t^2 + 0.59 t - 0.07
   const double c[4] = {-0.07, 0.59, -1.4, 1.0};
   double r[4];
-  ASSERT_EQ(FindPolynomialRoots(c, 0, 1, r), 3);
-  EXPECT_NEAR(r[0], 0.2, 1e-14);
-  EXPECT_NEAR(r[1], 0.5, 1e-14);
-  EXPECT_NEAR(r[2], 0.7, 1e-14);
-  ASSERT_EQ(FindPolynomialRoots(c, 0.3, 0.6, r), 1);
-  EXPECT_NEAR(r[0], 0.5, 1e-14);
-  // A double root where the derivative vanishes too is reported once.
+  // Roots in [lo, hi] as a list, to compare whole answers.
+  const auto roots = [&r](const double* p, double lo, double hi) {
+    const int n = FindPolynomialRoots(p, lo, hi, r);
+    return std::vector<double>(r, r + std::max(n, 0));
+  };
+  const auto near = [](const std::vector<double>& got, const std::vector<double>& want) {
+    bool ok = got.size() == want.size();
+    for (std::size_t i = 0; ok && i < got.size(); ++i) ok = std::fabs(got[i] - want[i]) <= 1e-14;
+    return ok;
+  };
+  EXPECT_TRUE(near(roots(c, 0, 1), {0.2, 0.5, 0.7}));
+  EXPECT_TRUE(near(roots(c, 0.3, 0.6), {0.5}));
+  EXPECT_TRUE(roots(c, 1, 0).empty());  // reversed interval
+  // A double root where the derivative vanishes too is reported once (exactly).
   const double sq[4] = {0.25, -1.0, 1.0, 0.0};  // (t - 0.5)^2
-  ASSERT_EQ(FindPolynomialRoots(sq, 0, 1, r), 1);
-  EXPECT_EQ(r[0], 0.5);
-  // Linear, constant zero and no root.
-  const double lin[4] = {-1, 4, 0, 0};
-  ASSERT_EQ(FindPolynomialRoots(lin, 0, 1, r), 1);
-  EXPECT_EQ(r[0], 0.25);
-  const double zero[4] = {0, 0, 0, 0};
-  ASSERT_EQ(FindPolynomialRoots(zero, 0, 1, r), 2);
-  EXPECT_EQ(r[0], 0.0);
-  EXPECT_EQ(r[1], 1.0);
-  const double none[4] = {1, 0, 1, 0};
-  EXPECT_EQ(FindPolynomialRoots(none, 0, 1, r), 0);
-  EXPECT_EQ(FindPolynomialRoots(c, 1, 0, r), 0);
+  EXPECT_EQ(roots(sq, 0, 1), std::vector<double>{0.5});
+  // Linear, constant zero (both ends) and no root.
+  const double lin[4] = {-1, 4, 0, 0}, zero[4] = {0, 0, 0, 0}, none[4] = {1, 0, 1, 0};
+  EXPECT_EQ(roots(lin, 0, 1), std::vector<double>{0.25});
+  EXPECT_EQ(roots(zero, 0, 1), (std::vector<double>{0.0, 1.0}));
+  EXPECT_TRUE(roots(none, 0, 1).empty());
   const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
   const double bad[4] = {nan, 1, inf, -inf};
   EXPECT_LE(FindPolynomialRoots(bad, 0, 1, r), 4);
@@ -157,15 +157,9 @@ TEST(PathIntersections, PolynomialRootsByMonotoneIntervals) {
     }
     for (int i = 0; i < n; ++i) {
       EXPECT_LT(std::fabs(Horner(p, r[i])), 1e-13);
-      EXPECT_GE(r[i], 0.0);
-      EXPECT_LE(r[i], 1.0);
-      if (i > 0) {
-        EXPECT_LT(r[i - 1], r[i]);
-      }
+      EXPECT_TRUE(r[i] >= 0.0 && r[i] <= 1.0 && (i == 0 || r[i - 1] < r[i])) << trial << " root " << r[i];
     }
-    if (clear) {
-      EXPECT_EQ(n, changes) << trial;
-    }
+    if (clear) { EXPECT_EQ(n, changes) << trial; }
   }
 }
 
@@ -178,10 +172,7 @@ TEST(PathIntersections, AxisAndRectangleCrossingsOnCurves) {
   FindXIntersections(circle, 25, ts, &pts, true);
   ASSERT_EQ(ts.GetSize(), 2);
   ASSERT_EQ(pts.GetSize(), 2);
-  EXPECT_GT(ts[0], 0);
-  EXPECT_LT(ts[0], 1);
-  EXPECT_GT(ts[1], 3);
-  EXPECT_LT(ts[1], 4);
+  EXPECT_TRUE(ts[0] > 0 && ts[0] < 1 && ts[1] > 3 && ts[1] < 4) << ts[0] << " " << ts[1];  // segments 0 and 3
   const double half = std::sqrt(50.0 * 50.0 - 25.0 * 25.0);  // the true circle, 0.03% off
   for (int i = 0; i < 2; ++i) {
     EXPECT_NEAR(pts[i].y, 25, 1e-9);
@@ -220,9 +211,7 @@ TEST(PathIntersections, AxisAndRectangleCrossingsOnCurves) {
   bar.Add(Corner(0, 5));
   bar.Add(Corner(10, 5));
   FindXIntersections(bar, 5, ts, &pts, true);
-  ASSERT_EQ(ts.GetSize(), 2);
-  EXPECT_EQ(ts[0], 0.0);
-  EXPECT_EQ(ts[1], 1.0);
+  ExpectValues(ts, {0.0, 1.0}, 0);
 }
 
 TEST(PathIntersections, PolylineAgainstLineHits) {
@@ -231,8 +220,7 @@ TEST(PathIntersections, PolylineAgainstLineHits) {
   CDPOINT hit(-1, -1);
   // Stops 2.5 short of the wall: still found; 3.5 short: not.
   EXPECT_EQ(GetPolyLineWithLineIntersection(wall, CDLINE(CDPOINT(0, 0), CDPOINT(7.5, 0)), hit), 1);
-  EXPECT_NEAR(hit.x, 10, 1e-9);
-  EXPECT_NEAR(hit.y, 0, 1e-9);
+  EXPECT_TRUE(std::hypot(hit.x - 10, hit.y) <= 1e-9) << hit.x << ", " << hit.y;
   EXPECT_EQ(GetPolyLineWithLineIntersection(wall, CDLINE(CDPOINT(0, 0), CDPOINT(6.5, 0)), hit), 0);
   EXPECT_EQ(hit, CDPOINT(0, 0));
   // Several crossings: the one nearest the second point wins.

@@ -86,9 +86,8 @@ TEST(NearestPoint, SecondVariantHoldsAtAnyScale) {
 
 TEST(NearestPoint, EndsAndDegenerateCurves) {
   const CBezier arch(CDPOINT(0, 0), CDPOINT(0, 10), CDPOINT(10, 10), CDPOINT(10, 0));
-  EXPECT_EQ(arch.GetNearestCurvePointT(CDPOINT(0, 0)), 0);
-  EXPECT_EQ(arch.GetNearestCurvePointT(CDPOINT(-3, -4)), 0);
-  EXPECT_EQ(arch.GetNearestCurvePointT(CDPOINT(13, -4)), 1);
+  for (auto [p, t] : {std::pair{CDPOINT(0, 0), 0.0}, {CDPOINT(-3, -4), 0.0}, {CDPOINT(13, -4), 1.0}})
+    EXPECT_EQ(arch.GetNearestCurvePointT(p), t) << p.x << ", " << p.y;
   EXPECT_NEAR(arch.GetNearestCurvePointT(CDPOINT(5, 20)), 0.5, 1e-9);
   // A closed loop: both ends at the same distance, the start wins (t = 1 must be nearer).
   const CBezier loop(CDPOINT(0, 0), CDPOINT(10, 10), CDPOINT(-10, 10), CDPOINT(0, 0));
@@ -99,8 +98,7 @@ TEST(NearestPoint, EndsAndDegenerateCurves) {
 
   const CBezier dot(CDPOINT(2, 2), CDPOINT(2, 2), CDPOINT(2, 2), CDPOINT(2, 2));
   EXPECT_EQ(dot.GetNearestCurvePointT(CDPOINT(5, 6)), 0);
-  EXPECT_EQ(dot.GetNearestCurvePointT2(CDPOINT(5, 6), &d), 0);
-  EXPECT_EQ(d, 5);
+  EXPECT_TRUE(dot.GetNearestCurvePointT2(CDPOINT(5, 6), &d) == 0 && d == 5) << d;
 }
 
 TEST(NearestPoint, HostileInputTerminatesInRange) {
@@ -113,10 +111,8 @@ TEST(NearestPoint, HostileInputTerminatesInRange) {
   };
   for (const CBezier& c : cases) {
     for (const CDPOINT& p : {CDPOINT(1, 1), CDPOINT(kNaN, 0), CDPOINT(huge, -huge)}) {
-      const double t = c.GetNearestCurvePointT(p);
-      EXPECT_TRUE(t >= 0 && t <= 1);
-      const double t2 = c.GetNearestCurvePointT2(p, nullptr);
-      EXPECT_TRUE(t2 >= 0 && t2 <= 1);
+      const double t = c.GetNearestCurvePointT(p), t2 = c.GetNearestCurvePointT2(p, nullptr);
+      EXPECT_TRUE(t >= 0 && t <= 1 && t2 >= 0 && t2 <= 1) << t << " " << t2;
     }
   }
   double d = 0;
@@ -128,36 +124,30 @@ TEST(NearestPoint, HostileInputTerminatesInRange) {
 }
 
 TEST(ClipLine, CohenSutherland) {
-  double x1 = 2, y1 = 3, x2 = 8, y2 = 4;
-  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 1);  // inside: untouched
-  EXPECT_EQ(x1, 2);
-  EXPECT_EQ(y2, 4);
+  // Segment in, window (xmin, xmax, ymin, ymax), the answer and the segment out. Rejected
+  // segments leave the caller's coordinates as they were. Coordinates set to a window edge
+  // are exact; the interpolated ones get yTol.
+  struct Case {
+    double in[4], window[4];
+    int code;
+    double out[4], yTol = 0;
+  };
+  const Case cases[] = {
+      {{2, 3, 8, 4}, {0, 10, 0, 10}, 1, {2, 3, 8, 4}},        // inside: untouched
+      {{-5, 1, -1, 9}, {0, 10, 0, 10}, 0, {-5, 1, -1, 9}},    // fully left
+      {{-10, 0, 20, 6}, {0, 10, -5, 5}, 7, {0, 2, 10, 4}, 1e-12},  // left to right through the window
+      {{5, 15, 5, 5}, {0, 10, 0, 10}, 3, {5, 10, 5, 5}},      // from below the bottom (y down): first moves
+      {{5, 5, 5, -3}, {0, 10, 0, 10}, 5, {5, 5, 5, 0}},       // out above the top: second moves
+      {{-2, 1, 1, -2}, {0, 10, 0, 10}, 0, {-2, 1, 1, -2}},    // passes the corner: clipped once, rejected
+  };
+  for (const Case& c : cases) {
+    double v[4] = {c.in[0], c.in[1], c.in[2], c.in[3]};
+    EXPECT_EQ(_clip_line(&v[0], &v[1], &v[2], &v[3], c.window[0], c.window[1], c.window[2], c.window[3]), c.code)
+        << c.in[0] << ", " << c.in[1] << " -> " << c.in[2] << ", " << c.in[3];
+    for (int k = 0; k < 4; ++k) EXPECT_NEAR(v[k], c.out[k], k % 2 ? c.yTol : 0.0) << "coordinate " << k << " of " << c.in[0];
+  }
 
-  x1 = -5, y1 = 1, x2 = -1, y2 = 9;
-  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 0);  // fully left
-  EXPECT_EQ(x1, -5);
-
-  x1 = -10, y1 = 0, x2 = 20, y2 = 6;  // left to right through the rectangle
-  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, -5, 5), 7);
-  EXPECT_EQ(x1, 0);
-  EXPECT_NEAR(y1, 2, 1e-12);
-  EXPECT_EQ(x2, 10);
-  EXPECT_NEAR(y2, 4, 1e-12);
-
-  x1 = 5, y1 = 15, x2 = 5, y2 = 5;  // from below the bottom (y down): only the first moves
-  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 3);
-  EXPECT_EQ(y1, 10);
-  x1 = 5, y1 = 5, x2 = 5, y2 = -3;  // out above the top: only the second moves
-  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 5);
-  EXPECT_EQ(y2, 0);
-
-  // Both ends outside with different codes, passing the corner: clipped once, then rejected,
-  // and the caller's coordinates stay as they were.
-  x1 = -2, y1 = 1, x2 = 1, y2 = -2;
-  EXPECT_EQ(_clip_line(&x1, &y1, &x2, &y2, 0, 10, 0, 10), 0);
-  EXPECT_EQ(x1, -2);
-  EXPECT_EQ(y1, 1);
-
+  double x1, y1, x2, y2;
   const tagRECT r{0, 0, 10, 10};
   x1 = -5, y1 = 5, x2 = 5, y2 = 5;
   EXPECT_EQ(ClipLine(&x1, &y1, &x2, &y2, &r), 3);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <initializer_list>
@@ -93,21 +94,21 @@ TEST(PlanarAngles, LinesAngleSignRangeAndCoincidence) {
 
 TEST(PlanarLines, IntersectionInSlopeFormRelativeToSecondPoint) {
   double x = -1, y = -1;
-  EXPECT_EQ(GetLinesIntersection(0, 0, 2, 2, 0, 2, 2, 0, &x, &y), 1);
-  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 1), 1e-12);
-  // Collinear and parallel lines: 0 with the outputs zeroed.
-  EXPECT_EQ(GetLinesIntersection(0, 0, 1, 1, 2, 2, 3, 3, &x, &y), 0);
-  EXPECT_EQ(x, 0.0);
-  EXPECT_EQ(y, 0.0);
-  EXPECT_EQ(GetLinesIntersection(0, 0, 1, 1, 0, 1, 1, 2, &x, &y), 0);
-  EXPECT_EQ(GetLinesIntersection(1, 0, 1, 5, 3, 0, 3, 5, &x, &y), 0);  // both vertical
-  EXPECT_EQ(GetLinesIntersection(1, 1, 1, 1, 0, 0, 5, 0, &x, &y), 0);  // degenerate line
-  EXPECT_EQ(GetLinesIntersection(0, 0, 5, 1, 2, 2, 2, 2, &x, &y), 0);
-  // Vertical first line, vertical second line.
-  EXPECT_EQ(GetLinesIntersection(1, -1, 1, 1, 0, 0, 2, 0, &x, &y), 1);
-  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 0), 1e-12);
-  EXPECT_EQ(GetLinesIntersection(0, 0, 2, 2, 1, 5, 1, -5, &x, &y), 1);
-  EXPECT_POINT_NEAR(CDPOINT(x, y), CDPOINT(1, 1), 1e-12);
+  // Meeting lines: plain, vertical first line, vertical second line.
+  for (auto [l, at] : {std::pair{std::array<double, 8>{0, 0, 2, 2, 0, 2, 2, 0}, CDPOINT(1, 1)},
+                       {{1, -1, 1, 1, 0, 0, 2, 0}, CDPOINT(1, 0)},
+                       {{0, 0, 2, 2, 1, 5, 1, -5}, CDPOINT(1, 1)}}) {
+    EXPECT_EQ(GetLinesIntersection(l[0], l[1], l[2], l[3], l[4], l[5], l[6], l[7], &x, &y), 1);
+    EXPECT_POINT_NEAR(CDPOINT(x, y), at, 1e-12);
+  }
+  // Collinear, parallel, both vertical, and degenerate first or second line: 0 with the
+  // outputs zeroed.
+  for (const auto& l : {std::array<double, 8>{0, 0, 1, 1, 2, 2, 3, 3}, {0, 0, 1, 1, 0, 1, 1, 2},
+                        {1, 0, 1, 5, 3, 0, 3, 5}, {1, 1, 1, 1, 0, 0, 5, 0}, {0, 0, 5, 1, 2, 2, 2, 2}}) {
+    x = y = -1;
+    EXPECT_EQ(GetLinesIntersection(l[0], l[1], l[2], l[3], l[4], l[5], l[6], l[7], &x, &y), 0) << l[0] << " " << l[4];
+    EXPECT_EQ(CDPOINT(x, y), CDPOINT(0, 0)) << l[0] << " " << l[4];
+  }
   // A first line with an x extent below 1e-8 counts as vertical through its second point.
   EXPECT_EQ(GetLinesIntersection(5 + 5e-9, 10, 5, 0, 0, 3, 10, 3, &x, &y), 1);
   EXPECT_EQ(x, 5.0);
@@ -145,8 +146,7 @@ TEST(PlanarLines, DistancesHalfPlanesRangesAndDivision) {
   EXPECT_POINT_NEAR(DivideLine(l, 1.5), CDPOINT(7, 14), 1e-12);
   EXPECT_POINT_NEAR(DivideLine(l, -0.5), CDPOINT(-1, -2), 1e-12);
   const CFPOINT f = DivideLine(CFLINE(CFPOINT(1.0f, -1.0f), CFPOINT(-1.0f, 3.0f)), 0.5);
-  EXPECT_EQ(f.x, 0.0f);
-  EXPECT_EQ(f.y, 1.0f);
+  EXPECT_EQ(f, CFPOINT(0.0f, 1.0f));
   const CFPOINT g = DivideLine(CFLINE(CFPOINT(0.0f, 0.0f), CFPOINT(1e-8f, 2.0f)), 0.5);
   EXPECT_EQ(g.x, 0.0f);  // 5e-9 is stored as exactly 0
   // Results beyond the float range become infinities rather than undefined conversions.
@@ -228,16 +228,18 @@ TEST(PlanarLengths, LengthsAndLengthFractions) {
 TEST(PlanarLengths, PointAtFractionKeepsTheAbsoluteValue) {
   const Poly l = MakePoly({{0, 0}, {10, 0}, {10, 10}});  // length 20
   int seg = -1;
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, 0.75, &seg), CDPOINT(10, 5), 1e-12);
-  EXPECT_EQ(seg, 1);
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, 0.5, &seg), CDPOINT(10, 0), 1e-12);
-  EXPECT_EQ(seg, 0);  // the first segment whose cumulative length reaches t * L
-  // Beyond the end: extrapolated along the last segment's line.
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, 1.5, &seg), CDPOINT(10, 20), 1e-12);
-  EXPECT_EQ(seg, 1);
-  // Before the start: mirrored into the first segment, |10 - 15| / 10 of the way.
-  EXPECT_POINT_NEAR(GetPolylinePoint(l, -0.25, &seg), CDPOINT(5, 0), 1e-12);
-  EXPECT_EQ(seg, 0);
+  // At 0.5 the first segment whose cumulative length reaches t * L; beyond the end
+  // extrapolated along the last segment's line; before the start mirrored into the first
+  // segment, |10 - 15| / 10 of the way.
+  struct Case {
+    double t;
+    CDPOINT p;
+    int seg;
+  };
+  for (const Case& c : {Case{0.75, {10, 5}, 1}, {0.5, {10, 0}, 0}, {1.5, {10, 20}, 1}, {-0.25, {5, 0}, 0}}) {
+    EXPECT_POINT_NEAR(GetPolylinePoint(l, c.t, &seg), c.p, 1e-12);
+    EXPECT_EQ(seg, c.seg) << c.t;
+  }
   // Degenerate inputs.
   EXPECT_EQ(GetPolylinePoint(Poly(), 0.5, &seg), CDPOINT());
   EXPECT_EQ(seg, 0);
@@ -285,12 +287,10 @@ TEST(PlanarLengths, TangentsAndClosestPoints) {
   Poly poly = MakePoly({{0, 0}, {10, 0}, {10, 10}});
   int seg = -1;
   CDPOINT q(-1, -1);
-  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(4, 3), &seg, &q));
-  EXPECT_EQ(seg, 0);
+  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(4, 3), &seg, &q) && seg == 0) << seg;
   EXPECT_POINT_NEAR(q, CDPOINT(4, 0), 1e-12);
   // Beyond the ends: the nearer end point; at the corner the earlier segment wins the tie.
-  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(13, -3), &seg, &q));
-  EXPECT_EQ(seg, 0);
+  EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(13, -3), &seg, &q) && seg == 0) << seg;
   EXPECT_EQ(q, CDPOINT(10, 0));
   Poly one = MakePoly({{1, 1}});
   q = CDPOINT(-7, -7);
@@ -343,14 +343,13 @@ TEST(PlanarConversions, ConvertTransformDuplicatesAndSimilarity) {
 }
 
 TEST(PlanarInside, SquareEdgesAndRectangleRule) {
-  // On the left edge inside, on the others outside.
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(0, 5), nullptr), 1);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(10, 5), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 0), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 10), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 5), nullptr), 1);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(-1e-6, 5), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(-1e9, 5), nullptr), 0);
+  // On the left edge inside, on the others outside; NaN and infinite points answer 0.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  for (auto [p, in] : {std::pair{CDPOINT(0, 5), 1}, {CDPOINT(10, 5), 0}, {CDPOINT(5, 0), 0}, {CDPOINT(5, 10), 0},
+                       {CDPOINT(5, 5), 1}, {CDPOINT(-1e-6, 5), 0}, {CDPOINT(-1e9, 5), 0}, {CDPOINT(nan, 5), 0},
+                       {CDPOINT(5, inf), 0}})
+    EXPECT_EQ(IsPointInPolygon(kSquare, p, nullptr), in) << p.x << ", " << p.y;
   // The given rectangle replaces the bounds: a tighter one rejects, and it is never written.
   CDRECT tight(6, 10, 0, 10);
   EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, 5), &tight), 0);
@@ -363,11 +362,7 @@ TEST(PlanarInside, SquareEdgesAndRectangleRule) {
   EXPECT_EQ(IsPointInPolygon(open, CDPOINT(5, 5), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(Poly(), CDPOINT(0, 0), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(static_cast<const CDPOINT*>(nullptr), 3, CDPOINT(0, 0), nullptr), 0);
-  // NaN and infinite coordinates answer without crashing.
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(nan, 5), nullptr), 0);
-  EXPECT_EQ(IsPointInPolygon(kSquare, CDPOINT(5, inf), nullptr), 0);
+  // NaN and infinite polygon coordinates answer without crashing.
   const Poly wild = MakePoly({{nan, 0}, {inf, 1}, {-inf, nan}, {1e308, -1e308}, {nan, 0}});
   EXPECT_GE(IsPointInPolygon(wild, CDPOINT(0, 0), &loose), 0);
 }
@@ -406,10 +401,8 @@ TEST(PlanarInside, VertexTieBreaks) {
 TEST(PlanarInside, IntegerOverloadsAndAsymmetricRounding) {
   const IPoly sq = MakeIPoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
   const tagRECT r{0, 0, 10, 10};
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, &r), 1);
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{0, 5}, &r), 1);
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{10, 5}, &r), 0);
-  EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 10}, &r), 0);
+  for (auto [p, in] : {std::pair{tagPOINT{5, 5}, 1}, {tagPOINT{0, 5}, 1}, {tagPOINT{10, 5}, 0}, {tagPOINT{5, 10}, 0}})
+    EXPECT_EQ(IsPointInPolygon(sq, p, &r), in) << p.x << ", " << p.y;
   EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, nullptr), 1);  // computed when absent
   const tagRECT narrow{6, 0, 10, 10};
   EXPECT_EQ(IsPointInPolygon(sq, tagPOINT{5, 5}, &narrow), 0);
@@ -465,6 +458,12 @@ TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
   EXPECT_NEAR(r, 5, 1e-9);
   EXPECT_FALSE(CalcCircle(0, 0, 1, 1, 2, 2, c, r));
 
+  // The arc's points, appended to a fresh list.
+  const auto arc = [](CDPOINT c, double r, double x1, double y1, double x2, double y2, double x3, double y3) {
+    Poly out;
+    CalcArc(out, c, r, x1, y1, x2, y2, x3, y3);
+    return out;
+  };
   // Radius 1: 36 steps of 10 degrees; a half circle has 17 inner points.
   Poly out = MakePoly({{-9, -9}});
   CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, 1, -1, 0);
@@ -472,26 +471,18 @@ TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
   EXPECT_POINT_NEAR(out[2], CDPOINT(std::cos(kPi / 18), std::sin(kPi / 18)), 1e-12);
   EXPECT_EQ(out[19], CDPOINT(-1, 0));
   // The other side: P2 below the chord sends the steps clockwise.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, -1, -1, 0);
+  out = arc(CDPOINT(0, 0), 1, 1, 0, 0, -1, -1, 0);
   ASSERT_EQ(out.GetSize(), 19);
   for (int i = 1; i < 18; ++i) EXPECT_LT(out[i].y, 0);
   // Radius 200: 360 steps; radius 50: round(157.08) = 157 steps, 78 inside a half turn.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 200, 200, 0, 0, 200, -200, 0);
-  EXPECT_EQ(out.GetSize(), 181);
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 50, 50, 0, 0, 50, -50, 0);
-  EXPECT_EQ(out.GetSize(), 80);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 200, 200, 0, 0, 200, -200, 0).GetSize(), 181);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 50, 50, 0, 0, 50, -50, 0).GetSize(), 80);
   // A quarter arc stops where the next step would reach the chord.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, std::sqrt(0.5), std::sqrt(0.5), 0, 1);
-  EXPECT_EQ(out.GetSize(), 10);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 1, 1, 0, std::sqrt(0.5), std::sqrt(0.5), 0, 1).GetSize(), 10);
   // P2 on the chord: nothing at all.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, 0, -1, 0);
-  EXPECT_EQ(out.GetSize(), 0);
+  EXPECT_EQ(arc(CDPOINT(0, 0), 1, 1, 0, 0, 0, -1, 0).GetSize(), 0);
   // The three-point form: a circle through them, or the two ends for collinear points.
+  out.RemoveAll();
   CalcArc(out, 1, 0, 0, 1, -1, 0);
   EXPECT_EQ(out.GetSize(), 19);
   out.RemoveAll();
@@ -499,9 +490,8 @@ TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
   ASSERT_EQ(out.GetSize(), 2);
   EXPECT_EQ(out[1], CDPOINT(2, 2));
   // Absurd radii stay within the step cap.
-  out.RemoveAll();
-  CalcArc(out, CDPOINT(0, 0), std::numeric_limits<double>::quiet_NaN(), 1, 0, 0, 1, -1, 0);
-  EXPECT_LE(out.GetSize(), 2 + kArcMaxSteps);
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_LE(arc(CDPOINT(0, 0), nan, 1, 0, 0, 1, -1, 0).GetSize(), 2 + kArcMaxSteps);
 }
 
 namespace {
@@ -567,25 +557,24 @@ TEST(PlanarArcs, PolylineAgainstALine) {
   const CDLINE vertical(CDPOINT(5, -5), CDPOINT(5, 15));
   CDPOINT hit;
   int index = 0;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 1);
+  // The answer and the segment index reached, searching from `from`.
+  const auto search = [&](Poly& p, const CDLINE& l, int from) {
+    index = from;
+    const int found = GetPolyLineWithLineIntersection(p, l, hit, index);
+    return std::pair(found, index);
+  };
+  EXPECT_EQ(search(poly, vertical, 0), std::pair(1, 0));
   EXPECT_POINT_NEAR(hit, CDPOINT(5, 0), 1e-12);
-  index = 1;  // segment 1 is parallel, segment 2 is the first hit
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 1);
-  EXPECT_EQ(index, 2);
+  EXPECT_EQ(search(poly, vertical, 1), std::pair(1, 2));  // segment 1 is parallel, 2 the first hit
   EXPECT_POINT_NEAR(hit, CDPOINT(5, 10), 1e-12);
   // No hit: hit falls back to point 0, or to the last point when index > n / 2.
-  const CDLINE far(CDPOINT(50, 0), CDPOINT(50, 1));
-  index = 1;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, far, hit, index), 0);
+  EXPECT_EQ(search(poly, CDLINE(CDPOINT(50, 0), CDPOINT(50, 1)), 1).first, 0);
   EXPECT_EQ(hit, CDPOINT(0, 0));
-  index = 3;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(poly, vertical, hit, index), 0);
+  EXPECT_EQ(search(poly, vertical, 3), std::pair(0, 3));
   EXPECT_EQ(hit, CDPOINT(0, 10));
-  EXPECT_EQ(index, 3);
   // A hit farther than 1e6 from the line's midpoint is not taken.
   Poly longLine = MakePoly({{0, 0}, {1e7, 0}});
-  index = 0;
-  EXPECT_EQ(GetPolyLineWithLineIntersection(longLine, CDLINE(CDPOINT(5e6, -1), CDPOINT(5e6, -3e6)), hit, index), 0);
+  EXPECT_EQ(search(longLine, CDLINE(CDPOINT(5e6, -1), CDPOINT(5e6, -3e6)), 0).first, 0);
   EXPECT_EQ(hit, CDPOINT(0, 0));
 }
 

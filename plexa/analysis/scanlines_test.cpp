@@ -108,8 +108,7 @@ TEST(CurveScanLines, GridSpansAndSerpentine) {
   square.Add(new CBPointArray(sq));
   CCurveScanLines fill(square, 1.0, 0.0);
   ASSERT_EQ(fill.GetLineCount(), 10);
-  EXPECT_EQ(fill.GetLineLevel(0), 0.5);
-  EXPECT_EQ(fill.GetLineLevel(9), 9.5);
+  EXPECT_TRUE(fill.GetLineLevel(0) == 0.5 && fill.GetLineLevel(9) == 9.5);
   CArray<CDLINE> spans;
   fill.GetAllSpans(spans, true);
   ASSERT_EQ(spans.GetSize(), 10);
@@ -167,20 +166,18 @@ TEST(CurveScanLines, GridSpansAndSerpentine) {
 TEST(CurveScanLines, RefusesHostileInput) {
   const CPolyPolyBezier shapes = TestShapes();
   CCurveScanLines fill;
-  EXPECT_FALSE(fill.SetCurves(shapes, 0.0, 0.0));
-  EXPECT_FALSE(fill.SetCurves(shapes, -1.0, 0.0));
-  EXPECT_FALSE(fill.SetCurves(shapes, std::numeric_limits<double>::quiet_NaN(), 0.0));
-  EXPECT_FALSE(fill.SetCurves(shapes, 1.0, std::numeric_limits<double>::infinity()));
-  EXPECT_FALSE(fill.SetCurves(shapes, 1e-6, 0.0));  // far too many lines
+  // Spacing and angle: zero, negative and NaN spacing, an infinite angle, far too many lines.
+  for (auto [spacing, angle] : {std::pair{0.0, 0.0}, {-1.0, 0.0}, {std::numeric_limits<double>::quiet_NaN(), 0.0},
+                                {1.0, std::numeric_limits<double>::infinity()}, {1e-6, 0.0}})
+    EXPECT_FALSE(fill.SetCurves(shapes, spacing, angle)) << spacing << " " << angle;
   EXPECT_EQ(fill.GetLineCount(), 0);
   CArray<double> us;
   EXPECT_EQ(fill.GetCrossings(0, us), 0);
-  CPolyPolyBezier bad;
+  CPolyPolyBezier bad, empty;
   CBPointArray p;
   p.CreateRect(CDRECT(0, std::numeric_limits<double>::quiet_NaN(), 0, 1));
   bad.Add(new CBPointArray(p));
   EXPECT_FALSE(fill.SetCurves(bad, 1.0, 0.0));
-  CPolyPolyBezier empty;
   EXPECT_FALSE(fill.SetCurves(empty, 1.0, 0.0));
   ASSERT_TRUE(fill.SetCurves(shapes, 5.0, 0.3));
   EXPECT_EQ(fill.GetCrossings(-1, us), 0);

@@ -56,6 +56,21 @@ void AddTo(CPolyPolyBezier& set, const CBPointArray& p) { set.Add(std::make_uniq
 
 std::vector<int> Ints(const CArray<int, int>& a) { return std::vector<int>(a.begin(), a.end()); }
 
+// The node count after closing a copy of p.
+INT_PTR SizeAfterClosing(CBPointArray p) {
+  ClosePolyBezier(p);
+  return p.GetSize();
+}
+
+// The indexes GetPolyPolyHoles (or, with holes false, GetPolyPolyNoHoles) reports.
+std::vector<int> Holes(const CPolyPolyBezier& set, double ratio, bool holes = true) {
+  CArray<int, int> out;
+  out.Add(-9);  // replaced, not appended to
+  if (holes) GetPolyPolyHoles(set, out, ratio);
+  else GetPolyPolyNoHoles(set, out, ratio);
+  return Ints(out);
+}
+
 TEST(PathSet, ClosingAndClosedness) {
   CBPointArray open = Line({{0, 0}, {10, 0}});
   open[0].attr = 7;
@@ -63,21 +78,11 @@ TEST(PathSet, ClosingAndClosedness) {
   ASSERT_EQ(open.GetSize(), 3);
   EXPECT_EQ(open[2], open[0]);  // whole node, attribute word included
 
-  CBPointArray closed = Rect(0, 0, 10, 10);
-  ClosePolyBezier(closed);
-  EXPECT_EQ(closed.GetSize(), 5);
-
+  EXPECT_EQ(SizeAfterClosing(Rect(0, 0, 10, 10)), 5);  // already closed
   // The test is per coordinate: just under 1e-8 counts as closed, exactly 1e-8 does not.
-  CBPointArray nearly = Line({{0, 0}, {10, 0}, {10, 10}, {0.5e-8, 0}});
-  ClosePolyBezier(nearly);
-  EXPECT_EQ(nearly.GetSize(), 4);
-  CBPointArray apart = Line({{0, 0}, {10, 0}, {10, 10}, {0, 1e-8}});
-  ClosePolyBezier(apart);
-  EXPECT_EQ(apart.GetSize(), 5);
-
-  CBPointArray one = Line({{3, 3}});
-  ClosePolyBezier(one);
-  EXPECT_EQ(one.GetSize(), 1);
+  EXPECT_EQ(SizeAfterClosing(Line({{0, 0}, {10, 0}, {10, 10}, {0.5e-8, 0}})), 4);
+  EXPECT_EQ(SizeAfterClosing(Line({{0, 0}, {10, 0}, {10, 10}, {0, 1e-8}})), 5);
+  EXPECT_EQ(SizeAfterClosing(Line({{3, 3}})), 1);
 
   CPolyPolyBezier set;
   EXPECT_FALSE(IsPolyPolyBezierClosed(set));
@@ -163,38 +168,26 @@ TEST(PathSet, HolesAreContainmentNotParity) {
   AddTo(set, Rect(0, 0, 100, 100));
   AddTo(set, Rect(10, 10, 90, 90));
   AddTo(set, Rect(20, 20, 80, 80));
-  CArray<int, int> holes, outlines;
-  GetPolyPolyHoles(set, holes, 1.0);
-  GetPolyPolyNoHoles(set, outlines, 1.0);
-  EXPECT_EQ(Ints(holes), (std::vector<int>{1, 2}));  // the island in the hole is a hole too
-  EXPECT_EQ(Ints(outlines), (std::vector<int>{0}));
-
-  GetPolyPolyHoles(set, holes, 1.0000001);
-  EXPECT_TRUE(holes.IsEmpty());
-  GetPolyPolyHoles(set, holes, 0.0);
-  EXPECT_EQ(Ints(holes), (std::vector<int>{0, 1, 2}));
-  GetPolyPolyHoles(set, holes, kNaN);
-  EXPECT_TRUE(holes.IsEmpty());
+  EXPECT_EQ(Holes(set, 1.0), (std::vector<int>{1, 2}));  // the island in the hole is a hole too
+  EXPECT_EQ(Holes(set, 1.0, false), (std::vector<int>{0}));
+  EXPECT_TRUE(Holes(set, 1.0000001).empty());
+  EXPECT_EQ(Holes(set, 0.0), (std::vector<int>{0, 1, 2}));
+  EXPECT_TRUE(Holes(set, kNaN).empty());
 
   // Half in, half out: a hole for ratios up to the share of its points inside.
   CPolyPolyBezier half;
   AddTo(half, Rect(0, 0, 100, 100));
   AddTo(half, Rect(50, 20, 150, 80));
-  GetPolyPolyHoles(half, holes, 0.3);
-  EXPECT_EQ(Ints(holes), (std::vector<int>{1}));
-  GetPolyPolyHoles(half, holes, 0.9);
-  EXPECT_TRUE(holes.IsEmpty());
+  EXPECT_EQ(Holes(half, 0.3), (std::vector<int>{1}));
+  EXPECT_TRUE(Holes(half, 0.9).empty());
 
   // Fewer than two paths, and a null slot (no points: never a hole, never holds one).
   CPolyPolyBezier single;
   AddTo(single, Rect(0, 0, 1, 1));
-  GetPolyPolyHoles(single, holes, 0.0);
-  EXPECT_TRUE(holes.IsEmpty());
+  EXPECT_TRUE(Holes(single, 0.0).empty());
   single.Add(nullptr);
-  GetPolyPolyHoles(single, holes, 0.0);
-  EXPECT_EQ(Ints(holes), (std::vector<int>{0}));
-  GetPolyPolyNoHoles(single, outlines, 0.0);
-  EXPECT_EQ(Ints(outlines), (std::vector<int>{1}));
+  EXPECT_EQ(Holes(single, 0.0), (std::vector<int>{0}));
+  EXPECT_EQ(Holes(single, 0.0, false), (std::vector<int>{1}));
 
   EXPECT_EQ(RemoveHolesFromPolyPoly(set, 1.0), 2);
   ASSERT_EQ(set.GetSize(), 1);
@@ -212,11 +205,8 @@ TEST(PathSet, HolesMatchTheDefinitionOnRandomPages) {
       if (k % 3 == 0) AddTo(set, Circle(x, y, s / 2));
       else AddTo(set, Rect(x, y, x + s, y + size(rng) / 2));
     }
-    for (double ratio : {-1.0, 0.0, 0.2, 0.5, 0.75, 1.0, 1.5}) {
-      CArray<int, int> holes;
-      GetPolyPolyHoles(set, holes, ratio);
-      EXPECT_EQ(Ints(holes), HolesByDefinition(set, ratio)) << "trial " << trial << " ratio " << ratio;
-    }
+    for (double ratio : {-1.0, 0.0, 0.2, 0.5, 0.75, 1.0, 1.5})
+      EXPECT_EQ(Holes(set, ratio), HolesByDefinition(set, ratio)) << "trial " << trial << " ratio " << ratio;
   }
 }
 
@@ -339,9 +329,7 @@ TEST(PathSet, MatchingAndBlending) {
   CBPointArray a2, b2;
   CArray<double, const double&> params;
   ASSERT_TRUE(MatchPoints(a, b, a2, b2, params));
-  ASSERT_EQ(a2.GetSize(), 3);
-  ASSERT_EQ(b2.GetSize(), 3);
-  ASSERT_EQ(params.GetSize(), 3);
+  ASSERT_TRUE(a2.GetSize() == 3 && b2.GetSize() == 3 && params.GetSize() == 3);
   EXPECT_NEAR(params[1], 1.0 / 3, 1e-12);
   EXPECT_NEAR(a2[1].anchor.x, 30, 1e-6);  // inserted at a third of the length
   EXPECT_NEAR(a2.CalcLength(), 90, 1e-9);  // shape unchanged
@@ -363,20 +351,20 @@ TEST(PathSet, MatchingAndBlending) {
   EXPECT_EQ(a2.GetSize(), 3);
   EXPECT_EQ(a2[2].anchor, CDPOINT(5, 5));
 
+  // The first anchor's y of each blend: t = k / (steps + 1), the ends included on request.
+  // One output set throughout: each call empties it first.
   CPolyPolyBezier out;
-  Interpolate(out, 3, a, b, false);
-  ASSERT_EQ(out.GetSize(), 3);
-  for (int k = 0; k < 3; ++k) EXPECT_DOUBLE_EQ(out[k][0].anchor.y, 10.0 * (k + 1) / 4);  // t = k/(steps+1)
-  Interpolate(out, 3, a, b, true);
-  ASSERT_EQ(out.GetSize(), 5);
-  EXPECT_DOUBLE_EQ(out[0][0].anchor.y, 0);
-  EXPECT_DOUBLE_EQ(out[4][0].anchor.y, 10);
-  Interpolate(out, 0, a, b, true);
-  EXPECT_EQ(out.GetSize(), 2);
-  Interpolate(out, -4, a, b, false);
-  EXPECT_EQ(out.GetSize(), 0);
-  Interpolate(out, 3, a, CBPointArray(), true);
-  EXPECT_EQ(out.GetSize(), 0);
+  const auto blend = [&out](int steps, const CBPointArray& from, const CBPointArray& to, bool ends) {
+    Interpolate(out, steps, from, to, ends);
+    std::vector<double> ys;
+    for (INT_PTR k = 0; k < out.GetSize(); ++k) ys.push_back(out[static_cast<int>(k)][0].anchor.y);
+    return ys;
+  };
+  EXPECT_EQ(blend(3, a, b, false), (std::vector<double>{2.5, 5, 7.5}));
+  EXPECT_EQ(blend(3, a, b, true), (std::vector<double>{0, 2.5, 5, 7.5, 10}));
+  EXPECT_EQ(blend(0, a, b, true), (std::vector<double>{0, 10}));
+  EXPECT_TRUE(blend(-4, a, b, false).empty());
+  EXPECT_TRUE(blend(3, a, CBPointArray(), true).empty());
 
   // Hostile coordinates finish and keep the counts equal.
   ASSERT_TRUE(MatchPoints(Line({{0, 0}, {kNaN, 1}, {2, 2}}), Line({{0, 0}, {kInf, 0}, {3, 3}, {4, 4}}), a2, b2, params));
@@ -641,9 +629,7 @@ TEST(PathSet, HostileCoordinatesFinish) {
   AddTo(set, Line({{kNaN, 0}, {10, kNaN}, {kNaN, kNaN}}));
   AddTo(set, Rect(-1e300, -1e300, 1e300, 1e300));
   AddTo(set, Line({{kInf, 5}, {5, -kInf}, {kInf, 5}}));
-  CArray<int, int> holes;
-  GetPolyPolyHoles(set, holes, 0.5);
-  EXPECT_NE(Ints(holes).size(), 0u);
+  EXPECT_NE(Holes(set, 0.5).size(), 0u);
   EXPECT_FALSE(IsPolyBezierInPolyPolyBezier(set, Line({{kNaN, kNaN}, {kNaN, kNaN}}), 0.5) &&
                IsPolyBezierInPolyPolyBezier(set, Line({{kNaN, kNaN}, {kNaN, kNaN}}), 0));
 

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -70,22 +71,17 @@ TEST(Gdi, DibSectionDescribesItselfBothWays) {
   ASSERT_NE(bits, nullptr);
   BITMAP bm{};
   EXPECT_EQ(GetObjectW(bmp, sizeof(bm), &bm), int(sizeof(BITMAP)));
-  EXPECT_EQ(bm.bmWidth, 33);
-  EXPECT_EQ(bm.bmHeight, 5);
-  EXPECT_EQ(bm.bmWidthBytes, 8);  // 33 bits round up to two 32-bit words
-  EXPECT_EQ(bm.bmPlanes, 1);
-  EXPECT_EQ(bm.bmBitsPixel, 1);
-  EXPECT_EQ(bm.bmBits, bits);
+  // Width, height, row bytes (33 bits round up to two 32-bit words), planes, depth, memory.
+  EXPECT_EQ(std::make_tuple(bm.bmWidth, bm.bmHeight, bm.bmWidthBytes, bm.bmPlanes, bm.bmBitsPixel, bm.bmBits),
+            std::make_tuple(33, 5, 8, WORD(1), WORD(1), bits));
   const auto* bytes = static_cast<const BYTE*>(bits);
   for (int i = 0; i < 40; ++i) ASSERT_EQ(bytes[i], 0);  // starts black
 
   DIBSECTION ds{};
   EXPECT_EQ(GetObjectW(bmp, sizeof(ds), &ds), int(sizeof(DIBSECTION)));
-  EXPECT_EQ(ds.dsBm.bmBits, bits);
-  EXPECT_EQ(ds.dsBmih.biWidth, 33);
-  EXPECT_EQ(ds.dsBmih.biHeight, 5);
-  EXPECT_EQ(ds.dsBmih.biBitCount, 1);
-  EXPECT_EQ(ds.dsBmih.biSizeImage, 40u);
+  EXPECT_EQ(std::make_tuple(ds.dsBm.bmBits, ds.dsBmih.biWidth, ds.dsBmih.biHeight, ds.dsBmih.biBitCount,
+                            ds.dsBmih.biSizeImage),
+            std::make_tuple(bits, 33, 5, WORD(1), 40u));
   EXPECT_EQ(GetObjectW(bmp, 0, nullptr), int(sizeof(BITMAP)));
   EXPECT_EQ(GetObjectW(bmp, 8, &bm), 0);  // too small
 
@@ -114,9 +110,7 @@ TEST(Gdi, TopDownAndColourDepthsAddressTheirPixels) {
   HGDIOBJ old = SelectObject(dc, bmp);
   SetPixel(dc, 1, 0, RGB(1, 2, 3));  // top-down: line 0 is memory row 0
   const auto* b = static_cast<const BYTE*>(bits);
-  EXPECT_EQ(b[3], 3);  // blue, green, red
-  EXPECT_EQ(b[4], 2);
-  EXPECT_EQ(b[5], 1);
+  EXPECT_EQ(std::vector<BYTE>(b + 3, b + 6), (std::vector<BYTE>{3, 2, 1}));  // blue, green, red
   EXPECT_EQ(GetPixel(dc, 1, 0), RGB(1, 2, 3));
   SelectObject(dc, old);
   DeleteDC(dc);
@@ -128,41 +122,29 @@ TEST(Gdi, TopDownAndColourDepthsAddressTheirPixels) {
   GetObjectW(c32.bmp, sizeof(b32), &b32);
   SetPixel(c32.dc, 0, 1, RGB(0x30, 0x20, 0x10));
   const auto* p = static_cast<const BYTE*>(b32.bmBits);
-  EXPECT_EQ(p[0], 0x10);
-  EXPECT_EQ(p[1], 0x20);
-  EXPECT_EQ(p[2], 0x30);
-  EXPECT_EQ(p[3], 0x00);
+  EXPECT_EQ(std::vector<BYTE>(p, p + 4), (std::vector<BYTE>{0x10, 0x20, 0x30, 0x00}));
   Canvas c8(2, 2, 8);
   EXPECT_EQ(SetPixel(c8.dc, 0, 0, RGB(100, 110, 120)), RGB(110, 110, 110));
 }
 
 TEST(Gdi, BadSizesAndRecordsGiveNoBitmap) {
-  void* bits = reinterpret_cast<void*>(1);
-  BITMAPINFO info{};
-  info.bmiHeader = {sizeof(BITMAPINFOHEADER), 0, 10, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  EXPECT_EQ(bits, nullptr);
-  info.bmiHeader.biWidth = -5;
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  info.bmiHeader.biWidth = 10;
-  info.bmiHeader.biHeight = 0;
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  info.bmiHeader.biHeight = INT32_MIN;
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  info.bmiHeader.biWidth = 100000;
-  info.bmiHeader.biHeight = 100000;  // 40 GB
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  info.bmiHeader.biWidth = INT32_MAX;
-  info.bmiHeader.biHeight = INT32_MAX;
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  info.bmiHeader = {sizeof(BITMAPINFOHEADER), 4, 4, 1, 16, BI_RGB, 0, 0, 0, 0, 0};
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  info.bmiHeader.biBitCount = 32;
-  info.bmiHeader.biPlanes = 2;
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biCompression = 3;
-  EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
+  struct Bad {
+    LONG w, h;
+    WORD planes, bpp;
+    DWORD compression;
+  };
+  const Bad cases[] = {
+      {0, 10, 1, 32, BI_RGB}, {-5, 10, 1, 32, BI_RGB}, {10, 0, 1, 32, BI_RGB}, {10, INT32_MIN, 1, 32, BI_RGB},
+      {100000, 100000, 1, 32, BI_RGB} /* 40 GB */, {INT32_MAX, INT32_MAX, 1, 32, BI_RGB},
+      {4, 4, 1, 16, BI_RGB} /* depth */, {4, 4, 2, 32, BI_RGB} /* planes */, {4, 4, 1, 32, 3} /* compression */};
+  for (const Bad& c : cases) {
+    void* bits = reinterpret_cast<void*>(1);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), c.w, c.h, c.planes, c.bpp, c.compression, 0, 0, 0, 0, 0};
+    EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr) << c.w << "x" << c.h;
+    EXPECT_EQ(bits, nullptr);  // the bits pointer is cleared on failure
+  }
+  void* bits = nullptr;
   EXPECT_EQ(CreateDIBSection(nullptr, nullptr, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr);
 }
 
@@ -355,8 +337,7 @@ TEST(Gdi, LinesPolylinesAndBeziersDrawWithTheSelectedPen) {
   EXPECT_TRUE(MoveToEx(c.dc, 2, 3, nullptr));
   EXPECT_TRUE(LineTo(c.dc, 12, 3));  // pixels 2..11: the end is left out
   EXPECT_TRUE(MoveToEx(c.dc, 0, 0, &prev));
-  EXPECT_EQ(prev.x, 12);
-  EXPECT_EQ(prev.y, 3);
+  EXPECT_EQ(std::make_pair(prev.x, prev.y), std::make_pair(LONG(12), LONG(3)));
   EXPECT_EQ(c.Count(kWhite, 30, 30), 10);
   const POINT zig[3] = {{2, 10}, {8, 10}, {8, 14}};
   EXPECT_TRUE(Polyline(c.dc, zig, 3));
@@ -408,10 +389,7 @@ TEST(Gdi, StretchCopySamplesUnderPixelCentresAndMirrors) {
   for (int x = 0; x < 4; ++x) SetPixel(src.dc, x, 0, RGB(x * 10, 0, 0));
   Canvas dst(8, 2, 32);
   EXPECT_TRUE(StretchBlt(dst.dc, 0, 0, 8, 2, src.dc, 0, 0, 4, 1, SRCCOPY));
-  for (int x = 0; x < 8; ++x) {
-    EXPECT_EQ(GetPixel(dst.dc, x, 0), RGB((x / 2) * 10, 0, 0));
-    EXPECT_EQ(GetPixel(dst.dc, x, 1), RGB((x / 2) * 10, 0, 0));
-  }
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(GetPixel(dst.dc, i % 8, i / 8), RGB((i % 8 / 2) * 10, 0, 0));
   Canvas half(2, 1, 32);  // shrinking picks source pixels 1 and 3 (under the centres)
   EXPECT_TRUE(StretchBlt(half.dc, 0, 0, 2, 1, src.dc, 0, 0, 4, 1, SRCCOPY));
   EXPECT_EQ(GetPixel(half.dc, 0, 0), RGB(10, 0, 0));
