@@ -202,23 +202,34 @@ class Fitter {
   // The principal line of the points j0..j1 (virtual indices), oriented from j0 to j1, from
   // at most kArmSamples of them evenly spread. Every point of a staircase pulls, so pixel
   // steps tilt it far less than they tilt a chord. Zero direction when the ends coincide.
+  // Mean (relative to point j0) and second moments of the points j0..j1, at most
+  // kArmSamples of them.
+  struct Scatter {
+    Pt mean;
+    double sxx = 0.0, sxy = 0.0, syy = 0.0;
+  };
+  Scatter Spread(int j0, int j1) const {
+    const int stride = std::max(1, (j1 - j0) / kArmSamples);
+    Scatter s;
+    int n = 0;
+    for (int j = j0; j <= j1; j += stride, ++n) s.mean += P(j) - P(j0);
+    s.mean /= static_cast<double>(n);
+    for (int j = j0; j <= j1; j += stride) {
+      const Pt d = P(j) - P(j0) - s.mean;
+      s.sxx += d.x * d.x;
+      s.sxy += d.x * d.y;
+      s.syy += d.y * d.y;
+    }
+    return s;
+  }
+
   Line ArmLine(int j0, int j1) const {
     const Pt chord = P(j1) - P(j0);
     const double cl = Norm(chord);
     if (cl == 0.0) return {P(j0), Pt()};
-    const int stride = std::max(1, (j1 - j0) / kArmSamples);
-    Pt mean;
-    int n = 0;
-    for (int j = j0; j <= j1; j += stride, ++n) mean += P(j) - P(j0);
-    mean /= static_cast<double>(n);
-    double sxx = 0.0, sxy = 0.0, syy = 0.0;
-    for (int j = j0; j <= j1; j += stride) {
-      const Pt d = P(j) - P(j0) - mean;
-      sxx += d.x * d.x;
-      sxy += d.x * d.y;
-      syy += d.y * d.y;
-    }
-    const Pt e = PrincipalAxis(sxx, sxy, syy);
+    const Scatter sc = Spread(j0, j1);
+    const Pt mean = sc.mean;
+    const Pt e = PrincipalAxis(sc.sxx, sc.sxy, sc.syy);
     const double c = Dot(e, chord) / cl;
     // Points that turn back on themselves have no main direction; their chord is the answer.
     if (std::fabs(c) < 0.5) return {P(j0) + mean, chord / cl};
@@ -298,20 +309,9 @@ class Fitter {
   // Sum of squared distances of the points j0..j1 (at most kArmSamples of them) from their
   // principal line: how far they are from lying on one straight line.
   double LineResidual(int j0, int j1) const {
-    const int stride = std::max(1, (j1 - j0) / kArmSamples);
-    Pt mean;
-    int n = 0;
-    for (int j = j0; j <= j1; j += stride, ++n) mean += P(j) - P(j0);
-    mean /= static_cast<double>(n);
-    double sxx = 0.0, sxy = 0.0, syy = 0.0;
-    for (int j = j0; j <= j1; j += stride) {
-      const Pt d = P(j) - P(j0) - mean;
-      sxx += d.x * d.x;
-      sxy += d.x * d.y;
-      syy += d.y * d.y;
-    }
-    const double half = 0.5 * (sxx - syy);
-    return 0.5 * (sxx + syy) - std::sqrt(half * half + sxy * sxy);
+    const Scatter sc = Spread(j0, j1);
+    const double half = 0.5 * (sc.sxx - sc.syy);
+    return 0.5 * (sc.sxx + sc.syy) - std::sqrt(half * half + sc.sxy * sc.sxy);
   }
 
   // Moves a corner found at c, within half an arm, to the point where the outline splits

@@ -202,26 +202,30 @@ bool FindNextIntersection(const CArray<CDPOINT>& poly, const CDRECT& rect, int& 
   return false;
 }
 
-void FindXIntersections(const CBPointArray& path, double y, CArray<double>& ts, CArray<CDPOINT>* pts, bool sort) {
+namespace {
+
+// Crossings of every segment with the line y = v (vertical false) or x = v (vertical true).
+void FindAxisIntersections(const CBPointArray& path, double v, bool vertical, CArray<double>& ts,
+                           CArray<CDPOINT>* pts, bool sort) {
   ClearOutputs(ts, pts);
   const auto all = [](const CDPOINT&) { return true; };
   for (INT_PTR i = 0; i + 1 < path.GetSize(); ++i) {
     double ax[4], ay[4];
     SegmentConstants(path, i, ax, ay);
-    AppendAxisRoots(ay, ax, false, y, static_cast<int>(i), all, ts, pts);
+    if (vertical) AppendAxisRoots(ax, ay, true, v, static_cast<int>(i), all, ts, pts);
+    else AppendAxisRoots(ay, ax, false, v, static_cast<int>(i), all, ts, pts);
   }
   if (sort && !ts.IsEmpty()) SortAscending(ts);
 }
 
+}  // namespace
+
+void FindXIntersections(const CBPointArray& path, double y, CArray<double>& ts, CArray<CDPOINT>* pts, bool sort) {
+  FindAxisIntersections(path, y, false, ts, pts, sort);
+}
+
 void FindYIntersections(const CBPointArray& path, double x, CArray<double>& ts, CArray<CDPOINT>* pts, bool sort) {
-  ClearOutputs(ts, pts);
-  const auto all = [](const CDPOINT&) { return true; };
-  for (INT_PTR i = 0; i + 1 < path.GetSize(); ++i) {
-    double ax[4], ay[4];
-    SegmentConstants(path, i, ax, ay);
-    AppendAxisRoots(ax, ay, true, x, static_cast<int>(i), all, ts, pts);
-  }
-  if (sort && !ts.IsEmpty()) SortAscending(ts);
+  FindAxisIntersections(path, x, true, ts, pts, sort);
 }
 
 void FindRectIntersections(const CBPointArray& path, const CDRECT& rect, CArray<double>& ts, CArray<CDPOINT>* pts,
