@@ -127,6 +127,9 @@ TEST_F(Cli, TracesDarkArtworkWithHolesIntoOneShapeEach) {
   EXPECT_EQ(CountPaths(text), 2);
   EXPECT_TRUE(WellFormed(text)) << text;
   EXPECT_NE(text.find("width=\"120\" height=\"80\""), std::string::npos);
+  // Written through a temporary, but with the permissions of a plain create (umask applied).
+  const auto perms = fs::status(svg).permissions();
+  EXPECT_NE(perms & fs::perms::others_read, fs::perms::none);
 
   // Without --invert the light paper is traced instead: the sheet with the ring and the
   // square cut out, and the paper disc inside the ring as a shape of its own.

@@ -1,5 +1,6 @@
 // plexa: the library from a shell. `plexa trace IMAGE -o OUT.svg` turns a two-level artwork
 // into cut-ready outlines.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -80,7 +81,10 @@ bool WriteAtomically(const std::string& path, const std::string& text, std::stri
     error = "cannot write '" + path + "': " + std::strerror(errno);
     return false;
   }
-  bool ok = true;
+  // mkstemp creates the file for its owner only; give it the permissions a plain create would.
+  const mode_t mask = umask(0);
+  umask(mask);
+  bool ok = fchmod(fd, 0666 & ~mask) == 0;
   for (std::size_t done = 0; ok && done < text.size();) {
     const ssize_t n = write(fd, text.data() + done, text.size() - done);
     if (n < 0 && errno == EINTR) continue;
