@@ -66,6 +66,56 @@ void SortByRow(std::vector<T>& v, Less less) {
 
 bool IsWhole(double v) { return std::floor(v) == v && std::fabs(v) <= kExactLimit; }
 
+// The latest run of each row of a stroke's band of rows, kept outside the coverage: a run that
+// touches or overlaps it merges at once (consecutive capsules of a path overlap on most rows),
+// any other pushes it to the coverage and takes its place. Flush hands over what is left.
+class RowRuns {
+ public:
+  RowRuns(Coverage& out, int y0, int y1) : out_(out), first_(std::max(y0, 0)) {
+    const int last = std::min(y1, out.Height() - 1);
+    const std::size_t n = last >= first_ ? static_cast<std::size_t>(last - first_) + 1 : 0;
+    x0_.assign(n, 0);
+    x1_.assign(n, -1);
+  }
+  ~RowRuns() { Flush(); }
+  int Width() const { return out_.Width(); }
+  int Height() const { return out_.Height(); }
+  void Add(int y, std::int64_t x0, std::int64_t x1) {
+    const std::int64_t slot = std::int64_t{y} - first_;
+    if (slot < 0 || slot >= static_cast<std::int64_t>(x0_.size())) {
+      out_.Add(y, x0, x1);
+      return;
+    }
+    x0 = std::max<std::int64_t>(x0, 0);
+    x1 = std::min<std::int64_t>(x1, out_.Width() - 1);
+    if (x0 > x1) return;
+    int& c0 = x0_[static_cast<std::size_t>(slot)];
+    int& c1 = x1_[static_cast<std::size_t>(slot)];
+    if (c0 > c1) {  // no run yet
+    } else if (x0 <= c1 + 1 && x1 >= c0 - 1) {
+      c0 = std::min(c0, static_cast<int>(x0));
+      c1 = std::max(c1, static_cast<int>(x1));
+      return;
+    } else {
+      out_.Add(y, c0, c1);
+    }
+    c0 = static_cast<int>(x0);
+    c1 = static_cast<int>(x1);
+  }
+  void Flush() {
+    for (std::size_t k = 0; k < x0_.size(); ++k) {
+      if (x0_[k] <= x1_[k]) out_.Add(first_ + static_cast<int>(k), x0_[k], x1_[k]);
+      x0_[k] = 0;
+      x1_[k] = -1;
+    }
+  }
+
+ private:
+  Coverage& out_;
+  int first_;
+  std::vector<int> x0_, x1_;
+};
+
 // One segment of a wide round pen: the set of points within r of the segment AB (a capsule).
 class Capsule {
  public:
@@ -89,38 +139,44 @@ class Capsule {
     inv_dy_ = dy_ != 0 ? 1 / dy_ : 0;
   }
 
-  // Approximate x extent of the capsule on the horizontal line y = ys: false when it misses.
-  bool Extent(double ys, double& lo, double& hi) const {
-    lo = kInf;
-    hi = -kInf;
-    if (start_disc_) Disc(a_, ys, lo, hi);
-    Disc(b_, ys, lo, hi);
-    if (l2_ > 0) {
-      const double v = ys - a_.y;
-      double u1lo = -kInf, u1hi = kInf, u2lo = -kInf, u2hi = kInf;
-      // 0 <= (P - A).d <= |d|^2: the foot of the perpendicular lies on the segment.
-      if (dx_ != 0) {
-        const double t0 = (-v * dy_) * inv_dx_, t1 = (l2_ - v * dy_) * inv_dx_;
-        u1lo = std::min(t0, t1);
-        u1hi = std::max(t0, t1);
-      } else if (v * dy_ < 0 || v * dy_ > l2_) {
-        u1lo = kInf;
+  // Approximate x extent of the capsule on the lines y = ys0 + k, k < n: lo[k] > hi[k] where
+  // it misses. The same arithmetic for every row, selects instead of branches.
+  template <bool kStartDisc>
+  void Ends(double ys0, std::size_t n, double* __restrict lo, double* __restrict hi) const {
+    const double ax = a_.x, ay = a_.y, bx = b_.x, by = b_.y, r2 = r2_;
+    const double dx = dx_, dy = dy_, l2 = l2_, rl = rl_, idx = inv_dx_, idy = inv_dy_;
+    const bool band = l2 > 0, slopedX = dx != 0, slopedY = dy != 0;
+    for (std::size_t k = 0; k < n; ++k) {
+      const double ys = ys0 + static_cast<double>(k);
+      double l = kInf, g = -kInf;
+      {
+        const double e = ys - by, h2 = r2 - e * e;
+        const double hw = std::sqrt(std::max(h2, 0.0));
+        l = h2 >= 0 ? bx - hw : l;
+        g = h2 >= 0 ? bx + hw : g;
       }
+      if constexpr (kStartDisc) {
+        const double e = ys - ay, h2 = r2 - e * e;
+        const double hw = std::sqrt(std::max(h2, 0.0));
+        l = h2 >= 0 ? std::min(l, ax - hw) : l;
+        g = h2 >= 0 ? std::max(g, ax + hw) : g;
+      }
+      // 0 <= (P - A).d <= |d|^2: the foot of the perpendicular lies on the segment; and
       // |(P - A) x d| <= r |d|: within r of the line.
-      if (dy_ != 0) {
-        const double t0 = (v * dx_ - rl_) * inv_dy_, t1 = (v * dx_ + rl_) * inv_dy_;
-        u2lo = std::min(t0, t1);
-        u2hi = std::max(t0, t1);
-      } else if (std::fabs(v * dx_) > rl_) {
-        u2lo = kInf;
-      }
+      const double v = ys - ay, vdy = v * dy, vdx = v * dx;
+      const double s0 = (-vdy) * idx, s1 = (l2 - vdy) * idx;
+      const bool u1all = !slopedX && !(vdy < 0 || vdy > l2);
+      const double u1lo = slopedX ? std::min(s0, s1) : (u1all ? -kInf : kInf);
+      const double u1hi = slopedX ? std::max(s0, s1) : kInf;
+      const double t0 = (vdx - rl) * idy, t1 = (vdx + rl) * idy;
+      const bool u2all = !slopedY && !(std::fabs(vdx) > rl);
+      const double u2lo = slopedY ? std::min(t0, t1) : (u2all ? -kInf : kInf);
+      const double u2hi = slopedY ? std::max(t0, t1) : kInf;
       const double ulo = std::max(u1lo, u2lo), uhi = std::min(u1hi, u2hi);
-      if (ulo <= uhi) {
-        lo = std::min(lo, a_.x + ulo);
-        hi = std::max(hi, a_.x + uhi);
-      }
+      const bool in = band && ulo <= uhi;
+      lo[k] = in ? std::min(l, ax + ulo) : l;
+      hi[k] = in ? std::max(g, ax + uhi) : g;
     }
-    return lo <= hi;
   }
 
   // Whether the centre of pixel (i, j) lies within r of the segment, exactly for whole inputs.
@@ -154,16 +210,30 @@ class Capsule {
     return cross * cross <= r2_ * l2_;
   }
 
-  void Rasterise(Coverage& out) const {
-    const int w = out.Width(), h = out.Height();
+  // Runs of the capsule on the rows it spans, merged into `rows`. Two passes: the approximate
+  // ends of every row first (a branch-free loop over `scratch`), then rounding to pixels, the
+  // exact test of ends that fall on a near tie, and the merge.
+  void Rasterise(RowRuns& rows, std::vector<double>& scratch) const {
+    const int w = rows.Width(), h = rows.Height();
     if (std::max(a_.x, b_.x) + r_ < -1 || std::min(a_.x, b_.x) - r_ > w + 1) return;
     const double top = std::ceil(std::min(a_.y, b_.y) - r_ - 0.5);
     const double bottom = std::floor(std::max(a_.y, b_.y) + r_ - 0.5);
     const std::int64_t j0 = static_cast<std::int64_t>(std::max(top, 0.0));
     const std::int64_t j1 = static_cast<std::int64_t>(std::min(bottom, double(h - 1)));
-    for (std::int64_t j = j0; j <= j1; ++j) {
-      double lo, hi;
-      if (!Extent(j + 0.5, lo, hi)) continue;
+    if (j1 < j0) return;
+    const std::size_t n = static_cast<std::size_t>(j1 - j0) + 1;
+    if (scratch.size() < 2 * n) scratch.resize(2 * n);
+    double* los = scratch.data();
+    double* his = scratch.data() + n;
+    if (start_disc_) {
+      Ends<true>(double(j0) + 0.5, n, los, his);
+    } else {
+      Ends<false>(double(j0) + 0.5, n, los, his);
+    }
+    for (std::size_t k = 0; k < n; ++k) {
+      const double lo = los[k], hi = his[k];
+      if (!(lo <= hi)) continue;
+      const std::int64_t j = j0 + static_cast<std::int64_t>(k);
       // Pixels with lo <= i + 0.5 <= hi, clamped to one pixel beyond the grid either side.
       const double tl = std::clamp(lo - 0.5, -2.0, w + 1.0);
       const double th = std::clamp(hi - 0.5, -2.0, w + 1.0);
@@ -178,14 +248,14 @@ class Capsule {
       i0 = std::clamp<std::int64_t>(i0, -1, w);
       i1 = std::clamp<std::int64_t>(i1, -1, w);
       if (i0 >= 0 && i0 < w && tieLeft) {
-        for (int k = 0; k < kMaxEndAdjust && i0 > 0 && Inside(i0 - 1, j); ++k) --i0;
-        for (int k = 0; k < kMaxEndAdjust && i0 <= i1 && !Inside(i0, j); ++k) ++i0;
+        for (int m = 0; m < kMaxEndAdjust && i0 > 0 && Inside(i0 - 1, j); ++m) --i0;
+        for (int m = 0; m < kMaxEndAdjust && i0 <= i1 && !Inside(i0, j); ++m) ++i0;
       }
       if (i1 >= 0 && i1 < w && tieRight) {
-        for (int k = 0; k < kMaxEndAdjust && i1 < w - 1 && Inside(i1 + 1, j); ++k) ++i1;
-        for (int k = 0; k < kMaxEndAdjust && i1 >= i0 && !Inside(i1, j); ++k) --i1;
+        for (int m = 0; m < kMaxEndAdjust && i1 < w - 1 && Inside(i1 + 1, j); ++m) ++i1;
+        for (int m = 0; m < kMaxEndAdjust && i1 >= i0 && !Inside(i1, j); ++m) --i1;
       }
-      out.Add(static_cast<int>(j), i0, i1);
+      rows.Add(static_cast<int>(j), i0, i1);
     }
   }
 
@@ -383,18 +453,19 @@ void StrokeRound(std::span<const Figure> figures, double width, Coverage& out) {
   if (!(ymin <= ymax)) return;
   const double top = std::clamp(std::floor(ymin - r), -1.0, double(out.Height()));
   const double bottom = std::clamp(std::ceil(ymax + r), -1.0, double(out.Height()));
-  out.TrackRows(static_cast<int>(top), static_cast<int>(bottom));
+  RowRuns rows(out, static_cast<int>(top), static_cast<int>(bottom));
+  std::vector<double> scratch;
   for (const Figure& f : figures) {
     const std::size_t n = f.points.size();
     if (n == 0) continue;
     if (n == 1) {
-      Capsule(f.points[0], f.points[0], width).Rasterise(out);
+      Capsule(f.points[0], f.points[0], width).Rasterise(rows, scratch);
       continue;
     }
     for (std::size_t i = 0; i + 1 < n; ++i) {
-      Capsule(f.points[i], f.points[i + 1], width, i == 0).Rasterise(out);
+      Capsule(f.points[i], f.points[i + 1], width, i == 0).Rasterise(rows, scratch);
     }
-    if (f.closed && n > 2) Capsule(f.points[n - 1], f.points[0], width, false).Rasterise(out);
+    if (f.closed && n > 2) Capsule(f.points[n - 1], f.points[0], width, false).Rasterise(rows, scratch);
   }
 }
 
