@@ -21,6 +21,16 @@ constexpr int kMaxEndAdjust = 2;
 // rounded within a few units of 2^-52; this is a hundred times that. Run ends farther than the
 // bound from a pixel centre are decided without the exact test.
 constexpr double kRoundingShare = 1e-12;
+// A row is passed over when the bounding disc of a capsule fits inside the row's run with this
+// many pixels to spare on either side: half a pixel from pixel centres to pixel edges, the rest
+// a margin for rounding.
+constexpr double kBoundMargin = 0.75;
+// Relative and absolute widening of the squared bounding radius, against rounding.
+constexpr double kBoundSlack = 1e-9;
+// Largest stride of the coarse-to-fine order of a wide pen's segments.
+constexpr std::size_t kMaxStep = 16;
+// Below this first stride the rows are taken as they come, without the containment test.
+constexpr std::size_t kCullStep = 4;
 
 struct Crossing {
   int y;
@@ -102,6 +112,16 @@ class RowRuns {
     c0 = static_cast<int>(x0);
     c1 = static_cast<int>(x1);
   }
+  // The row's latest run as [x0, x1] (x0 > x1: none, or a row outside the band).
+  void Latest(std::int64_t y, int& x0, int& x1) const {
+    const std::int64_t slot = y - first_;
+    if (slot < 0 || slot >= static_cast<std::int64_t>(x0_.size())) {
+      x0 = 0, x1 = -1;
+      return;
+    }
+    x0 = x0_[static_cast<std::size_t>(slot)];
+    x1 = x1_[static_cast<std::size_t>(slot)];
+  }
   void Flush() {
     for (std::size_t k = 0; k < x0_.size(); ++k) {
       if (x0_[k] <= x1_[k]) out_.Add(first_ + static_cast<int>(k), x0_[k], x1_[k]);
@@ -114,6 +134,13 @@ class RowRuns {
   Coverage& out_;
   int first_;
   std::vector<int> x0_, x1_;
+};
+
+// Per-row buffers of a stroke, reused from capsule to capsule (at most one entry per row of
+// the grid).
+struct Scratch {
+  std::vector<double> lo, hi;
+  std::vector<unsigned char> skip;
 };
 
 // One segment of a wide round pen: the set of points within r of the segment AB (a capsule).
@@ -210,10 +237,13 @@ class Capsule {
     return cross * cross <= r2_ * l2_;
   }
 
-  // Runs of the capsule on the rows it spans, merged into `rows`. Two passes: the approximate
-  // ends of every row first (a branch-free loop over `scratch`), then rounding to pixels, the
-  // exact test of ends that fall on a near tie, and the merge.
-  void Rasterise(RowRuns& rows, std::vector<double>& scratch) const {
+  // Runs of the capsule on the rows it spans, merged into `rows`. A row whose latest run
+  // already holds everything the capsule could cover there is passed over: the capsule lies in
+  // the disc of radius r + |AB| / 2 about the middle of AB, and that disc's chord on the row is
+  // tested without a square root. Then the approximate ends of the remaining rows (a tight
+  // loop over each stretch of them), and last rounding to pixels, the exact test of ends that
+  // fall on a near tie, and the merge.
+  void Rasterise(RowRuns& rows, Scratch& scratch, bool cull) const {
     const int w = rows.Width(), h = rows.Height();
     if (std::max(a_.x, b_.x) + r_ < -1 || std::min(a_.x, b_.x) - r_ > w + 1) return;
     const double top = std::ceil(std::min(a_.y, b_.y) - r_ - 0.5);
@@ -222,17 +252,45 @@ class Capsule {
     const std::int64_t j1 = static_cast<std::int64_t>(std::min(bottom, double(h - 1)));
     if (j1 < j0) return;
     const std::size_t n = static_cast<std::size_t>(j1 - j0) + 1;
-    if (scratch.size() < 2 * n) scratch.resize(2 * n);
-    double* los = scratch.data();
-    double* his = scratch.data() + n;
-    if (start_disc_) {
-      Ends<true>(double(j0) + 0.5, n, los, his);
-    } else {
-      Ends<false>(double(j0) + 0.5, n, los, his);
+    if (scratch.lo.size() < n) {
+      scratch.lo.resize(n);
+      scratch.hi.resize(n);
+      scratch.skip.resize(n);
+    }
+    double* los = scratch.lo.data();
+    double* his = scratch.hi.data();
+    unsigned char* skip = scratch.skip.data();
+    const double mx = (a_.x + b_.x) / 2, my = (a_.y + b_.y) / 2;
+    const double bound = r_ + std::sqrt(l2_) / 2;
+    const double bound2 = bound * bound * (1 + kBoundSlack) + kBoundSlack;
+    for (std::size_t k = 0; k < n && !cull; ++k) skip[k] = 0;
+    for (std::size_t k = 0; k < n && cull; ++k) {
+      const std::int64_t j = j0 + static_cast<std::int64_t>(k);
+      int c0, c1;
+      rows.Latest(j, c0, c1);
+      // Pixels the bound covers have centres within the chord mx +- half, so columns within
+      // (mx - half - 0.5, mx + half - 0.5): inside c0..c1 when half <= room.
+      const double room = std::min(mx - c0, c1 - mx) - kBoundMargin;
+      const double e = double(j) + 0.5 - my;
+      skip[k] = c0 <= c1 && room >= 0 && bound2 - e * e <= room * room;
+    }
+    for (std::size_t k = 0; k < n;) {
+      if (skip[k]) {
+        ++k;
+        continue;
+      }
+      std::size_t m = k + 1;
+      while (m < n && !skip[m]) ++m;
+      if (start_disc_) {
+        Ends<true>(double(j0 + std::int64_t(k)) + 0.5, m - k, los + k, his + k);
+      } else {
+        Ends<false>(double(j0 + std::int64_t(k)) + 0.5, m - k, los + k, his + k);
+      }
+      k = m;
     }
     for (std::size_t k = 0; k < n; ++k) {
       const double lo = los[k], hi = his[k];
-      if (!(lo <= hi)) continue;
+      if (skip[k] || !(lo <= hi)) continue;
       const std::int64_t j = j0 + static_cast<std::int64_t>(k);
       // Pixels with lo <= i + 0.5 <= hi, clamped to one pixel beyond the grid either side.
       const double tl = std::clamp(lo - 0.5, -2.0, w + 1.0);
@@ -248,27 +306,18 @@ class Capsule {
       i0 = std::clamp<std::int64_t>(i0, -1, w);
       i1 = std::clamp<std::int64_t>(i1, -1, w);
       if (i0 >= 0 && i0 < w && tieLeft) {
-        for (int m = 0; m < kMaxEndAdjust && i0 > 0 && Inside(i0 - 1, j); ++m) --i0;
-        for (int m = 0; m < kMaxEndAdjust && i0 <= i1 && !Inside(i0, j); ++m) ++i0;
+        for (int a = 0; a < kMaxEndAdjust && i0 > 0 && Inside(i0 - 1, j); ++a) --i0;
+        for (int a = 0; a < kMaxEndAdjust && i0 <= i1 && !Inside(i0, j); ++a) ++i0;
       }
       if (i1 >= 0 && i1 < w && tieRight) {
-        for (int m = 0; m < kMaxEndAdjust && i1 < w - 1 && Inside(i1 + 1, j); ++m) ++i1;
-        for (int m = 0; m < kMaxEndAdjust && i1 >= i0 && !Inside(i1, j); ++m) --i1;
+        for (int a = 0; a < kMaxEndAdjust && i1 < w - 1 && Inside(i1 + 1, j); ++a) ++i1;
+        for (int a = 0; a < kMaxEndAdjust && i1 >= i0 && !Inside(i1, j); ++a) --i1;
       }
       rows.Add(static_cast<int>(j), i0, i1);
     }
   }
 
  private:
-  void Disc(PointD c, double ys, double& lo, double& hi) const {
-    const double dy = ys - c.y;
-    const double h2 = r2_ - dy * dy;
-    if (h2 < 0) return;
-    const double hw = std::sqrt(h2);
-    lo = std::min(lo, c.x - hw);
-    hi = std::max(hi, c.x + hw);
-  }
-
   bool start_disc_;
   PointD a_, b_;
   double r_, r2_, dx_, dy_, l2_, rl_;
@@ -346,15 +395,7 @@ Coverage::Coverage(int width, int height) : width_(std::max(width, 0)), height_(
 
 void Coverage::Clear() {
   spans_.clear();
-  last_.clear();
   finished_ = true;
-}
-
-void Coverage::TrackRows(int y0, int y1) {
-  y0 = std::max(y0, 0);
-  y1 = std::min(y1, height_ - 1);
-  first_row_ = y0;
-  last_.assign(y1 >= y0 ? static_cast<std::size_t>(y1 - y0) + 1 : 0, -1);
 }
 
 void Coverage::Add(int y, std::int64_t x0, std::int64_t x1) {
@@ -363,25 +404,10 @@ void Coverage::Add(int y, std::int64_t x0, std::int64_t x1) {
   x1 = std::min<std::int64_t>(x1, width_ - 1);
   if (x0 > x1) return;
   finished_ = false;
-  const Span s{y, static_cast<int>(x0), static_cast<int>(x1)};
-  const std::int64_t slot = std::int64_t{y} - first_row_;
-  if (slot >= 0 && slot < static_cast<std::int64_t>(last_.size())) {
-    int& idx = last_[static_cast<std::size_t>(slot)];
-    if (idx >= 0) {
-      Span& prev = spans_[static_cast<std::size_t>(idx)];
-      if (s.x0 <= prev.x1 + 1 && s.x1 >= prev.x0 - 1) {
-        prev.x0 = std::min(prev.x0, s.x0);
-        prev.x1 = std::max(prev.x1, s.x1);
-        return;
-      }
-    }
-    idx = static_cast<int>(spans_.size());
-  }
-  spans_.push_back(s);
+  spans_.push_back({y, static_cast<int>(x0), static_cast<int>(x1)});
 }
 
 void Coverage::Finish() {
-  last_.clear();
   if (finished_) return;
   finished_ = true;
   SortByRow(spans_, [](const Span& a, const Span& b) { return a.x0 < b.x0; });
@@ -440,6 +466,15 @@ void FillEvenOdd(std::span<const Figure> figures, Coverage& out) {
   }
 }
 
+namespace {
+// Capsule of segment i of a figure with at least two points; the start disc only for the
+// first segment (every other start is the end of the segment before it).
+void Segment(const Figure& f, std::size_t i, double width, bool cull, RowRuns& rows, Scratch& scratch) {
+  const std::size_t n = f.points.size();
+  Capsule(f.points[i], f.points[i + 1 < n ? i + 1 : 0], width, i == 0).Rasterise(rows, scratch, cull);
+}
+}  // namespace
+
 void StrokeRound(std::span<const Figure> figures, double width, Coverage& out) {
   if (!(width > 0) || out.Width() == 0 || out.Height() == 0) return;
   const double r = width / 2;
@@ -454,18 +489,33 @@ void StrokeRound(std::span<const Figure> figures, double width, Coverage& out) {
   const double top = std::clamp(std::floor(ymin - r), -1.0, double(out.Height()));
   const double bottom = std::clamp(std::ceil(ymax + r), -1.0, double(out.Height()));
   RowRuns rows(out, static_cast<int>(top), static_cast<int>(bottom));
-  std::vector<double> scratch;
+  Scratch scratch;
   for (const Figure& f : figures) {
     const std::size_t n = f.points.size();
     if (n == 0) continue;
     if (n == 1) {
-      Capsule(f.points[0], f.points[0], width).Rasterise(rows, scratch);
+      Capsule(f.points[0], f.points[0], width).Rasterise(rows, scratch, false);
       continue;
     }
-    for (std::size_t i = 0; i + 1 < n; ++i) {
-      Capsule(f.points[i], f.points[i + 1], width, i == 0).Rasterise(rows, scratch);
+    // Segment i joins point i to point i + 1 (the closing one, i = n - 1, back to point 0).
+    // Coarse to fine when the pen is wide against the segments: every step-th segment first,
+    // then the ones halfway between, and so on, so that most rows of a later capsule already
+    // lie inside the run its neighbours left. The first step keeps those capsules within about
+    // a pen radius of each other, so that their runs still join.
+    const std::size_t segs = f.closed && n > 2 ? n : n - 1;
+    double length = 0;
+    for (std::size_t i = 0; i < segs; ++i) {
+      const PointD p = f.points[i], q = f.points[i + 1 < n ? i + 1 : 0];
+      length += std::sqrt((q.x - p.x) * (q.x - p.x) + (q.y - p.y) * (q.y - p.y));
     }
-    if (f.closed && n > 2) Capsule(f.points[n - 1], f.points[0], width, false).Rasterise(rows, scratch);
+    std::size_t step = 1;
+    while (step < kMaxStep && double(2 * step) * length <= r * double(segs)) step *= 2;
+    const bool cull = step >= kCullStep;
+    if (!cull) step = 1;
+    for (std::size_t i = 0; i < segs; i += step) Segment(f, i, width, cull, rows, scratch);
+    for (; step > 1; step /= 2) {
+      for (std::size_t i = step / 2; i < segs; i += step) Segment(f, i, width, cull, rows, scratch);
+    }
   }
 }
 

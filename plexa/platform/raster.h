@@ -28,10 +28,14 @@
 // growing with the square of the coordinates beyond) may go either way. Coordinates must be
 // finite and within +-2^28; the drawing layer checks that (its range is +-2^27) before it calls.
 // Cost: a fill is O(E + rows) in the number E of edge/row crossings inside the bitmap (crossings
-// are bucketed by row). A wide stroke does O(1) work for every segment and every row its capsule
-// spans (the segment's height plus the pen width, clipped to the bitmap), so it grows linearly
-// with the pen width; runs that touch the previous run of their row merge at once, the rest are
-// bucketed by row, and every covered pixel is painted once however many segments overlap it.
+// are bucketed by row). A wide stroke visits, for every segment, every row its capsule spans
+// (the segment's height plus the pen width, clipped to the bitmap), so the visits grow linearly
+// with the pen width; each row keeps its latest run beside the coverage, and a visit costs a
+// square root only when the capsule may reach beyond that run: when the pen is at least about
+// eight times the mean segment length (flattened curves under wide pens), the segments go
+// coarse to fine (every 2^k-th first, then those halfway between, down to every one), so that
+// most later visits fall inside their neighbours' runs and cost a few comparisons. Every
+// covered pixel is painted once however many segments overlap it.
 // Thin lines cost O(length clipped to the bitmap).
 #pragma once
 
@@ -68,9 +72,6 @@ class Coverage {
   int Width() const { return width_; }
   int Height() const { return height_; }
   void Add(int y, std::int64_t x0, std::int64_t x1);
-  // From now until Finish, runs added to rows y0..y1 merge with the row's latest run when they
-  // touch it: strokes of many overlapping segments then keep few runs.
-  void TrackRows(int y0, int y1);
   void Finish();
   const std::vector<Span>& Spans() const { return spans_; }
   bool Empty() const { return spans_.empty(); }
@@ -82,8 +83,6 @@ class Coverage {
   int width_;
   int height_;
   std::vector<Span> spans_;
-  std::vector<int> last_;  // per tracked row: index of the row's latest run, or -1
-  int first_row_ = 0;
   bool finished_ = true;
 };
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <random>
@@ -132,6 +133,30 @@ int CountCovered(const Coverage& c) {
   return n;
 }
 
+// The distance rule for points given in eighths of a pixel and a pen of `pen8` eighths, in
+// exact 128-bit integers: in units of a sixteenth the centre (i + .5, j + .5) is
+// ((2i + 1) * 8, (2j + 1) * 8), a point p is 2 * p8 and the radius is pen8.
+__extension__ typedef __int128 i128;
+bool WithinPenEighths(const std::vector<IPt>& p8, bool closed, std::int64_t pen8, int i, int j) {
+  const std::int64_t px = (2 * i + 1) * 8, py = (2 * j + 1) * 8;
+  const std::size_t n = p8.size();
+  const std::size_t segs = n == 1 ? 1 : n - 1 + (closed && n > 2 ? 1 : 0);
+  for (std::size_t k = 0; k < segs; ++k) {
+    const IPt a{2 * p8[k].x, 2 * p8[k].y};
+    const IPt b = n == 1 ? a : IPt{2 * p8[(k + 1) % n].x, 2 * p8[(k + 1) % n].y};
+    const i128 dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
+    const i128 ux = px - a.x, uy = py - a.y;
+    if (l2 == 0) {
+      if (ux * ux + uy * uy <= i128(pen8) * pen8) return true;
+      continue;
+    }
+    const i128 t = std::clamp<i128>(ux * dx + uy * dy, 0, l2);
+    const i128 ex = ux * l2 - t * dx, ey = uy * l2 - t * dy;
+    if (ex * ex + ey * ey <= i128(pen8) * pen8 * l2 * l2) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 TEST(Raster, FillMatchesPerPixelRayCastOnRandomPolygons) {
@@ -204,6 +229,58 @@ TEST(Raster, WidePenMatchesDistanceOnSmoothTurns) {
       if (HasFatalFailure()) return;
     }
   }
+}
+
+TEST(Raster, WidePenOverManyShortFractionalSegmentsMatchesDistance) {
+  // Pens many times wider than the segments (as flattened curves give), coordinates in eighths
+  // of a pixel: most rows of most capsules lie inside what their neighbours already cover and
+  // are passed over, and every pixel must still follow the distance rule exactly.
+  std::mt19937 rng(4242);
+  const int w = 56, h = 52;
+  std::uniform_int_distribution<int> step(-12, 12), start(8 * 8, 48 * 8);
+  const std::int64_t pens8[] = {8 * 8, 12 * 8 + 3, 20 * 8, 31 * 8 + 4, 45 * 8};
+  for (int trial = 0; trial < 25; ++trial) {
+    const std::int64_t pen8 = pens8[trial % 5];
+    const bool closed = trial % 2 == 0;
+    // A wandering path of 30 to 90 steps of at most 1.5 pixels, now and then doubling back.
+    std::vector<IPt> p8{{start(rng), start(rng)}};
+    const int n = 30 + trial * 5 / 2;
+    int vx = step(rng), vy = step(rng);
+    for (int k = 1; k < n; ++k) {
+      if (k % 17 == 0) vx = -vx, vy = -vy;
+      vx = std::clamp(vx + step(rng) / 4, -12, 12);
+      vy = std::clamp(vy + step(rng) / 4, -12, 12);
+      p8.push_back({p8.back().x + vx, p8.back().y + vy});
+    }
+    Figure f;
+    for (const IPt& p : p8) f.points.push_back({p.x / 8.0, p.y / 8.0});
+    f.closed = closed;
+    Coverage c(w, h);
+    plexa::raster::StrokeRound({&f, 1}, pen8 / 8.0, c);
+    c.Finish();
+    SCOPED_TRACE(trial);
+    for (int j = 0; j < h; ++j)
+      for (int i = 0; i < w; ++i)
+        ASSERT_EQ(c.Covered(i, j), WithinPenEighths(p8, closed, pen8, i, j)) << i << "," << j;
+  }
+  // Two figures in one call, the second inside the first's stroke: nothing lost or added.
+  std::vector<IPt> ring, dot{{28 * 8, 26 * 8}};
+  for (int k = 0; k < 120; ++k) {
+    const double a = 2 * M_PI * k / 120;
+    ring.push_back({std::llround(8 * (28 + 14 * std::cos(a))), std::llround(8 * (26 + 14 * std::sin(a)))});
+  }
+  std::vector<Figure> figs(2);
+  for (const IPt& p : ring) figs[0].points.push_back({p.x / 8.0, p.y / 8.0});
+  figs[0].closed = true;
+  figs[1].points.push_back({28, 26});
+  Coverage c(w, h);
+  plexa::raster::StrokeRound(figs, 22.0, c);
+  c.Finish();
+  for (int j = 0; j < h; ++j)
+    for (int i = 0; i < w; ++i)
+      ASSERT_EQ(c.Covered(i, j), WithinPenEighths(ring, true, 22 * 8, i, j) ||
+                                     WithinPenEighths(dot, false, 22 * 8, i, j))
+          << i << "," << j;
 }
 
 TEST(Raster, WidePenOnAxisAndDotCoversTheExpectedCounts) {
