@@ -112,16 +112,10 @@ class RowRuns {
     c0 = static_cast<int>(x0);
     c1 = static_cast<int>(x1);
   }
-  // The row's latest run as [x0, x1] (x0 > x1: none, or a row outside the band).
-  void Latest(std::int64_t y, int& x0, int& x1) const {
-    const std::int64_t slot = y - first_;
-    if (slot < 0 || slot >= static_cast<std::int64_t>(x0_.size())) {
-      x0 = 0, x1 = -1;
-      return;
-    }
-    x0 = x0_[static_cast<std::size_t>(slot)];
-    x1 = x1_[static_cast<std::size_t>(slot)];
-  }
+  // The first and last columns of the latest runs of rows y..y+n-1 (first > last: no run),
+  // or null unless those rows all lie in the band.
+  const int* RunStarts(std::int64_t y, std::size_t n) const { return Slice(x0_, y, n); }
+  const int* RunEnds(std::int64_t y, std::size_t n) const { return Slice(x1_, y, n); }
   void Flush() {
     for (std::size_t k = 0; k < x0_.size(); ++k) {
       if (x0_[k] <= x1_[k]) out_.Add(first_ + static_cast<int>(k), x0_[k], x1_[k]);
@@ -131,6 +125,12 @@ class RowRuns {
   }
 
  private:
+  const int* Slice(const std::vector<int>& v, std::int64_t y, std::size_t n) const {
+    const std::int64_t slot = y - first_;
+    if (slot < 0 || slot + static_cast<std::int64_t>(n) > static_cast<std::int64_t>(v.size())) return nullptr;
+    return v.data() + slot;
+  }
+
   Coverage& out_;
   int first_;
   std::vector<int> x0_, x1_;
@@ -263,16 +263,20 @@ class Capsule {
     const double mx = (a_.x + b_.x) / 2, my = (a_.y + b_.y) / 2;
     const double bound = r_ + std::sqrt(l2_) / 2;
     const double bound2 = bound * bound * (1 + kBoundSlack) + kBoundSlack;
-    for (std::size_t k = 0; k < n && !cull; ++k) skip[k] = 0;
-    for (std::size_t k = 0; k < n && cull; ++k) {
-      const std::int64_t j = j0 + static_cast<std::int64_t>(k);
-      int c0, c1;
-      rows.Latest(j, c0, c1);
-      // Pixels the bound covers have centres within the chord mx +- half, so columns within
-      // (mx - half - 0.5, mx + half - 0.5): inside c0..c1 when half <= room.
-      const double room = std::min(mx - c0, c1 - mx) - kBoundMargin;
-      const double e = double(j) + 0.5 - my;
-      skip[k] = c0 <= c1 && room >= 0 && bound2 - e * e <= room * room;
+    const int* run0 = cull ? rows.RunStarts(j0, n) : nullptr;
+    const int* run1 = cull ? rows.RunEnds(j0, n) : nullptr;
+    if (run0 == nullptr) {
+      std::fill(skip, skip + n, static_cast<unsigned char>(0));
+    } else {
+      const double e0 = double(j0) + 0.5 - my;
+      for (std::size_t k = 0; k < n; ++k) {
+        // Pixels the bound covers have centres within the chord mx +- half, so columns within
+        // (mx - half - 0.5, mx + half - 0.5): inside the run when half <= room.
+        const double c0 = run0[k], c1 = run1[k];
+        const double room = std::min(mx - c0, c1 - mx) - kBoundMargin;
+        const double e = e0 + static_cast<double>(k);
+        skip[k] = c0 <= c1 && room >= 0 && bound2 - e * e <= room * room;
+      }
     }
     for (std::size_t k = 0; k < n;) {
       if (skip[k]) {
