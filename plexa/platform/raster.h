@@ -30,12 +30,13 @@
 // Cost: a fill is O(E + rows) in the number E of edge/row crossings inside the bitmap (crossings
 // are bucketed by row). A wide stroke visits, for every segment, every row its capsule spans
 // (the segment's height plus the pen width, clipped to the bitmap), so the visits grow linearly
-// with the pen width; each row keeps its latest run beside the coverage, and a visit costs a
-// square root only when the capsule may reach beyond that run: when the pen is at least about
-// eight times the mean segment length (flattened curves under wide pens), the segments go
-// coarse to fine (every 2^k-th first, then those halfway between, down to every one), so that
-// most later visits fall inside their neighbours' runs and cost a few comparisons. Every
-// covered pixel is painted once however many segments overlap it.
+// with the pen width; each visit costs a square root and a few products. Each row keeps its
+// latest run beside the coverage. When the pen is at least about eight times a figure's mean
+// segment length (flattened curves under wide pens), its segments go coarse to fine (every
+// 2^k-th first, then those halfway between, down to every one) and a visit whose capsule
+// cannot reach beyond the row's run costs only a few comparisons: on lettering most visits at
+// pen 200 are of that kind, at pen 20 none are attempted. Every covered pixel is painted once
+// however many segments overlap it.
 // Thin lines cost O(length clipped to the bitmap).
 #pragma once
 
