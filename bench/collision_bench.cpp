@@ -229,26 +229,6 @@ int TotalSegments() {
   return n;
 }
 
-// The plain profile walk, without the bounds shortcuts.
-class PlainCollision : public CCurveCollision {
- public:
-  using CCurveCollision::CCurveCollision;
-  bool Inside(const CDPOINT& p) const {
-    int total = 0;
-    for (int l = 0; l < GetProfileListCount(); ++l) {
-      const auto& list = GetProfileList(l);
-      if (list.empty()) continue;
-      bool hasPrev = false;
-      double prevDir = 0;
-      Intersections(list.back(), p, hasPrev, prevDir);
-      int sum = 0;
-      for (const BEZPROFILE& bp : list) sum += Intersections(bp, p, hasPrev, prevDir);
-      total += sum & 1;
-    }
-    return (total & 1) != 0;
-  }
-};
-
 void BM_PlexaInside(benchmark::State& state) {
   for (auto _ : state) {
     int in = 0;
@@ -261,12 +241,12 @@ void BM_PlexaInside(benchmark::State& state) {
 BENCHMARK(BM_PlexaInside);
 
 void BM_PlexaInsidePlainWalk(benchmark::State& state) {
-  std::vector<std::unique_ptr<PlainCollision>> plain;
-  for (const auto& d : Drawings()) plain.push_back(std::make_unique<PlainCollision>(d->set));
+  std::vector<std::unique_ptr<CCurveCollision>> plain;
+  for (const auto& d : Drawings()) plain.push_back(std::make_unique<CCurveCollision>(d->set));
   for (auto _ : state) {
     int in = 0;
     for (size_t k = 0; k < plain.size(); ++k)
-      for (const CDPOINT& p : Drawings()[k]->points) in += plain[k]->Inside(p);
+      for (const CDPOINT& p : Drawings()[k]->points) in += plain[k]->IsPointInCurvesPlain(p);
     benchmark::DoNotOptimize(in);
   }
   state.SetItemsProcessed(state.iterations() * TotalQueries());
@@ -375,10 +355,10 @@ double DistanceToOutline(const CPolyPolyBezier& set, const CDPOINT& p) {
 bool CheckAgreement() {
   int queries = 0, plainDiff = 0;
   for (const auto& d : Drawings()) {
-    PlainCollision plain(d->set);
+    CCurveCollision plain(d->set);
     for (const CDPOINT& p : d->points) {
       ++queries;
-      plainDiff += d->hit.IsPointInCurves(p) != plain.Inside(p);
+      plainDiff += d->hit.IsPointInCurves(p) != plain.IsPointInCurvesPlain(p);
     }
   }
   std::printf("drawings %zu, segments %d, queries %d; plain walk disagrees on %d\n", Drawings().size(),

@@ -306,6 +306,20 @@ int CCurveCollision::FastIntersections(const BEZPROFILE& bp, const PieceBounds& 
   return count;
 }
 
+bool CCurveCollision::IsPointInCurvesPlain(const CDPOINT& p) const {
+  int total = 0;
+  for (const ProfileList& list : m_lists) {
+    if (list.profiles.empty()) continue;
+    bool hasPrev = false;
+    double prevDir = 0;
+    Intersections(list.profiles.back(), p, hasPrev, prevDir);
+    int sum = 0;
+    for (const BEZPROFILE& bp : list.profiles) sum += Intersections(bp, p, hasPrev, prevDir);
+    total += sum & 1;
+  }
+  return (total & 1) != 0;
+}
+
 bool CCurveCollision::IsPointInCurves(const CDPOINT& p) const {
   if (m_lists.empty()) return false;
   int total = 0;

@@ -89,6 +89,9 @@ class CCurveCollision {
   // Even-odd inside test over all loaded paths; false when nothing is loaded. A point on an
   // outline may go either way.
   bool IsPointInCurves(const PLEXA::CDPOINT& p) const;
+  // The same verdict by the plain walk over every profile, without the bounds shortcuts:
+  // slower, kept as the reference that the fast test is checked against.
+  bool IsPointInCurvesPlain(const PLEXA::CDPOINT& p) const;
   // Tries the horizontal lines at the fractions 0.5, 0.25, 0.75, 0.125, 0.375, 0.625, 0.875
   // of the rectangle's height; on each, the midpoints between consecutive crossings (sorted)
   // are tested with IsPointInCurves and the first inside one is written to pt (true). pt.y
