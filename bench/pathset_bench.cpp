@@ -18,7 +18,7 @@
 
 #include "bench/ratio.h"
 #include "plexa/analysis/hull.h"
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 #include "plexa/geom/pathset.h"
 
 #ifdef PLEXA_BENCH_FREETYPE

@@ -1,12 +1,12 @@
 // plexa: two-dimensional geometry and vector-graphics mathematics for sign making and
 // cutting. This umbrella header declares every exported class, function and platform record,
-// in layer order, bottom to top.
+// in layer order, bottom to top (one folder a layer; docs/ARCHITECTURE.md).
 //
 //   #include "plexa/plexa.h"
 //   CBPointArray path;  CPolyPolyBezier set;  CView3D view;  ...
 #pragma once
 
-// Platform: records, failures, arrays, archive, strings, bitmaps and drawing.
+// platform: records, failures, arrays, archive, strings, bitmaps and drawing.
 #include "plexa/platform/archive.h"
 #include "plexa/platform/array.h"
 #include "plexa/platform/errors.h"
@@ -14,43 +14,40 @@
 #include "plexa/platform/records.h"
 #include "plexa/platform/text.h"
 
-// Value types and the view transform.
-#include "plexa/geom/types.h"
-#include "plexa/effects/view3d.h"
+// core: value types, planar geometry on points and polylines, the view transform.
+#include "plexa/core/types.h"
+#include "plexa/core/view3d.h"
+#include "plexa/core/planar.h"
+#include "plexa/core/circle.h"
 
-// Planar geometry.
-#include "plexa/analysis/planar.h"
-#include "plexa/analysis/circle.h"
-
-// Bezier segment, nearest point and line clipping.
+// geom: Bezier segments, paths, path sets, the curve fitter.
 #include "plexa/geom/bezier.h"
-#include "plexa/analysis/nearest.h"
-
-// Paths and path sets.
+#include "plexa/geom/nearest.h"
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
 #include "plexa/geom/pathset.h"
 #include "plexa/geom/setplanar.h"
+#include "plexa/geom/fitcurve.h"
 
-// Curve analysis.
-#include "plexa/analysis/collision.h"
-#include "plexa/analysis/intersect.h"
-#include "plexa/analysis/scanlines.h"
-#include "plexa/analysis/fitcurve.h"
-#include "plexa/analysis/connect.h"
-#include "plexa/analysis/hull.h"
-
-// Raster to vector.
+// raster: bitmaps and matrices, the tracers.
 #include "plexa/raster/bitmatrix.h"
 #include "plexa/raster/imgproc.h"
 #include "plexa/raster/shapetrace.h"
 
-// Effects.
+// analysis: inside tests, intersections, fill lines, joins, hull, preview.
+#include "plexa/analysis/collision.h"
+#include "plexa/analysis/intersect.h"
+#include "plexa/analysis/scanlines.h"
+#include "plexa/analysis/connect.h"
+#include "plexa/analysis/hull.h"
+#include "plexa/analysis/preview.h"
+
+// effects: the spiral.
 #include "plexa/effects/spiral.h"
 
-// Layout.
-#include "plexa/layout/pack.h"
-
-// Presentation helpers.
+// draw: colour conversions, string helpers.
 #include "plexa/draw/colour.h"
 #include "plexa/draw/strings.h"
+
+// layout: rectangle packing.
+#include "plexa/layout/pack.h"

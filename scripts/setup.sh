@@ -39,6 +39,6 @@ elif [ $bench -eq 1 ]; then
   cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DPLEXA_BUILD_BENCH=ON -DPLEXA_BUILD_TESTS=OFF >/dev/null
 else
   dir=build
-  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo ${PLEXA_CMAKE_ARGS:-} >/dev/null
 fi
 cmake --build "$dir" -j "$(nproc)"

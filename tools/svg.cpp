@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 #include "plexa/geom/pathset.h"
 
 namespace {

@@ -45,7 +45,7 @@
 
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 // Closedness of a path and the y tolerance of the crossing search (and of a flat piece).

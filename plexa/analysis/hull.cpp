@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 
 namespace {
 

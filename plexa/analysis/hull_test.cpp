@@ -1,5 +1,5 @@
 #include "plexa/analysis/hull.h"
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 
 #include <gtest/gtest.h>
 

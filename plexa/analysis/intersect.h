@@ -24,7 +24,7 @@
 
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 // GetPolyLineWithLineIntersection(s): the x band around the line, the reach of a line that
@@ -109,11 +109,3 @@ void GetPolyLineWithLineIntersections(CArray<PLEXA::CDPOINT>& poly, PLEXA::CDLIN
 // when the sum is not positive (clockwise on a y-down screen). Empty: true; NaN sum: true.
 bool IsClockwise(const CArray<PLEXA::CDPOINT>& poly);
 
-// Diagnostic drawing, contributing to no result: the outline's points, truncated to integers
-// and moved so that its bounding rectangle starts at (penWidth / 2, penWidth / 2), are joined
-// into one path that is stroked with a solid black pen of penWidth and filled black on a white
-// off-screen bitmap sized by the bounding rectangle (at most the screen's size), which is then
-// copied to the top-left corner of the screen surface (GetDC(nullptr)). The path form flattens
-// the path at resolution 1.0 first. Fewer than 2 points, or non-finite bounds: nothing.
-void Preview(CArray<PLEXA::CDPOINT>& poly, int penWidth);
-void Preview(CBPointArray& path, int penWidth);

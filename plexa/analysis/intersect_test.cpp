@@ -1,4 +1,5 @@
 #include "plexa/analysis/intersect.h"
+#include "plexa/analysis/preview.h"
 
 #include <gtest/gtest.h>
 

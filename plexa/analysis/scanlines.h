@@ -52,7 +52,7 @@
 
 #include "plexa/analysis/collision.h"
 #include "plexa/geom/polypoly.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 // The most scan lines one load accepts (bounds the work of GetAllSpans and GetSerpentine).

@@ -18,7 +18,7 @@
 #pragma once
 
 #include "plexa/geom/path.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 
 // One full turn, as the spiral's formulas spell it.
 inline constexpr double kSpiralTwoPi = 6.283185307179586;

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 
 using PLEXA::CBEZIER;
 using PLEXA::CBPOINT;

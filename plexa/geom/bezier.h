@@ -20,10 +20,10 @@
 // several threads at once.
 //
 // The nearest-point members (GetNearestCurvePoint*) are implemented with the line clipper in
-// plexa/analysis/nearest.cpp; see plexa/analysis/nearest.h.
+// plexa/analysis/nearest.cpp; see plexa/geom/nearest.h.
 #pragma once
 
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 // Flattening: a piece is flat when all three control legs are at most the effective

@@ -11,9 +11,9 @@
 // path adds no fields to its node array.
 #pragma once
 
-#include "plexa/effects/view3d.h"
+#include "plexa/core/view3d.h"
 #include "plexa/geom/bezier.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 // Halving depth and point count at which flattening by ratio accepts pieces as they stand.

@@ -4,7 +4,7 @@
 #include <limits>
 #include <vector>
 
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 #include "plexa/geom/path.h"
 
 using PLEXA::CBPOINT;

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
 
 using PLEXA::CBPOINT;

@@ -25,7 +25,7 @@
 
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 // Zero and coincidence of coordinates in the path-set functions.

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;

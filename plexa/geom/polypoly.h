@@ -17,9 +17,9 @@
 
 #include <memory>
 
-#include "plexa/effects/view3d.h"
+#include "plexa/core/view3d.h"
 #include "plexa/geom/path.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 template <typename T, bool kSkipNullOnCopy>

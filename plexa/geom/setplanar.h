@@ -1,14 +1,14 @@
 // The planar functions over paths and path sets: bounds and lengths of a path's anchor
 // polygon, conversion of a polyline into a path, similarity, and the inside tests over sets
 // of polylines and polygons. They sit above the path sets, beside the plain planar functions
-// of plexa/analysis/planar.h, and follow the same rules (1e-8 epsilon, even-odd, explicitly
+// of plexa/core/planar.h, and follow the same rules (1e-8 epsilon, even-odd, explicitly
 // closed polygons).
 //
 //   CDRECT r;
 //   GetPolylineBounds(path, r);   // anchors only: control points are ignored
 #pragma once
 
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
 

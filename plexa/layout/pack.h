@@ -27,7 +27,7 @@
 // the intended layout.
 #pragma once
 
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 // Places one rectangle. Only its size matters on entry (w = |xmax - xmin|, h = |ymax -

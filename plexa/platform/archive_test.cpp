@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
 using PLEXA::CBPOINT;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;

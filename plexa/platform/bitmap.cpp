@@ -7,7 +7,7 @@
 #include <new>
 #include <unordered_map>
 
-#include "plexa/platform/gdi_objects.h"
+#include "plexa/platform/internal/gdi_objects.h"
 
 namespace plexa::gdi {
 namespace {
@@ -195,8 +195,8 @@ void PaintSpan(Bitmap& b, int y, int x0, int x1, std::uint32_t raw) {
   }
 }
 
-void Paint(Bitmap& b, const raster::Coverage& c, std::uint32_t raw) {
-  for (const raster::Span& s : c.Spans()) PaintSpan(b, s.y, s.x0, s.x1, raw);
+void Paint(Bitmap& b, const rasterizer::Coverage& c, std::uint32_t raw) {
+  for (const rasterizer::Span& s : c.Spans()) PaintSpan(b, s.y, s.x0, s.x1, raw);
 }
 
 }  // namespace plexa::gdi

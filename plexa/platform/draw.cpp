@@ -5,12 +5,12 @@
 #include <span>
 #include <vector>
 
-#include "plexa/platform/gdi_objects.h"
+#include "plexa/platform/internal/gdi_objects.h"
 
 using namespace plexa::gdi;
-using plexa::raster::Coverage;
-using plexa::raster::Figure;
-using plexa::raster::PointD;
+using plexa::rasterizer::Coverage;
+using plexa::rasterizer::Figure;
+using plexa::rasterizer::PointD;
 
 namespace {
 
@@ -36,9 +36,9 @@ void Stroke(Dc* d, std::span<const Figure> figures) {
   if (b == nullptr || d->pen == nullptr || d->pen->style == PS_NULL) return;
   Coverage c(b->width, b->rows);
   if (d->pen->width <= 1) {
-    plexa::raster::StrokeThin(figures, c);
+    plexa::rasterizer::StrokeThin(figures, c);
   } else {
-    plexa::raster::StrokeRound(figures, d->pen->width, c);
+    plexa::rasterizer::StrokeRound(figures, d->pen->width, c);
   }
   c.Finish();
   Paint(*b, c, ToRaw(*b, d->pen->color));
@@ -48,7 +48,7 @@ void Fill(Dc* d, std::span<const Figure> figures) {
   Bitmap* b = Target(d);
   if (b == nullptr || d->brush == nullptr || d->brush->style == BS_NULL) return;
   Coverage c(b->width, b->rows);
-  plexa::raster::FillEvenOdd(figures, c);
+  plexa::rasterizer::FillEvenOdd(figures, c);
   c.Finish();
   Paint(*b, c, ToRaw(*b, d->brush->color));
 }
@@ -68,7 +68,7 @@ Figure BezierFigure(const POINT* pts, DWORD count) {
   Figure f;
   f.points.push_back(ToD(pts[0]));
   for (DWORD i = 0; i + 3 < count; i += 3) {
-    plexa::raster::FlattenBezier(ToD(pts[i]), ToD(pts[i + 1]), ToD(pts[i + 2]), ToD(pts[i + 3]),
+    plexa::rasterizer::FlattenBezier(ToD(pts[i]), ToD(pts[i + 1]), ToD(pts[i + 2]), ToD(pts[i + 3]),
                                  kFlattenTolerance, kMaxFlattenSteps, f.points);
   }
   return f;

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "plexa/analysis/fitcurve.h"
+#include "plexa/geom/fitcurve.h"
 #include "plexa/raster/imgproc.h"
 
 using PLEXA::CDPOINT;

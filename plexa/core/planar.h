@@ -25,7 +25,7 @@
 
 #include <cstddef>
 
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 #include "plexa/platform/records.h"
 

@@ -1,10 +1,10 @@
-#include "plexa/platform/raster.h"
+#include "plexa/platform/internal/rasterizer.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-namespace plexa::raster {
+namespace plexa::rasterizer {
 namespace {
 
 __extension__ typedef __int128 i128;
@@ -570,4 +570,4 @@ void FlattenBezier(PointD p0, PointD p1, PointD p2, PointD p3, double tolerance,
   out.push_back(p3);
 }
 
-}  // namespace plexa::raster
+}  // namespace plexa::rasterizer

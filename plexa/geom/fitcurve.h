@@ -92,7 +92,7 @@
 #pragma once
 
 #include "plexa/geom/path.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 
 // Smallest tolerance used, in drawing units: a NaN, zero or negative tolerance means this.
 inline constexpr double kFitMinTolerance = 1e-8;

@@ -19,7 +19,7 @@
 // an exactly zero pivot yields non-finite entries. Nothing is reported.
 #pragma once
 
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 #include "plexa/platform/records.h"
 
 using MATRIX4 = double[4][4];

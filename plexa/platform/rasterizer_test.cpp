@@ -1,7 +1,7 @@
 // The scan converter against coverage computed independently, pixel by pixel: a per-pixel
 // even-odd ray cast for fills, a per-pixel distance to the nearest segment (exact rationals)
 // for wide pens, and the classic incremental Bresenham loop for thin lines.
-#include "plexa/platform/raster.h"
+#include "plexa/platform/internal/rasterizer.h"
 
 #include <gtest/gtest.h>
 
@@ -11,9 +11,9 @@
 #include <random>
 #include <vector>
 
-using plexa::raster::Coverage;
-using plexa::raster::Figure;
-using plexa::raster::PointD;
+using plexa::rasterizer::Coverage;
+using plexa::rasterizer::Figure;
+using plexa::rasterizer::PointD;
 
 namespace {
 
@@ -103,7 +103,7 @@ Coverage Filled(const std::vector<std::vector<IPt>>& polys, int w, int h) {
   std::vector<Figure> figs;
   for (const auto& p : polys) figs.push_back(ToFigure(p, true));
   Coverage c(w, h);
-  plexa::raster::FillEvenOdd(figs, c);
+  plexa::rasterizer::FillEvenOdd(figs, c);
   c.Finish();
   return c;
 }
@@ -112,8 +112,8 @@ Coverage Filled(const std::vector<std::vector<IPt>>& polys, int w, int h) {
 Coverage Stroked(const std::vector<IPt>& path, bool closed, double pen, int w, int h) {
   const Figure f = ToFigure(path, closed);
   Coverage c(w, h);
-  if (pen > 0) plexa::raster::StrokeRound({&f, 1}, pen, c);
-  else plexa::raster::StrokeThin({&f, 1}, c);
+  if (pen > 0) plexa::rasterizer::StrokeRound({&f, 1}, pen, c);
+  else plexa::rasterizer::StrokeThin({&f, 1}, c);
   c.Finish();
   return c;
 }
@@ -256,7 +256,7 @@ TEST(Raster, WidePenOverManyShortFractionalSegmentsMatchesDistance) {
     for (const IPt& p : p8) f.points.push_back({p.x / 8.0, p.y / 8.0});
     f.closed = closed;
     Coverage c(w, h);
-    plexa::raster::StrokeRound({&f, 1}, pen8 / 8.0, c);
+    plexa::rasterizer::StrokeRound({&f, 1}, pen8 / 8.0, c);
     c.Finish();
     SCOPED_TRACE(trial);
     for (int j = 0; j < h; ++j)
@@ -274,7 +274,7 @@ TEST(Raster, WidePenOverManyShortFractionalSegmentsMatchesDistance) {
   figs[0].closed = true;
   figs[1].points.push_back({28, 26});
   Coverage c(w, h);
-  plexa::raster::StrokeRound(figs, 22.0, c);
+  plexa::rasterizer::StrokeRound(figs, 22.0, c);
   c.Finish();
   for (int j = 0; j < h; ++j)
     for (int i = 0; i < w; ++i)
@@ -319,7 +319,7 @@ TEST(Raster, ThinLinesMatchClassicBresenhamInEveryOctant) {
     std::vector<IPt> want;
     ClassicBresenham(x0, y0, x1, y1, want);
     Coverage got(32, 32);
-    plexa::raster::ThinLine(x0, y0, x1, y1, false, got);
+    plexa::rasterizer::ThinLine(x0, y0, x1, y1, false, got);
     got.Finish();
     std::vector<bool> expect(32 * 32, false);
     for (const IPt& p : want)
@@ -330,8 +330,8 @@ TEST(Raster, ThinLinesMatchClassicBresenhamInEveryOctant) {
   }
   // With its last pixel, and a line of no length draws only when the last pixel is asked for.
   Coverage last(8, 8);
-  plexa::raster::ThinLine(0, 0, 3, 0, true, last);
-  plexa::raster::ThinLine(5, 5, 5, 5, false, last);
+  plexa::rasterizer::ThinLine(0, 0, 3, 0, true, last);
+  plexa::rasterizer::ThinLine(5, 5, 5, 5, false, last);
   last.Finish();
   EXPECT_EQ(CountCovered(last), 4);
 }
@@ -349,7 +349,7 @@ TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
   const PointD p0{0, 0}, p1{30, 120}, p2{170, -60}, p3{200, 50};
   for (double tol : {0.1, 0.5, 2.0}) {
     std::vector<PointD> pts{p0};
-    plexa::raster::FlattenBezier(p0, p1, p2, p3, tol, 1 << 14, pts);
+    plexa::rasterizer::FlattenBezier(p0, p1, p2, p3, tol, 1 << 14, pts);
     EXPECT_TRUE(pts.back().x == 200.0 && pts.back().y == 50.0);  // ends exactly on P3
     double worst = 0;
     for (int k = 0; k <= 4000; ++k) {
@@ -369,10 +369,10 @@ TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
     EXPECT_LE(worst, tol) << "tolerance " << tol;
   }
   std::vector<PointD> huge{{0, 0}};
-  plexa::raster::FlattenBezier({0, 0}, {1e8, 1e8}, {-1e8, 1e8}, {0, 0}, 0.1, 64, huge);
+  plexa::rasterizer::FlattenBezier({0, 0}, {1e8, 1e8}, {-1e8, 1e8}, {0, 0}, 0.1, 64, huge);
   EXPECT_EQ(huge.size(), 65u);
   std::vector<PointD> nan{{0, 0}};
-  plexa::raster::FlattenBezier({0, 0}, {NAN, 0}, {0, 0}, {1, 1}, 0.1, 64, nan);
+  plexa::rasterizer::FlattenBezier({0, 0}, {NAN, 0}, {0, 0}, {1, 1}, 0.1, 64, nan);
   EXPECT_EQ(nan.size(), 65u);
 }
 

@@ -13,8 +13,8 @@
 // flag; on a y-down screen such an arc appears counter-clockwise.
 #pragma once
 
-#include "plexa/analysis/planar.h"
-#include "plexa/geom/types.h"
+#include "plexa/core/planar.h"
+#include "plexa/core/types.h"
 
 namespace PLEXA {
 

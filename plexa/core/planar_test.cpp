@@ -1,4 +1,4 @@
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <limits>
 #include <numbers>
 
-#include "plexa/effects/view3d.h"
+#include "plexa/core/view3d.h"
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
 #include "plexa/geom/setplanar.h"

@@ -1,4 +1,4 @@
-#include "plexa/effects/view3d.h"
+#include "plexa/core/view3d.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "plexa/analysis/planar.h"
+#include "plexa/core/planar.h"
 
 #include <algorithm>
 #include <climits>
@@ -9,7 +9,7 @@
 #include <numbers>
 #include <type_traits>
 
-#include "plexa/effects/view3d.h"
+#include "plexa/core/view3d.h"
 
 using PLEXA::CDPOINT;
 using PLEXA::CDRECT;

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "plexa/platform/gdi.h"
-#include "plexa/platform/raster.h"
+#include "plexa/platform/internal/rasterizer.h"
 
 namespace plexa::gdi {
 
@@ -74,7 +74,7 @@ struct Dc : Object {
   Brush* brush = nullptr;
   POINT pos{0, 0};
   PathState path = PathState::None;
-  std::vector<raster::Figure> figures;
+  std::vector<rasterizer::Figure> figures;
   bool extendFigure = false;  // the next LineTo may continue the last figure
 };
 
@@ -99,6 +99,6 @@ std::uint32_t RawMask(const Bitmap& b);
 std::uint32_t ReadRaw(const Bitmap& b, int x, int y);
 void WriteRaw(Bitmap& b, int x, int y, std::uint32_t raw);
 void PaintSpan(Bitmap& b, int y, int x0, int x1, std::uint32_t raw);
-void Paint(Bitmap& b, const raster::Coverage& c, std::uint32_t raw);
+void Paint(Bitmap& b, const rasterizer::Coverage& c, std::uint32_t raw);
 
 }  // namespace plexa::gdi

@@ -2,9 +2,9 @@
 // round pen or a one-pixel line covers. It knows nothing of colours or bitmaps; it produces
 // Coverage, a list of pixel runs that the drawing layer paints.
 //
-//   plexa::raster::Coverage cov(640, 480);
-//   plexa::raster::Figure f{{{10, 10}, {300, 40}, {200, 400}}, true};
-//   plexa::raster::StrokeRound({&f, 1}, 20.0, cov);   // pen 20 pixels wide
+//   plexa::rasterizer::Coverage cov(640, 480);
+//   plexa::rasterizer::Figure f{{{10, 10}, {300, 40}, {200, 400}}, true};
+//   plexa::rasterizer::StrokeRound({&f, 1}, 20.0, cov);   // pen 20 pixels wide
 //   cov.Finish();
 //   for (const auto& s : cov.Spans()) { /* paint row s.y, columns s.x0..s.x1 */ }
 //
@@ -44,7 +44,7 @@
 #include <span>
 #include <vector>
 
-namespace plexa::raster {
+namespace plexa::rasterizer {
 
 struct PointD {
   double x = 0;
@@ -100,4 +100,4 @@ void ThinLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1
 void FlattenBezier(PointD p0, PointD p1, PointD p2, PointD p3, double tolerance, int maxSteps,
                    std::vector<PointD>& out);
 
-}  // namespace plexa::raster
+}  // namespace plexa::rasterizer

@@ -1,4 +1,4 @@
-#include "plexa/geom/types.h"
+#include "plexa/core/types.h"
 
 #include <gtest/gtest.h>
 

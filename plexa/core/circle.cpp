@@ -1,4 +1,4 @@
-#include "plexa/analysis/circle.h"
+#include "plexa/core/circle.h"
 
 #include <cmath>
 #include <numbers>

@@ -1,4 +1,4 @@
-#include "plexa/analysis/nearest.h"
+#include "plexa/geom/nearest.h"
 
 #include <gtest/gtest.h>
 

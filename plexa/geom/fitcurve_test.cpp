@@ -1,4 +1,4 @@
-#include "plexa/analysis/fitcurve.h"
+#include "plexa/geom/fitcurve.h"
 
 #include <gtest/gtest.h>
 
