@@ -8,37 +8,10 @@
 #include <memory>
 #include <vector>
 
+#include "io/input_file.h"
 #include "plexa/raster/imgproc.h"
 
 namespace plexa::io {
-
-bool ReadAll(const std::string& path, std::string& bytes, std::size_t max_bytes,
-             std::string& error) {
-  const bool stdin_ = path == "-";
-  std::unique_ptr<FILE, int (*)(FILE*)> file(stdin_ ? stdin : std::fopen(path.c_str(), "rb"),
-                                             stdin_ ? +[](FILE*) { return 0; } : &std::fclose);
-  const std::string name = stdin_ ? "standard input" : "'" + path + "'";
-  if (!file) {
-    error = "cannot open " + name + ": " + std::strerror(errno);
-    return false;
-  }
-  bytes.clear();
-  char buf[65536];
-  for (;;) {
-    const std::size_t n = std::fread(buf, 1, sizeof buf, file.get());
-    if (n == 0) break;
-    if (bytes.size() + n > max_bytes) {
-      error = name + " is larger than " + std::to_string(max_bytes) + " bytes";
-      return false;
-    }
-    bytes.append(buf, n);
-  }
-  if (std::ferror(file.get())) {
-    error = "cannot read " + name + ": " + std::strerror(errno);
-    return false;
-  }
-  return true;
-}
 
 int OtsuThreshold(const std::uint64_t (&histogram)[256], double& separation) {
   double total = 0, sum = 0, sumSq = 0;
@@ -76,7 +49,7 @@ LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& optio
   LoadedImage result;
   const std::string name = path == "-" ? "standard input" : "'" + path + "'";
   std::string bytes;
-  if (!ReadAll(path, bytes, kMaxInputBytes, error)) return result;
+  if (!ReadAll(path, bytes, kMaxImageBytes, error)) return result;
   const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
   const int size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT32_MAX));
   int w = 0, h = 0, channels = 0;

@@ -31,8 +31,8 @@ inline constexpr std::int64_t kDefaultMaxPixels = 100'000'000;
 // photograph typically lower.
 inline constexpr double kTwoLevelSeparation = 0.85;
 
-// Bytes read from standard input at most (a compressed image larger than this is refused).
-inline constexpr std::size_t kMaxInputBytes = std::size_t{1} << 30;
+// Bytes read at most (a compressed image larger than this is refused).
+inline constexpr std::size_t kMaxImageBytes = std::size_t{1} << 30;
 
 struct ImageOptions {
   int threshold = 128;  // 0..255: luminance at or above which a pixel is light; -1: Otsu
@@ -57,9 +57,5 @@ LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& optio
 // between-class variance of {< t} and {>= t} (the smallest such t), and the separation
 // (between-class over total variance). An empty or one-colour histogram gives 128 and 1.
 int OtsuThreshold(const std::uint64_t (&histogram)[256], double& separation);
-
-// Reads all of a file ("-": standard input) into bytes, at most max_bytes.
-bool ReadAll(const std::string& path, std::string& bytes, std::size_t max_bytes,
-             std::string& error);
 
 }  // namespace plexa::io

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cctype>
 
+#include "io/dxf_write.h"
+#include "io/eps_write.h"
+#include "io/hpgl_write.h"
+#include "io/pdf_write.h"
 #include "io/svg_write.h"
 
 namespace plexa::io {
@@ -64,9 +68,16 @@ std::string WriteDrawing(const Drawing& d, const WriteOptions& options) {
   switch (options.format) {
     case Format::kSvg:
       return WriteSvg(d);
-    default:
-      return WriteSvg(d);
+    case Format::kPdf:
+      return WritePdf(d);
+    case Format::kEps:
+      return WriteEps(d);
+    case Format::kDxf:
+      return WriteDxf(d, options);
+    case Format::kHpgl:
+      return WriteHpgl(d, options);
   }
+  return WriteSvg(d);
 }
 
 }  // namespace plexa::io

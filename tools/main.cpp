@@ -12,6 +12,7 @@ namespace plexa::tool {
 void RegisterAll(Tool& tool) {
   // One line a subcommand, in the order `plexa --help` lists them.
   PLEXA_SUBCOMMAND(Trace);
+  PLEXA_SUBCOMMAND(Convert);
 }
 
 }  // namespace plexa::tool
