@@ -48,6 +48,12 @@ struct FaceData {
   std::wstring family;
   double emPixels = kDefaultEmPixels;
   double slant = 0;  // synthetic oblique: x += slant * y
+  // The last outline asked for, so that the fill after a size query does not load it again.
+  bool cached = false;
+  UINT cachedCh = 0, cachedFormat = 0;
+  MAT2 cachedMatrix{};
+  std::vector<unsigned char> cachedRecords;
+  GLYPHMETRICS cachedMetrics{};
   ~FaceData() {
     if (face) FT_Done_Face(face);
     if (library) FT_Done_FreeType(library);
@@ -325,8 +331,32 @@ FT_UInt GlyphIndex(FT_Face face, UINT ch, UINT format) {
 
 }  // namespace
 
+bool LoadNativeOutline(FaceData& data, UINT ch, UINT format, const MAT2& matrix,
+                       std::vector<unsigned char>& records, GLYPHMETRICS& metrics);
+
 bool NativeOutline(FaceData& data, UINT ch, UINT format, const MAT2& matrix,
                    std::vector<unsigned char>& records, GLYPHMETRICS* gm) {
+  if (data.cached && data.cachedCh == ch && data.cachedFormat == format &&
+      std::memcmp(&data.cachedMatrix, &matrix, sizeof matrix) == 0) {
+    records = data.cachedRecords;
+    if (gm != nullptr) *gm = data.cachedMetrics;
+    return true;
+  }
+  GLYPHMETRICS metrics{};
+  if (!LoadNativeOutline(data, ch, format, matrix, records, metrics)) return false;
+  data.cached = true;
+  data.cachedCh = ch;
+  data.cachedFormat = format;
+  data.cachedMatrix = matrix;
+  data.cachedRecords = records;
+  data.cachedMetrics = metrics;
+  if (gm != nullptr) *gm = metrics;
+  return true;
+}
+
+bool LoadNativeOutline(FaceData& data, UINT ch, UINT format, const MAT2& matrix,
+                       std::vector<unsigned char>& records, GLYPHMETRICS& metrics) {
+  GLYPHMETRICS* gm = &metrics;
   FT_Face face = data.face;
   const FT_UInt index = GlyphIndex(face, ch, format);
   if (index == 0 && !(format & GGO_GLYPH_INDEX && ch == 0)) return false;

@@ -27,7 +27,8 @@
 // Size. lfHeight < 0 is the em height in pixels; lfHeight > 0 is the cell height (the font's
 // Windows ascent plus descent, or FreeType's ascender minus descender when the font has no OS/2
 // table); lfHeight == 0 is a default em of 16 pixels (12 points at 96 pixels per inch). Heights
-// beyond kMaxFontHeight pixels are clamped to it. Outlines are scaled from the font's own units
+// beyond kMaxFontHeight pixels are clamped to it, and so are outline points beyond the +-32767
+// pixels that 16.16 fixed point holds. Outlines are scaled from the font's own units
 // in double precision and rounded to 16.16 fixed point, never hinted.
 //
 // Outlines (GGO_NATIVE). TrueType (quadratic) fonts deliver their own contours: per contour a
@@ -129,8 +130,9 @@ inline constexpr WORD TT_PRIM_QSPLINE = 2;
 inline constexpr WORD TT_PRIM_CSPLINE = 3;
 inline constexpr DWORD GDI_ERROR = 0xFFFFFFFF;
 
-// Largest em height, in pixels, that a font is scaled to.
-inline constexpr LONG kMaxFontHeight = 1 << 20;
+// Largest em height, in pixels, that a font is scaled to: glyphs reaching twice the em still
+// fit the 16.16 range.
+inline constexpr LONG kMaxFontHeight = 1 << 14;
 
 // A drawing surface on the display (the screen of GetDC, 96 pixels per inch) that DeleteDC
 // releases. Any driver name is accepted; the other arguments are ignored.
