@@ -16,6 +16,7 @@
 #pragma once
 
 #include "plexa/geom/polypoly.h"
+#include "plexa/platform/export.h"
 
 // End points closer than this in x and in y are the same point for joining.
 inline constexpr double kConnectTolerance = 1e-8;
@@ -25,4 +26,4 @@ inline constexpr double kConnectTolerance = 1e-8;
 // that holds more than one path and the previous pass reduced the count, so it always ends
 // (one pass already joins every chain it can; the repeat only confirms it). Cost: O(P^2)
 // end comparisons per pass for P paths.
-void ConnectPaths(const CPolyPolyBezier& src, CPolyPolyBezier& dst);
+PLEXA_API void ConnectPaths(const CPolyPolyBezier& src, CPolyPolyBezier& dst);

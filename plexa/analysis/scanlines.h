@@ -51,16 +51,17 @@
 #include <vector>
 
 #include "plexa/analysis/collision.h"
-#include "plexa/geom/polypoly.h"
 #include "plexa/core/types.h"
+#include "plexa/geom/polypoly.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
 // The most scan lines one load accepts (bounds the work of GetAllSpans and GetSerpentine).
 inline constexpr long long kScanMaxLines = 1000000;
 // Serpentine joins: the default join tolerance, as a fraction of the line spacing (see above).
 inline constexpr double kScanJoinDefaultTolerance = 0.05;
 
-class CCurveScanLines {
+class PLEXA_API CCurveScanLines {
  public:
   CCurveScanLines() = default;
   CCurveScanLines(const CPolyPolyBezier& set, double spacing, double angle, double phase = 0.5) {
@@ -102,7 +103,9 @@ class CCurveScanLines {
   void GetSerpentine(CPolyPolyDPoint& polylines, double tolerance = -1) const;
 
   // The inside test the spans follow, in plane coordinates.
-  bool IsPointInside(const PLEXA::CDPOINT& p) const { return m_loaded && m_hit.IsPointInCurves(ToScan(p)); }
+  bool IsPointInside(const PLEXA::CDPOINT& p) const {
+    return m_loaded && m_hit.IsPointInCurves(ToScan(p));
+  }
 
  private:
   struct Span {

@@ -17,8 +17,9 @@
 // constants) and the results are then NaN, infinite or empty as each function says.
 #pragma once
 
-#include "plexa/geom/path.h"
 #include "plexa/core/types.h"
+#include "plexa/geom/path.h"
+#include "plexa/platform/export.h"
 
 // One full turn, as the spiral's formulas spell it.
 inline constexpr double kSpiralTwoPi = 6.283185307179586;
@@ -38,7 +39,7 @@ inline constexpr double kSpiralMaxCurveNodes = 1 << 20;
 // below zero are first reduced by a floating remainder, so the loop stays bounded.
 inline constexpr double kSpiralMaxUnwindTurns = 1 << 16;
 
-class CSpiral {
+class PLEXA_API CSpiral {
  public:
   // Centre (0, 0), k = 10.0, r0 = 0.0, direction 1.
   CSpiral() = default;

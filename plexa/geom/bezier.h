@@ -25,6 +25,7 @@
 
 #include "plexa/core/types.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
 // Flattening: a piece is flat when all three control legs are at most the effective
 // resolution. Once a list holds more than this many points every further piece is appended
@@ -60,7 +61,7 @@ inline constexpr double kSmoothLineDistance = 0.1;
 inline constexpr int kNearestMaxDepth = 64;
 inline constexpr double kNearestDivisionGuard = 1e-8;
 
-class CBezier {
+class PLEXA_API CBezier {
  public:
   // All four points (0, 0).
   CBezier() = default;
@@ -198,7 +199,7 @@ class CBezier {
 
 // One node and the edits a host applies to it. Holds a copy of the node (attribute word
 // included) and nothing else; read it back with GetBPoint().
-class CBezierPoint {
+class PLEXA_API CBezierPoint {
  public:
   CBezierPoint() = default;
   explicit CBezierPoint(const PLEXA::CBPOINT& node) : m_node(node) {}

@@ -26,6 +26,7 @@
 #pragma once
 
 #include "plexa/geom/bezier.h"
+#include "plexa/platform/export.h"
 #include "plexa/platform/records.h"
 
 // Root isolation budget: polygons with at least one sign change that one search may visit.
@@ -39,8 +40,8 @@ inline constexpr int kMaxRootPolygons = 2048;
 // most kMaxClipRounds rounds; a segment still unresolved then (only rounding at a corner
 // can do that) is rejected. NaN coordinates get outcode 0 and are accepted as they are.
 inline constexpr int kMaxClipRounds = 32;
-int _clip_line(double* x1, double* y1, double* x2, double* y2, double left, double right,
-               double top, double bottom);
+PLEXA_API int _clip_line(double* x1, double* y1, double* x2, double* y2, double left, double right,
+                         double top, double bottom);
 // _clip_line with the rectangle's left, right, top and bottom as doubles; 0 for a null
 // rectangle.
-int ClipLine(double* x1, double* y1, double* x2, double* y2, const tagRECT* r);
+PLEXA_API int ClipLine(double* x1, double* y1, double* x2, double* y2, const tagRECT* r);
