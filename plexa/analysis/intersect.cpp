@@ -5,6 +5,7 @@
 
 #include "plexa/analysis/collision.h"
 #include "plexa/core/planar.h"
+#include "plexa/platform/internal/grow.h"
 
 
 using PLEXA::CDPOINT;
@@ -69,8 +70,8 @@ void AppendAxisRoots(const double axis[4], const double other[4], bool axisIsX, 
     const double a = Horner(axis, t), o = Horner(other, t);
     const CDPOINT pt = axisIsX ? CDPOINT(a, o) : CDPOINT(o, a);
     if (!keep(pt)) continue;
-    ts.Add(i + t);
-    if (pts) pts->Add(pt);
+    plexa::grow::Append(ts, i + t);
+    if (pts) plexa::grow::Append(*pts, pt);
   }
 }
 
@@ -147,7 +148,7 @@ void FindLineIntersections(const CArray<CDPOINT>& poly, const PLEXA::CDLINE& lin
   const CDPOINT* p = poly.GetData();
   for (INT_PTR i = 0; i + 1 < poly.GetSize(); ++i) {
     double sv;
-    if (SegmentCrossesLine(p[i], p[i + 1], line.p1, line.p2, sv)) s.Add(sv);
+    if (SegmentCrossesLine(p[i], p[i + 1], line.p1, line.p2, sv)) plexa::grow::Append(s, sv);
   }
 }
 
@@ -298,8 +299,8 @@ void GetPolyLineWithLineIntersections(CArray<CDPOINT>& poly, PLEXA::CDLINE line,
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
     if (!(std::hypot(ix - line.p2.x, iy - line.p2.y) >= kLineHitMinDistance)) continue;
     if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy)) continue;
-    hits.Add(CDPOINT(ix, iy));
-    if (segs) segs->Add(static_cast<DWORD>(i));
+    plexa::grow::Append(hits, CDPOINT(ix, iy));
+    if (segs) plexa::grow::Append(*segs, static_cast<DWORD>(i));
   }
 }
 

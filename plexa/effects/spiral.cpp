@@ -1,4 +1,5 @@
 #include "plexa/effects/spiral.h"
+#include "plexa/platform/internal/grow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -98,11 +99,11 @@ void CSpiral::CalcCurve(CBPointArray& path, double t0, double t1) const {
   if (grid > kSpiralMaxCurveNodes) return;
 
   CArray<double, double> params;
-  params.Add(t0);
+  plexa::grow::Append(params, t0);
   // An integer counter: past 2^53 adding 1 to a double index would not move it.
   for (long long c = 0; c < static_cast<long long>(grid); ++c)
-    params.Add((first + static_cast<double>(c)) * kSpiralQuarterPi);
-  if (t1 > params[params.GetSize() - 1]) params.Add(t1);
+    plexa::grow::Append(params, (first + static_cast<double>(c)) * kSpiralQuarterPi);
+  if (t1 > params[params.GetSize() - 1]) plexa::grow::Append(params, t1);
 
   const INT_PTR n = params.GetSize();
   path.SetSize(n);

@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "plexa/core/planar.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBEZIER;
 using PLEXA::CBPOINT;
@@ -301,6 +302,7 @@ struct CBezier::FlattenSink {
   void Flush() {
     if (pending == 0) return;
     const INT_PTR old = list.GetSize();
+    plexa::grow::Reserve(list, old + pending);
     list.SetSize(old + pending);
     std::copy(block, block + pending, list.GetData() + old);
     pending = 0;
@@ -311,7 +313,7 @@ void CBezier::GetPolyline(CArray<CDPOINT, CDPOINT>& list) const {
   if (!m_expandStraightLines && Distance(m_p[0], m_p[1]) < PLEXA::kCoincide &&
       Distance(m_p[2], m_p[3]) < PLEXA::kCoincide) {
     if (list.IsEmpty()) list.Add(m_p[0]);
-    list.Add(m_p[3]);
+    plexa::grow::Append(list, m_p[3]);
     return;
   }
   const double r = EffectiveResolution(Distance(m_p[0], m_p[3]), m_resolution);
