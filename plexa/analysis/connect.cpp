@@ -10,6 +10,9 @@ using PLEXA::CDPOINT;
 
 namespace {
 
+// End points closer than this in x and in y are the same point for joining.
+constexpr double kConnectTolerance = 1e-8;
+
 bool Touch(const CDPOINT& a, const CDPOINT& b) {
   return std::fabs(a.x - b.x) < kConnectTolerance && std::fabs(a.y - b.y) < kConnectTolerance;
 }

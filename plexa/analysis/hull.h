@@ -21,10 +21,6 @@
 #include "plexa/platform/export.h"
 #include "plexa/platform/records.h"
 
-// The polar sort measures each angle against the ray from the pivot towards this far point
-// (pivot.x + kHullRayLength, pivot.y).
-inline constexpr LONG kHullRayLength = 1000;
-
 // Replaces the points by their convex hull, closed (first point repeated at the end).
 // Fewer than four points: unchanged (three points get no closing point).
 // 1. Extreme-point filter: the quadrilateral of the first smallest-x, smallest-y, largest-x

@@ -7,11 +7,22 @@
 #include "plexa/core/planar.h"
 #include "plexa/platform/internal/grow.h"
 
-
 using PLEXA::CDPOINT;
 using PLEXA::CDRECT;
 
 namespace {
+
+// GetPolyLineWithLineIntersection(s): the x band around the line, the reach of a line that
+// stops short of a polyline (both in drawing units, deliberately absolute), and the distance
+// a hit must keep from the line's end point.
+constexpr double kLineHitMargin = 3.0;
+constexpr double kLineHitMinDistance = 1e-8;
+// GetPolyLineWithLineIntersection starts its nearest-hit search at this distance: farther
+// hits are never taken.
+constexpr double kLineHitFarthest = 1e6;
+// The cubic root bisection stops when the interval can no longer shrink in floating point;
+// this cap only bounds non-finite coefficients (finite ones need at most about 1,100 steps).
+constexpr int kRootMaxBisections = 2200;
 
 inline double Horner(const double c[4], double t) { return c[0] + t * (c[1] + t * (c[2] + t * c[3])); }
 

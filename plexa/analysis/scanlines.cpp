@@ -14,6 +14,11 @@ using PLEXA::CDPOINT;
 
 namespace {
 
+// The most scan lines one load accepts (bounds the work of GetAllSpans and GetSerpentine).
+constexpr long long kScanMaxLines = 1000000;
+// Serpentine joins: the default join tolerance, as a fraction of the line spacing (see above).
+constexpr double kScanJoinDefaultTolerance = 0.05;
+
 bool Finite(const CDPOINT& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 // The segments the inside test uses for one path: n - 1 when the ends meet within the

@@ -25,11 +25,6 @@
 
 using MATRIX4 = double[4][4];
 
-// Pivots smaller than this in magnitude are replaced by +-kPivotFloor when inverting.
-inline constexpr double kPivotFloor = 1e-8;
-// Rotate3D(ax, ay, az) skips a factor whose angle is smaller than this in magnitude.
-inline constexpr double kAngleSkip = 1e-8;
-
 PLEXA_API void ZeroMat(double M[4][4]);
 PLEXA_API void UnityMat(double M[4][4]);
 PLEXA_API void ZeroVec(double v[4]);                                                 // (0, 0, 0, 1)

@@ -14,11 +14,6 @@
 
 #include "plexa/platform/export.h"
 
-// RGB2HLS treats a channel spread or a distance from white below this as no colour.
-inline constexpr double kColourEpsilon = 1e-7;
-// RGB2CMYK treats a key within this of 1 as black.
-inline constexpr double kBlackEpsilon = 1e-8;
-
 // r, g, b are clamped to 0 .. 255. h in degrees 0 .. 360 on the shifted scale, l and s in
 // 0 .. 1. Black, white and greys give h = 60 and s = 0.
 PLEXA_API void RGB2HLS(int r, int g, int b, double& h, double& l, double& s);
@@ -30,6 +25,6 @@ PLEXA_API void RGB2HLS(int r, int g, int b, double& h, double& l, double& s);
 PLEXA_API void HLS2RGB(double h, double l, double s, int& r, int& g, int& b);
 
 // c, m, y, k in 0 .. 255; inputs are used as given (not clamped) and the outputs clamped.
-// Black (key within kBlackEpsilon of 1) gives (0, 0, 0, 255). The values are truncated,
+// Black (key within 1e-8 of 1) gives (0, 0, 0, 255). The values are truncated,
 // not rounded, unlike HLS2RGB; the difference is intended.
 PLEXA_API void RGB2CMYK(int r, int g, int b, int& c, int& m, int& y, int& k);

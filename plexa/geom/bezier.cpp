@@ -14,6 +14,26 @@ using PLEXA::CDRECT;
 
 namespace {
 
+// Arc length: a Simpson speed sample within this of kSpeedFloor is taken as 0.
+constexpr double kSpeedZeroBand = 1e-8;
+constexpr double kSpeedFloor = 1e-20;
+// Arc length: more intervals than this are treated as this many (bounds the work of a call).
+constexpr int kMaxSimpsonIntervals = 65536;
+// GetTFromLength: bisection stops when the midpoint moves by less than this, or after
+// kMaxLengthBisections rounds.
+constexpr double kLengthBisectionStop = 1e-8;
+constexpr int kMaxLengthBisections = 1000;
+// Tangent angle: parameters used in place of exactly 0 and exactly 1, where a control point
+// sitting on its anchor would give a zero derivative.
+constexpr double kTangentStart = 0.001;
+constexpr double kTangentEnd = 0.999;
+// _GetCurveT: first scan step and number of refinement rounds (each divides the step by 10).
+constexpr double kCurveTScanStep = 0.01;
+constexpr int kCurveTRefinements = 8;
+// CBezierPoint::IsSmooth: the anchor must lie closer than this to the line through the
+// controls. (Each control must also be at least PLEXA::kHandleDistinct from the anchor.)
+constexpr double kSmoothLineDistance = 0.1;
+
 double Distance(const CDPOINT& a, const CDPOINT& b) {
   const double dx = b.x - a.x, dy = b.y - a.y;
   return std::sqrt(dx * dx + dy * dy);
