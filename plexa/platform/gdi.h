@@ -30,7 +30,8 @@
 //    the drawn lines: round joins and round ends. Pens of width 0 or 1 draw the one-pixel line
 //    that Bresenham's algorithm gives from pixel (x0, y0) to pixel (x1, y1), the last pixel of
 //    an open line left out, as the platform does;
-//  - Bezier curves are flattened into lines within kFlattenTolerance pixels first.
+//  - Bezier curves are flattened into lines within 0.1 pixel first (at most 16,384 lines a
+//    segment).
 // The coverage is exact (no rounding decides a tie) for integer coordinates within
 // +-kExactCoordinate; beyond that, up to the platform's drawing range +-kMaxCoordinate, a centre
 // lying exactly on the boundary may go either way. A call with a coordinate outside the drawing
@@ -212,10 +213,6 @@ inline constexpr std::int64_t kMaxBitmapBytes = 0x7FFFFFFF;
 inline constexpr LONG kMaxCoordinate = (1 << 27) - 1;
 // Integer coordinates up to this size are rasterised without any rounding at the boundary.
 inline constexpr LONG kExactCoordinate = 1 << 20;
-// Largest distance between a Bezier curve and the lines that stand for it, in pixels.
-inline constexpr double kFlattenTolerance = 0.1;
-// Lines per Bezier segment at most, whatever its size: a bound on the work of one curve.
-inline constexpr int kMaxFlattenSteps = 1 << 14;
 
 // Bitmaps. CreateDIBSection accepts 1, 8, 24 and 32 bits a pixel, BI_RGB, one plane, a positive
 // width and a non-zero height (negative: top-down rows); the colour table (1 and 8 bits) has
