@@ -255,6 +255,21 @@ void BM_SetMaxBezierLength(benchmark::State& state) {
   PerNode(state);
 }
 
+// Every node doubled: half of them go, which costs the square of the length when each
+// removal moves the tail.
+void BM_RemoveSamePoints(benchmark::State& state) {
+  const CBPointArray& path = Circle(static_cast<int>(state.range(0)) / 2);
+  CBPointArray doubled;
+  doubled.SetSize(2 * path.GetSize());
+  for (INT_PTR i = 0; i < path.GetSize(); ++i) doubled[2 * i] = doubled[2 * i + 1] = path[i];
+  for (auto _ : state) {
+    CBPointArray copy = doubled;
+    copy.RemoveSamePoints(1e-9);
+    benchmark::DoNotOptimize(copy.GetData());
+  }
+  PerNode(state);
+}
+
 #define PLEXA_LONG_OUTPUT(fn) \
   BENCHMARK(fn)->Arg(kSmall)->Arg(kSmall * 10)->Arg(kLarge)->Unit(benchmark::kMillisecond)
 
@@ -276,6 +291,7 @@ PLEXA_LONG_OUTPUT(BM_SplitAtIndex);
 PLEXA_LONG_OUTPUT(BM_GetMinSubCurve);
 PLEXA_LONG_OUTPUT(BM_ConnectPolyBezierCurves);
 PLEXA_LONG_OUTPUT(BM_SetMaxBezierLength);
+PLEXA_LONG_OUTPUT(BM_RemoveSamePoints);
 
 }  // namespace
 
