@@ -11,13 +11,12 @@
 #include <string>
 #include <vector>
 
+#include "plexa/platform/version.h"
 #include "plexa/raster/shapetrace.h"
 #include "tools/image.h"
 #include "tools/svg.h"
 
 namespace {
-
-constexpr const char* kVersion = "0.1.0";
 
 constexpr const char* kHelp =
     "plexa " "0.1.0" " - geometry for sign making and cutting\n"
@@ -174,7 +173,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (args[0] == "--version") {
-    std::printf("plexa %s\n", kVersion);
+    std::printf("plexa %s\n", PLEXA_VERSION_STRING);
     return 0;
   }
   if (args[0] == "trace") return Trace(std::vector<std::string>(args.begin() + 1, args.end()));
