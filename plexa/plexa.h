@@ -14,6 +14,7 @@
 #include "plexa/platform/records.h"
 #include "plexa/platform/text.h"
 #include "plexa/platform/font.h"
+#include "plexa/platform/version.h"
 
 // core: value types, planar geometry on points and polylines, the view transform.
 #include "plexa/core/types.h"

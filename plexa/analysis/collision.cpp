@@ -1,4 +1,5 @@
 #include "plexa/analysis/collision.h"
+#include "plexa/platform/internal/grow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -349,7 +350,7 @@ int CCurveCollision::Intersections(const BEZPROFILE& bp, double y, double& prevD
     const double x = CrossingX(bp, k, y);
     const double dir = y1 - y0;
     if (Sign(dir) == Sign(prevDir)) continue;
-    xs.Add(x);
+    plexa::grow::Append(xs, x);
     prevDir = dir;
     ++count;
   }
@@ -370,7 +371,7 @@ void CCurveCollision::LineCrossings(const BEZPROFILE& bp, double y, bool& hasPre
     if (hasPrev && Sign(dir) == Sign(prevDir)) continue;
     hasPrev = true;
     prevDir = dir;
-    xs.Add(x);
+    plexa::grow::Append(xs, x);
   }
 }
 

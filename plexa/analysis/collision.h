@@ -43,10 +43,11 @@
 
 #include <vector>
 
+#include "plexa/core/types.h"
 #include "plexa/geom/path.h"
 #include "plexa/geom/polypoly.h"
-#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
 // Closedness of a path and the y tolerance of the crossing search (and of a flat piece).
 inline constexpr double kCollisionTolerance = 1e-7;
@@ -58,9 +59,9 @@ inline constexpr int kCollisionMaxBisections = 1000;
 // c2 exactly 0: one root -c0 / c1 when c1 != 0, else none. Discriminant D = c1^2 - 4 c2 c0:
 // D < 0 none; D exactly 0 one root c1 / (-2 c2); otherwise roots[0] = (sqrt(D) - c1) / (2 c2)
 // and roots[1] = (-c1 - sqrt(D)) / (2 c2) (not sorted). NaN input gives NaN roots or none.
-int SolveQuadratic(double c0, double c1, double c2, double* roots);
+PLEXA_API int SolveQuadratic(double c0, double c1, double c2, double* roots);
 
-class CCurveCollision {
+class PLEXA_API CCurveCollision {
  public:
   // One cubic segment in power form, split into y-monotone pieces.
   struct BEZPROFILE {

@@ -1,4 +1,5 @@
 #include "plexa/analysis/connect.h"
+#include "plexa/platform/internal/grow.h"
 
 #include <cmath>
 #include <memory>
@@ -9,6 +10,9 @@ using PLEXA::CDPOINT;
 
 namespace {
 
+// End points closer than this in x and in y are the same point for joining.
+constexpr double kConnectTolerance = 1e-8;
+
 bool Touch(const CDPOINT& a, const CDPOINT& b) {
   return std::fabs(a.x - b.x) < kConnectTolerance && std::fabs(a.y - b.y) < kConnectTolerance;
 }
@@ -18,7 +22,7 @@ bool Joinable(const CBPointArray* p) { return p != nullptr && p->GetSize() >= 2 
 // chain + piece, the chain's last node and the piece's first made one.
 void AppendTo(CBPointArray& chain, const CBPointArray& piece) {
   chain[chain.GetUpperBound()].out = piece[0].out;
-  for (INT_PTR i = 1; i < piece.GetSize(); ++i) chain.Add(piece[i]);
+  for (INT_PTR i = 1; i < piece.GetSize(); ++i) plexa::grow::Append(chain, piece[i]);
 }
 
 // Grows chain at its end with the first unused path that touches it; false when none does.
@@ -75,7 +79,7 @@ void JoinPass(const CPolyPolyBezier& src, CPolyPolyBezier& dst) {
       for (std::size_t j = 0; j < paths.size(); ++j)
         if (Joinable(paths[j]) && blocked[j]) used[j] = true;
     }
-    dst.Add(chain.release());
+    plexa::grow::Append(dst, chain.release());
   }
 }
 
@@ -85,13 +89,13 @@ void ConnectPaths(const CPolyPolyBezier& src, CPolyPolyBezier& dst) {
   CPolyPolyBezier first;
   JoinPass(src, first);  // reads src before dst is touched, so the two may be one set
   dst.RemoveAll();
-  for (int i = 0; i < first.GetSize(); ++i) dst.Add(first.GetAt(i));
+  for (int i = 0; i < first.GetSize(); ++i) plexa::grow::Append(dst, first.GetAt(i));
   first.CPtrArray::SetSize(0);  // ownership moved to dst
   INT_PTR before = src.GetSize();
   while (dst.GetSize() > 1 && dst.GetSize() < before) {
     before = dst.GetSize();
     CPolyPolyBezier temp;
-    for (int i = 0; i < dst.GetSize(); ++i) temp.Add(dst.GetAt(i));
+    for (int i = 0; i < dst.GetSize(); ++i) plexa::grow::Append(temp, dst.GetAt(i));
     dst.CPtrArray::SetSize(0);  // emptied without freeing: temp owns the paths now
     JoinPass(temp, dst);
   }

@@ -5,7 +5,7 @@
 //
 // The joining pass: paths are taken in set order. Each open path starts a chain, which then
 // grows at its end, and afterwards at its start, by the first remaining open path (in set
-// order) that has an end point within kConnectTolerance of the chain's free end in x and in
+// order) that has an end point within 1e-8 of the chain's free end in x and in
 // y (that path reversed when needed), until no remaining path touches the free end or the
 // chain closes on itself (it is then closed exactly: its last node takes the first node's
 // anchor and outgoing control). Where two paths meet, one node stands for both ends: the
@@ -16,13 +16,11 @@
 #pragma once
 
 #include "plexa/geom/polypoly.h"
-
-// End points closer than this in x and in y are the same point for joining.
-inline constexpr double kConnectTolerance = 1e-8;
+#include "plexa/platform/export.h"
 
 // dst is emptied, then receives the joined paths of src (copies: src is not changed; src and
 // dst may be the same set). The joining pass runs on src, then again on its own result while
 // that holds more than one path and the previous pass reduced the count, so it always ends
 // (one pass already joins every chain it can; the repeat only confirms it). Cost: O(P^2)
 // end comparisons per pass for P paths.
-void ConnectPaths(const CPolyPolyBezier& src, CPolyPolyBezier& dst);
+PLEXA_API void ConnectPaths(const CPolyPolyBezier& src, CPolyPolyBezier& dst);

@@ -9,6 +9,10 @@
 
 namespace {
 
+// The polar sort measures each angle against the ray from the pivot towards this far point
+// (pivot.x + kHullRayLength, pivot.y).
+constexpr LONG kHullRayLength = 1000;
+
 double Angle(const tagPOINT& p1, const tagPOINT& p2, const tagPOINT& p3) {
   return GetLinesAngle(p1.x, p1.y, p2.x, p2.y, p3.x, p3.y);
 }

@@ -18,11 +18,8 @@
 #pragma once
 
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 #include "plexa/platform/records.h"
-
-// The polar sort measures each angle against the ray from the pivot towards this far point
-// (pivot.x + kHullRayLength, pivot.y).
-inline constexpr LONG kHullRayLength = 1000;
 
 // Replaces the points by their convex hull, closed (first point repeated at the end).
 // Fewer than four points: unchanged (three points get no closing point).
@@ -42,4 +39,4 @@ inline constexpr LONG kHullRayLength = 1000;
 // When the filter leaves fewer than three points the scan keeps them all, and the closing
 // point is added when the last differs from the first.
 // Coordinates are used in doubles throughout; the whole LONG range is accepted.
-void GetConvexHull(CArray<tagPOINT>& pts);
+PLEXA_API void GetConvexHull(CArray<tagPOINT>& pts);

@@ -5,12 +5,24 @@
 
 #include "plexa/analysis/collision.h"
 #include "plexa/core/planar.h"
-
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CDPOINT;
 using PLEXA::CDRECT;
 
 namespace {
+
+// GetPolyLineWithLineIntersection(s): the x band around the line, the reach of a line that
+// stops short of a polyline (both in drawing units, deliberately absolute), and the distance
+// a hit must keep from the line's end point.
+constexpr double kLineHitMargin = 3.0;
+constexpr double kLineHitMinDistance = 1e-8;
+// GetPolyLineWithLineIntersection starts its nearest-hit search at this distance: farther
+// hits are never taken.
+constexpr double kLineHitFarthest = 1e6;
+// The cubic root bisection stops when the interval can no longer shrink in floating point;
+// this cap only bounds non-finite coefficients (finite ones need at most about 1,100 steps).
+constexpr int kRootMaxBisections = 2200;
 
 inline double Horner(const double c[4], double t) { return c[0] + t * (c[1] + t * (c[2] + t * c[3])); }
 
@@ -69,8 +81,8 @@ void AppendAxisRoots(const double axis[4], const double other[4], bool axisIsX, 
     const double a = Horner(axis, t), o = Horner(other, t);
     const CDPOINT pt = axisIsX ? CDPOINT(a, o) : CDPOINT(o, a);
     if (!keep(pt)) continue;
-    ts.Add(i + t);
-    if (pts) pts->Add(pt);
+    plexa::grow::Append(ts, i + t);
+    if (pts) plexa::grow::Append(*pts, pt);
   }
 }
 
@@ -147,7 +159,7 @@ void FindLineIntersections(const CArray<CDPOINT>& poly, const PLEXA::CDLINE& lin
   const CDPOINT* p = poly.GetData();
   for (INT_PTR i = 0; i + 1 < poly.GetSize(); ++i) {
     double sv;
-    if (SegmentCrossesLine(p[i], p[i + 1], line.p1, line.p2, sv)) s.Add(sv);
+    if (SegmentCrossesLine(p[i], p[i + 1], line.p1, line.p2, sv)) plexa::grow::Append(s, sv);
   }
 }
 
@@ -298,8 +310,8 @@ void GetPolyLineWithLineIntersections(CArray<CDPOINT>& poly, PLEXA::CDLINE line,
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
     if (!(std::hypot(ix - line.p2.x, iy - line.p2.y) >= kLineHitMinDistance)) continue;
     if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy)) continue;
-    hits.Add(CDPOINT(ix, iy));
-    if (segs) segs->Add(static_cast<DWORD>(i));
+    plexa::grow::Append(hits, CDPOINT(ix, iy));
+    if (segs) plexa::grow::Append(*segs, static_cast<DWORD>(i));
   }
 }
 

@@ -6,12 +6,18 @@
 
 #include "plexa/analysis/intersect.h"
 #include "plexa/geom/bezier.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDLINE;
 using PLEXA::CDPOINT;
 
 namespace {
+
+// The most scan lines one load accepts (bounds the work of GetAllSpans and GetSerpentine).
+constexpr long long kScanMaxLines = 1000000;
+// Serpentine joins: the default join tolerance, as a fraction of the line spacing (see above).
+constexpr double kScanJoinDefaultTolerance = 0.05;
 
 bool Finite(const CDPOINT& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
@@ -61,7 +67,7 @@ bool CCurveScanLines::SetCurves(const CPolyPolyBezier& set, double spacing, doub
       vmax = any ? std::max(vmax, r.ymax) : r.ymax;
       any = true;
     }
-    m_scan.Add(path.release());
+    plexa::grow::Append(m_scan, path.release());
   }
   if (!any) return false;
   // Line k lies at (k + phase) * spacing; take every k whose level is within [vmin, vmax].
@@ -118,7 +124,7 @@ int CCurveScanLines::GetSpans(int i, CArray<CDLINE>& spans) const {
   std::vector<Span> line;
   LineSpans(i, line);
   const double v = GetLineLevel(i);
-  for (const Span& s : line) spans.Add(CDLINE(ToPlane(s.u0, v), ToPlane(s.u1, v)));
+  for (const Span& s : line) plexa::grow::Append(spans, CDLINE(ToPlane(s.u0, v), ToPlane(s.u1, v)));
   return static_cast<int>(line.size());
 }
 
@@ -129,9 +135,9 @@ void CCurveScanLines::GetAllSpans(CArray<CDLINE>& spans, bool alternate) const {
     LineSpans(i, line);
     const double v = GetLineLevel(i);
     if (alternate && (i & 1)) {
-      for (auto it = line.rbegin(); it != line.rend(); ++it) spans.Add(CDLINE(ToPlane(it->u1, v), ToPlane(it->u0, v)));
+      for (auto it = line.rbegin(); it != line.rend(); ++it) plexa::grow::Append(spans, CDLINE(ToPlane(it->u1, v), ToPlane(it->u0, v)));
     } else {
-      for (const Span& s : line) spans.Add(CDLINE(ToPlane(s.u0, v), ToPlane(s.u1, v)));
+      for (const Span& s : line) plexa::grow::Append(spans, CDLINE(ToPlane(s.u0, v), ToPlane(s.u1, v)));
     }
   }
 }
@@ -199,8 +205,8 @@ void CCurveScanLines::GetSerpentine(CPolyPolyDPoint& polylines, double tolerance
         const Span s = lines[static_cast<size_t>(line)][cur];
         const double v = GetLineLevel(line);
         const double uStart = forward ? s.u0 : s.u1, uEnd = forward ? s.u1 : s.u0;
-        poly->Add(ToPlane(uStart, v));
-        poly->Add(ToPlane(uEnd, v));
+        plexa::grow::Append(*poly, ToPlane(uStart, v));
+        plexa::grow::Append(*poly, ToPlane(uEnd, v));
         if (line + 1 >= m_lineCount) break;
         const auto& next = lines[static_cast<size_t>(line + 1)];
         const double vn = GetLineLevel(line + 1);
@@ -225,7 +231,7 @@ void CCurveScanLines::GetSerpentine(CPolyPolyDPoint& polylines, double tolerance
         cur = best;
         forward = !forward;
       }
-      polylines.Add(poly.release());
+      plexa::grow::Append(polylines, poly.release());
     }
   }
 }

@@ -42,7 +42,7 @@
 //
 // Failure and bounds: SetCurves refuses (false, nothing loaded) a spacing that is not finite
 // and positive, a non-finite angle or phase, outlines with non-finite coordinates, and more
-// than kScanMaxLines lines. Cost: each line's crossings take O(pieces) plus one bisection per
+// than 1,000,000 lines. Cost: each line's crossings take O(pieces) plus one bisection per
 // crossing (see CCurveCollision); a serpentine join check takes O(segments).
 //
 // Thread safety: the queries are const; loading must not overlap them.
@@ -51,16 +51,12 @@
 #include <vector>
 
 #include "plexa/analysis/collision.h"
-#include "plexa/geom/polypoly.h"
 #include "plexa/core/types.h"
+#include "plexa/geom/polypoly.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
-// The most scan lines one load accepts (bounds the work of GetAllSpans and GetSerpentine).
-inline constexpr long long kScanMaxLines = 1000000;
-// Serpentine joins: the default join tolerance, as a fraction of the line spacing (see above).
-inline constexpr double kScanJoinDefaultTolerance = 0.05;
-
-class CCurveScanLines {
+class PLEXA_API CCurveScanLines {
  public:
   CCurveScanLines() = default;
   CCurveScanLines(const CPolyPolyBezier& set, double spacing, double angle, double phase = 0.5) {
@@ -98,11 +94,13 @@ class CCurveScanLines {
   void GetAllSpans(CArray<PLEXA::CDLINE>& spans, bool alternate) const;
   // The spans joined into serpentine polylines (see above), replacing the set's contents;
   // every span appears in exactly one polyline, as two consecutive points. A negative
-  // tolerance means the default, spacing * kScanJoinDefaultTolerance.
+  // tolerance means the default, spacing * 0.05.
   void GetSerpentine(CPolyPolyDPoint& polylines, double tolerance = -1) const;
 
   // The inside test the spans follow, in plane coordinates.
-  bool IsPointInside(const PLEXA::CDPOINT& p) const { return m_loaded && m_hit.IsPointInCurves(ToScan(p)); }
+  bool IsPointInside(const PLEXA::CDPOINT& p) const {
+    return m_loaded && m_hit.IsPointInCurves(ToScan(p));
+  }
 
  private:
   struct Span {

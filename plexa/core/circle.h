@@ -15,6 +15,7 @@
 
 #include "plexa/core/planar.h"
 #include "plexa/core/types.h"
+#include "plexa/platform/export.h"
 
 namespace PLEXA {
 
@@ -22,20 +23,21 @@ namespace PLEXA {
 // than 1e-8 to the line through that side (an absolute distance, so the answer does not
 // depend on how long the sides are), or all three lie within 1e-8 of each other. NaN
 // coordinates count as collinear, so that GetCircle refuses them.
-bool ArePointsCollinear(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c);
+PLEXA_API bool ArePointsCollinear(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c);
 
 // a moved into [0, 2 pi) by as many whole turns as needed (unlike Bound2PI, which wraps
 // once). Values that would round up to 2 pi give 0. NaN or infinite: NaN.
-double Bound0To2PI(double a);
+PLEXA_API double Bound0To2PI(double a);
 
 // The circle through three points, computed relative to p1 for accuracy. False, with center
 // and radius unchanged, when the points are collinear (ArePointsCollinear) or the result is
 // not finite (overflow on huge coordinates).
-bool GetCircle(const CDPOINT& p1, const CDPOINT& p2, const CDPOINT& p3, CDPOINT& center, double& radius);
+PLEXA_API bool GetCircle(const CDPOINT& p1, const CDPOINT& p2, const CDPOINT& p3, CDPOINT& center,
+                         double& radius);
 
 // True when the arc that starts at start, passes mid and ends at end turns clockwise
 // (decreasing angle about its centre, as GetArcBPoints' flag). False for collinear points,
 // where no arc exists, and for counter-clockwise arcs.
-bool IsArcClockwise(const CDPOINT& start, const CDPOINT& mid, const CDPOINT& end);
+PLEXA_API bool IsArcClockwise(const CDPOINT& start, const CDPOINT& mid, const CDPOINT& end);
 
 }  // namespace PLEXA

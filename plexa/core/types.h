@@ -27,10 +27,26 @@ struct CDPOINT {
   constexpr CDPOINT() = default;
   constexpr CDPOINT(double px, double py) : x(px), y(py) {}
 
-  constexpr CDPOINT& operator+=(const CDPOINT& o) { x += o.x; y += o.y; return *this; }
-  constexpr CDPOINT& operator-=(const CDPOINT& o) { x -= o.x; y -= o.y; return *this; }
-  constexpr CDPOINT& operator*=(double s) { x *= s; y *= s; return *this; }
-  constexpr CDPOINT& operator/=(double s) { x /= s; y /= s; return *this; }
+  constexpr CDPOINT& operator+=(const CDPOINT& o) {
+    x += o.x;
+    y += o.y;
+    return *this;
+  }
+  constexpr CDPOINT& operator-=(const CDPOINT& o) {
+    x -= o.x;
+    y -= o.y;
+    return *this;
+  }
+  constexpr CDPOINT& operator*=(double s) {
+    x *= s;
+    y *= s;
+    return *this;
+  }
+  constexpr CDPOINT& operator/=(double s) {
+    x /= s;
+    y /= s;
+    return *this;
+  }
   friend constexpr CDPOINT operator+(CDPOINT a, const CDPOINT& b) { return a += b; }
   friend constexpr CDPOINT operator-(CDPOINT a, const CDPOINT& b) { return a -= b; }
   friend constexpr CDPOINT operator-(const CDPOINT& a) { return CDPOINT(-a.x, -a.y); }
@@ -38,7 +54,9 @@ struct CDPOINT {
   friend constexpr CDPOINT operator*(double s, CDPOINT a) { return a *= s; }
   friend constexpr CDPOINT operator/(CDPOINT a, double s) { return a /= s; }
   // Exact comparison, for containers and tests; geometry uses the tolerances above.
-  friend constexpr bool operator==(const CDPOINT& a, const CDPOINT& b) { return a.x == b.x && a.y == b.y; }
+  friend constexpr bool operator==(const CDPOINT& a, const CDPOINT& b) {
+    return a.x == b.x && a.y == b.y;
+  }
 };
 
 struct CFPOINT {
@@ -46,16 +64,19 @@ struct CFPOINT {
   float y = 0;
   constexpr CFPOINT() = default;
   constexpr CFPOINT(float px, float py) : x(px), y(py) {}
-  friend constexpr bool operator==(const CFPOINT& a, const CFPOINT& b) { return a.x == b.x && a.y == b.y; }
+  friend constexpr bool operator==(const CFPOINT& a, const CFPOINT& b) {
+    return a.x == b.x && a.y == b.y;
+  }
 };
 
 struct CBPOINT {
-  CDPOINT in;      // incoming control: second control point of the segment ending here
-  CDPOINT anchor;  // the on-curve point
-  CDPOINT out;     // outgoing control: first control point of the segment starting here
+  CDPOINT in;               // incoming control: second control point of the segment ending here
+  CDPOINT anchor;           // the on-curve point
+  CDPOINT out;              // outgoing control: first control point of the segment starting here
   unsigned short attr = 0;  // host's attribute word; never interpreted
   constexpr CBPOINT() = default;
-  constexpr CBPOINT(const CDPOINT& i, const CDPOINT& a, const CDPOINT& o) : in(i), anchor(a), out(o) {}
+  constexpr CBPOINT(const CDPOINT& i, const CDPOINT& a, const CDPOINT& o)
+      : in(i), anchor(a), out(o) {}
   // Exact comparison of all six coordinates and the attribute word, for tests and containers.
   friend constexpr bool operator==(const CBPOINT& a, const CBPOINT& b) {
     return a.in == b.in && a.anchor == b.anchor && a.out == b.out && a.attr == b.attr;
@@ -68,7 +89,8 @@ struct CDRECT {
   double ymin = 0;
   double ymax = 0;
   constexpr CDRECT() = default;
-  constexpr CDRECT(double x0, double x1, double y0, double y1) : xmin(x0), xmax(x1), ymin(y0), ymax(y1) {}
+  constexpr CDRECT(double x0, double x1, double y0, double y1)
+      : xmin(x0), xmax(x1), ymin(y0), ymax(y1) {}
   constexpr double Width() const { return xmax - xmin; }
   constexpr double Height() const { return ymax - ymin; }
   friend constexpr bool operator==(const CDRECT& a, const CDRECT& b) {

@@ -4,6 +4,14 @@
 #include <cstdio>
 #include <utility>
 
+namespace {
+
+// Pivots smaller than this in magnitude are replaced by +-kPivotFloor when inverting.
+constexpr double kPivotFloor = 1e-8;
+// Rotate3D(ax, ay, az) skips a factor whose angle is smaller than this in magnitude.
+constexpr double kAngleSkip = 1e-8;
+
+}  // namespace
 void ZeroMat(double M[4][4]) {
   for (int i = 0; i < 4; ++i)
     for (int j = 0; j < 4; ++j) M[i][j] = 0.0;

@@ -20,41 +20,42 @@
 #pragma once
 
 #include "plexa/core/types.h"
+#include "plexa/platform/export.h"
 #include "plexa/platform/records.h"
 
 using MATRIX4 = double[4][4];
 
-// Pivots smaller than this in magnitude are replaced by +-kPivotFloor when inverting.
-inline constexpr double kPivotFloor = 1e-8;
-// Rotate3D(ax, ay, az) skips a factor whose angle is smaller than this in magnitude.
-inline constexpr double kAngleSkip = 1e-8;
-
-void ZeroMat(double M[4][4]);
-void UnityMat(double M[4][4]);
-void ZeroVec(double v[4]);                            // (0, 0, 0, 1)
-void CopyMat(const double src[4][4], double dst[4][4]);  // source first
-void MultMat(const double A[4][4], const double B[4][4], double C[4][4]);  // C = A * B
-void InvMat(const double A[4][4], double B[4][4]);
-void Transform3D(const double v[4], const double M[4][4], double out[4]);  // out[3] = 1
-void Translate3D(double dx, double dy, double dz, double M[4][4]);  // row 3 = (-dx,-dy,-dz,1)
-void Scale3D(double sx, double sy, double sz, double M[4][4]);
-void Rotate3D(int axis, double a, double M[4][4]);  // axis 1 = x, 2 = y, 3 = z
-void Rotate3D(double ax, double ay, double az, double M[4][4]);  // Rz * Ry * Rx
-void Skew2D(bool vertical, double a, double M[4][4]);
-void PrepareMat3D(double tx, double ty, double tz, double sx, double sy, double sz, double rx,
-                  double ry, double rz, double M[4][4]);
-void PrepareInvMat3D(double tx, double ty, double tz, double sx, double sy, double sz, double rx,
-                     double ry, double rz, double M[4][4]);
+PLEXA_API void ZeroMat(double M[4][4]);
+PLEXA_API void UnityMat(double M[4][4]);
+PLEXA_API void ZeroVec(double v[4]);                                                 // (0, 0, 0, 1)
+PLEXA_API void CopyMat(const double src[4][4], double dst[4][4]);                    // source first
+PLEXA_API void MultMat(const double A[4][4], const double B[4][4], double C[4][4]);  // C = A * B
+PLEXA_API void InvMat(const double A[4][4], double B[4][4]);
+PLEXA_API void Transform3D(const double v[4], const double M[4][4], double out[4]);  // out[3] = 1
+PLEXA_API void Translate3D(double dx, double dy, double dz,
+                           double M[4][4]);  // row 3 = (-dx,-dy,-dz,1)
+PLEXA_API void Scale3D(double sx, double sy, double sz, double M[4][4]);
+PLEXA_API void Rotate3D(int axis, double a, double M[4][4]);  // axis 1 = x, 2 = y, 3 = z
+PLEXA_API void Rotate3D(double ax, double ay, double az, double M[4][4]);  // Rz * Ry * Rx
+PLEXA_API void Skew2D(bool vertical, double a, double M[4][4]);
+PLEXA_API void PrepareMat3D(double tx, double ty, double tz, double sx, double sy, double sz,
+                            double rx, double ry, double rz, double M[4][4]);
+PLEXA_API void PrepareInvMat3D(double tx, double ty, double tz, double sx, double sy, double sz,
+                               double rx, double ry, double rz, double M[4][4]);
 
 // Diagnostics to the standard error stream; they never affect a result.
-void PrintMat(const double M[4][4]);                      // "%12.7f " per entry, a row a line
-void PrintVec(const char* name, const double v[4]);       // "%s=(%12.2f,%12.2f,%12.2f,%12.2f)\n"
-void PrintWorkMat(const double m[4][8]);                  // InvMat's [A | I]: "%8.2f " per entry
+PLEXA_API void PrintMat(const double M[4][4]);  // "%12.7f " per entry, a row a line
+PLEXA_API void PrintVec(const char* name,
+                        const double v[4]);         // "%s=(%12.2f,%12.2f,%12.2f,%12.2f)\n"
+PLEXA_API void PrintWorkMat(const double m[4][8]);  // InvMat's [A | I]: "%8.2f " per entry
 
-class CView3D {
+class PLEXA_API CView3D {
  public:
   CView3D() { Reset(); }
-  CView3D(const CView3D& o) { Reset(); SetMat(o.mat_); }
+  CView3D(const CView3D& o) {
+    Reset();
+    SetMat(o.mat_);
+  }
   CView3D& operator=(const CView3D& o) {
     if (this != &o) SetMat(o.mat_);
     return *this;

@@ -5,6 +5,11 @@
 
 namespace {
 
+// RGB2HLS treats a channel spread or a distance from white below this as no colour.
+constexpr double kColourEpsilon = 1e-7;
+// RGB2CMYK treats a key within this of 1 as black.
+constexpr double kBlackEpsilon = 1e-8;
+
 // trunc(v) clamped to 0 .. 255, decided in floating point so that NaN and values beyond
 // int's range never reach the conversion.
 int TruncToByte(double v) {

@@ -12,22 +12,19 @@
 // A grey (no saturation) reports hue 60.
 #pragma once
 
-// RGB2HLS treats a channel spread or a distance from white below this as no colour.
-inline constexpr double kColourEpsilon = 1e-7;
-// RGB2CMYK treats a key within this of 1 as black.
-inline constexpr double kBlackEpsilon = 1e-8;
+#include "plexa/platform/export.h"
 
 // r, g, b are clamped to 0 .. 255. h in degrees 0 .. 360 on the shifted scale, l and s in
 // 0 .. 1. Black, white and greys give h = 60 and s = 0.
-void RGB2HLS(int r, int g, int b, double& h, double& l, double& s);
+PLEXA_API void RGB2HLS(int r, int g, int b, double& h, double& l, double& s);
 
 // The inverse: h is limited to 0 .. 360 (hues beyond 360 act as 360, below 0 as 0), l to
 // 0 .. 1, s to at most 1; a negative or zero s gives the grey of lightness l. Each channel
 // is rounded (trunc(v*255 + 0.5)) and clamped to 0 .. 255. NaN inputs give channels of 0
 // where they reach a channel, never undefined conversions.
-void HLS2RGB(double h, double l, double s, int& r, int& g, int& b);
+PLEXA_API void HLS2RGB(double h, double l, double s, int& r, int& g, int& b);
 
 // c, m, y, k in 0 .. 255; inputs are used as given (not clamped) and the outputs clamped.
-// Black (key within kBlackEpsilon of 1) gives (0, 0, 0, 255). The values are truncated,
+// Black (key within 1e-8 of 1) gives (0, 0, 0, 255). The values are truncated,
 // not rounded, unlike HLS2RGB; the difference is intended.
-void RGB2CMYK(int r, int g, int b, int& c, int& m, int& y, int& k);
+PLEXA_API void RGB2CMYK(int r, int g, int b, int& c, int& m, int& y, int& k);

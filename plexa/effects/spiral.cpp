@@ -1,4 +1,5 @@
 #include "plexa/effects/spiral.h"
+#include "plexa/platform/internal/grow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,6 +9,24 @@ using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
 namespace {
+
+// One full turn, as the spiral's formulas spell it.
+constexpr double kSpiralTwoPi = 6.283185307179586;
+// The grid of the Bezier approximation: every segment ends on a multiple of pi/4.
+constexpr double kSpiralQuarterPi = 0.7853981633974483;
+// Simpson's rule over this many intervals (five pairs) measures arc length; fixed.
+constexpr int kSpiralSimpsonIntervals = 10;
+// CalcAngle widens its search interval by tripling at most this many times; beyond ~650
+// triplings the bound is infinite anyway.
+constexpr int kSpiralMaxWidenings = 700;
+// CalcAngle bisects at most this many times; the stop on "no further progress" ends a
+// bisection over doubles well before (about 1100 steps from the largest double).
+constexpr int kSpiralMaxBisections = 4096;
+// CalcCurve refuses (empty path) a stretch that would need more grid nodes than this.
+constexpr double kSpiralMaxCurveNodes = 1 << 20;
+// NormalizeAngleRad adds 2*pi one turn at a time for up to this many turns; angles further
+// below zero are first reduced by a floating remainder, so the loop stays bounded.
+constexpr double kSpiralMaxUnwindTurns = 1 << 16;
 
 // The coefficients of the through-the-thirds control point, as the formula spells them.
 constexpr double kFiveSixths = 0.8333333333333334;
@@ -98,11 +117,11 @@ void CSpiral::CalcCurve(CBPointArray& path, double t0, double t1) const {
   if (grid > kSpiralMaxCurveNodes) return;
 
   CArray<double, double> params;
-  params.Add(t0);
+  plexa::grow::Append(params, t0);
   // An integer counter: past 2^53 adding 1 to a double index would not move it.
   for (long long c = 0; c < static_cast<long long>(grid); ++c)
-    params.Add((first + static_cast<double>(c)) * kSpiralQuarterPi);
-  if (t1 > params[params.GetSize() - 1]) params.Add(t1);
+    plexa::grow::Append(params, (first + static_cast<double>(c)) * kSpiralQuarterPi);
+  if (t1 > params[params.GetSize() - 1]) plexa::grow::Append(params, t1);
 
   const INT_PTR n = params.GetSize();
   path.SetSize(n);

@@ -14,31 +14,15 @@
 // member function changes any field except SetDRPerCircle (k).
 //
 // Non-finite or huge arguments never hang or crash: the loops below are bounded (see the
-// constants) and the results are then NaN, infinite or empty as each function says.
+// bounds beside the code in spiral.cpp) and the results are then NaN, infinite or empty as
+// each function says.
 #pragma once
 
-#include "plexa/geom/path.h"
 #include "plexa/core/types.h"
+#include "plexa/geom/path.h"
+#include "plexa/platform/export.h"
 
-// One full turn, as the spiral's formulas spell it.
-inline constexpr double kSpiralTwoPi = 6.283185307179586;
-// The grid of the Bezier approximation: every segment ends on a multiple of pi/4.
-inline constexpr double kSpiralQuarterPi = 0.7853981633974483;
-// Simpson's rule over this many intervals (five pairs) measures arc length; fixed.
-inline constexpr int kSpiralSimpsonIntervals = 10;
-// CalcAngle widens its search interval by tripling at most this many times; beyond ~650
-// triplings the bound is infinite anyway.
-inline constexpr int kSpiralMaxWidenings = 700;
-// CalcAngle bisects at most this many times; the stop on "no further progress" ends a
-// bisection over doubles well before (about 1100 steps from the largest double).
-inline constexpr int kSpiralMaxBisections = 4096;
-// CalcCurve refuses (empty path) a stretch that would need more grid nodes than this.
-inline constexpr double kSpiralMaxCurveNodes = 1 << 20;
-// NormalizeAngleRad adds 2*pi one turn at a time for up to this many turns; angles further
-// below zero are first reduced by a floating remainder, so the loop stays bounded.
-inline constexpr double kSpiralMaxUnwindTurns = 1 << 16;
-
-class CSpiral {
+class PLEXA_API CSpiral {
  public:
   // Centre (0, 0), k = 10.0, r0 = 0.0, direction 1.
   CSpiral() = default;
@@ -81,7 +65,7 @@ class CSpiral {
   // their anchors. Attribute words are 0; the path is open. t1 <= t0 gives the single node
   // at t0. A negative t1 may be left out by the rule: -3 .. -2 gives nodes at -3 and -pi/2
   // only, as -2 does not lie beyond -pi/2. Non-finite ends or more than
-  // kSpiralMaxCurveNodes grid nodes give an empty path.
+  // 2^20 grid nodes give an empty path.
   void CalcCurve(CBPointArray& path, double t0, double t1) const;
 
   // Whether p lies inside the spiral drawn up to angle t: inside the circle of radius

@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "plexa/core/planar.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBEZIER;
 using PLEXA::CBPOINT;
@@ -12,6 +13,26 @@ using PLEXA::CDPOINT;
 using PLEXA::CDRECT;
 
 namespace {
+
+// Arc length: a Simpson speed sample within this of kSpeedFloor is taken as 0.
+constexpr double kSpeedZeroBand = 1e-8;
+constexpr double kSpeedFloor = 1e-20;
+// Arc length: more intervals than this are treated as this many (bounds the work of a call).
+constexpr int kMaxSimpsonIntervals = 65536;
+// GetTFromLength: bisection stops when the midpoint moves by less than this, or after
+// kMaxLengthBisections rounds.
+constexpr double kLengthBisectionStop = 1e-8;
+constexpr int kMaxLengthBisections = 1000;
+// Tangent angle: parameters used in place of exactly 0 and exactly 1, where a control point
+// sitting on its anchor would give a zero derivative.
+constexpr double kTangentStart = 0.001;
+constexpr double kTangentEnd = 0.999;
+// _GetCurveT: first scan step and number of refinement rounds (each divides the step by 10).
+constexpr double kCurveTScanStep = 0.01;
+constexpr int kCurveTRefinements = 8;
+// CBezierPoint::IsSmooth: the anchor must lie closer than this to the line through the
+// controls. (Each control must also be at least PLEXA::kHandleDistinct from the anchor.)
+constexpr double kSmoothLineDistance = 0.1;
 
 double Distance(const CDPOINT& a, const CDPOINT& b) {
   const double dx = b.x - a.x, dy = b.y - a.y;
@@ -301,6 +322,7 @@ struct CBezier::FlattenSink {
   void Flush() {
     if (pending == 0) return;
     const INT_PTR old = list.GetSize();
+    plexa::grow::Reserve(list, old + pending);
     list.SetSize(old + pending);
     std::copy(block, block + pending, list.GetData() + old);
     pending = 0;
@@ -311,7 +333,7 @@ void CBezier::GetPolyline(CArray<CDPOINT, CDPOINT>& list) const {
   if (!m_expandStraightLines && Distance(m_p[0], m_p[1]) < PLEXA::kCoincide &&
       Distance(m_p[2], m_p[3]) < PLEXA::kCoincide) {
     if (list.IsEmpty()) list.Add(m_p[0]);
-    list.Add(m_p[3]);
+    plexa::grow::Append(list, m_p[3]);
     return;
   }
   const double r = EffectiveResolution(Distance(m_p[0], m_p[3]), m_resolution);

@@ -20,11 +20,12 @@
 // several threads at once.
 //
 // The nearest-point members (GetNearestCurvePoint*) are implemented with the line clipper in
-// plexa/analysis/nearest.cpp; see plexa/geom/nearest.h.
+// plexa/geom/nearest.cpp; see plexa/geom/nearest.h.
 #pragma once
 
 #include "plexa/core/types.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
 // Flattening: a piece is flat when all three control legs are at most the effective
 // resolution. Once a list holds more than this many points every further piece is appended
@@ -35,32 +36,8 @@ inline constexpr INT_PTR kFlattenPointCeiling = 100000;
 // the resolution reach it, and all of those also reach the point ceiling; it keeps their
 // recursion and output finite.
 inline constexpr int kMaxFlattenDepth = 64;
-// Arc length: a Simpson speed sample within this of kSpeedFloor is taken as 0.
-inline constexpr double kSpeedZeroBand = 1e-8;
-inline constexpr double kSpeedFloor = 1e-20;
-// Arc length: more intervals than this are treated as this many (bounds the work of a call).
-inline constexpr int kMaxSimpsonIntervals = 65536;
-// GetTFromLength: bisection stops when the midpoint moves by less than this, or after
-// kMaxLengthBisections rounds.
-inline constexpr double kLengthBisectionStop = 1e-8;
-inline constexpr int kMaxLengthBisections = 1000;
-// Tangent angle: parameters used in place of exactly 0 and exactly 1, where a control point
-// sitting on its anchor would give a zero derivative.
-inline constexpr double kTangentStart = 0.001;
-inline constexpr double kTangentEnd = 0.999;
-// _GetCurveT: first scan step and number of refinement rounds (each divides the step by 10).
-inline constexpr double kCurveTScanStep = 0.01;
-inline constexpr int kCurveTRefinements = 8;
-// CBezierPoint::IsSmooth: the anchor must lie closer than this to the line through the
-// controls. (Each control must also be at least PLEXA::kHandleDistinct from the anchor.)
-inline constexpr double kSmoothLineDistance = 0.1;
-// Nearest point: depth limit of the root isolation (the flatness threshold is 2^-(64 + 1)),
-// and the guard that replaces a denominator within it of 0 (carrying the denominator's sign,
-// 0 counting as positive).
-inline constexpr int kNearestMaxDepth = 64;
-inline constexpr double kNearestDivisionGuard = 1e-8;
 
-class CBezier {
+class PLEXA_API CBezier {
  public:
   // All four points (0, 0).
   CBezier() = default;
@@ -112,7 +89,7 @@ class CBezier {
   // GetLength(0, 1, 10).
   double GetLength() const;
   // Arc length from t0 to t1 by Simpson's rule on n intervals. Deliberately, an odd n drops
-  // its last interval and n <= 1 gives 0. n above kMaxSimpsonIntervals is taken as that.
+  // its last interval and n <= 1 gives 0. n above 65,536 is taken as 65,536.
   // Negative when t1 < t0.
   double GetLength(double t0, double t1, int n) const;
   // Parameter whose arc length GetLength(0, t, 10) from 0 equals len, by bisection on
@@ -160,11 +137,11 @@ class CBezier {
   // solved so that B(t) = p.
   void DragToPoint(double t, const PLEXA::CDPOINT& p);
 
-  // ---- Nearest point (plexa/analysis/nearest.cpp) ----
+  // ---- Nearest point (plexa/geom/nearest.cpp) ----
   // Parameter in [0, 1] of the curve point nearest p by root isolation of the fifth-degree
   // (B(t) - p) . B'(t): candidates t = 0, every root in order (a strictly smaller squared
   // distance wins), then t = 1 (only when strictly nearer). Roots are clamped into [0, 1]
-  // before they compete. Root isolation recurses to depth kNearestMaxDepth at most and
+  // before they compete. Root isolation recurses to depth 64 at most and
   // visits a bounded number of polygons. The flatness threshold (2^-65) and the +-1e-8
   // denominator guard are absolute, as designed, so accuracy depends on the segment's size:
   // measured on random segments, distances agree with a dense scan to 1e-9 of the size for
@@ -198,7 +175,7 @@ class CBezier {
 
 // One node and the edits a host applies to it. Holds a copy of the node (attribute word
 // included) and nothing else; read it back with GetBPoint().
-class CBezierPoint {
+class PLEXA_API CBezierPoint {
  public:
   CBezierPoint() = default;
   explicit CBezierPoint(const PLEXA::CBPOINT& node) : m_node(node) {}
@@ -223,7 +200,7 @@ class CBezierPoint {
   // control (2 anchor + next)/3 rotated by -r. Anchor and attribute word are kept.
   void Smooth(const PLEXA::CDPOINT& prev, const PLEXA::CDPOINT& next);
   // False when either control is closer than PLEXA::kHandleDistinct (0.1) to the anchor;
-  // otherwise true when the anchor is closer than kSmoothLineDistance (0.1) to the line
+  // otherwise true when the anchor is closer than 0.1 to the line
   // through the two controls.
   bool IsSmooth() const;
 

@@ -91,8 +91,9 @@
 // The path is not thread-shared state: concurrent calls on different paths are safe.
 #pragma once
 
-#include "plexa/geom/path.h"
 #include "plexa/core/types.h"
+#include "plexa/geom/path.h"
+#include "plexa/platform/export.h"
 
 // Smallest tolerance used, in drawing units: a NaN, zero or negative tolerance means this.
 inline constexpr double kFitMinTolerance = 1e-8;
@@ -154,4 +155,5 @@ inline constexpr double kFitRescaleAbove = 1e100;
 
 // Fits `count` points starting at `points` into `path` (emptied first) within `tolerance`
 // drawing units. See above for the contract and the degenerate cases. Returns nothing.
-void FitCurve(const PLEXA::CDPOINT* points, int count, CBPointArray* path, double tolerance);
+PLEXA_API void FitCurve(const PLEXA::CDPOINT* points, int count, CBPointArray* path,
+                        double tolerance);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <utility>
+#include <vector>
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -74,9 +75,24 @@ int CBPointArray::SetOrientation(bool clockwise) {
 }
 
 void CBPointArray::RemoveSamePoints(double tol) {
-  for (INT_PTR i = GetSize() - 2; i >= 0; --i) {
-    const CBPOINT& a = GetData()[i];
-    const CBPOINT& b = GetData()[i + 1];
-    if (Near(a.in, b.in, tol) && Near(a.anchor, b.anchor, tol) && Near(a.out, b.out, tol)) RemoveAt(i);
+  // Removing from the end backwards compares each node with the next node that survives (the
+  // later node of a run). One backward pass marks, one forward pass compacts: linear, where
+  // removing nodes one at a time would move the tail once per removal.
+  const INT_PTR n = GetSize();
+  if (n < 2) return;
+  CBPOINT* d = GetData();
+  std::vector<bool> keep(static_cast<std::size_t>(n), true);
+  INT_PTR next = n - 1;
+  for (INT_PTR i = n - 2; i >= 0; --i) {
+    const CBPOINT& a = d[i];
+    const CBPOINT& b = d[next];
+    if (Near(a.in, b.in, tol) && Near(a.anchor, b.anchor, tol) && Near(a.out, b.out, tol))
+      keep[static_cast<std::size_t>(i)] = false;
+    else
+      next = i;
   }
+  INT_PTR kept = 0;
+  for (INT_PTR i = 0; i < n; ++i)
+    if (keep[static_cast<std::size_t>(i)]) d[kept++] = d[i];
+  SetSize(kept);
 }

@@ -11,16 +11,17 @@
 // path adds no fields to its node array.
 #pragma once
 
+#include "plexa/core/types.h"
 #include "plexa/core/view3d.h"
 #include "plexa/geom/bezier.h"
-#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
 // Halving depth and point count at which flattening by ratio accepts pieces as they stand.
 inline constexpr int kFlattenExMaxDepth = 40;
 inline constexpr INT_PTR kFlattenExPointCeiling = 1000000;
 
-class CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
+class PLEXA_API CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
  public:
   CBPointArray() = default;
   CBPointArray(const CBPointArray&) = default;
@@ -49,15 +50,16 @@ class CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
   // pts (not emptied first: the first anchor is added only when pts starts empty); after each
   // segment the point count is appended to segEnds, so segEnds[i] is one past the last point
   // of segment i. Fewer than 2 nodes add nothing.
-  void ExecuteBPointArrayT(CArray<PLEXA::CDPOINT>& pts, CDWordArray& segEnds, double resolution) const;
+  void ExecuteBPointArrayT(CArray<PLEXA::CDPOINT>& pts, CDWordArray& segEnds,
+                           double resolution) const;
   // Flattening by flatness ratio: the first anchor (and 0.0 to params), then each segment
   // halved until chord * ratio >= the sum of its control legs, appending each accepted
   // piece's end point (and its parameter local to the segment, 0..1), and after each segment
   // the point count to segEnds. Empty path: nothing. A ratio of 1 or less accepts a curved
   // piece only when rounding does. Bounds: halving stops at depth kFlattenExMaxDepth, and
   // once pts holds more than kFlattenExPointCeiling points pieces are accepted as they stand.
-  void ExecuteBPointArrayTEx(CArray<PLEXA::CDPOINT>& pts, CArray<double>* params, CDWordArray* segEnds,
-                             double ratio) const;
+  void ExecuteBPointArrayTEx(CArray<PLEXA::CDPOINT>& pts, CArray<double>* params,
+                             CDWordArray* segEnds, double ratio) const;
   // Bounds of the path flattened by CBezier::GetPolyline at the resolution; all zeros for
   // fewer than 2 nodes.
   PLEXA::CDRECT GetPolyBezierRect(double resolution) const;
@@ -108,7 +110,9 @@ class CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
     GetLineBPoints(p0, p1, *this, unused);
   }
   void CreatePolygon(const PLEXA::CDRECT& r, int n) { GetPolygonBPoints(r, *this, n); }
-  void CreateRoundRect(const PLEXA::CDRECT& r, double radius) { GetRoundRectBPoints(r, *this, radius); }
+  void CreateRoundRect(const PLEXA::CDRECT& r, double radius) {
+    GetRoundRectBPoints(r, *this, radius);
+  }
 
   // ---- Editing ----
 
@@ -181,8 +185,8 @@ class CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
   static void MBPScaleRotate(const PLEXA::CDPOINT& O, PLEXA::CDPOINT& Q, const PLEXA::CDPOINT& A,
                              const PLEXA::CDPOINT& B);
   // ... and the same s and theta with Q taken about A: Q := A + R(s (Q - A)).
-  static void MBPScaleRotate2(const PLEXA::CDPOINT& A, const PLEXA::CDPOINT& B, const PLEXA::CDPOINT& O,
-                              PLEXA::CDPOINT& Q);
+  static void MBPScaleRotate2(const PLEXA::CDPOINT& A, const PLEXA::CDPOINT& B,
+                              const PLEXA::CDPOINT& O, PLEXA::CDPOINT& Q);
 
   // The anchor-polygon sum shared by IsClockwise and SetOrientation.
   double OrientationSum() const;
@@ -195,7 +199,7 @@ class CBPointArray : public CArray<PLEXA::CBPOINT, PLEXA::CBPOINT> {
 //   CBPointArrayMath m(path);
 //   m.Analyse();
 //   m.Split(m.GetLength() / 3, head, tail);
-class CBPointArrayMath {
+class PLEXA_API CBPointArrayMath {
  public:
   explicit CBPointArrayMath(const CBPointArray& path) : m_path(path) {}
   // Measures every segment; Split and Locate call it when it has not been called.
@@ -215,4 +219,4 @@ class CBPointArrayMath {
 
 // The integer point-in-polygon test on the path: flattened at resolution 1.0, points rounded
 // to the nearest integer (floor of v + 0.5).
-int IsPointInPolygon(const CBPointArray& path, const tagPOINT& p);
+PLEXA_API int IsPointInPolygon(const CBPointArray& path, const tagPOINT& p);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "plexa/geom/path.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -35,8 +36,8 @@ CDPOINT Turn(const CDPOINT& v, double theta) {
 
 void AppendRange(const CBPointArray& src, INT_PTR from, INT_PTR to, CBPointArray& out) {
   const INT_PTR before = out.GetSize();
-  for (INT_PTR i = from; i <= to; ++i) out.Add(src.GetData()[i]);
-  if (out.GetSize() - before == 1) out.Add(src.GetData()[from]);
+  for (INT_PTR i = from; i <= to; ++i) plexa::grow::Append(out, src.GetData()[i]);
+  if (out.GetSize() - before == 1) plexa::grow::Append(out, src.GetData()[from]);
 }
 
 }  // namespace

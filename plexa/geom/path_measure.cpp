@@ -6,6 +6,7 @@
 
 #include "plexa/core/planar.h"
 #include "plexa/geom/path.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -38,8 +39,8 @@ void AddPieces(const CBezier& bez, double t0, double t1, CArray<CDPOINT>& pts, C
     AddPieces(bez, tm, t1, pts, params, ratio, depth + 1);
     return;
   }
-  pts.Add(p[3]);
-  if (params) params->Add(t1);
+  plexa::grow::Append(pts, p[3]);
+  if (params) plexa::grow::Append(*params, t1);
 }
 
 // Even-odd inside spans of a closed polygon along the horizontal line at y, which passes
@@ -84,7 +85,7 @@ void CBPointArray::ExecuteBPointArrayT(CArray<CDPOINT>& pts, CDWordArray& segEnd
     CBezier seg(GetData()[i], GetData()[i + 1]);
     seg.SetResolution(resolution);
     seg.GetPolyline(pts);
-    segEnds.Add(static_cast<DWORD>(pts.GetSize()));
+    plexa::grow::Append(segEnds, static_cast<DWORD>(pts.GetSize()));
   }
 }
 
@@ -100,7 +101,7 @@ void CBPointArray::ExecuteBPointArrayTEx(CArray<CDPOINT>& pts, CArray<double>* p
   if (params) params->Add(0.0);
   for (INT_PTR i = 0; i + 1 < GetSize(); ++i) {
     AddBezierPoints(CBezier(GetData()[i], GetData()[i + 1]), 0, 1, pts, params, ratio);
-    if (segEnds) segEnds->Add(static_cast<DWORD>(pts.GetSize()));
+    if (segEnds) plexa::grow::Append(*segEnds, static_cast<DWORD>(pts.GetSize()));
   }
 }
 

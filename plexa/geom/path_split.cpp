@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "plexa/geom/path.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -25,25 +26,25 @@ void AppendPiece(const CBPointArray& p, INT_PTR i1, double t1, INT_PTR i2, doubl
   if (t2 == 0 && i2 > i1) --i2, t2 = 1;
   auto put_first = [&](const CBPOINT& n) {
     if (merge && !out.IsEmpty()) out[out.GetUpperBound()].out = n.out;
-    else out.Add(n);
+    else plexa::grow::Append(out, n);
   };
   if (i1 == i2) {
     CBezier part;
     Segment(p, i1).Split(t1, t2, part);
     const CDPOINT* q = part.GetPoints();
     put_first(CBPOINT(q[0], q[0], q[1]));
-    out.Add(CBPOINT(q[2], q[3], q[3]));
+    plexa::grow::Append(out, CBPOINT(q[2], q[3], q[3]));
     return;
   }
   CBezier left, right;
   Segment(p, i1).Split(t1, left, right);
   put_first(CBPOINT(right.GetPoint0(), right.GetPoint0(), right.GetPoint1()));
   const INT_PTR firstInner = out.GetSize();
-  for (INT_PTR k = i1 + 1; k <= i2; ++k) out.Add(p.GetData()[k]);
+  for (INT_PTR k = i1 + 1; k <= i2; ++k) plexa::grow::Append(out, p.GetData()[k]);
   out[firstInner].in = right.GetPoint2();
   Segment(p, i2).Split(t2, left, right);
   out[out.GetUpperBound()].out = left.GetPoint1();
-  out.Add(CBPOINT(left.GetPoint2(), left.GetPoint3(), left.GetPoint3()));
+  plexa::grow::Append(out, CBPOINT(left.GetPoint2(), left.GetPoint3(), left.GetPoint3()));
 }
 
 }  // namespace
@@ -84,7 +85,7 @@ void CBPointArrayMath::Analyse() {
   double sum = 0;
   for (INT_PTR i = 0; i + 1 < m_path.GetSize(); ++i) {
     sum += Segment(m_path, i).GetLength();
-    m_ends.Add(sum);
+    plexa::grow::Append(m_ends, sum);
   }
   m_analysed = true;
 }
@@ -155,7 +156,7 @@ CBPointArray Refined(const CBPointArray& p, INT_PTR n) {
   CBPointArray r(p);
   while (r.GetSize() < n) {
     if (r.GetSize() < 2) {
-      r.Add(r[0]);
+      plexa::grow::Append(r, r[0]);
       continue;
     }
     INT_PTR longest = 0;

@@ -10,6 +10,7 @@
 
 #include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -140,16 +141,16 @@ void BuildWithInserts(const CBPointArray& src, const std::vector<double>& fr, co
   const INT_PTR n = src.GetSize();
   out.RemoveAll();
   if (n == 1) {
-    out.Add(src[0]);
-    for (std::size_t k = 0; k < inserts[0].size(); ++k) out.Add(src[0]);
+    plexa::grow::Append(out, src[0]);
+    for (std::size_t k = 0; k < inserts[0].size(); ++k) plexa::grow::Append(out, src[0]);
     return;
   }
-  out.Add(src[0]);
+  plexa::grow::Append(out, src[0]);
   for (INT_PTR s = 0; s + 1 < n; ++s) {
     const auto& ins = inserts[static_cast<std::size_t>(s)];
     const CBezier seg = Segment(src, s);
     if (ins.empty()) {
-      out.Add(src[s + 1]);
+      plexa::grow::Append(out, src[s + 1]);
       continue;
     }
     const double len = lens[static_cast<std::size_t>(s)];
@@ -169,11 +170,11 @@ void BuildWithInserts(const CBPointArray& src, const std::vector<double>& fr, co
       if (t0 < 1) seg.Split(t0, t1, part);
       else part = CBezier(seg.GetPoint3(), seg.GetPoint3(), seg.GetPoint3(), seg.GetPoint3());  // Split(1, 1) is not defined
       out[out.GetUpperBound()].out = part.GetPoint1();
-      if (k < ts.size()) out.Add(CBPOINT(part.GetPoint2(), part.GetPoint3(), part.GetPoint3()));
+      if (k < ts.size()) plexa::grow::Append(out, CBPOINT(part.GetPoint2(), part.GetPoint3(), part.GetPoint3()));
       else {
         CBPOINT end = src[s + 1];
         end.in = part.GetPoint2();
-        out.Add(end);
+        plexa::grow::Append(out, end);
       }
       t0 = t1;
     }
@@ -189,7 +190,7 @@ void ClosePolyBezier(CBPointArray& path) {
   const CBPOINT first = path[0];
   const CDPOINT& last = path[path.GetUpperBound()].anchor;
   if (std::fabs(last.x - first.anchor.x) >= kPathSetEpsilon || std::fabs(last.y - first.anchor.y) >= kPathSetEpsilon)
-    path.Add(first);
+    plexa::grow::Append(path, first);
 }
 
 void ClosePolyPolyBezier(CPolyPolyBezier& set) {
@@ -270,8 +271,8 @@ void ExecutePolyPolyBezier(const CPolyPolyBezier& set, CPolyPolyDPoint& polys, C
     auto poly = std::make_unique<CArray<CDPOINT>>();
     auto ends = std::make_unique<CDWordArray>();
     if (const CBPointArray* p = set.GetAt(i)) p->ExecuteBPointArrayT(*poly, *ends, resolution);
-    polys.Add(poly.release());
-    segEnds.Add(ends.get());
+    plexa::grow::Append(polys, poly.release());
+    plexa::grow::Append(segEnds, ends.get());
     ends.release();
   }
 }
@@ -283,14 +284,14 @@ void ExecutePolyPolyBezierEx(const CPolyPolyBezier& set, CPolyPolyDPoint& polys,
     CArray<double> ts;
     auto ends = std::make_unique<CDWordArray>();
     if (const CBPointArray* p = set.GetAt(i)) p->ExecuteBPointArrayTEx(*poly, params ? &ts : nullptr, ends.get(), ratio);
-    polys.Add(poly.release());
+    plexa::grow::Append(polys, poly.release());
     if (params) {
       auto list = std::make_unique<CArray<double, const double&>>();
-      for (double t : ts) list->Add(t);
-      params->Add(list.release());
+      for (double t : ts) plexa::grow::Append(*list, t);
+      plexa::grow::Append(*params, list.release());
     }
     if (segEnds) {
-      segEnds->Add(ends.get());
+      plexa::grow::Append(*segEnds, ends.get());
       ends.release();
     }
   }
@@ -308,7 +309,7 @@ void GetPolyPolyHoles(const CPolyPolyBezier& set, CArray<int, int>& holes, doubl
   for (int j = 0; j < n; ++j) {
     for (int i = 0; i < n; ++i) {
       if (i != j && ReachesRatio(polys[static_cast<std::size_t>(i)], polys[static_cast<std::size_t>(j)], ratio)) {
-        holes.Add(j);
+        plexa::grow::Append(holes, j);
         break;  // j is a hole; the other outers cannot change that
       }
     }
@@ -322,7 +323,7 @@ void GetPolyPolyNoHoles(const CPolyPolyBezier& set, CArray<int, int>& outlines, 
   INT_PTR h = 0;
   for (int i = 0; i < set.GetSize(); ++i) {
     if (h < holes.GetSize() && holes[h] == i) ++h;
-    else outlines.Add(i);
+    else plexa::grow::Append(outlines, i);
   }
 }
 
@@ -365,10 +366,10 @@ void SetMaxBezierLength(CBPointArray& path, double maxLen) {
   CBPointArray out;
   out.SetSize(0, count + 1);
   const CBezier& first = pieces.front().seg;
-  out.Add(CBPOINT(first.GetPoint0(), first.GetPoint0(), first.GetPoint1()));
+  plexa::grow::Append(out, CBPOINT(first.GetPoint0(), first.GetPoint0(), first.GetPoint1()));
   for (const Piece& p : pieces) {
     out[out.GetUpperBound()].out = p.seg.GetPoint2();
-    out.Add(CBPOINT(p.seg.GetPoint2(), p.seg.GetPoint3(), p.seg.GetPoint3()));
+    plexa::grow::Append(out, CBPOINT(p.seg.GetPoint2(), p.seg.GetPoint3(), p.seg.GetPoint3()));
   }
   path = std::move(out);
 }
@@ -377,11 +378,11 @@ int DelPolyBezierDuplicatePoints(CBPointArray& path) {
   const INT_PTR n = path.GetSize();
   if (n < 2) return 0;
   CBPointArray out;
-  out.Add(path[0]);
+  plexa::grow::Append(out, path[0]);
   for (INT_PTR i = 1; i < n; ++i) {
     CBPOINT& kept = out[out.GetUpperBound()];
     if (Coincide(path[i].anchor, kept.anchor)) kept.out = path[i].out;
-    else out.Add(path[i]);
+    else plexa::grow::Append(out, path[i]);
   }
   const int removed = static_cast<int>(n - out.GetSize());
   if (removed > 0) path = std::move(out);
@@ -425,14 +426,14 @@ bool MatchPoints(const CBPointArray& a, const CBPointArray& b, CBPointArray& a2,
   auto seg_of = [](std::size_t next, std::size_t segments) { return std::min(next == 0 ? 0 : next - 1, segments == 0 ? 0 : segments - 1); };
   while (i < fa.size() || j < fb.size()) {
     if (i < fa.size() && j < fb.size() && std::fabs(fa[i] - fb[j]) <= kMatchFractionEpsilon) {
-      params.Add(fa[i]);
+      plexa::grow::Append(params, fa[i]);
       ++i, ++j;
     } else if (j >= fb.size() || (i < fa.size() && fa[i] < fb[j])) {
-      params.Add(fa[i]);
+      plexa::grow::Append(params, fa[i]);
       insB[seg_of(j, lb.size())].push_back(fa[i]);
       ++i;
     } else {
-      params.Add(fb[j]);
+      plexa::grow::Append(params, fb[j]);
       insA[seg_of(i, la.size())].push_back(fb[j]);
       ++j;
     }
@@ -447,7 +448,7 @@ void Interpolate(CPolyPolyBezier& out, int steps, const CBPointArray& a, const C
   CBPointArray a2, b2;
   CArray<double, const double&> params;
   if (!MatchPoints(a, b, a2, b2, params)) return;
-  if (withEnds) out.Add(std::make_unique<CBPointArray>(a2).release());
+  if (withEnds) plexa::grow::Append(out, std::make_unique<CBPointArray>(a2).release());
   steps = std::min(steps, kMaxInterpolateSteps);
   const INT_PTR n = std::min(a2.GetSize(), b2.GetSize());
   for (int k = 1; k <= steps; ++k) {
@@ -455,9 +456,9 @@ void Interpolate(CPolyPolyBezier& out, int steps, const CBPointArray& a, const C
     auto path = std::make_unique<CBPointArray>();
     path->SetSize(n);
     for (INT_PTR i = 0; i < n; ++i) (*path)[i] = CBezierPoint::Lerp(t, a2[i], b2[i]);
-    out.Add(path.release());
+    plexa::grow::Append(out, path.release());
   }
-  if (withEnds) out.Add(std::make_unique<CBPointArray>(b2).release());
+  if (withEnds) plexa::grow::Append(out, std::make_unique<CBPointArray>(b2).release());
 }
 
 // ---- Node insertion ----------------------------------------------------------------------
@@ -567,9 +568,9 @@ CDPOINT AveragePoint(const CBPointArray& path, bool flattened, double resolution
   if (flattened) {
     CDWordArray ends;
     path.ExecuteBPointArrayT(pts, ends, resolution);
-    if (pts.IsEmpty()) pts.Add(path[0].anchor);
+    if (pts.IsEmpty()) plexa::grow::Append(pts, path[0].anchor);
   } else {
-    for (const CBPOINT& node : path) pts.Add(node.anchor);
+    for (const CBPOINT& node : path) plexa::grow::Append(pts, node.anchor);
   }
   INT_PTR n = pts.GetSize();
   if (closed && n > 1) --n;  // the closing repeat
@@ -617,15 +618,15 @@ void AppendQuadratic(const CBezier& c, CArray<CDPOINT>& out, int depth) {
     AppendQuadratic(right, out, depth + 1);
     return;
   }
-  out.Add(((q[1] + q[2]) * 3 - q[0] - q[3]) / 4);
-  out.Add(q[3]);
+  plexa::grow::Append(out, ((q[1] + q[2]) * 3 - q[0] - q[3]) / 4);
+  plexa::grow::Append(out, q[3]);
 }
 }  // namespace
 
 void TripleToQuadraticBezier(CBPointArray* path, CArray<CDPOINT>& out) {
   out.RemoveAll();
   if (path == nullptr || path->IsEmpty()) return;
-  out.Add((*path)[0].anchor);
+  plexa::grow::Append(out, (*path)[0].anchor);
   for (INT_PTR s = 0; s + 1 < path->GetSize(); ++s) AppendQuadratic(Segment(*path, s), out, 0);
 }
 
@@ -652,7 +653,7 @@ namespace {
 CBPointArray Concatenate(const CBPointArray& first, const CBPointArray& second) {
   CBPointArray out(first);
   out[out.GetUpperBound()].out = second[0].out;
-  for (INT_PTR i = 1; i < second.GetSize(); ++i) out.Add(second[i]);
+  for (INT_PTR i = 1; i < second.GetSize(); ++i) plexa::grow::Append(out, second[i]);
   return out;
 }
 }  // namespace
@@ -714,10 +715,10 @@ void ConnectPolyBezierCurves(const CPolyPolyBezier& set, CBPointArray& out) {
       tail.out = head.out;
     } else {
       tail.out = tail.anchor;
-      result.Add(CBPOINT(head.anchor, head.anchor, head.out));
+      plexa::grow::Append(result, CBPOINT(head.anchor, head.anchor, head.out));
       result[result.GetUpperBound()].attr = head.attr;
     }
-    for (INT_PTR k = 1; k < p->GetSize(); ++k) result.Add((*p)[k]);
+    for (INT_PTR k = 1; k < p->GetSize(); ++k) plexa::grow::Append(result, (*p)[k]);
   }
   out = std::move(result);
 }
@@ -735,11 +736,11 @@ namespace {
 // Nodes from i1 forwards over `count` segments of a closed path with m distinct nodes.
 CBPointArray ForwardPiece(const CBPointArray& path, int i1, int count, int m) {
   CBPointArray out;
-  out.Add(path[i1]);
+  plexa::grow::Append(out, path[i1]);
   int s = i1;
   for (int k = 0; k < count; ++k) {
     out[out.GetUpperBound()].out = path[s].out;
-    out.Add(path[s + 1]);
+    plexa::grow::Append(out, path[s + 1]);
     s = s + 1 == m ? 0 : s + 1;
   }
   return out;
@@ -761,7 +762,7 @@ bool GetMinSubCurve(const CBPointArray& path, int i1, int i2, CBPointArray& out)
     return true;
   }
   const int lo = std::min(i1, i2), hi = std::max(i1, i2);
-  for (int k = lo; k <= hi; ++k) out.Add(path[k]);
+  for (int k = lo; k <= hi; ++k) plexa::grow::Append(out, path[k]);
   if (i1 > i2) out.MakeReverse();
   return true;
 }

@@ -17,10 +17,11 @@
 
 #include <memory>
 
+#include "plexa/core/types.h"
 #include "plexa/core/view3d.h"
 #include "plexa/geom/path.h"
-#include "plexa/core/types.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
 template <typename T, bool kSkipNullOnCopy>
 class CPolyPolyOf : public CPtrArray {
@@ -66,7 +67,8 @@ class CPolyPolyOf : public CPtrArray {
   }
 
   void RemoveAll() {
-    for (INT_PTR i = 0; i < CPtrArray::GetSize(); ++i) delete static_cast<T*>(CPtrArray::GetData()[i]);
+    for (INT_PTR i = 0; i < CPtrArray::GetSize(); ++i)
+      delete static_cast<T*>(CPtrArray::GetData()[i]);
     CPtrArray::SetSize(0);
   }
 
@@ -76,15 +78,17 @@ class CPolyPolyOf : public CPtrArray {
     for (INT_PTR i = 0; i < src.CPtrArray::GetSize(); ++i) {
       const T* p = static_cast<const T*>(src.CPtrArray::GetData()[i]);
       if (p == nullptr) {
-        if constexpr (kSkipNullOnCopy) continue;
-        else break;
+        if constexpr (kSkipNullOnCopy)
+          continue;
+        else
+          break;
       }
       CPtrArray::Add(std::make_unique<T>(*p).release());
     }
   }
 };
 
-class CPolyPolyBezier : public CPolyPolyOf<CBPointArray, true> {
+class PLEXA_API CPolyPolyBezier : public CPolyPolyOf<CBPointArray, true> {
  public:
   CPolyPolyBezier() = default;
   CPolyPolyBezier(const CPolyPolyBezier& other) : CPolyPolyOf() { Copy(other); }
@@ -112,7 +116,8 @@ class CPolyPolyBezier : public CPolyPolyOf<CBPointArray, true> {
   void CalcFrame(PLEXA::CDRECT& rc, double resolution) const;
 };
 
-class CPolyPolyDPoint : public CPolyPolyOf<CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>, false> {
+class PLEXA_API CPolyPolyDPoint
+    : public CPolyPolyOf<CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>, false> {
  public:
   // Every point goes through view.Transfer(x, y, 0) and takes the resulting x and y.
   void ApplyTransformation(CView3D& view);
@@ -124,20 +129,20 @@ class CPolyPolyInclination : public CPolyPolyOf<CArray<double, double>, false> {
 class CPolyPolyPoint : public CPolyPolyOf<CArray<tagPOINT, tagPOINT>, false> {};
 
 // CBPointArray::MakeReverse on every non-null path.
-void ReverseArrays(CPolyPolyBezier& set);
+PLEXA_API void ReverseArrays(CPolyPolyBezier& set);
 // CBPointArray::RemoveSamePoints(tol) on every non-null path.
-void RemoveSamePoints(CPolyPolyBezier& set, double tol);
+PLEXA_API void RemoveSamePoints(CPolyPolyBezier& set, double tol);
 // For i below size/2, element i := element size-1-i. Nothing is written into the second
 // half, so (A, B, C, D) becomes (D, C, C, D): a one-sided mirror copy, not a reversal. This
 // is the intended behaviour, kept for hosts that depend on it.
-void ReverseArray(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts);
+PLEXA_API void ReverseArray(CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts);
 
 // The integer inside test of each present path (IsPointInPolygon over the path). evenOdd
 // false: 1 at the first path that holds the point; true: the parity of the paths that do.
-int IsPointInPolyPolyBezier(const CPolyPolyBezier& set, const tagPOINT& p, bool evenOdd);
+PLEXA_API int IsPointInPolyPolyBezier(const CPolyPolyBezier& set, const tagPOINT& p, bool evenOdd);
 // Union of CBPointArray::GetPolyBezierRect(1.0) over the present paths. The step argument is
 // accepted and ignored (always 1.0, deliberately). While the union is still a point (zero
 // width and zero height, compared exactly) the next path's rectangle replaces it.
-PLEXA::CDRECT GetPolyPolyBezierRect(const CPolyPolyBezier& set, double ignoredStep);
+PLEXA_API PLEXA::CDRECT GetPolyPolyBezierRect(const CPolyPolyBezier& set, double ignoredStep);
 // A newly allocated rectangle path (CBPointArray::GetRectBPoints); the caller owns it.
-CBPointArray* CreateBParFromDrect(const PLEXA::CDRECT& r);
+PLEXA_API CBPointArray* CreateBParFromDrect(const PLEXA::CDRECT& r);

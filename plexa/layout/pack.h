@@ -29,6 +29,7 @@
 
 #include "plexa/core/types.h"
 #include "plexa/platform/array.h"
+#include "plexa/platform/export.h"
 
 // Places one rectangle. Only its size matters on entry (w = |xmax - xmin|, h = |ymax -
 // ymin|, so negative sizes count by magnitude); on return it holds the placed position.
@@ -39,5 +40,5 @@
 // (placed after the last point) inherit them. A state the function did not build is read
 // as it stands: bands are the pairs (2, 3), (4, 5), ... and a new band follows the last
 // point.
-void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& state,
-                      double gap, bool vertical);
+PLEXA_API void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& state,
+                                double gap, bool vertical);

@@ -15,9 +15,10 @@
 #include <cstdint>
 #include <iosfwd>
 
+#include "plexa/platform/export.h"
 #include "plexa/platform/records.h"
 
-class CArchive {
+class PLEXA_API CArchive {
  public:
   enum Mode : UINT { store = 0, load = 1 };
 

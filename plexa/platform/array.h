@@ -63,9 +63,15 @@ class CArray {
   CArray() = default;
   CArray(const CArray& other) { Copy(other); }
   CArray(CArray&& other) noexcept { Swap(other); }
-  CArray& operator=(const CArray& other) { Copy(other); return *this; }
+  CArray& operator=(const CArray& other) {
+    Copy(other);
+    return *this;
+  }
   CArray& operator=(CArray&& other) noexcept {
-    if (this != &other) { RemoveAll(); Swap(other); }
+    if (this != &other) {
+      RemoveAll();
+      Swap(other);
+    }
     return *this;
   }
   virtual ~CArray() { Release(); }
@@ -108,19 +114,43 @@ class CArray {
 
   void FreeExtra() {
     if (m_size == m_cap) return;
-    if (m_size == 0) { Release(); return; }
+    if (m_size == 0) {
+      Release();
+      return;
+    }
     Reallocate(m_size);
   }
 
   void RemoveAll() { SetSize(0); }
 
-  const TYPE& GetAt(INT_PTR i) const { Check(i); return m_data[i]; }
-  TYPE& GetAt(INT_PTR i) { Check(i); return m_data[i]; }
-  void SetAt(INT_PTR i, ARG_TYPE e) { Check(i); m_data[i] = e; }
-  TYPE& ElementAt(INT_PTR i) { Check(i); return m_data[i]; }
-  const TYPE& ElementAt(INT_PTR i) const { Check(i); return m_data[i]; }
-  TYPE& operator[](INT_PTR i) { Check(i); return m_data[i]; }
-  const TYPE& operator[](INT_PTR i) const { Check(i); return m_data[i]; }
+  const TYPE& GetAt(INT_PTR i) const {
+    Check(i);
+    return m_data[i];
+  }
+  TYPE& GetAt(INT_PTR i) {
+    Check(i);
+    return m_data[i];
+  }
+  void SetAt(INT_PTR i, ARG_TYPE e) {
+    Check(i);
+    m_data[i] = e;
+  }
+  TYPE& ElementAt(INT_PTR i) {
+    Check(i);
+    return m_data[i];
+  }
+  const TYPE& ElementAt(INT_PTR i) const {
+    Check(i);
+    return m_data[i];
+  }
+  TYPE& operator[](INT_PTR i) {
+    Check(i);
+    return m_data[i];
+  }
+  const TYPE& operator[](INT_PTR i) const {
+    Check(i);
+    return m_data[i];
+  }
 
   void SetAtGrow(INT_PTR i, ARG_TYPE e) {
     if (i < 0) AfxThrowInvalidArgException();
@@ -140,7 +170,8 @@ class CArray {
     const INT_PTR old = m_size;
     if (src.m_size > 0) {
       SetSize(m_size + src.m_size);
-      std::memcpy(static_cast<void*>(m_data + old), src.m_data, sizeof(TYPE) * static_cast<std::size_t>(src.m_size));
+      std::memcpy(static_cast<void*>(m_data + old), src.m_data,
+                  sizeof(TYPE) * static_cast<std::size_t>(src.m_size));
     }
     return old;
   }
@@ -149,7 +180,8 @@ class CArray {
     if (this == &src) return;
     SetSize(src.m_size);
     if (src.m_size > 0)
-      std::memcpy(static_cast<void*>(m_data), src.m_data, sizeof(TYPE) * static_cast<std::size_t>(src.m_size));
+      std::memcpy(static_cast<void*>(m_data), src.m_data,
+                  sizeof(TYPE) * static_cast<std::size_t>(src.m_size));
   }
 
   void InsertAt(INT_PTR i, ARG_TYPE e, INT_PTR count = 1) {
@@ -173,7 +205,8 @@ class CArray {
     const CArray copy = (src == this) ? CArray(*src) : CArray();
     const CArray& from = (src == this) ? copy : *src;
     InsertAt(i, from.m_data[0], from.m_size);
-    std::memcpy(static_cast<void*>(m_data + i), from.m_data, sizeof(TYPE) * static_cast<std::size_t>(from.m_size));
+    std::memcpy(static_cast<void*>(m_data + i), from.m_data,
+                sizeof(TYPE) * static_cast<std::size_t>(from.m_size));
   }
 
   void RemoveAt(INT_PTR i, INT_PTR count = 1) {
@@ -214,7 +247,9 @@ class CArray {
 
   void Reallocate(INT_PTR cap) {
     TYPE* fresh = Allocate(cap);
-    if (m_size > 0) std::memcpy(static_cast<void*>(fresh), m_data, sizeof(TYPE) * static_cast<std::size_t>(m_size));
+    if (m_size > 0)
+      std::memcpy(static_cast<void*>(fresh), m_data,
+                  sizeof(TYPE) * static_cast<std::size_t>(m_size));
     if (m_data) std::allocator<TYPE>().deallocate(m_data, static_cast<std::size_t>(m_cap));
     m_data = fresh;
     m_cap = cap;

@@ -14,6 +14,11 @@ using plexa::rasterizer::PointD;
 
 namespace {
 
+// Largest distance between a Bezier curve and the lines that stand for it, in pixels.
+constexpr double kFlattenTolerance = 0.1;
+// Lines per Bezier segment at most, whatever its size: a bound on the work of one curve.
+constexpr int kMaxFlattenSteps = 1 << 14;
+
 __extension__ typedef __int128 i128;
 
 bool InRange(int x, int y) {

@@ -4,13 +4,15 @@
 
 #include <stdexcept>
 
-class CInvalidArgException : public std::invalid_argument {
+#include "plexa/platform/export.h"
+
+class PLEXA_API CInvalidArgException : public std::invalid_argument {
  public:
   CInvalidArgException() : std::invalid_argument("invalid argument") {}
   explicit CInvalidArgException(const char* what) : std::invalid_argument(what) {}
 };
 
-class CArchiveException : public std::runtime_error {
+class PLEXA_API CArchiveException : public std::runtime_error {
  public:
   // The platform's cause codes; the library raises only endOfFile.
   enum {
@@ -29,8 +31,11 @@ class CArchiveException : public std::runtime_error {
 };
 
 // The platform's raising helpers, kept under their familiar names.
-[[noreturn]] inline void AfxThrowInvalidArgException() { throw CInvalidArgException(); }
+[[noreturn]] inline void AfxThrowInvalidArgException() {
+  throw CInvalidArgException();
+}
 [[noreturn]] inline void AfxThrowArchiveException(int cause) {
-  throw CArchiveException(cause, cause == CArchiveException::endOfFile ? "archive: unexpected end of file"
-                                                                       : "archive failure");
+  throw CArchiveException(cause, cause == CArchiveException::endOfFile
+                                     ? "archive: unexpected end of file"
+                                     : "archive failure");
 }

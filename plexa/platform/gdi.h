@@ -30,7 +30,8 @@
 //    the drawn lines: round joins and round ends. Pens of width 0 or 1 draw the one-pixel line
 //    that Bresenham's algorithm gives from pixel (x0, y0) to pixel (x1, y1), the last pixel of
 //    an open line left out, as the platform does;
-//  - Bezier curves are flattened into lines within kFlattenTolerance pixels first.
+//  - Bezier curves are flattened into lines within 0.1 pixel first (at most 16,384 lines a
+//    segment).
 // The coverage is exact (no rounding decides a tie) for integer coordinates within
 // +-kExactCoordinate; beyond that, up to the platform's drawing range +-kMaxCoordinate, a centre
 // lying exactly on the boundary may go either way. A call with a coordinate outside the drawing
@@ -45,6 +46,7 @@
 
 #include <cstdint>
 
+#include "plexa/platform/export.h"
 #include "plexa/platform/records.h"
 
 using HANDLE = void*;
@@ -53,12 +55,24 @@ using ULONG_PTR = std::uintptr_t;
 using LPVOID = void*;
 
 // Distinct opaque handle types that all convert to HGDIOBJ, as with the platform's strict types.
-struct HBITMAP__ { int unused; };
-struct HDC__ { int unused; };
-struct HPEN__ { int unused; };
-struct HBRUSH__ { int unused; };
-struct HFONT__ { int unused; };
-struct HWND__ { int unused; };
+struct HBITMAP__ {
+  int unused;
+};
+struct HDC__ {
+  int unused;
+};
+struct HPEN__ {
+  int unused;
+};
+struct HBRUSH__ {
+  int unused;
+};
+struct HFONT__ {
+  int unused;
+};
+struct HWND__ {
+  int unused;
+};
 using HBITMAP = HBITMAP__*;
 using HDC = HDC__*;
 using HPEN = HPEN__*;
@@ -199,79 +213,79 @@ inline constexpr std::int64_t kMaxBitmapBytes = 0x7FFFFFFF;
 inline constexpr LONG kMaxCoordinate = (1 << 27) - 1;
 // Integer coordinates up to this size are rasterised without any rounding at the boundary.
 inline constexpr LONG kExactCoordinate = 1 << 20;
-// Largest distance between a Bezier curve and the lines that stand for it, in pixels.
-inline constexpr double kFlattenTolerance = 0.1;
-// Lines per Bezier segment at most, whatever its size: a bound on the work of one curve.
-inline constexpr int kMaxFlattenSteps = 1 << 14;
 
 // Bitmaps. CreateDIBSection accepts 1, 8, 24 and 32 bits a pixel, BI_RGB, one plane, a positive
 // width and a non-zero height (negative: top-down rows); the colour table (1 and 8 bits) has
 // biClrUsed entries, or all 2^bits when 0, read from DIB_RGB_COLORS only. Pixels start at 0.
 // The device context, section and offset arguments are accepted and ignored. Anything else, or
 // a buffer above kMaxBitmapBytes, gives nullptr and leaves *bits null.
-HBITMAP CreateDIBSection(HDC dc, const BITMAPINFO* info, UINT usage, void** bits, HANDLE section,
-                         DWORD offset);
+PLEXA_API HBITMAP CreateDIBSection(HDC dc, const BITMAPINFO* info, UINT usage, void** bits,
+                                   HANDLE section, DWORD offset);
 // Fills a tagBITMAP (size sizeof(BITMAP)) or a DIBSECTION (size >= sizeof(DIBSECTION)) for a
 // bitmap, a LOGPEN for a pen, a LOGBRUSH for a brush; returns the bytes written, or with a null
 // buffer the bytes it would write. 0 for an unknown handle or a too small buffer. bmHeight is
 // always positive; the header keeps the sign.
-int GetObjectW(HANDLE object, int size, LPVOID buffer);
+PLEXA_API int GetObjectW(HANDLE object, int size, LPVOID buffer);
 // Frees a bitmap, pen or brush. FALSE for an unknown handle or an object selected into a
 // surface; TRUE and nothing happens for a stock object.
-BOOL DeleteObject(HGDIOBJ object);
+PLEXA_API BOOL DeleteObject(HGDIOBJ object);
 // Nothing is batched: always TRUE.
-BOOL GdiFlush();
+PLEXA_API BOOL GdiFlush();
 
 // Drawing surfaces. A memory surface starts with a 1 x 1 stock bitmap selected (drawing on it
 // goes nowhere), the black pen and the white brush, current position (0, 0).
-HDC CreateCompatibleDC(HDC dc);  // nullptr when dc is neither null nor a known surface
-BOOL DeleteDC(HDC dc);           // memory surfaces only; selected objects stay alive
+PLEXA_API HDC CreateCompatibleDC(HDC dc);  // nullptr when dc is neither null nor a known surface
+PLEXA_API BOOL DeleteDC(HDC dc);           // memory surfaces only; selected objects stay alive
 // Selects a bitmap (memory surfaces only; a bitmap lives in one surface at a time), pen or
 // brush; returns the previous object of that kind, or nullptr when anything does not fit.
-HGDIOBJ SelectObject(HDC dc, HGDIOBJ object);
-HGDIOBJ GetStockObject(int index);  // nullptr for indexes other than the brushes and pens above
-HDC GetDC(HWND window);             // the screen for nullptr; there are no windows
-int ReleaseDC(HWND window, HDC dc);  // 1 when dc came from GetDC and is now released, else 0
-int GetDeviceCaps(HDC dc, int index);  // 96 pixels per inch on every surface; 0 unknown
+PLEXA_API HGDIOBJ SelectObject(HDC dc, HGDIOBJ object);
+PLEXA_API HGDIOBJ
+GetStockObject(int index);         // nullptr for indexes other than the brushes and pens above
+PLEXA_API HDC GetDC(HWND window);  // the screen for nullptr; there are no windows
+PLEXA_API int ReleaseDC(HWND window,
+                        HDC dc);  // 1 when dc came from GetDC and is now released, else 0
+PLEXA_API int GetDeviceCaps(HDC dc, int index);  // 96 pixels per inch on every surface; 0 unknown
 
 // Pens: PS_NULL draws nothing; every other style of the list above draws solid (dashes are not
 // drawn). Width 0 draws one pixel wide like width 1. A style outside PS_SOLID..PS_INSIDEFRAME,
 // a negative width or one above kMaxCoordinate gives nullptr.
-HPEN CreatePen(int style, int width, COLORREF color);
-HBRUSH CreateSolidBrush(COLORREF color);
+PLEXA_API HPEN CreatePen(int style, int width, COLORREF color);
+PLEXA_API HBRUSH CreateSolidBrush(COLORREF color);
 
 // Drawing into the bitmap selected into dc. Each returns FALSE (0) for an unknown surface, a
 // bad count or a coordinate outside the drawing range, and draws nothing then.
-BOOL FillRect(HDC dc, const RECT* rect, HBRUSH brush);  // int on the platform; 1 / 0 here
-BOOL MoveToEx(HDC dc, int x, int y, POINT* previous);
-BOOL LineTo(HDC dc, int x, int y);
-BOOL Polyline(HDC dc, const POINT* points, int count);   // count >= 2
-BOOL Polygon(HDC dc, const POINT* points, int count);    // count >= 2; filled, then outlined
-BOOL PolyBezier(HDC dc, const POINT* points, DWORD count);  // count = 1 + 3k, k >= 0
+PLEXA_API BOOL FillRect(HDC dc, const RECT* rect, HBRUSH brush);  // int on the platform; 1 / 0 here
+PLEXA_API BOOL MoveToEx(HDC dc, int x, int y, POINT* previous);
+PLEXA_API BOOL LineTo(HDC dc, int x, int y);
+PLEXA_API BOOL Polyline(HDC dc, const POINT* points, int count);  // count >= 2
+PLEXA_API BOOL Polygon(HDC dc, const POINT* points,
+                       int count);  // count >= 2; filled, then outlined
+PLEXA_API BOOL PolyBezier(HDC dc, const POINT* points, DWORD count);  // count = 1 + 3k, k >= 0
 // The path bracket: between BeginPath and EndPath the calls above record figures instead of
 // drawing (every MoveToEx, Polyline, PolyBezier and Polygon starts a figure; Polygon's is
 // closed). StrokePath, FillPath and StrokeAndFillPath draw the recorded path and discard it;
 // they fail when no path has been ended. FillPath and StrokeAndFillPath first close every open
 // figure, so StrokeAndFillPath also strokes the closing lines; StrokePath leaves them open.
-BOOL BeginPath(HDC dc);
-BOOL EndPath(HDC dc);
-BOOL CloseFigure(HDC dc);
-BOOL AbortPath(HDC dc);
-BOOL StrokePath(HDC dc);
-BOOL FillPath(HDC dc);
-BOOL StrokeAndFillPath(HDC dc);  // the fill first, then the outline
+PLEXA_API BOOL BeginPath(HDC dc);
+PLEXA_API BOOL EndPath(HDC dc);
+PLEXA_API BOOL CloseFigure(HDC dc);
+PLEXA_API BOOL AbortPath(HDC dc);
+PLEXA_API BOOL StrokePath(HDC dc);
+PLEXA_API BOOL FillPath(HDC dc);
+PLEXA_API BOOL StrokeAndFillPath(HDC dc);  // the fill first, then the outline
 // The colour set (after palette matching), or CLR_INVALID outside the bitmap.
-COLORREF SetPixel(HDC dc, int x, int y, COLORREF color);
-COLORREF GetPixel(HDC dc, int x, int y);
+PLEXA_API COLORREF SetPixel(HDC dc, int x, int y, COLORREF color);
+PLEXA_API COLORREF GetPixel(HDC dc, int x, int y);
 // Block copies with the raster operations listed above (others fail). Pixels whose source or
 // destination lies outside its bitmap are left alone. StretchBlt samples, for each destination
 // pixel, the source pixel under its centre (nearest neighbour); negative extents mirror.
-BOOL BitBlt(HDC dest, int x, int y, int width, int height, HDC source, int sx, int sy, DWORD rop);
-BOOL StretchBlt(HDC dest, int x, int y, int width, int height, HDC source, int sx, int sy,
-                int sourceWidth, int sourceHeight, DWORD rop);
+PLEXA_API BOOL BitBlt(HDC dest, int x, int y, int width, int height, HDC source, int sx, int sy,
+                      DWORD rop);
+PLEXA_API BOOL StretchBlt(HDC dest, int x, int y, int width, int height, HDC source, int sx, int sy,
+                          int sourceWidth, int sourceHeight, DWORD rop);
 
 // Milliseconds since an arbitrary start, wrapping at 2^32 like the platform's.
-DWORD GetTickCount();
+PLEXA_API DWORD GetTickCount();
 
 // A drawing context object in the style of the platform's class library: holds a surface handle
 // and forwards to the calls above. It owns nothing; the handle is the caller's.

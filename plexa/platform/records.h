@@ -30,9 +30,15 @@ constexpr COLORREF RGB(BYTE r, BYTE g, BYTE b) {
   return static_cast<COLORREF>(r) | (static_cast<COLORREF>(g) << 8) |
          (static_cast<COLORREF>(b) << 16);
 }
-constexpr BYTE GetRValue(COLORREF c) { return static_cast<BYTE>(c & 0xFF); }
-constexpr BYTE GetGValue(COLORREF c) { return static_cast<BYTE>((c >> 8) & 0xFF); }
-constexpr BYTE GetBValue(COLORREF c) { return static_cast<BYTE>((c >> 16) & 0xFF); }
+constexpr BYTE GetRValue(COLORREF c) {
+  return static_cast<BYTE>(c & 0xFF);
+}
+constexpr BYTE GetGValue(COLORREF c) {
+  return static_cast<BYTE>((c >> 8) & 0xFF);
+}
+constexpr BYTE GetBValue(COLORREF c) {
+  return static_cast<BYTE>((c >> 16) & 0xFF);
+}
 
 struct tagPOINT {
   LONG x;
@@ -89,12 +95,22 @@ class CRect : public tagRECT {
   constexpr bool PtInRect(const tagPOINT& p) const {
     return p.x >= left && p.x < right && p.y >= top && p.y < bottom;
   }
-  constexpr void SetRect(LONG l, LONG t, LONG r, LONG b) { left = l, top = t, right = r, bottom = b; }
+  constexpr void SetRect(LONG l, LONG t, LONG r, LONG b) {
+    left = l, top = t, right = r, bottom = b;
+  }
   constexpr void OffsetRect(LONG dx, LONG dy) { left += dx, right += dx, top += dy, bottom += dy; }
   constexpr void InflateRect(LONG dx, LONG dy) { left -= dx, right += dx, top -= dy, bottom += dy; }
   constexpr void NormalizeRect() {
-    if (left > right) { LONG t = left; left = right; right = t; }
-    if (top > bottom) { LONG t = top; top = bottom; bottom = t; }
+    if (left > right) {
+      LONG t = left;
+      left = right;
+      right = t;
+    }
+    if (top > bottom) {
+      LONG t = top;
+      top = bottom;
+      bottom = t;
+    }
   }
   constexpr bool operator==(const CRect& o) const {
     return left == o.left && top == o.top && right == o.right && bottom == o.bottom;

@@ -9,7 +9,8 @@
 class CString {
  public:
   CString() = default;
-  CString(const wchar_t* text) : m_text(text ? text : L"") {}  // NOLINT: implicit like the platform's
+  CString(const wchar_t* text)
+      : m_text(text ? text : L"") {}  // NOLINT: implicit like the platform's
   CString(const wchar_t* text, int length) : m_text(text, static_cast<std::size_t>(length)) {}
   explicit CString(std::wstring text) : m_text(std::move(text)) {}
 
@@ -24,9 +25,18 @@ class CString {
   operator const wchar_t*() const { return m_text.c_str(); }  // NOLINT
   const std::wstring& str() const { return m_text; }
 
-  CString& operator+=(const CString& o) { m_text += o.m_text; return *this; }
-  CString& operator+=(wchar_t c) { m_text += c; return *this; }
-  friend CString operator+(CString a, const CString& b) { a += b; return a; }
+  CString& operator+=(const CString& o) {
+    m_text += o.m_text;
+    return *this;
+  }
+  CString& operator+=(wchar_t c) {
+    m_text += c;
+    return *this;
+  }
+  friend CString operator+(CString a, const CString& b) {
+    a += b;
+    return a;
+  }
   friend bool operator==(const CString& a, const CString& b) { return a.m_text == b.m_text; }
   friend bool operator==(const CString& a, const wchar_t* b) { return a.m_text == (b ? b : L""); }
 

@@ -23,12 +23,13 @@
 #include <memory>
 #include <vector>
 
+#include "plexa/platform/export.h"
 #include "plexa/platform/gdi.h"
 
 // Largest storage of one matrix, in bytes.
 inline constexpr std::int64_t kMaxMatrixBytes = std::int64_t{1} << 31;
 
-class CBitMatrix {
+class PLEXA_API CBitMatrix {
  public:
   CBitMatrix() = default;  // no buffer, width = height = bytes per row = 0
   CBitMatrix(int w, int h) { SetSize(w, h); }
@@ -63,7 +64,7 @@ class CBitMatrix {
   int m_bytesPerRow = 0;
 };
 
-class CByteMatrix {
+class PLEXA_API CByteMatrix {
  public:
   CByteMatrix() = default;  // width = height = -1, no rows
   CByteMatrix(int w, int h) { SetSize(w, h); }

@@ -19,9 +19,10 @@
 // other way round), so a wrong record cannot make them read or write outside the buffer.
 #pragma once
 
+#include "plexa/platform/export.h"
 #include "plexa/platform/gdi.h"
 
-class CImgProc {
+class PLEXA_API CImgProc {
  public:
   // Bytes of a row of `bits` bits rounded up to four: ((bits + 31) >> 3) & ~3. Callers pass
   // width * bits per pixel.

@@ -7,6 +7,7 @@
 
 #include "plexa/geom/fitcurve.h"
 #include "plexa/raster/imgproc.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CDPOINT;
 
@@ -153,18 +154,18 @@ int CShapeTrace::GetOutline(int x, int y, CArray<CDPOINT, CDPOINT>& pts, int min
     dir = Neighbor(cx, cy, dir, &nx, &ny, true);
     if (cx == sx && cy == sy && !pts.IsEmpty()) break;
     if (GetTracePixel(cx, cy) && pts.GetSize() < kRetraceWindow) return 0;
-    pts.Add(CDPOINT(cx, cy));
+    plexa::grow::Append(pts, CDPOINT(cx, cy));
     cx = nx, cy = ny;
   }
   if (pts.GetSize() <= minPoints) return 0;
-  pts.Add(pts[0]);
+  plexa::grow::Append(pts, pts[0]);
   return 1;
 }
 
 void CShapeTrace::AddEdges(int x, int y, CPolyPolyBezier& out, int minPoints) {
   CArray<CDPOINT, CDPOINT> pts;
   if (!GetOutline(x, y, pts, minPoints)) return;
-  pts.Add(pts[0]);
+  plexa::grow::Append(pts, pts[0]);
   for (const CDPOINT& p : pts) {
     const int px = std::clamp(static_cast<int>(std::floor(p.x + 0.5)), 0, m_width - 1);
     const int py = std::clamp(static_cast<int>(std::floor(p.y + 0.5)), 0, m_height - 1);
@@ -174,7 +175,7 @@ void CShapeTrace::AddEdges(int x, int y, CPolyPolyBezier& out, int minPoints) {
   auto path = std::make_unique<CBPointArray>();
   FitCurve(pts.GetData(), static_cast<int>(pts.GetSize()), path.get(), kFitTolerance);
   if (path->GetSize() < 3) return;
-  out.Add(path.release());
+  plexa::grow::Append(out, path.release());
 }
 
 bool CShapeTrace::DoTrace(CPolyPolyBezier& out, int minPoints) {

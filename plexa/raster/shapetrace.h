@@ -27,9 +27,10 @@
 #include <vector>
 
 #include "plexa/geom/polypoly.h"
+#include "plexa/platform/export.h"
 #include "plexa/platform/gdi.h"
 
-class CShapeTrace {
+class PLEXA_API CShapeTrace {
  public:
   explicit CShapeTrace(HBITMAP bmp);
   CShapeTrace(const CShapeTrace&) = delete;
