@@ -13,6 +13,7 @@
 #include "plexa/platform/gdi.h"
 #include "plexa/platform/records.h"
 #include "plexa/platform/text.h"
+#include "plexa/platform/font.h"
 #include "plexa/platform/version.h"
 
 // core: value types, planar geometry on points and polylines, the view transform.
@@ -49,6 +50,7 @@
 // draw: colour conversions, string helpers.
 #include "plexa/draw/colour.h"
 #include "plexa/draw/strings.h"
+#include "plexa/draw/glyph.h"
 
 // layout: rectangle packing.
 #include "plexa/layout/pack.h"

@@ -104,8 +104,17 @@ void Deselect(Pen* p) {
 void Deselect(Brush* b) {
   if (b && !b->stock) --b->selected;
 }
+void Deselect(Font* f) {
+  if (f) --f->selected;
+}
 
 }  // namespace
+
+void* Adopt(std::unique_ptr<Object> object) {
+  Table& t = TheTable();
+  std::lock_guard lock(t.Mutex());
+  return t.Adopt(std::move(object));
+}
 
 Object* Find(const void* handle, Kind k) {
   Table& t = TheTable();
@@ -297,6 +306,7 @@ BOOL DeleteObject(HGDIOBJ object) {
   if (o->kind == Kind::Bitmap && static_cast<Bitmap*>(o)->selectedInto) return FALSE;
   if (o->kind == Kind::Pen && static_cast<Pen*>(o)->selected > 0) return FALSE;
   if (o->kind == Kind::Brush && static_cast<Brush*>(o)->selected > 0) return FALSE;
+  if (o->kind == Kind::Font && static_cast<Font*>(o)->selected > 0) return FALSE;
   t.Erase(o);
   return TRUE;
 }
@@ -343,6 +353,7 @@ void ReleaseSelections(Dc* d) {
   if (d->bitmap && d->bitmap->selectedInto == d) d->bitmap->selectedInto = nullptr;
   Deselect(d->pen);
   Deselect(d->brush);
+  Deselect(d->font);
 }
 
 }  // namespace
@@ -355,6 +366,16 @@ HDC CreateCompatibleDC(HDC dc) {
     if (o == nullptr || o->kind != Kind::Dc) return nullptr;
   }
   return NewDc(t, false, t.DefaultBitmap());
+}
+
+HDC plexa::gdi::NewDisplayDc() {
+  Table& t = TheTable();
+  std::lock_guard lock(t.Mutex());
+  Bitmap* screen = t.Screen();
+  if (screen == nullptr) return nullptr;
+  HDC dc = NewDc(t, false, screen);
+  static_cast<Dc*>(t.Lookup(dc))->display = true;
+  return dc;
 }
 
 BOOL DeleteDC(HDC dc) {
@@ -395,7 +416,8 @@ HGDIOBJ SelectObject(HDC dc, HGDIOBJ object) {
   switch (o->kind) {
     case Kind::Bitmap: {
       auto* b = static_cast<Bitmap*>(o);
-      if (surface->screen || (b->selectedInto && b->selectedInto != surface)) return nullptr;
+      if (surface->screen || surface->display || (b->selectedInto && b->selectedInto != surface))
+        return nullptr;
       if (!b->stock && !b->dib) return nullptr;
       Bitmap* old = surface->bitmap;
       if (old && old->selectedInto == surface) old->selectedInto = nullptr;
@@ -417,6 +439,14 @@ HGDIOBJ SelectObject(HDC dc, HGDIOBJ object) {
       Deselect(old);
       if (!b->stock) ++b->selected;
       surface->brush = b;
+      return old;
+    }
+    case Kind::Font: {
+      auto* f = static_cast<Font*>(o);
+      Font* old = surface->font;
+      Deselect(old);
+      ++f->selected;
+      surface->font = f;
       return old;
     }
     default:

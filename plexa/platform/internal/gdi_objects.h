@@ -8,6 +8,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "plexa/platform/gdi.h"
@@ -17,7 +18,7 @@ namespace plexa::gdi {
 
 static_assert(std::endian::native == std::endian::little, "pixels are addressed little-endian");
 
-enum class Kind { Bitmap, Pen, Brush, Dc };
+enum class Kind { Bitmap, Pen, Brush, Font, Dc };
 
 struct Object {
   explicit Object(Kind k) : kind(k) {}
@@ -64,12 +65,23 @@ struct Brush : Object {
   int selected = 0;
 };
 
+// A font face opened by the font layer (font.cpp); opaque here.
+struct FaceData;
+
+struct Font : Object {
+  Font() : Object(Kind::Font) {}
+  std::shared_ptr<FaceData> face;
+  int selected = 0;
+};
+
 enum class PathState { None, Recording, Ended };
 
 struct Dc : Object {
   Dc() : Object(Kind::Dc) {}
-  bool screen = false;
+  bool screen = false;   // from GetDC: released with ReleaseDC
+  bool display = false;  // from CreateDCW: draws on the screen, released with DeleteDC
   Bitmap* bitmap = nullptr;
+  Font* font = nullptr;
   Pen* pen = nullptr;
   Brush* brush = nullptr;
   POINT pos{0, 0};
@@ -89,7 +101,14 @@ inline Pen* Find<Pen>(const void* h) { return static_cast<Pen*>(Find(h, Kind::Pe
 template <>
 inline Brush* Find<Brush>(const void* h) { return static_cast<Brush*>(Find(h, Kind::Brush)); }
 template <>
+inline Font* Find<Font>(const void* h) { return static_cast<Font*>(Find(h, Kind::Font)); }
+template <>
 inline Dc* Find<Dc>(const void* h) { return static_cast<Dc*>(Find(h, Kind::Dc)); }
+
+// Gives a new object to the table; returns its handle.
+void* Adopt(std::unique_ptr<Object> object);
+// A surface on the screen for CreateDCW; nullptr when memory runs out.
+HDC NewDisplayDc();
 
 // A pixel value in the bitmap's own format ("raw"): a palette index for 1 and 8 bits, blue |
 // green << 8 | red << 16 for 24 and 32 bits.
