@@ -15,3 +15,8 @@ for n in "${names[@]}"; do
   "build-bench/bench/$n" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
       --benchmark_display_aggregates_only=true
 done
+# The Python module's call overhead (and pyclipper where installed), when the module was built.
+if [ $# -eq 0 ] && ls build-bench/python/plexa.*.so >/dev/null 2>&1; then
+  echo "== python_bench"
+  PYTHONPATH=build-bench/python /usr/bin/python3 bench/python_bench.py
+fi

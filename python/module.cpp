@@ -1,0 +1,409 @@
+// The plexa Python module: paths and path sets, measuring, flattening, inside tests, the
+// tracers, text outlines and drawing files, with Pythonic names. Long calls release the GIL;
+// the library's failures become Python exceptions carrying its message.
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "io/drawing.h"
+#include "io/image_read.h"
+#include "io/output_file.h"
+#include "io/svg_read.h"
+#include "io/write.h"
+#include "plexa/plexa.h"
+
+namespace py = pybind11;
+using PLEXA::CBPOINT;
+using PLEXA::CDPOINT;
+
+namespace {
+
+using Point = std::pair<double, double>;
+using Node = std::tuple<Point, Point, Point>;  // incoming control, anchor, outgoing control
+
+// A path owned by Python. CBPointArray is the library's own type; copies are deep.
+class Path {
+ public:
+  Path() = default;
+  explicit Path(CBPointArray p) : p_(std::move(p)) {}
+
+  static Path FromNodes(const std::vector<Node>& nodes) {
+    CBPointArray p;
+    p.SetSize(static_cast<INT_PTR>(nodes.size()));
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+      const auto& [in, anchor, out] = nodes[i];
+      p[static_cast<INT_PTR>(i)] = CBPOINT(C(in), C(anchor), C(out));
+    }
+    return Path(std::move(p));
+  }
+  // A polygon of straight segments through the points; closed repeats the first point.
+  static Path FromPoints(const std::vector<Point>& pts, bool closed) {
+    CBPointArray p;
+    for (const Point& q : pts) p.Add(CBPOINT(C(q), C(q), C(q)));
+    if (closed && !pts.empty()) p.Add(p[0]);
+    return Path(std::move(p));
+  }
+
+  std::vector<Node> Nodes() const {
+    std::vector<Node> out;
+    out.reserve(static_cast<std::size_t>(p_.GetSize()));
+    for (const CBPOINT& n : p_) out.emplace_back(P(n.in), P(n.anchor), P(n.out));
+    return out;
+  }
+  double Length() const { return p_.CalcLength(); }
+  std::tuple<double, double, double, double> Bounds(double resolution) const {
+    const PLEXA::CDRECT r = p_.GetPolyBezierRect(resolution);
+    return {r.xmin, r.ymin, r.xmax, r.ymax};
+  }
+  std::vector<Point> Flatten(double resolution) const {
+    if (!(resolution > 0) || !std::isfinite(resolution))
+      throw py::value_error("resolution must be a positive finite number");
+    CArray<CDPOINT> pts;
+    CDWordArray ends;
+    p_.ExecuteBPointArrayT(pts, ends, resolution);
+    std::vector<Point> out;
+    out.reserve(static_cast<std::size_t>(pts.GetSize()));
+    for (const CDPOINT& q : pts) out.emplace_back(q.x, q.y);
+    return out;
+  }
+  bool Closed() const { return p_.IsPolyBezierClosed(); }
+  bool Clockwise() const { return p_.IsClockwise(); }
+  Path Reversed() const {
+    CBPointArray p(p_);
+    p.MakeReverse();
+    return Path(std::move(p));
+  }
+  bool Contains(const Point& q) const { return CCurveCollision(p_).IsPointInCurves(C(q)); }
+  std::size_t Size() const { return static_cast<std::size_t>(p_.GetSize()); }
+  const CBPointArray& Get() const { return p_; }
+
+  static CDPOINT C(const Point& p) { return CDPOINT(p.first, p.second); }
+  static Point P(const CDPOINT& p) { return {p.x, p.y}; }
+
+ private:
+  CBPointArray p_;
+};
+
+// A set of paths: outlines and holes read together (even-odd).
+class PathSet {
+ public:
+  PathSet() = default;
+  explicit PathSet(const std::vector<Path>& paths) : paths_(paths) {}
+  explicit PathSet(const CPolyPolyBezier& set) {
+    for (INT_PTR i = 0; i < set.GetSize(); ++i)
+      if (const CBPointArray* p = set.GetAt(static_cast<int>(i))) paths_.emplace_back(*p);
+  }
+
+  // The library's owning container, built for a call.
+  std::unique_ptr<CPolyPolyBezier> Build() const {
+    auto set = std::make_unique<CPolyPolyBezier>();
+    for (const Path& p : paths_) set->Add(new CBPointArray(p.Get()));
+    return set;
+  }
+
+  std::size_t Size() const { return paths_.size(); }
+  const Path& At(long i) const {
+    const long n = static_cast<long>(paths_.size());
+    if (i < 0) i += n;
+    if (i < 0 || i >= n) throw py::index_error("path index out of range");
+    return paths_[static_cast<std::size_t>(i)];
+  }
+  const std::vector<Path>& Paths() const { return paths_; }
+  void Append(const Path& p) { paths_.push_back(p); }
+
+  std::tuple<double, double, double, double> Bounds(double resolution) const {
+    double x0 = INFINITY, y0 = INFINITY, x1 = -INFINITY, y1 = -INFINITY;
+    for (const Path& p : paths_) {
+      if (p.Size() == 0) continue;
+      const auto [a, b, c, d] = p.Bounds(resolution);
+      x0 = std::min(x0, a);
+      y0 = std::min(y0, b);
+      x1 = std::max(x1, c);
+      y1 = std::max(y1, d);
+    }
+    if (x0 > x1) return {0, 0, 0, 0};
+    return {x0, y0, x1, y1};
+  }
+  double Length() const {
+    double l = 0;
+    for (const Path& p : paths_) l += p.Length();
+    return l;
+  }
+  bool Contains(const Point& q) const {
+    auto set = Build();
+    return CCurveCollision(*set).IsPointInCurves(Path::C(q));
+  }
+  std::vector<int> Holes(double ratio) const {
+    auto set = Build();
+    CArray<int, int> holes;
+    GetPolyPolyHoles(*set, holes, ratio);
+    return std::vector<int>(holes.GetData(), holes.GetData() + holes.GetSize());
+  }
+
+ private:
+  std::vector<Path> paths_;
+};
+
+// A 32-bit two-level bitmap from rows of grey values: pixels darker than threshold are the
+// artwork (white in the bitmap, what the tracers follow), or lighter ones with invert.
+HBITMAP BitmapFromRows(const std::vector<std::vector<double>>& rows, int threshold, bool invert) {
+  const int h = static_cast<int>(rows.size());
+  const int w = h ? static_cast<int>(rows[0].size()) : 0;
+  if (w <= 0 || h <= 0) throw py::value_error("the image is empty");
+  for (const auto& r : rows)
+    if (static_cast<int>(r.size()) != w) throw py::value_error("the image's rows differ in length");
+  BITMAPINFO info{};
+  info.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+  info.bmiHeader.biWidth = w;
+  info.bmiHeader.biHeight = -h;  // top-down rows, as the pixel list reads
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  void* bits = nullptr;
+  HBITMAP bmp = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+  if (bmp == nullptr) throw std::bad_alloc();
+  auto* px = static_cast<std::uint32_t*>(bits);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      const double v = rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
+      const bool ink = invert ? v >= threshold : v < threshold;
+      px[static_cast<std::size_t>(y) * w + x] = ink ? 0xFFFFFFu : 0u;
+    }
+  }
+  return bmp;
+}
+
+struct BitmapOwner {
+  HBITMAP bmp;
+  ~BitmapOwner() {
+    if (bmp) DeleteObject(bmp);
+  }
+};
+
+// FileNotFoundError for a path that does not exist, ValueError for one that cannot be read.
+[[noreturn]] void RaiseFileError(const std::string& path, const std::string& error) {
+  std::error_code ec;
+  PyErr_SetString(
+      std::filesystem::exists(path, ec) || path == "-" ? PyExc_ValueError : PyExc_FileNotFoundError,
+      error.c_str());
+  throw py::error_already_set();
+}
+
+PathSet TraceBitmap(HBITMAP bmp, const std::string& engine, int minPoints) {
+  BitmapOwner own{bmp};
+  CPolyPolyBezier out;
+  if (engine != "shape") throw py::value_error("engine must be 'shape'");
+  {
+    py::gil_scoped_release release;
+    CShapeTrace trace(bmp);
+    trace.DoTrace(out, minPoints);
+  }
+  return PathSet(out);
+}
+
+PathSet Trace(const py::object& image, const std::string& engine, int threshold, bool invert,
+              int minPoints) {
+  if (threshold < 0 || threshold > 256) throw py::value_error("threshold must be in 0..256");
+  if (py::isinstance<py::str>(image) || py::hasattr(image, "__fspath__")) {
+    const std::string path = py::str(py::module_::import("os").attr("fspath")(image));
+    plexa::io::ImageOptions o;
+    o.threshold = threshold;
+    o.invert = invert;
+    std::string error;
+    plexa::io::LoadedImage img;
+    {
+      py::gil_scoped_release release;
+      img = plexa::io::LoadTwoLevelImage(path, o, error);
+    }
+    if (img.bitmap == nullptr) RaiseFileError(path, error);
+    return TraceBitmap(img.bitmap, engine, minPoints);
+  }
+  // A NumPy array or nested lists: rows of grey values (0 dark .. 255 light).
+  py::object rows = image;
+  if (py::hasattr(image, "tolist")) rows = image.attr("tolist")();
+  const auto grey = rows.cast<std::vector<std::vector<double>>>();
+  return TraceBitmap(BitmapFromRows(grey, threshold, invert), engine, minPoints);
+}
+
+PathSet FromDrawing(const plexa::io::Drawing& d) {
+  return PathSet(d.paths);
+}
+
+plexa::io::Drawing ToDrawing(const PathSet& s) {
+  plexa::io::Drawing d;
+  for (const Path& p : s.Paths()) d.Add(p.Get());
+  plexa::io::GroupIntoShapes(d);
+  return d;
+}
+
+PathSet ReadSvg(const std::string& path) {
+  plexa::io::Drawing d;
+  std::string warning, error;
+  bool ok;
+  {
+    py::gil_scoped_release release;
+    ok = plexa::io::ReadSvgFile(path, d, warning, error);
+  }
+  if (!ok) RaiseFileError(path, error);
+  if (!warning.empty()) PyErr_WarnEx(PyExc_UserWarning, warning.c_str(), 1);
+  return FromDrawing(d);
+}
+
+void WriteFile(const PathSet& s, const std::string& path, const std::string& format) {
+  plexa::io::WriteOptions o;
+  std::string error;
+  if (format.empty() ? !plexa::io::FormatFromPath(path, o.format, error)
+                     : !plexa::io::FormatFromName(format, o.format))
+    throw py::value_error(error.empty() ? "unknown format '" + format + "'" : error);
+  const plexa::io::Drawing d = ToDrawing(s);
+  bool ok;
+  {
+    py::gil_scoped_release release;
+    ok = plexa::io::WriteOutputFile(path, plexa::io::WriteDrawing(d, o), error);
+  }
+  if (!ok) throw py::value_error(error);
+}
+
+PathSet Text(const std::string& text, const std::string& font, double height, bool bold,
+             bool italic) {
+  if (!(height > 0) || height > 1e6) throw py::value_error("height must be in (0, 1e6]");
+  LOGFONTW lf{};
+  lf.lfHeight = -1000;
+  lf.lfWeight = bold ? FW_BOLD : FW_NORMAL;
+  lf.lfItalic = italic ? 1 : 0;
+  const py::str wide(font);
+  const std::wstring w = wide.cast<std::wstring>();
+  std::wcsncpy(lf.lfFaceName, w.c_str(), LF_FACESIZE - 1);
+  const std::wstring chars = py::str(text).cast<std::wstring>();
+  CPolyPolyBezier out;
+  {
+    py::gil_scoped_release release;
+    CDPOINT pen(0, 0);
+    for (wchar_t c : chars) GetTTOutlinePoints2(lf, static_cast<unsigned>(c), out, pen, 0);
+  }
+  PathSet s(out);
+  // Hundredths of a 1000-pixel em: scale so the em is `height` units.
+  std::vector<Path> scaled;
+  const double k = height / 10.0;
+  for (const Path& p : s.Paths()) {
+    CBPointArray q(p.Get());
+    for (CBPOINT& n : q)
+      for (CDPOINT* c : {&n.in, &n.anchor, &n.out}) *c = *c * k;
+    scaled.emplace_back(std::move(q));
+  }
+  return PathSet(scaled);
+}
+
+Path FitPoints(const std::vector<Point>& pts, double tolerance) {
+  std::vector<CDPOINT> p;
+  p.reserve(pts.size());
+  for (const Point& q : pts) p.push_back(Path::C(q));
+  CBPointArray out;
+  {
+    py::gil_scoped_release release;
+    FitCurve(p.data(), static_cast<int>(p.size()), &out, tolerance);
+  }
+  return Path(std::move(out));
+}
+
+}  // namespace
+
+PYBIND11_MODULE(plexa, m) {
+  m.doc() =
+      "plexa: geometry for sign making and cutting. Paths of cubic Bezier segments in drawing\n"
+      "units (tenths of a millimetre, y down), tracing images into outlines, text as outlines,\n"
+      "and drawing files (SVG in; SVG, PDF, EPS, DXF, HPGL out).";
+  m.attr("__version__") = PLEXA_VERSION_STRING;
+
+  py::register_exception_translator([](std::exception_ptr p) {
+    try {
+      if (p) std::rethrow_exception(p);
+    } catch (const CArchiveException& e) {
+      PyErr_SetString(PyExc_OSError, e.what());
+    }
+  });
+
+  py::class_<Path>(m, "Path",
+                   "One path of cubic Bezier segments; closed when its last anchor "
+                   "repeats its first.")
+      .def(py::init<>())
+      .def_static("from_nodes", &Path::FromNodes, py::arg("nodes"),
+                  "A path from (in_control, anchor, out_control) triples of (x, y) points.")
+      .def_static("polygon", &Path::FromPoints, py::arg("points"), py::arg("closed") = true,
+                  "Straight segments through (x, y) points; closed repeats the first point.")
+      .def_static(
+          "circle",
+          [](double cx, double cy, double r) {
+            CBPointArray p;
+            p.CreateCircle(PLEXA::CDRECT(cx - r, cx + r, cy - r, cy + r));
+            return Path(std::move(p));
+          },
+          py::arg("cx"), py::arg("cy"), py::arg("r"), "A circle of four Bezier quarter arcs.")
+      .def_property_readonly("nodes", &Path::Nodes,
+                             "The nodes as (in_control, anchor, out_control) triples.")
+      .def_property_readonly("length", &Path::Length, "Arc length of the curves.")
+      .def("bounds", &Path::Bounds, py::arg("resolution") = 1.0,
+           "(xmin, ymin, xmax, ymax) of the curves flattened at resolution.")
+      .def("flatten", &Path::Flatten, py::arg("resolution") = 1.0,
+           "Points along the curves, every control leg within resolution of the chord.")
+      .def_property_readonly("closed", &Path::Closed)
+      .def_property_readonly("clockwise", &Path::Clockwise,
+                             "Orientation of the anchor polygon on a y-down screen.")
+      .def("reversed", &Path::Reversed)
+      .def("contains", &Path::Contains, py::arg("point"),
+           "Even-odd inside test, exact on the curves.")
+      .def("__len__", &Path::Size)
+      .def("__repr__",
+           [](const Path& p) { return "<plexa.Path of " + std::to_string(p.Size()) + " nodes>"; });
+
+  py::class_<PathSet>(m, "PathSet", "Paths read together: outlines and their holes (even-odd).")
+      .def(py::init<>())
+      .def(py::init<const std::vector<Path>&>(), py::arg("paths"))
+      .def("__len__", &PathSet::Size)
+      .def("__getitem__", &PathSet::At, py::arg("index"))
+      .def(
+          "__iter__",
+          [](const PathSet& s) { return py::make_iterator(s.Paths().begin(), s.Paths().end()); },
+          py::keep_alive<0, 1>())
+      .def("append", &PathSet::Append, py::arg("path"))
+      .def_property_readonly("paths", &PathSet::Paths)
+      .def_property_readonly("length", &PathSet::Length)
+      .def("bounds", &PathSet::Bounds, py::arg("resolution") = 1.0)
+      .def("contains", &PathSet::Contains, py::arg("point"),
+           "Even-odd inside test over every path, exact on the curves.")
+      .def("holes", &PathSet::Holes, py::arg("ratio") = 0.9,
+           "Indexes of the paths lying inside another (at least ratio of their points).")
+      .def("__repr__", [](const PathSet& s) {
+        return "<plexa.PathSet of " + std::to_string(s.Size()) + " paths>";
+      });
+
+  // For the overhead benchmark: the same length call n times inside C++, GIL released.
+  m.def(
+      "_length_loop",
+      [](const Path& p, long n) {
+        py::gil_scoped_release release;
+        double sum = 0;
+        for (long i = 0; i < n; ++i) sum += p.Get().CalcLength();
+        return sum;
+      },
+      py::arg("path"), py::arg("n"));
+  m.def("trace", &Trace, py::arg("image"), py::arg("engine") = "shape", py::arg("threshold") = 128,
+        py::arg("invert") = false, py::arg("min_points") = 20,
+        "Traces dark artwork (light with invert=True) into closed outlines in pixel units.\n"
+        "image: a file path (PNG, JPEG, BMP, GIF, ...) or rows of grey values 0..255 (a 2-D\n"
+        "list or NumPy array). engine 'shape' is the grid-seeded shape tracer.");
+  m.def("fit_curve", &FitPoints, py::arg("points"), py::arg("tolerance") = 1.0,
+        "A smooth path within tolerance of the (x, y) points, corners kept.");
+  m.def("text", &Text, py::arg("text"), py::arg("font") = "DejaVu Sans", py::arg("height") = 100.0,
+        py::arg("bold") = false, py::arg("italic") = false,
+        "The characters of text as outlines from a system font, the em `height` units tall.");
+  m.def("read_svg", &ReadSvg, py::arg("path"), "Reads the paths and shapes of an SVG file.");
+  m.def("write", &WriteFile, py::arg("paths"), py::arg("path"), py::arg("format") = "",
+        "Writes paths as SVG, PDF, EPS, DXF or HPGL (by extension unless format is given).");
+}

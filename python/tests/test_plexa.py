@@ -1,0 +1,123 @@
+"""The plexa Python module, used as a Python program would use it."""
+import math
+import os
+import threading
+import time
+
+import pytest
+
+import plexa
+
+EXAMPLES = os.environ.get("PLEXA_EXAMPLES", os.path.join(os.path.dirname(__file__), "..", "..", "examples"))
+
+
+def square(x0, y0, side):
+    return plexa.Path.polygon([(x0, y0), (x0 + side, y0), (x0 + side, y0 + side), (x0, y0 + side)])
+
+
+def test_paths_round_trip_and_measure():
+    circle = plexa.Path.circle(0, 0, 100)
+    assert circle.closed
+    assert circle.length == pytest.approx(2 * math.pi * 100, rel=1e-3)
+    assert circle.bounds() == pytest.approx((-100, -100, 100, 100), abs=1e-6)
+    again = plexa.Path.from_nodes(circle.nodes)
+    assert again.nodes == circle.nodes
+    pts = circle.flatten(0.5)
+    assert all(abs(math.hypot(x, y) - 100) < 0.6 for x, y in pts)
+    assert circle.contains((10, 10)) and not circle.contains((99, 99))
+    assert circle.reversed().clockwise != circle.clockwise
+    with pytest.raises(ValueError):
+        circle.flatten(0)
+
+
+def test_sets_read_outlines_with_holes():
+    ring = plexa.PathSet([square(0, 0, 100), square(25, 25, 50).reversed()])
+    assert len(ring) == 2 and len(list(ring)) == 2
+    assert ring.holes() == [1]
+    assert ring.contains((10, 10)) and not ring.contains((50, 50))
+    assert ring[-1].nodes == ring[1].nodes
+    with pytest.raises(IndexError):
+        ring[2]
+    assert ring.length == pytest.approx(600)
+
+
+def test_tracer_finds_a_generated_ring_from_lists_and_arrays():
+    size = 60
+    rows = [[0 if 10 <= math.hypot(x - 30, y - 30) < 25 else 255 for x in range(size)]
+            for y in range(size)]
+    traced = plexa.trace(rows)
+    assert len(traced) == 2
+    assert traced.holes() == [1] or traced.holes() == [0]
+    assert traced.contains((30, 12)) and not traced.contains((30, 30))
+    np = pytest.importorskip("numpy")
+    again = plexa.trace(np.array(rows, dtype=np.uint8))
+    assert len(again) == 2
+    assert len(plexa.trace(rows, invert=True)) >= 2  # the paper and the hole's disc
+
+
+def test_files_and_errors(tmp_path):
+    sign = os.path.join(EXAMPLES, "sign.png")
+    if os.path.exists(sign):
+        assert len(plexa.trace(sign, invert=True)) > 0 or len(plexa.trace(sign)) > 0
+    with pytest.raises(FileNotFoundError):
+        plexa.trace(str(tmp_path / "missing.png"))
+    bad = tmp_path / "bad.png"
+    bad.write_bytes(b"not an image")
+    with pytest.raises(ValueError):
+        plexa.trace(str(bad))
+    with pytest.raises(ValueError):
+        plexa.trace([[0, 1], [2]])
+    with pytest.raises(ValueError):
+        plexa.trace([[0]], threshold=300)
+    out = tmp_path / "shapes.svg"
+    shapes = plexa.PathSet([square(0, 0, 100), plexa.Path.circle(300, 50, 40)])
+    plexa.write(shapes, str(out))
+    back = plexa.read_svg(str(out))
+    assert len(back) == 2
+    assert back.bounds() == pytest.approx(shapes.bounds(), abs=0.01)
+    for fmt in ("pdf", "eps", "dxf", "plt"):
+        plexa.write(shapes, str(tmp_path / ("s." + fmt)))
+        assert (tmp_path / ("s." + fmt)).stat().st_size > 0
+    with pytest.raises(ValueError):
+        plexa.write(shapes, str(tmp_path / "s.unknown"))
+    with pytest.raises(FileNotFoundError):
+        plexa.read_svg(str(tmp_path / "missing.svg"))
+
+
+def test_text_and_fitting():
+    if not os.path.exists("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"):
+        pytest.skip("fonts-dejavu-core is not installed")
+    word = plexa.text("Hi", height=100)
+    assert len(word) >= 3  # H, the stem and the dot of i
+    x0, y0, x1, y1 = word.bounds()
+    assert 50 < x1 - x0 < 150 and y1 <= 1e-9  # on the baseline, y down
+    with pytest.raises(ValueError):
+        plexa.text("x", height=0)
+    pts = [(x, 10 * math.sin(x / 10)) for x in range(0, 200)]
+    fitted = plexa.fit_curve(pts, tolerance=0.5)
+    assert 2 <= len(fitted) < 40
+    assert fitted.nodes[0][1] == pts[0] and fitted.nodes[-1][1] == pts[-1]
+
+
+def test_long_calls_let_other_threads_run():
+    size = 900
+    rows = [[0 if (x // 9 + y // 9) % 2 else 255 for x in range(size)] for y in range(size)]
+    ticks = []
+    done = threading.Event()
+
+    def tick():
+        while not done.is_set():
+            ticks.append(time.perf_counter())
+            time.sleep(0.001)
+
+    t = threading.Thread(target=tick)
+    t.start()
+    start = time.perf_counter()
+    for _ in range(3):
+        plexa.trace(rows, min_points=4)
+    end = time.perf_counter()
+    done.set()
+    t.join()
+    during = [x for x in ticks if start < x < end]
+    # The other thread kept ticking while the traces ran (with the GIL held it would stall).
+    assert len(during) >= 3
