@@ -41,8 +41,8 @@ struct Drawing {
 };
 
 // The page rectangle: (0, width) x (0, height) when both are positive, else the bounds of
-// every path (flattened at 1 unit); all zeros for an empty drawing. Non-finite coordinates
-// are left out of the bounds.
+// every path's anchors and control points (which contain the curves); all zeros for an empty
+// drawing. Non-finite coordinates are left out of the bounds.
 PLEXA::CDRECT PageBox(const Drawing& d);
 
 // Multiplies every coordinate and the page size by s (s finite and positive, else nothing).
