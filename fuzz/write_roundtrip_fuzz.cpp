@@ -93,7 +93,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   o.dxf_curves = (pick & 32) ? plexa::io::DxfCurves::kSplines : plexa::io::DxfCurves::kPolylines;
   const std::string out = plexa::io::WriteDrawing(d, o);
   int drawn = 0;
-  for (INT_PTR i = 0; i < d.paths.GetSize(); ++i) drawn += d.paths[static_cast<int>(i)].GetSize() >= 2;
+  for (INT_PTR i = 0; i < d.paths.GetSize(); ++i)
+    drawn += d.paths[static_cast<int>(i)].GetSize() >= 2;
   switch (o.format) {
     case Format::kSvg: {
       plexa::io::Drawing back;
@@ -102,10 +103,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       if (inRange) Check(ok && back.paths.GetSize() == drawn);
       break;
     }
-    case Format::kPdf: CheckPdf(out); break;
-    case Format::kEps: Check(out.size() >= 6 && out.compare(out.size() - 6, 6, "%%EOF\n") == 0); break;
-    case Format::kDxf: CheckDxf(out); break;
-    case Format::kHpgl: CheckHpgl(out, drawn); break;
+    case Format::kPdf:
+      CheckPdf(out);
+      break;
+    case Format::kEps:
+      Check(out.size() >= 6 && out.compare(out.size() - 6, 6, "%%EOF\n") == 0);
+      break;
+    case Format::kDxf:
+      CheckDxf(out);
+      break;
+    case Format::kHpgl:
+      CheckHpgl(out, drawn);
+      break;
   }
   return 0;
 }
