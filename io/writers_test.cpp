@@ -165,6 +165,7 @@ std::vector<DxfEntity> ReadDxf(const std::string& text, std::string& version) {
         out.push_back(DxfEntity{value, {}, 0, 0});
       continue;
     }
+    if (out.empty()) continue;  // the section's own name and other codes before an entity
     DxfEntity& e = out.back();
     if (c == 70) e.flags = std::stoi(value);
     if (c == 72) e.knots = std::stoi(value);
