@@ -22,6 +22,12 @@
 #include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 
+// The envelopes of the effects layer. Only named here: the ApplyEnvelop members below are
+// defined with the envelopes (plexa/effects/envelope.cpp), so this layer includes nothing of
+// the one above it.
+class CEnvelop;
+class CEnvelopEx;
+
 template <typename T, bool kSkipNullOnCopy>
 class CPolyPolyOf : public CPtrArray {
  public:
@@ -102,6 +108,11 @@ class CPolyPolyBezier : public CPolyPolyOf<CBPointArray, true> {
   void MakeReverse(bool reverseEach);
   void SetOrientation(bool clockwise);
   void ApplyTransformation(CView3D& view);
+  // Every node of every non-null path keeps the x of its three points (incoming control,
+  // anchor, outgoing control) and gets y = env.envelop(x, y); attribute words are kept.
+  // Declared here, defined in plexa/effects/envelope.cpp.
+  void ApplyEnvelop(CEnvelop& env);
+  void ApplyEnvelop(CEnvelopEx& env);
   // Bounds of the flattened curves: every segment of every non-null path is flattened by
   // CBezier::GetPolyline at this resolution into one shared point list (so only the very
   // first anchor enters as such; later paths start with their first piece's control points,
@@ -116,6 +127,10 @@ class CPolyPolyDPoint : public CPolyPolyOf<CArray<PLEXA::CDPOINT, PLEXA::CDPOINT
  public:
   // Every point goes through view.Transfer(x, y, 0) and takes the resulting x and y.
   void ApplyTransformation(CView3D& view);
+  // Every point of every non-null polyline keeps its x and gets y = env.envelop(x, y).
+  // Declared here, defined in plexa/effects/envelope.cpp.
+  void ApplyEnvelop(CEnvelop& env);
+  void ApplyEnvelop(CEnvelopEx& env);
 };
 
 class CPolyPolyDWord : public CPolyPolyOf<CDWordArray, false> {};
