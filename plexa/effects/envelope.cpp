@@ -334,6 +334,15 @@ namespace {
 // The arcs are polylines of at least 36 steps, so a step this short almost always stays on
 // one of their pieces; where it does not, the error check splits the segment.
 constexpr double kDerivativeStep = 1e-6;
+// A piece is accepted when its sampled error is within this share of the tolerance, so that
+// the error between the samples stays within the whole of it.
+constexpr double kCheckMargin = 0.9;
+
+// Add with capacity doubling (the arrays' own growth step is at most 1,024 elements).
+void Push(CBPointArray& a, const CBPOINT& e) {
+  if (a.GetSize() == a.GetAllocSize()) a.SetSize(a.GetSize(), std::max<INT_PTR>(16, a.GetSize()));
+  a.Add(e);
+}
 
 template <typename Env>
 class CurveMapper {
@@ -369,7 +378,7 @@ class CurveMapper {
       return;
     }
     out[out.GetSize() - 1].out = q1;
-    out.Add(CBPOINT(q2, q3, q3));
+    Push(out, CBPOINT(q2, q3, q3));
   }
 
  private:
@@ -382,7 +391,7 @@ class CurveMapper {
       const CDPOINT s = plexa::num::BezierPoint(p[0], p[1], p[2], p[3], t);
       const CDPOINT c = plexa::num::BezierPoint(q0, q1, q2, q3, t);
       const double err = std::fabs(c.y - m_env.envelop(s.x, s.y));
-      if (err > m_tol) return false;
+      if (err > m_tol * kCheckMargin) return false;
     }
     return true;
   }

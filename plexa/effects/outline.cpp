@@ -25,6 +25,14 @@ CBPOINT Corner(const CDPOINT& p) {
   return CBPOINT(p, p, p);
 }
 
+// Add with capacity doubling: the arrays' own growth step is at most 1,024 elements, which
+// makes a million-node result quadratic.
+template <typename Arr, typename T>
+void Push(Arr& a, const T& e) {
+  if (a.GetSize() == a.GetAllocSize()) a.SetSize(a.GetSize(), std::max<INT_PTR>(16, a.GetSize()));
+  a.Add(e);
+}
+
 bool Near(const CDPOINT& a, const CDPOINT& b) {
   return std::fabs(a.x - b.x) < kEffectEpsilon && std::fabs(a.y - b.y) < kEffectEpsilon;
 }
@@ -39,7 +47,7 @@ bool IsStraight(const CBezier& b) {
 double ReducePeriod(double t, double L) {
   if (t > L * kWaveMaxReductions) {
     const double r = std::fmod(t, L);
-    return r > 0 ? r : L;
+    return r == 0 ? L : r;  // NaN (an infinite t) stays NaN
   }
   while (t > L) t -= L;
   return t;
@@ -91,7 +99,7 @@ void SubdivideToLength(CBPointArray& path, double maxLen) {
   out.Add(pieces[0][0]);
   for (const CBPointArray& piece : pieces) {
     out[out.GetSize() - 1].out = piece[0].out;
-    for (INT_PTR j = 1; j < piece.GetSize(); ++j) out.Add(piece[j]);
+    for (INT_PTR j = 1; j < piece.GetSize(); ++j) Push(out, piece[j]);
   }
   path = out;
 }
@@ -137,7 +145,7 @@ bool Resample(const CBPointArray& src, Spacing mode, double spacing, Resampled& 
   }
   if (!(std::isfinite(total) && total > 0)) return false;
   auto add = [&](const CDPOINT& p, int seg, double t) {
-    r.nodes.Add(Corner(p));
+    Push(r.nodes, Corner(p));
     r.angles.push_back(GetBPointArrayTangentAngle(src, seg, t));
   };
   if (mode == Spacing::kDistance) {

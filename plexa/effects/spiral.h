@@ -17,8 +17,8 @@
 // constants) and the results are then NaN, infinite or empty as each function says.
 #pragma once
 
-#include "plexa/geom/path.h"
 #include "plexa/core/types.h"
+#include "plexa/geom/path.h"
 
 // One full turn, as the spiral's formulas spell it.
 inline constexpr double kSpiralTwoPi = 6.283185307179586;

@@ -15,8 +15,8 @@ constexpr double kPi = 3.141592653589793;
 ::testing::AssertionResult PointNear(const CDPOINT& a, const CDPOINT& b, double tol) {
   if (std::fabs(a.x - b.x) <= tol && std::fabs(a.y - b.y) <= tol)
     return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "(" << a.x << ", " << a.y << ") vs (" << b.x << ", "
-                                       << b.y << "), tol " << tol;
+  return ::testing::AssertionFailure()
+         << "(" << a.x << ", " << a.y << ") vs (" << b.x << ", " << b.y << "), tol " << tol;
 }
 
 // Point of the cubic segment from node a to node b at parameter u.
@@ -137,7 +137,8 @@ TEST(CSpiral, CurveNodesOnTheQuarterTurnGrid) {
     const double tb = j + 1 == path.GetSize() - 1 ? 7.0 : (j + 1) * kPi / 4;
     const double d = tb - ta;
     EXPECT_TRUE(PointNear(BezierAt(path[j], path[j + 1], 1.0 / 3), s.CalcPoint(ta + d / 3), 1e-9));
-    EXPECT_TRUE(PointNear(BezierAt(path[j], path[j + 1], 2.0 / 3), s.CalcPoint(ta + 2 * d / 3), 1e-9));
+    EXPECT_TRUE(
+        PointNear(BezierAt(path[j], path[j + 1], 2.0 / 3), s.CalcPoint(ta + 2 * d / 3), 1e-9));
     EXPECT_TRUE(PointNear(BezierAt(path[j], path[j + 1], 0.5), s.CalcPoint(ta + d / 2), 0.05));
   }
 
@@ -181,8 +182,11 @@ TEST(CSpiral, InsideTestIgnoresDirection) {
   const double edge = 20 * kPi + 5 * kPi;
   CSpiral r = s;
   r.m_direction = -1;
-  for (auto [p, in] : {std::pair{CDPOINT(30, 0), true}, {CDPOINT(0, 200), false}, {CDPOINT(0, edge - 0.5), true},
-                       {CDPOINT(0, edge + 0.5), false}, {CDPOINT(0, -(edge + 0.5)), true}}) {
+  for (auto [p, in] : {std::pair{CDPOINT(30, 0), true},
+                       {CDPOINT(0, 200), false},
+                       {CDPOINT(0, edge - 0.5), true},
+                       {CDPOINT(0, edge + 0.5), false},
+                       {CDPOINT(0, -(edge + 0.5)), true}}) {
     EXPECT_EQ(s.IsInSpiral(p, t), in) << p.x << ", " << p.y;
     EXPECT_EQ(r.IsInSpiral(p, t), in) << p.x << ", " << p.y;
   }
@@ -195,7 +199,8 @@ TEST(CSpiral, InsideTestIgnoresDirection) {
   // angle 0.5 it is at 8.
   EXPECT_TRUE(q.IsInSpiral(CDPOINT(0.0, 10.0), 2.0));
   EXPECT_FALSE(q.IsInSpiral(CDPOINT(10 * std::cos(0.5), 10 * std::sin(0.5)), 2.0));
-  EXPECT_FALSE(q.IsInSpiral(CDPOINT(std::nan(""), 0), 1.0) || q.IsInSpiral(CDPOINT(0, 0), std::nan("")) ||
+  EXPECT_FALSE(q.IsInSpiral(CDPOINT(std::nan(""), 0), 1.0) ||
+               q.IsInSpiral(CDPOINT(0, 0), std::nan("")) ||
                q.IsInSpiral(CDPOINT(INFINITY, 0), 1.0));
   (void)q.IsInSpiral(CDPOINT(1, 1), 1e12);  // far along: bounded
 }
