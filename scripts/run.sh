@@ -7,5 +7,5 @@ scripts/setup.sh
 image=${1:-examples/sign.png}
 out=${2:-out/$(basename "${image%.*}").svg}
 mkdir -p "$(dirname "$out")"
-build/tools/plexa trace "$image" --invert -o "$out"
+build/tools/plexa trace "$image" -o "$out"
 echo "SVG written to $out"

@@ -5,7 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(cmake g++ ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          libfreetype-dev libfontconfig-dev fonts-dejavu-core libstb-dev python3)
+          libfreetype-dev libfontconfig-dev fonts-dejavu-core libstb-dev libcli11-dev
+          libpugixml-dev python3)
 sanitize=0; bench=0; fuzz=0
 for arg in "$@"; do
   case "$arg" in
