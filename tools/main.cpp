@@ -13,6 +13,8 @@ void RegisterAll(Tool& tool) {
   // One line a subcommand, in the order `plexa --help` lists them.
   PLEXA_SUBCOMMAND(Trace);
   PLEXA_SUBCOMMAND(Convert);
+  PLEXA_SUBCOMMAND(Envelope);
+  PLEXA_SUBCOMMAND(Effect);
 }
 
 }  // namespace plexa::tool
