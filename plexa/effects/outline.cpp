@@ -86,14 +86,25 @@ void SubdivideToLength(CBPointArray& path, double maxLen) {
     budget -= k;
     const bool straight = IsStraight(bez);
     const CDPOINT a = bez.GetPoint0(), b = bez.GetPoint3();
+    // The points go in from the last to the first, each splitting the segment between the
+    // start and the point inserted before it. The part behind the new point is finished, so
+    // it moves out to `done` (in reverse) and every insertion works on a two-node path.
+    std::vector<CBPOINT> done;
+    done.reserve(static_cast<std::size_t>(k) + 1);
     for (long long j = k; j >= 1; --j) {
       const double t = static_cast<double>(j) / static_cast<double>(k + 1);
       if (straight) {
-        piece.InsertAt(1, Corner(CDPOINT((1 - t) * a.x + t * b.x, (1 - t) * a.y + t * b.y)));
+        done.push_back(piece[1]);
+        piece[1] = Corner(CDPOINT((1 - t) * a.x + t * b.x, (1 - t) * a.y + t * b.y));
       } else {
         AddPointToPolyBezier(piece, 0, bez.GetCurvePoint(t));
+        if (piece.GetSize() == 3) {  // inserted (not within reach of an end)
+          done.push_back(piece[2]);
+          piece.RemoveAt(2);
+        }
       }
     }
+    for (auto it = done.rbegin(); it != done.rend(); ++it) Push(piece, *it);
   }
   CBPointArray out;
   out.Add(pieces[0][0]);

@@ -46,7 +46,7 @@ inline constexpr double kEffectEpsilon = 1e-8;
 // Caps: nodes of a resampled or subdivided path, new pieces of one segment, nodes that
 // GeometricEcho writes in all, whole periods removed one by one in WavePoint/ZigZagPoint.
 inline constexpr long long kEffectMaxNodes = 1LL << 20;
-inline constexpr long long kEffectMaxSplits = 4096;
+inline constexpr long long kEffectMaxSplits = 1LL << 16;
 inline constexpr long long kEchoMaxNodes = 1LL << 22;
 inline constexpr int kWaveMaxReductions = 1 << 16;
 
