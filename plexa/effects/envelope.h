@@ -175,6 +175,12 @@ class PLEXA_API CEnvelopEx {
 // both halves are done again. A straight source segment (controls within 1e-8 of its anchors)
 // first gets its controls at the thirds, so its image becomes a smooth curve.
 //
+// CEnvelop's boundaries are polylines (CalcArc's steps of at least 1 degree), so the exact
+// image has small corners: a tolerance below their sagitta (r (1 - cos(step / 2)), about
+// 4e-5 of the arc radius r) makes the pieces follow those corners and multiplies the nodes.
+// Measured on a 100 x 100 mm rounded frame bent by a quarter of its height: 9 nodes become 15
+// at 1 unit, 21 at 0.25 and about 530 at 0.01 (the sagitta there is 0.024).
+//
 // Result: the same node order, the original nodes keep their attribute words, inserted nodes
 // have 0; measured against the point form sampled 2,000 times per segment the vertical error
 // stays within the tolerance (envelope_test). Bounds: a segment is halved at most
@@ -182,6 +188,8 @@ class PLEXA_API CEnvelopEx {
 // mapped by their control points. Returns false, with the paths unchanged, for a tolerance
 // that is not a positive finite number. Non-finite coordinates are mapped as they are, never
 // subdivided.
+// CEnvelopEx's CInvalidArgException (a frame without a valid quarter index) passes through;
+// the path being mapped is then left as it was (paths of a set before it are done).
 inline constexpr int kEnvelopMaxDepth = 12;
 inline constexpr INT_PTR kEnvelopMaxNodes = INT_PTR{1} << 20;
 inline constexpr int kEnvelopCheckSamples = 32;
