@@ -61,16 +61,38 @@ std::string WriteHpgl(const Drawing& d, const WriteOptions& o) {
     if (parent[static_cast<std::size_t>(i)] >= 0 && !polys[static_cast<std::size_t>(i)].empty())
       ++waiting[static_cast<std::size_t>(parent[static_cast<std::size_t>(i)])];
 
+  // Bounds of every stroke: the distance to them is a lower bound for any of its vertices.
+  struct Box {
+    long long x0, y0, x1, y1;
+  };
+  std::vector<Box> boxes(static_cast<std::size_t>(n));
+  std::vector<int> ready;  // paths free to go next
+  for (int i = 0; i < n; ++i) {
+    const auto& poly = polys[static_cast<std::size_t>(i)];
+    if (poly.empty()) continue;
+    Box b{poly[0].x, poly[0].y, poly[0].x, poly[0].y};
+    for (const Step& s : poly)
+      b = Box{std::min(b.x0, s.x), std::min(b.y0, s.y), std::max(b.x1, s.x), std::max(b.y1, s.y)};
+    boxes[static_cast<std::size_t>(i)] = b;
+    if (waiting[static_cast<std::size_t>(i)] == 0) ready.push_back(i);
+  }
+  const auto boxDist2 = [&boxes](const Step& p, int i) {
+    const Box& b = boxes[static_cast<std::size_t>(i)];
+    const double dx = static_cast<double>(std::max({b.x0 - p.x, 0LL, p.x - b.x1}));
+    const double dy = static_cast<double>(std::max({b.y0 - p.y, 0LL, p.y - b.y1}));
+    return dx * dx + dy * dy;
+  };
+
   std::string out = "IN;SP1;";
-  std::vector<bool> done(static_cast<std::size_t>(n), false);
   Step knife{0, 0};
-  for (int round = 0; round < n; ++round) {
+  // Each round takes one path off the ready list, so there are at most n rounds.
+  for (int round = 0; round < n && !ready.empty(); ++round) {
     int best = -1;
-    std::size_t bestAt = 0;
+    std::size_t bestAt = 0, bestSlot = 0;
     double bestD = std::numeric_limits<double>::infinity();
-    for (int i = 0; i < n; ++i) {
+    const auto scan = [&](std::size_t slot) {
+      const int i = ready[slot];
       const auto ui = static_cast<std::size_t>(i);
-      if (done[ui] || polys[ui].empty() || waiting[ui] > 0) continue;
       const auto& poly = polys[ui];
       const auto consider = [&](std::size_t at) {
         const double dd = Dist2(knife, poly[at]);
@@ -78,6 +100,7 @@ std::string WriteHpgl(const Drawing& d, const WriteOptions& o) {
           bestD = dd;
           best = i;
           bestAt = at;
+          bestSlot = slot;
         }
       };
       if (closed[ui] && poly.size() > 1) {
@@ -86,11 +109,27 @@ std::string WriteHpgl(const Drawing& d, const WriteOptions& o) {
         consider(0);
         consider(poly.size() - 1);  // an open path may run backwards
       }
+    };
+    // The path with the nearest bounds first, then every path whose bounds are nearer than
+    // the best vertex so far.
+    std::size_t nearest = 0;
+    double nearestD = std::numeric_limits<double>::infinity();
+    for (std::size_t slot = 0; slot < ready.size(); ++slot) {
+      const double dd = boxDist2(knife, ready[slot]);
+      if (dd < nearestD) {
+        nearestD = dd;
+        nearest = slot;
+      }
     }
+    scan(nearest);
+    for (std::size_t slot = 0; slot < ready.size(); ++slot)
+      if (slot != nearest && boxDist2(knife, ready[slot]) < bestD) scan(slot);
     if (best < 0) break;
     const auto ub = static_cast<std::size_t>(best);
-    done[ub] = true;
-    if (parent[ub] >= 0) --waiting[static_cast<std::size_t>(parent[ub])];
+    ready[bestSlot] = ready.back();
+    ready.pop_back();
+    if (parent[ub] >= 0 && --waiting[static_cast<std::size_t>(parent[ub])] == 0)
+      ready.push_back(parent[ub]);
     std::vector<Step> seq;
     const auto& poly = polys[ub];
     if (closed[ub] && poly.size() > 1) {

@@ -40,9 +40,13 @@ bool FormatFromName(const std::string& name, Format& format) {
 bool FormatFromPath(const std::string& path, Format& format, std::string& error) {
   const std::size_t slash = path.find_last_of('/');
   const std::size_t dot = path.find_last_of('.');
-  if (dot != std::string::npos && (slash == std::string::npos || dot > slash) &&
-      FormatFromName(path.substr(dot + 1), format))
+  const bool hasExtension =
+      dot != std::string::npos && (slash == std::string::npos || dot > slash + 1);
+  if (!hasExtension) {
+    format = Format::kSvg;
     return true;
+  }
+  if (FormatFromName(path.substr(dot + 1), format)) return true;
   error = "cannot tell the format of '" + path +
           "' from its extension (.svg, .pdf, .eps, .dxf or .plt); give --format";
   return false;

@@ -29,8 +29,9 @@ struct WriteOptions {
 
 // "svg", "pdf", "eps", "dxf", "hpgl" or "plt" (any case). False for any other name.
 bool FormatFromName(const std::string& name, Format& format);
-// By the extension of path: .svg, .pdf, .eps, .dxf, .plt/.hpgl/.hpg (any case). False, with a
-// one-line reason, for another or no extension.
+// By the extension of path: .svg, .pdf, .eps, .dxf, .plt/.hpgl/.hpg (any case); a name
+// without an extension (a device such as /dev/stdout, a pipe) is SVG. False, with a one-line
+// reason, for any other extension.
 bool FormatFromPath(const std::string& path, Format& format, std::string& error);
 // The usual extension of a format, without the dot.
 const char* FormatExtension(Format format);

@@ -56,7 +56,7 @@ void Warn(const std::string& message);
 
 // -o/--output FILE (also --output=FILE; '-' is standard output) and --format, with the DXF
 // and flattening options. Resolve fills options.format from --format or the extension
-// ('-' without --format: SVG); false with a message when neither tells.
+// ('-' or no extension without --format: SVG); false with a message for an unknown extension.
 struct OutputOptions {
   std::string path;
   std::string format;

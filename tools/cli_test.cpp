@@ -210,3 +210,123 @@ TEST_F(Cli, ErrorsAreOneLineWithStatusAndNoHalfWrittenFile) {
   r = Run("--version");
   EXPECT_EQ(r.out, "plexa " PLEXA_VERSION "\n");
 }
+
+TEST_F(Cli, OptionsPeopleKnow) {
+  const std::string img =
+      Png("art.png", 120, 80, [](int x, int y) { return x >= 20 && x < 100 && y >= 20 && y < 60; });
+  const std::string svg = (dir_ / "a.svg").string();
+  // '-' for standard output (the summary moves to standard error), --output=FILE, '-' for
+  // standard input.
+  Result r = Run("trace '" + img + "' -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(WellFormed(r.out)) << r.out;
+  EXPECT_NE(r.err.find("1 outlines"), std::string::npos) << r.err;
+  EXPECT_FALSE(fs::exists(dir_ / "-"));
+  r = Run("trace - --output='" + svg + "' < '" + img + "'");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("standard input"), std::string::npos) << r.out;
+
+  // Sizes: fractional resolution, or a width or height with a unit (the other side follows).
+  struct Size {
+    const char* option;
+    const char* expect;
+  };
+  const Size sizes[] = {{"--dpi 50.8", "width=\"60mm\" height=\"40mm\""},
+                        {"--width 30mm", "width=\"30mm\" height=\"20mm\""},
+                        {"--width=3cm", "width=\"30mm\" height=\"20mm\""},
+                        {"--height 1in", "width=\"38.1mm\" height=\"25.4mm\""},
+                        {"--width 72pt --height 72pt", "width=\"25.4mm\" height=\"25.4mm\""}};
+  for (const Size& s : sizes) {
+    r = Run("trace '" + img + "' " + s.option + " -o '" + svg + "'");
+    ASSERT_EQ(r.status, 0) << s.option << r.err;
+    EXPECT_NE(Slurp(svg).find(s.expect), std::string::npos) << s.option << Slurp(svg);
+  }
+  EXPECT_EQ(Run("trace '" + img + "' --width 3furlongs -o '" + svg + "'").status, 2);
+  EXPECT_EQ(Run("trace '" + img + "' --width 3cm --dpi 300 -o '" + svg + "'").status, 2);
+
+  // The format follows the extension or --format; an unknown extension is a usage error.
+  struct Format {
+    std::string args;
+    std::string starts;
+  };
+  const Format formats[] = {{"-o '" + (dir_ / "a.pdf").string() + "'", "%PDF-1.4"},
+                            {"-o '" + (dir_ / "a.eps").string() + "'", "%!PS-Adobe-3.0 EPSF"},
+                            {"-o '" + (dir_ / "a.plt").string() + "'", "IN;SP1;"},
+                            {"-o '" + (dir_ / "a.dxf").string() + "'", "0\nSECTION"},
+                            {"--format dxf -o -", "0\nSECTION"}};
+  for (const Format& f : formats) {
+    r = Run("trace '" + img + "' " + f.args);
+    ASSERT_EQ(r.status, 0) << f.args << r.err;
+    const std::size_t q = f.args.find('\'');
+    const std::string text =
+        q == std::string::npos ? r.out : Slurp(f.args.substr(q + 1, f.args.size() - q - 2));
+    EXPECT_EQ(text.rfind(f.starts, 0), 0u) << f.args;
+  }
+  EXPECT_EQ(Run("trace '" + img + "' -o '" + (dir_ / "a.foo").string() + "'").status, 2);
+  // A device is written in place and a failed write there fails the run.
+  r = Run("trace '" + img + "' -o /dev/full");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("/dev/full"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, ThresholdAutoAndPixelLimit) {
+  // A clean two-level image: Otsu separates it without a warning. A smooth gradient: traced
+  // with a warning that it is far from two levels.
+  const std::string clean =
+      Png("clean.png", 60, 60, [](int x, int y) { return x > 10 && x < 50 && y > 10 && y < 50; });
+  Result r = Run("trace '" + clean + "' --threshold auto -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err.find("warning"), std::string::npos) << r.err;
+  std::vector<unsigned char> ramp(64 * 64);
+  for (int i = 0; i < 64 * 64; ++i)
+    ramp[static_cast<std::size_t>(i)] = static_cast<unsigned char>((i % 64) * 4);
+  const std::string grad = (dir_ / "grad.png").string();
+  stbi_write_png(grad.c_str(), 64, 64, 1, ramp.data(), 64);
+  r = Run("trace '" + grad + "' --threshold auto -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.err.find("far from two-level"), std::string::npos) << r.err;
+  EXPECT_EQ(Run("trace '" + grad + "' --threshold half -o -").status, 2);
+
+  // The limit is checked against the header before decoding: a PNG whose header promises
+  // 20000 x 20000 pixels is refused at once; --max-pixels raises the limit.
+  r = Run("trace '" + clean + "' --max-pixels 3000 -o -");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("limit of 3000"), std::string::npos) << r.err;
+  std::string png = Slurp(clean);
+  for (int k : {16, 20}) {  // IHDR width and height, big-endian
+    png[static_cast<std::size_t>(k)] = 0;
+    png[static_cast<std::size_t>(k) + 1] = 0;
+    png[static_cast<std::size_t>(k) + 2] = static_cast<char>(20000 >> 8);
+    png[static_cast<std::size_t>(k) + 3] = static_cast<char>(20000 & 0xff);
+  }
+  std::ofstream(dir_ / "big.png", std::ios::binary) << png;
+  r = Run("trace '" + (dir_ / "big.png").string() + "' -o -");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("20000 x 20000"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, ConvertsSvgToEveryFormat) {
+  const std::string in = (dir_ / "in.svg").string();
+  std::ofstream(in) << "<svg xmlns='http://www.w3.org/2000/svg' width='50mm' height='20mm' "
+                       "viewBox='0 0 50 20'><circle cx='10' cy='10' r='8'/><text>x</text>"
+                       "<rect x='25' y='2' width='20' height='16'/></svg>";
+  Result r = Run("convert '" + in + "' -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("width=\"50mm\" height=\"20mm\""), std::string::npos) << r.out;
+  EXPECT_NE(r.err.find("warning: skipped what plexa does not read: text"), std::string::npos)
+      << r.err;
+  r = Run("convert '" + in + "' --scale 2 --flatten -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("width=\"100mm\" height=\"40mm\""), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find(" C"), std::string::npos);  // flattened: lines only
+  for (const char* ext : {"pdf", "eps", "dxf", "plt"}) {
+    r = Run("convert - -o '" + (dir_ / (std::string("out.") + ext)).string() + "' < '" + in + "'");
+    EXPECT_EQ(r.status, 0) << ext << r.err;
+  }
+  r = Run("convert '" + (dir_ / "notes.svg").string() + "' -o -");
+  EXPECT_EQ(r.status, 1);
+  std::ofstream(dir_ / "bad.svg") << "<svg><path d='M0 0 L1e308 0'/></svg>";
+  r = Run("convert '" + (dir_ / "bad.svg").string() + "' -o -");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("beyond 100 km"), std::string::npos) << r.err;
+}
