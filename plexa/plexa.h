@@ -44,7 +44,10 @@
 #include "plexa/analysis/hull.h"
 #include "plexa/analysis/preview.h"
 
-// effects: the spiral.
+// effects: envelopes, outline effects, the ellipse generator, the spiral.
+#include "plexa/effects/envelope.h"
+#include "plexa/effects/outline.h"
+#include "plexa/effects/ellipse.h"
 #include "plexa/effects/spiral.h"
 
 // draw: colour conversions, string helpers.

@@ -14,6 +14,8 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Trace);
   PLEXA_SUBCOMMAND(Convert);
   PLEXA_SUBCOMMAND(Text);
+  PLEXA_SUBCOMMAND(Envelope);
+  PLEXA_SUBCOMMAND(Effect);
 }
 
 }  // namespace plexa::tool

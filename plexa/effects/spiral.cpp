@@ -43,9 +43,13 @@ CDPOINT CSpiral::CalcPoint(double t) const {
   return CDPOINT(m_centre.x + std::cos(a) * r, m_centre.y + std::sin(a) * r);
 }
 
-double CSpiral::GetDRPerCircle() const { return m_k * kSpiralTwoPi; }
+double CSpiral::GetDRPerCircle() const {
+  return m_k * kSpiralTwoPi;
+}
 
-void CSpiral::SetDRPerCircle(double d) { m_k = d / kSpiralTwoPi; }
+void CSpiral::SetDRPerCircle(double d) {
+  m_k = d / kSpiralTwoPi;
+}
 
 double CSpiral::NormalizeAngleRad(double a) {
   if (!std::isfinite(a)) return std::numeric_limits<double>::quiet_NaN();
@@ -57,8 +61,7 @@ double CSpiral::NormalizeAngleRad(double a) {
 }
 
 double CSpiral::Speed(double t) const {
-  const double radicand =
-      m_k * m_k * t * t + 2 * m_k * m_r0 * t + m_r0 * m_r0 + m_k * m_k;
+  const double radicand = m_k * m_k * t * t + 2 * m_k * m_r0 * t + m_r0 * m_r0 + m_k * m_k;
   return radicand > 0 ? std::sqrt(radicand) : 0.0;
 }
 
@@ -141,7 +144,7 @@ bool CSpiral::IsInSpiral(const CDPOINT& p, double t) const {
   const double inner = m_k * tp + m_r0;
   if (rho < inner) return true;
   if (rho > m_k * t + m_r0) return false;
-  const double a = NormalizeAngleRad(
-      NormalizeAngleRad(std::atan2(p.y - m_centre.y, p.x - m_centre.x)) - tp);
+  const double a =
+      NormalizeAngleRad(NormalizeAngleRad(std::atan2(p.y - m_centre.y, p.x - m_centre.x)) - tp);
   return a * m_k + inner > rho;
 }

@@ -23,6 +23,12 @@
 #include "plexa/platform/array.h"
 #include "plexa/platform/export.h"
 
+// The envelopes of the effects layer. Only named here: the ApplyEnvelop members below are
+// defined with the envelopes (plexa/effects/envelope.cpp), so this layer includes nothing of
+// the one above it.
+class CEnvelop;
+class CEnvelopEx;
+
 template <typename T, bool kSkipNullOnCopy>
 class CPolyPolyOf : public CPtrArray {
  public:
@@ -106,6 +112,11 @@ class PLEXA_API CPolyPolyBezier : public CPolyPolyOf<CBPointArray, true> {
   void MakeReverse(bool reverseEach);
   void SetOrientation(bool clockwise);
   void ApplyTransformation(CView3D& view);
+  // Every node of every non-null path keeps the x of its three points (incoming control,
+  // anchor, outgoing control) and gets y = env.envelop(x, y); attribute words are kept.
+  // Declared here, defined in plexa/effects/envelope.cpp.
+  void ApplyEnvelop(CEnvelop& env);
+  void ApplyEnvelop(CEnvelopEx& env);
   // Bounds of the flattened curves: every segment of every non-null path is flattened by
   // CBezier::GetPolyline at this resolution into one shared point list (so only the very
   // first anchor enters as such; later paths start with their first piece's control points,
@@ -121,6 +132,10 @@ class PLEXA_API CPolyPolyDPoint
  public:
   // Every point goes through view.Transfer(x, y, 0) and takes the resulting x and y.
   void ApplyTransformation(CView3D& view);
+  // Every point of every non-null polyline keeps its x and gets y = env.envelop(x, y).
+  // Declared here, defined in plexa/effects/envelope.cpp.
+  void ApplyEnvelop(CEnvelop& env);
+  void ApplyEnvelop(CEnvelopEx& env);
 };
 
 class CPolyPolyDWord : public CPolyPolyOf<CDWordArray, false> {};
