@@ -109,8 +109,7 @@ void CSkeleton::DeleteBitmap() {
 }
 
 void CSkeleton::Defaults(double dpiX, double dpiY) {
-  m_dpiX = dpiX < 1.0 ? kDefaultDpi : dpiX;  // NaN fails the test and is kept: see ScaleBackBmp
-  if (std::isnan(dpiX)) m_dpiX = kDefaultDpi;
+  m_dpiX = dpiX < 1.0 || std::isnan(dpiX) ? kDefaultDpi : dpiX;  // NaN: as if none was given
   m_dpiY = dpiY < 1.0 || std::isnan(dpiY) ? m_dpiX : dpiY;
 }
 

@@ -12,7 +12,8 @@
 //   0.11 B) below 231 is dark); the smaller of the dark and light classes is the object, so
 //   dark strokes on light paper and light strokes on a dark ground both work. Other depths
 //   read as black (use InputMono for 1-bit pictures). Result in tenths of a millimetre
-//   (254 / dpi per pixel; a resolution below 1.0 means 96 dpi, a missing dpiY means dpiX).
+//   (254 / dpi per pixel; a resolution below 1.0 or NaN means 96 dpi, a missing dpiY means
+//   dpiX).
 // - Input(bmp, keyColour, dpiX, dpiY): the pixels of exactly that colour (0x00BBGGRR) are the
 //   object; units as above.
 // - InputMono(bmp, dpiX, dpiY): a 1-bit picture whose white pixels are the object (32-bit:
