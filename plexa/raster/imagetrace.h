@@ -25,11 +25,11 @@
 //
 // Anchors (the choices of this library where the rules leave them open):
 // - CountPointPaths2, used when a cell has more than 2 neighbours, counts branches. The cell's
-//   crowded group (the cells of 3 or more neighbours 8-connected to it, at most 64) is taken
-//   as one node, and the groups of touching line cells just outside it are its branches. A
-//   staircase cell or a thick stretch of line counts 2; every cell of a T, Y or X centre
-//   counts 3 or 4. A crowded group larger than 64 cells is judged by the cell's own ring:
-//   the runs of set neighbours round it.
+//   crowded group (the cells of 3 or more neighbours 8-connected to it) is taken as one
+//   node, and the groups of touching line cells just outside it are its branches: every cell
+//   of a T, Y or X centre counts 3 or 4. A group reaching more than 2 cells from the cell (a
+//   staircase, a thick patch) is no junction: the cell's own ring decides, by the runs of set
+//   neighbours round it (0 for a full ring). Each count looks at a 7 x 7 window at most.
 // - ReduceAnchorPoints_TL3 shrinks every 8-connected cluster of touching anchors that holds
 //   two or more junction cells: junction cells whose neighbours stay connected without them
 //   (the corner cell where a stem meets a bar) are cleared; of the rest, the one with the

@@ -68,8 +68,16 @@ TEST(CImageTrace, SmallLineShapes) {
     for (int i = 0; i < 3; ++i)
       EXPECT_TRUE(Same(End(out, i, false), 11, 4) || Same(End(out, i, true), 11, 4)) << i;
   }
+  {  // thick input is not what the walk is for, but a solid block and a hatch of 4-connected
+     // staircases finish quickly
+    Bits solid(300, 300, [](int, int) { return true; });
+    t.AutoTrace(solid.bmp, out);
+    Bits hatch(300, 300, [](int x, int y) { return (x + y) % 7 == 0 || (x + y + 1) % 7 == 0; });
+    t.AutoTrace(hatch.bmp, out);
+    EXPECT_GE(out.GetSize(), 40);
+  }
   t.AutoTrace(nullptr, out);  // nothing happens
-  EXPECT_EQ(out.GetSize(), 3);
+  EXPECT_GE(out.GetSize(), 40);
 }
 
 TEST(CImgProc, BranchCountsAndWalkers) {
@@ -99,7 +107,7 @@ TEST(CImgProc, BranchCountsAndWalkers) {
   CPolyPolyPoint lines;
   const int n = proc.TraceAnchorPointsAndLines(lines, 2);
   EXPECT_EQ(n, lines.GetSize());
-  EXPECT_GE(n, 4);
+  EXPECT_GE(n, 3);  // two arms may join through the crossing: a corner, not a fragment
   int taken = 0;
   for (INT_PTR i = 0; i < lines.GetSize(); ++i)
     taken += static_cast<int>(lines.GetAt(i)->GetSize());

@@ -23,7 +23,7 @@ constexpr std::array<unsigned char, 256> MakeBranchTable() {
   for (int mask = 1; mask < 256; ++mask) {
     int runs = 0;
     for (int i = 0; i < 8; ++i) runs += ((mask >> i) & 1) && !((mask >> ((i + 1) % 8)) & 1);
-    table[static_cast<std::size_t>(mask)] = static_cast<unsigned char>(runs == 0 ? 1 : runs);
+    table[static_cast<std::size_t>(mask)] = static_cast<unsigned char>(runs);  // full ring: 0
   }
   return table;
 }
@@ -54,8 +54,8 @@ constexpr std::array<unsigned char, 256> MakeGroupTable() {
 }
 constexpr std::array<unsigned char, 256> kGroups = MakeGroupTable();
 
-// Largest crowded group that CountBranches follows; beyond it the count is local.
-constexpr std::size_t kMaxCrowd = 64;
+// How far, in cells, CountBranches follows a crowded group; beyond it the count is local.
+constexpr int kCrowdReach = 2;
 
 int RingMask(const CByteMatrix& m, int x, int y) {
   int mask = 0;
@@ -75,47 +75,54 @@ int CountNeighbours(const CByteMatrix& m, int x, int y) {
 
 int CountBranches(const CByteMatrix& m, int x, int y) {
   if (m.Get(x, y) == kEmpty) return 0;
-  if (CountNeighbours(m, x, y) < 3) return kBranches[static_cast<std::size_t>(RingMask(m, x, y))];
-  // The crowded group: cells of three or more neighbours 8-connected to (x, y), at most
-  // kMaxCrowd of them. Its branches are the groups of touching line cells just outside it.
+  const int local = kBranches[static_cast<std::size_t>(RingMask(m, x, y))];
+  if (CountNeighbours(m, x, y) < 3) return local;
+  // The crowded group: cells of three or more neighbours 8-connected to (x, y) within
+  // kCrowdReach cells of it. Its branches are the groups of touching line cells just outside
+  // it. A group that reaches further is a thick patch or a staircase, not a junction: the
+  // cell's own ring decides. Everything stays in a (2 kCrowdReach + 3)-cell window.
+  constexpr int R = kCrowdReach + 1, S = 2 * R + 1;
+  unsigned char state[S][S] = {};  // 0 unseen, 1 crowded, 2 exit
   struct Cell {
     int x, y;
   };
-  std::vector<Cell> crowd{{x, y}}, exits;
-  auto has = [](const std::vector<Cell>& v, int cx, int cy) {
-    return std::any_of(v.begin(), v.end(), [&](const Cell& c) { return c.x == cx && c.y == cy; });
-  };
-  for (std::size_t i = 0; i < crowd.size(); ++i) {
+  Cell crowd[(2 * kCrowdReach + 1) * (2 * kCrowdReach + 1)];
+  int crowded = 0;
+  crowd[crowded++] = {x, y};
+  state[R][R] = 1;
+  for (int i = 0; i < crowded; ++i)
     for (int k = 0; k < 8; ++k) {
       const int nx = crowd[i].x + kRingDx[k], ny = crowd[i].y + kRingDy[k];
-      if (m.Get(nx, ny) == kEmpty || has(crowd, nx, ny)) continue;
+      unsigned char& st = state[ny - y + R][nx - x + R];
+      if (st == 1 || m.Get(nx, ny) == kEmpty) continue;
       if (CountNeighbours(m, nx, ny) >= 3) {
-        if (crowd.size() >= kMaxCrowd)  // a thick patch, not a junction: look locally
-          return kBranches[static_cast<std::size_t>(RingMask(m, x, y))];
-        crowd.push_back({nx, ny});
-      } else if (!has(exits, nx, ny)) {
-        exits.push_back({nx, ny});
+        if (std::abs(nx - x) > kCrowdReach || std::abs(ny - y) > kCrowdReach) return local;
+        st = 1;
+        crowd[crowded++] = {nx, ny};
+      } else {
+        st = 2;
       }
     }
-  }
-  // Exits were collected before every crowded cell was known; drop those that joined it.
-  std::erase_if(exits, [&](const Cell& c) { return has(crowd, c.x, c.y); });
+  // Groups of touching exits, by a flood over the window.
   int groups = 0;
-  std::vector<int> label(exits.size(), -1);
-  for (std::size_t i = 0; i < exits.size(); ++i) {
-    if (label[i] >= 0) continue;
-    label[i] = groups;
-    std::vector<std::size_t> stack{i};
-    while (!stack.empty()) {
-      const std::size_t j = stack.back();
-      stack.pop_back();
-      for (std::size_t k = 0; k < exits.size(); ++k)
-        if (label[k] < 0 && std::abs(exits[k].x - exits[j].x) <= 1 &&
-            std::abs(exits[k].y - exits[j].y) <= 1)
-          label[k] = groups, stack.push_back(k);
+  Cell stack[S * S];
+  for (int r = 0; r < S; ++r)
+    for (int c = 0; c < S; ++c) {
+      if (state[r][c] != 2) continue;
+      ++groups;
+      int top = 0;
+      stack[top++] = {c, r};
+      state[r][c] = 3;
+      while (top > 0) {  // each exit enters once
+        const Cell e = stack[--top];
+        for (int k = 0; k < 8; ++k) {
+          const int cc = e.x + kRingDx[k], rr = e.y + kRingDy[k];
+          if (cc < 0 || rr < 0 || cc >= S || rr >= S || state[rr][cc] != 2) continue;
+          state[rr][cc] = 3;
+          stack[top++] = {cc, rr};
+        }
+      }
     }
-    ++groups;
-  }
   return groups;
 }
 
@@ -159,11 +166,14 @@ void ReduceAnchorClusters(CByteMatrix& m) {
       }
       if (cluster.size() < 2) continue;
       // Junction cells whose neighbours stay connected without them (the corner cell where a
-      // stem meets a bar) are cleared first: a walk could pass beside them.
-      for (const Cell& c : cluster)
-        if (CountNeighbours(m, c.x, c.y) >= 3 &&
-            kGroups[static_cast<std::size_t>(RingMask(m, c.x, c.y))] == 1)
+      // stem meets a bar) are cleared first: a walk could pass beside them. One of the four
+      // side neighbours must be empty, or clearing the cell would open a hole.
+      for (const Cell& c : cluster) {
+        const int ring = RingMask(m, c.x, c.y);
+        if (CountNeighbours(m, c.x, c.y) >= 3 && kGroups[static_cast<std::size_t>(ring)] == 1 &&
+            (ring & 0x55) != 0x55)
           m.Set(c.x, c.y, kEmpty);
+      }
       std::erase_if(cluster, [&](const Cell& c) { return m.Get(c.x, c.y) == kEmpty; });
       double mx = 0, my = 0;
       int junctions = 0;
@@ -195,11 +205,12 @@ void ReduceAnchorClusters(CByteMatrix& m) {
       };
       std::stable_sort(order.begin(), order.end(),
                        [&](const Cell* a, const Cell* b) { return d2(a) < d2(b); });
-      std::vector<const Cell*> demoted;
       for (const Cell* c : order) {
-        const bool touches = std::any_of(demoted.begin(), demoted.end(), [&](const Cell* d) {
-          return std::abs(d->x - c->x) <= 1 && std::abs(d->y - c->y) <= 1;
-        });
+        bool touches = false;  // a demoted cell of this cluster is marked 2 in seen
+        for (int k = 0; k < 8 && !touches; ++k) {
+          const int nx = c->x + kRingDx[k], ny = c->y + kRingDy[k];
+          touches = nx >= 0 && ny >= 0 && nx < w && ny < h && seen[at(nx, ny)] == 2;
+        }
         bool gate = false;  // the first cell of a branch, just outside the cluster
         for (int k = 0; k < 8 && !gate; ++k) {
           const int nx = c->x + kRingDx[k], ny = c->y + kRingDy[k];
@@ -207,7 +218,7 @@ void ReduceAnchorClusters(CByteMatrix& m) {
         }
         if (touches || !gate) continue;
         m.Set(c->x, c->y, kLine);
-        demoted.push_back(c);
+        seen[at(c->x, c->y)] = 2;
       }
     }
 }

@@ -16,7 +16,7 @@ inline constexpr unsigned char kAnchor = 2;
 int CountNeighbours(const CByteMatrix& m, int x, int y);
 // Branches leaving (x, y) (see CImageTrace): with fewer than 3 neighbours, the runs of set
 // cells round its ring; else the groups of touching line cells just outside its crowded
-// group (cells of 3 or more neighbours connected to it, at most 64 of them).
+// group (cells of 3 or more neighbours connected to it, within 2 cells of it).
 int CountBranches(const CByteMatrix& m, int x, int y);
 // The anchor rule: for every cell (rows outer), n = CountNeighbours, refined by CountBranches
 // when above 2; n == 1 or n >= 3 makes the cell an anchor. Then ReduceAnchorClusters.
