@@ -35,6 +35,8 @@
 #include "plexa/raster/bitmatrix.h"
 #include "plexa/raster/imgproc.h"
 #include "plexa/raster/shapetrace.h"
+#include "plexa/raster/imagetrace.h"
+#include "plexa/raster/skeleton.h"
 
 // analysis: inside tests, intersections, fill lines, joins, hull, preview.
 #include "plexa/analysis/collision.h"

@@ -11,6 +11,7 @@ debian_peers=(
   libpotrace-dev
   libboost-dev
   python3-pyclipper
+  libopencv-contrib-dev
 )
 missing=()
 for p in "${debian_peers[@]}"; do

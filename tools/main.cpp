@@ -16,6 +16,7 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Text);
   PLEXA_SUBCOMMAND(Envelope);
   PLEXA_SUBCOMMAND(Effect);
+  PLEXA_SUBCOMMAND(Centerline);
 }
 
 }  // namespace plexa::tool
