@@ -42,6 +42,7 @@
 #include "plexa/analysis/connect.h"
 #include "plexa/analysis/hull.h"
 #include "plexa/analysis/preview.h"
+#include "plexa/analysis/boolean.h"
 
 // effects: the spiral.
 #include "plexa/effects/spiral.h"
