@@ -10,6 +10,7 @@ debian_peers=(
   lib2geom-dev
   libpotrace-dev
   libboost-dev
+  libpolyclipping-dev
 )
 missing=()
 for p in "${debian_peers[@]}"; do
