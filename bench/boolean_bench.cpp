@@ -52,7 +52,7 @@ const Case& Glyphs() {
       for (INT_PTR i = 0; i < row.GetSize(); ++i)
         for (INT_PTR n = 0; n < row[static_cast<int>(i)].GetSize(); ++n) {
           CBPOINT& p = row[static_cast<int>(i)][static_cast<int>(n)];
-          for (CDPOINT* q : {&p.in, &p.anchor, &p.out}) q->x *= 0.7, q->y += 1600.0 * line;
+          for (CDPOINT* q : {&p.in, &p.anchor, &p.out}) q->x *= 0.5, q->y += 1400.0 * line;
         }
       k.a.AppendCurve(row);
     }

@@ -296,13 +296,15 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
       const int u = hits[k].second, v = hits[k + 1].second;
       const IPoint& pu = hot[static_cast<std::size_t>(u)];
       const IPoint& pv = hot[static_cast<std::size_t>(v)];
-      // Hot pixels exactly on the fragment's inside split it as well.
+      // Hot pixels exactly on the fragment's inside split it as well. A fragment that is the
+      // whole edge needs no look: such a pixel would have been met by the edge already.
       onFrag.clear();
+      const bool rerouted = hits.size() > 2;
       const int64_t fx0 = std::min(pu.x, pv.x), fx1 = std::max(pu.x, pv.x);
       const int64_t fy0 = std::min(pu.y, pv.y), fy1 = std::max(pu.y, pv.y);
       const IPoint fd{pv.x - pu.x, pv.y - pu.y};
       const int64_t flen2 = fd.x * fd.x + fd.y * fd.y;
-      for (int64_t cy = g.Cy(fy0); cy <= g.Cy(fy1); ++cy)
+      for (int64_t cy = g.Cy(fy0); rerouted && cy <= g.Cy(fy1); ++cy)
         for (int64_t cx = g.Cx(fx0); cx <= g.Cx(fx1); ++cx)
           for (int h : hotCells.Of(static_cast<std::size_t>(cy * g.nx + cx))) {
             const IPoint& p = hot[static_cast<std::size_t>(h)];
@@ -327,13 +329,25 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
   }
 
   // ---- Merge identical fragments ----
+  // Sorted by (low vertex, high vertex, fragment index): the first fragment of a group
+  // gives the merged edge its provenance, so set A's fragments win over set B's.
+  struct Keyed {
+    int lo, hi, index;
+    bool operator<(const Keyed& o) const {
+      return lo != o.lo ? lo < o.lo : hi != o.hi ? hi < o.hi : index < o.index;
+    }
+  };
+  std::vector<Keyed> keyed(frags.size());
+  for (std::size_t i = 0; i < frags.size(); ++i)
+    keyed[i] = {std::min(frags[i].u, frags[i].v), std::max(frags[i].u, frags[i].v),
+                static_cast<int>(i)};
+  std::sort(keyed.begin(), keyed.end());
   std::vector<int> order(frags.size());
-  std::iota(order.begin(), order.end(), 0);
+  for (std::size_t i = 0; i < keyed.size(); ++i) order[i] = keyed[i].index;
   auto key = [&](int i) {
     const Fragment& f = frags[static_cast<std::size_t>(i)];
     return std::pair(std::min(f.u, f.v), std::max(f.u, f.v));
   };
-  std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return key(a) < key(b); });
   std::vector<Edge> edges;
   for (std::size_t k = 0; k < order.size();) {
     const auto kk = key(order[k]);
