@@ -221,12 +221,16 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
       const auto t = [&](double s) { return f->t0 + s * (f->t1 - f->t0); };
       steps.push_back({loop.vertices[(k + 1) % nv], loop.vertices[k], f, t(e.sTo), t(e.sFrom)});
     }
-    std::size_t start = 0;
+    std::size_t start = nv, breaks = 0;
     for (std::size_t k = 0; k < nv; ++k)
       if (!Continues(steps[(k + nv - 1) % nv], steps[k])) {
-        start = k;
-        break;
+        if (start == nv) start = k;
+        ++breaks;
       }
+    if (start == nv) start = 0;
+    // A loop that is one run of one segment (a cubic's own loop) is cut in two pieces, so the
+    // path has the three nodes a closed path needs.
+    const std::size_t forced = breaks <= 1 ? nv / 2 : nv;
     auto* path = new CBPointArray;
     out.Add(path);
     const CDPOINT v0 = fl.FromGrid(steps[start].from);
@@ -234,11 +238,15 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
     for (std::size_t k = 0; k < nv;) {
       const Step& s0 = steps[(start + k) % nv];
       std::size_t j = k + 1;
-      while (j < nv && Continues(steps[(start + j - 1) % nv], steps[(start + j) % nv])) ++j;
+      while (j < nv && j != forced &&
+             Continues(steps[(start + j - 1) % nv], steps[(start + j) % nv]))
+        ++j;
       const Step& s1 = steps[(start + j - 1) % nv];
       const CDPOINT p0 = fl.FromGrid(s0.from), p3 = fl.FromGrid(s1.to);
       CDPOINT c1 = p0, c2 = p3;
-      if (!s0.f->straight) {
+      // Equal ends (a piece too short for the parameter to move) stay straight; it also keeps
+      // CBezier::Split away from its unguarded lo = 1.
+      if (!s0.f->straight && s0.tA != s1.tB) {
         const CBPointArray& src = *(s0.f->set == 0 ? a : b).GetAt(s0.f->path);
         const CBezier seg(src.GetData()[s0.f->seg], src.GetData()[s0.f->seg + 1]);
         CBezier part;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
@@ -162,6 +163,20 @@ TEST(Boolean, SameShapeTwiceAndCurvesStayCurves) {
       // dense polyline.
       EXPECT_LT(nodes, 60);
     }
+  // Two overlapping curved sets: every operation against the point oracle, away from the
+  // boundaries by more than the tolerance and the grid step.
+  CPolyPolyBezier b;
+  b.Add(Circle(6, -4, 9));
+  b.Add(Circle(-9, 6, 4));
+  for (FillRule rule : {FillRule::kNonZero, FillRule::kEvenOdd})
+    for (BooleanOp op : ops) {
+      CPolyPolyBezier out;
+      BooleanOptions opt;
+      opt.fillRule = rule;
+      ASSERT_TRUE(BooleanPolyPolyBezier(a, b, op, out, opt));
+      EXPECT_EQ(CompareWithOracle(a, b, op, rule, out, -20, 20, 40, 0.05), 0)
+          << static_cast<int>(op) << " " << static_cast<int>(rule);
+    }
   // A lone circle comes back as its own four quarter arcs.
   CPolyPolyBezier c, out;
   c.Add(Circle(1, 2, 5));
@@ -301,4 +316,54 @@ TEST(Boolean, TreeTinyLoopsAndBadInput) {
   ASSERT_TRUE(WeldPolyPolyBezier(open, out));
   ASSERT_EQ(out.GetSize(), 1);
   EXPECT_EQ(out[0].GetSize(), 4);
+}
+
+TEST(Boolean, HostileSetsGiveQuietClosedResults) {
+  // Raw bit patterns (NaN, infinities, denormals, 1e300) mixed with small integers that make
+  // coincident edges and shared vertices; curved and straight segments, open and closed paths.
+  std::mt19937_64 rng(17);
+  const double specials[] = {0, 1, -1, 1e300, -1e300, 1e-300, 5e-324, 3, 1e-9, 2e-9};
+  const BooleanOp ops[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
+                            BooleanOp::kXor};
+  for (int c = 0; c < 300; ++c) {
+    auto value = [&]() {
+      const std::uint64_t r = rng();
+      switch (r % 4) {
+        case 0: {
+          double d;
+          const std::uint64_t bits = rng();
+          std::memcpy(&d, &bits, sizeof d);
+          return d;
+        }
+        case 1:
+          return specials[(r >> 8) % 10];
+        default:
+          return static_cast<double>((r >> 8) % 5);
+      }
+    };
+    CPolyPolyBezier sets[2], out;
+    for (CPolyPolyBezier& s : sets)
+      for (int k = 0, np = static_cast<int>(rng() % 3); k < np; ++k) {
+        auto* p = new CBPointArray;
+        for (int n = 0, nn = static_cast<int>(rng() % 6); n < nn; ++n) {
+          const CDPOINT a(value(), value());
+          p->Add(rng() % 2 ? CBPOINT(a, a, a)
+                           : CBPOINT(CDPOINT(value(), value()), a, CDPOINT(value(), value())));
+        }
+        s.Add(p);
+      }
+    BooleanOptions opt;
+    opt.fillRule = c % 2 ? FillRule::kEvenOdd : FillRule::kNonZero;
+    BooleanTree tree;
+    ASSERT_TRUE(BooleanPolyPolyBezier(sets[0], sets[1], ops[c % 4], out, opt, &tree)) << c;
+    ASSERT_EQ(tree.parent.size(), static_cast<std::size_t>(out.GetSize()));
+    for (INT_PTR i = 0; i < out.GetSize(); ++i) {
+      const CBPointArray& p = out[static_cast<int>(i)];
+      ASSERT_GE(p.GetSize(), 3) << c;
+      EXPECT_TRUE(p.IsPolyBezierClosed()) << c;
+      EXPECT_TRUE(p[0].anchor == p[p.GetUpperBound()].anchor) << c;
+      for (INT_PTR k = 0; k < p.GetSize(); ++k)
+        EXPECT_TRUE(std::isfinite(p[k].anchor.x) && std::isfinite(p[k].out.y)) << c;
+    }
+  }
 }
