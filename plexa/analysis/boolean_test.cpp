@@ -93,7 +93,7 @@ bool Expected(BooleanOp op, bool a, bool b) {
 // negative in the shoelace sense, hence the sign flip). Returns the number of mismatches.
 int CompareWithOracle(const CPolyPolyBezier& a, const CPolyPolyBezier& b, BooleanOp op,
                       FillRule rule, const CPolyPolyBezier& out, double x0, double x1, int n,
-                      double margin, int per = 200) {
+                      double margin, int per = 50) {
   const auto pa = Sampled(a, per), pb = Sampled(b, per), po = Sampled(out, per);
   int bad = 0;
   for (int i = 0; i < n; ++i)
