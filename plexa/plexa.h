@@ -45,6 +45,7 @@
 #include "plexa/analysis/connect.h"
 #include "plexa/analysis/hull.h"
 #include "plexa/analysis/preview.h"
+#include "plexa/analysis/boolean.h"
 
 // effects: envelopes, outline effects, the ellipse generator, the spiral.
 #include "plexa/effects/envelope.h"

@@ -12,6 +12,7 @@ debian_peers=(
   libboost-dev
   python3-pyclipper
   libopencv-contrib-dev
+  libpolyclipping-dev
 )
 missing=()
 for p in "${debian_peers[@]}"; do

@@ -1,0 +1,278 @@
+// Boolean operations on poly-Bezier sets: flatten with provenance, decide the topology on an
+// integer grid (plexa/analysis/internal/arrangement.h), then rebuild the result's edges as
+// pieces of the input segments.
+//
+// Scaling: the bounding box of every control point of both sets is centred on the origin and
+// its larger half side mapped to kGridHalf, so integer coordinates stay within the
+// arrangement's limit. Flattening works in these grid units (no overflow for any finite input)
+// and every flattened edge remembers its set, path, segment and parameter range, so a run of
+// result edges along one segment becomes one CBezier::Split piece.
+#include "plexa/analysis/boolean.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "plexa/analysis/internal/arrangement.h"
+#include "plexa/core/internal/numerics.h"
+#include "plexa/geom/bezier.h"
+
+using PLEXA::CBPOINT;
+using PLEXA::CDPOINT;
+
+namespace {
+
+namespace arr = plexa::arr;
+
+// Half side of the grid: a little below the arrangement's limit so rounding never crosses it.
+constexpr double kGridHalf = static_cast<double>(arr::kArrangementLimit - 16);
+// Flattening halves a segment at most this deep: 4,096 edges per segment at most.
+constexpr int kMaxFlattenDepth = 12;
+// More flattened edges than this make the operation refuse (false).
+constexpr std::size_t kMaxFlatEdges = std::size_t{1} << 22;
+// A bounding box half side below this is taken as a point: the scale would not be finite.
+constexpr double kMinHalfExtent = 1e-290;
+// A segment whose handles lie within this distance (grid units) of its chord, between its
+// ends, is straight: one flattened edge and a straight result.
+constexpr double kStraightGrid = 1e-6;
+constexpr double kDefaultTolerance = 0.01;
+
+struct FlatEdge {
+  int set, path, seg;  // seg -1: the closing chord of an open path
+  double t0, t1;       // parameter range on the segment
+  bool straight;
+};
+
+struct Source {
+  int set;
+  const CPolyPolyBezier* paths;
+};
+
+bool PathUsable(const CBPointArray* p) {
+  if (p == nullptr || p->GetSize() < 2) return false;
+  for (INT_PTR i = 0; i < p->GetSize(); ++i) {
+    const CBPOINT& n = p->GetData()[i];
+    if (!plexa::num::IsFinite(n.in) || !plexa::num::IsFinite(n.anchor) ||
+        !plexa::num::IsFinite(n.out))
+      return false;
+  }
+  return true;
+}
+
+class Flattener {
+ public:
+  Flattener(double cx, double cy, double scale, double tolGrid)
+      : cx_(cx), cy_(cy), scale_(scale), tol_(tolGrid) {}
+
+  CDPOINT ToGrid(const CDPOINT& p) const {
+    return CDPOINT((p.x * 0.5 - cx_ * 0.5) * (2 * scale_), (p.y * 0.5 - cy_ * 0.5) * (2 * scale_));
+  }
+  CDPOINT FromGrid(const arr::IPoint& p) const {
+    return CDPOINT(cx_ + static_cast<double>(p.x) / scale_,
+                   cy_ + static_cast<double>(p.y) / scale_);
+  }
+  static arr::IPoint Round(const CDPOINT& p) { return {std::llround(p.x), std::llround(p.y)}; }
+
+  // Flattens segment (p0..p3, grid units); false when the edge budget is exhausted.
+  bool Segment(const CDPOINT q[4], int set, int path, int seg) {
+    if (IsStraight(q)) return Add(q[0], q[3], {set, path, seg, 0, 1, true});
+    return Piece(q, 0, 1, 0, set, path, seg);
+  }
+  bool Chord(const CDPOINT& a, const CDPOINT& b, int set, int path) {
+    return Add(a, b, {set, path, -1, 0, 1, true});
+  }
+
+  std::vector<FlatEdge> flat;
+  std::vector<arr::InputEdge> edges;
+
+ private:
+  static bool IsStraight(const CDPOINT q[4]) {
+    const CDPOINT d(q[3].x - q[0].x, q[3].y - q[0].y);
+    const double len = plexa::num::Length(d);
+    for (int i = 1; i <= 2; ++i) {
+      const CDPOINT v(q[i].x - q[0].x, q[i].y - q[0].y);
+      if (len == 0) {
+        if (plexa::num::Length(v) > kStraightGrid) return false;
+        continue;
+      }
+      if (std::fabs(plexa::num::Cross(d, v)) > kStraightGrid * len) return false;
+      const double proj = plexa::num::Dot(d, v);
+      if (proj < -kStraightGrid * len || proj > len * len + kStraightGrid * len) return false;
+    }
+    return true;
+  }
+  // Flat when both handles are within tol / 0.75 of the chord's thirds: the curve then stays
+  // within tol of the chord, parameter by parameter.
+  bool Piece(const CDPOINT q[4], double t0, double t1, int depth, int set, int path, int seg) {
+    const CDPOINT l1 = plexa::num::Lerp(q[0], q[3], 1.0 / 3),
+                  l2 = plexa::num::Lerp(q[0], q[3], 2.0 / 3);
+    const double dev = std::max(plexa::num::Dist(q[1], l1), plexa::num::Dist(q[2], l2));
+    if (depth >= kMaxFlattenDepth || !(dev > tol_ / 0.75))
+      return Add(q[0], q[3], {set, path, seg, t0, t1, false});
+    CDPOINT l[4], r[4];
+    const CDPOINT a = plexa::num::Lerp(q[0], q[1], 0.5), b = plexa::num::Lerp(q[1], q[2], 0.5),
+                  c = plexa::num::Lerp(q[2], q[3], 0.5);
+    const CDPOINT ab = plexa::num::Lerp(a, b, 0.5), bc = plexa::num::Lerp(b, c, 0.5);
+    const CDPOINT m = plexa::num::Lerp(ab, bc, 0.5);
+    l[0] = q[0], l[1] = a, l[2] = ab, l[3] = m;
+    r[0] = m, r[1] = bc, r[2] = c, r[3] = q[3];
+    const double tm = 0.5 * (t0 + t1);
+    return Piece(l, t0, tm, depth + 1, set, path, seg) &&
+           Piece(r, tm, t1, depth + 1, set, path, seg);
+  }
+  bool Add(const CDPOINT& a, const CDPOINT& b, const FlatEdge& f) {
+    if (flat.size() >= kMaxFlatEdges) return false;
+    edges.push_back({Round(a), Round(b), f.set, static_cast<int>(flat.size())});
+    flat.push_back(f);
+    return true;
+  }
+
+  double cx_, cy_, scale_, tol_;
+};
+
+// One step of an output loop in emission order, with its segment parameters.
+struct Step {
+  arr::IPoint from, to;
+  const FlatEdge* f;
+  double tA, tB;
+};
+
+bool Continues(const Step& prev, const Step& next) {
+  const FlatEdge& a = *prev.f;
+  const FlatEdge& b = *next.f;
+  if (a.set != b.set || a.path != b.path || a.seg != b.seg) return false;
+  if (prev.tB != next.tA) return false;
+  return (prev.tB > prev.tA) == (next.tB > next.tA);
+}
+
+}  // namespace
+
+bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, BooleanOp op,
+                           CPolyPolyBezier& out, const BooleanOptions& options, BooleanTree* tree) {
+  out.RemoveAll();
+  if (tree) *tree = {};
+  const Source sources[2] = {{0, &a}, {1, &b}};
+
+  // Bounding box of every usable control point.
+  double minx = 0, miny = 0, maxx = 0, maxy = 0;
+  bool any = false;
+  for (const Source& s : sources)
+    for (INT_PTR i = 0; i < s.paths->GetSize(); ++i) {
+      const CBPointArray* p = s.paths->GetAt(static_cast<int>(i));
+      if (!PathUsable(p)) continue;
+      for (INT_PTR k = 0; k < p->GetSize(); ++k)
+        for (const CDPOINT& q : {p->GetData()[k].in, p->GetData()[k].anchor, p->GetData()[k].out}) {
+          if (!any) minx = maxx = q.x, miny = maxy = q.y, any = true;
+          minx = std::min(minx, q.x), maxx = std::max(maxx, q.x);
+          miny = std::min(miny, q.y), maxy = std::max(maxy, q.y);
+        }
+    }
+  if (!any) return true;
+  const double half = std::max(maxx * 0.5 - minx * 0.5, maxy * 0.5 - miny * 0.5);
+  if (!(half >= kMinHalfExtent)) return true;
+  const double scale = kGridHalf / half;
+  double tol = options.tolerance;
+  if (!(tol > 0) || !std::isfinite(tol)) tol = kDefaultTolerance;
+  Flattener fl(minx * 0.5 + maxx * 0.5, miny * 0.5 + maxy * 0.5, scale, std::max(tol * scale, 1.0));
+
+  for (const Source& s : sources)
+    for (INT_PTR i = 0; i < s.paths->GetSize(); ++i) {
+      const CBPointArray* p = s.paths->GetAt(static_cast<int>(i));
+      if (!PathUsable(p)) continue;
+      const CBPOINT* n = p->GetData();
+      const INT_PTR count = p->GetSize();
+      for (INT_PTR k = 0; k + 1 < count; ++k) {
+        const CDPOINT q[4] = {fl.ToGrid(n[k].anchor), fl.ToGrid(n[k].out), fl.ToGrid(n[k + 1].in),
+                              fl.ToGrid(n[k + 1].anchor)};
+        if (!fl.Segment(q, s.set, static_cast<int>(i), static_cast<int>(k))) return false;
+      }
+      const CDPOINT first = fl.ToGrid(n[0].anchor), last = fl.ToGrid(n[count - 1].anchor);
+      if ((first.x != last.x || first.y != last.y) &&
+          !fl.Chord(last, first, s.set, static_cast<int>(i)))
+        return false;
+    }
+
+  arr::Rule rule;
+  rule.evenOdd = options.fillRule == FillRule::kEvenOdd;
+  switch (op) {
+    case BooleanOp::kUnion:
+      rule.op = arr::Op::kUnion;
+      break;
+    case BooleanOp::kIntersection:
+      rule.op = arr::Op::kIntersection;
+      break;
+    case BooleanOp::kDifference:
+      rule.op = arr::Op::kDifference;
+      break;
+    case BooleanOp::kXor:
+      rule.op = arr::Op::kXor;
+      break;
+  }
+  std::vector<arr::ResultLoop> loops;
+  if (!arr::BuildBoolean(fl.edges, rule, loops)) return false;
+
+  std::vector<Step> steps;
+  for (const arr::ResultLoop& loop : loops) {
+    // Emission order is the loop reversed, so outlines come out counter-clockwise on screen.
+    const std::size_t nv = loop.vertices.size();
+    steps.clear();
+    for (std::size_t k = nv; k-- > 0;) {
+      const arr::ResultEdge& e = loop.edges[k];
+      const FlatEdge* f = &fl.flat[static_cast<std::size_t>(e.source)];
+      const auto t = [&](double s) { return f->t0 + s * (f->t1 - f->t0); };
+      steps.push_back({loop.vertices[(k + 1) % nv], loop.vertices[k], f, t(e.sTo), t(e.sFrom)});
+    }
+    std::size_t start = nv, breaks = 0;
+    for (std::size_t k = 0; k < nv; ++k)
+      if (!Continues(steps[(k + nv - 1) % nv], steps[k])) {
+        if (start == nv) start = k;
+        ++breaks;
+      }
+    if (start == nv) start = 0;
+    // A loop that is one run of one segment (a cubic's own loop) is cut in two pieces, so the
+    // path has the three nodes a closed path needs.
+    const std::size_t forced = breaks <= 1 ? nv / 2 : nv;
+    auto* path = new CBPointArray;
+    out.Add(path);
+    const CDPOINT v0 = fl.FromGrid(steps[start].from);
+    path->Add(CBPOINT(v0, v0, v0));
+    for (std::size_t k = 0; k < nv;) {
+      const Step& s0 = steps[(start + k) % nv];
+      std::size_t j = k + 1;
+      while (j < nv && j != forced &&
+             Continues(steps[(start + j - 1) % nv], steps[(start + j) % nv]))
+        ++j;
+      const Step& s1 = steps[(start + j - 1) % nv];
+      const CDPOINT p0 = fl.FromGrid(s0.from), p3 = fl.FromGrid(s1.to);
+      CDPOINT c1 = p0, c2 = p3;
+      // Equal ends (a piece too short for the parameter to move) stay straight; it also keeps
+      // CBezier::Split away from its unguarded lo = 1.
+      if (!s0.f->straight && s0.tA != s1.tB) {
+        const CBPointArray& src = *(s0.f->set == 0 ? a : b).GetAt(s0.f->path);
+        const CBezier seg(src.GetData()[s0.f->seg], src.GetData()[s0.f->seg + 1]);
+        CBezier part;
+        seg.Split(s0.tA, s1.tB, part);
+        c1 = part.GetPoint1() + (p0 - part.GetPoint0());
+        c2 = part.GetPoint2() + (p3 - part.GetPoint3());
+      }
+      (*path)[static_cast<int>(path->GetUpperBound())].out = c1;
+      path->Add(CBPOINT(c2, p3, p3));
+      k = j;
+    }
+    CBPOINT* nodes = path->GetData();
+    const INT_PTR last = path->GetUpperBound();
+    nodes[last].anchor = nodes[0].anchor;
+    nodes[0].in = nodes[last].in;
+    nodes[last].out = nodes[0].out;
+    if (tree) {
+      tree->parent.push_back(loop.parent);
+      tree->depth.push_back(loop.depth);
+    }
+  }
+  return true;
+}
+
+bool WeldPolyPolyBezier(const CPolyPolyBezier& set, CPolyPolyBezier& out,
+                        const BooleanOptions& options, BooleanTree* tree) {
+  const CPolyPolyBezier none;
+  return BooleanPolyPolyBezier(set, none, BooleanOp::kUnion, out, options, tree);
+}

@@ -1,0 +1,369 @@
+#include "plexa/analysis/boolean.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+using PLEXA::CBPOINT;
+using PLEXA::CDPOINT;
+
+namespace {
+
+using Poly = std::vector<CDPOINT>;
+
+CBPointArray* Polygon(const Poly& pts, bool close = true) {
+  auto* p = new CBPointArray;
+  for (const CDPOINT& q : pts) p->Add(CBPOINT(q, q, q));
+  if (close) p->Add(CBPOINT(pts[0], pts[0], pts[0]));
+  return p;
+}
+CBPointArray* Circle(double cx, double cy, double r) {
+  auto* p = new CBPointArray;
+  CBPointArray::GetCircleBPoints(PLEXA::CDRECT(cx - r, cx + r, cy - r, cy + r), *p);
+  return p;
+}
+
+// Every path sampled into a polygon (per points a segment; 1 for polygons): the oracle's view.
+std::vector<Poly> Sampled(const CPolyPolyBezier& set, int per) {
+  std::vector<Poly> out;
+  for (INT_PTR i = 0; i < set.GetSize(); ++i) {
+    const CBPointArray* p = set.GetAt(static_cast<int>(i));
+    if (!p || p->GetSize() < 2) continue;
+    Poly poly;
+    for (INT_PTR k = 0; k + 1 < p->GetSize(); ++k) {
+      const CBezier b(p->GetData()[k], p->GetData()[k + 1]);
+      for (int s = 0; s < per; ++s) poly.push_back(b.GetCurvePoint(s / static_cast<double>(per)));
+    }
+    out.push_back(poly);
+  }
+  return out;
+}
+
+int Winding(const std::vector<Poly>& polys, const CDPOINT& p) {
+  int w = 0;
+  for (const Poly& poly : polys)
+    for (std::size_t i = 0; i < poly.size(); ++i) {
+      const CDPOINT& a = poly[i];
+      const CDPOINT& b = poly[(i + 1) % poly.size()];
+      const double c = (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
+      if (a.y <= p.y && b.y > p.y && c > 0) ++w;
+      if (a.y > p.y && b.y <= p.y && c < 0) --w;
+    }
+  return w;
+}
+
+double SegDist(const CDPOINT& p, const CDPOINT& a, const CDPOINT& b) {
+  const double dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
+  double t = l2 > 0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / l2 : 0;
+  t = std::clamp(t, 0.0, 1.0);
+  return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
+}
+double BoundaryDist(const std::vector<Poly>& polys, const CDPOINT& p) {
+  double d = std::numeric_limits<double>::infinity();
+  for (const Poly& poly : polys)
+    for (std::size_t i = 0; i < poly.size(); ++i)
+      d = std::min(d, SegDist(p, poly[i], poly[(i + 1) % poly.size()]));
+  return d;
+}
+
+bool In(int w, FillRule r) {
+  return r == FillRule::kEvenOdd ? (w & 1) != 0 : w != 0;
+}
+bool Expected(BooleanOp op, bool a, bool b) {
+  switch (op) {
+    case BooleanOp::kUnion:
+      return a || b;
+    case BooleanOp::kIntersection:
+      return a && b;
+    case BooleanOp::kDifference:
+      return a && !b;
+    case BooleanOp::kXor:
+      return a != b;
+  }
+  return false;
+}
+
+// Compares the result with the operation applied point by point to the inputs, on a grid of
+// sample points farther than `margin` from every input boundary. The result must also be
+// oriented so that its non-zero winding is 0 or 1 (outlines counter-clockwise on screen are
+// negative in the shoelace sense, hence the sign flip). Returns the number of mismatches.
+int CompareWithOracle(const CPolyPolyBezier& a, const CPolyPolyBezier& b, BooleanOp op,
+                      FillRule rule, const CPolyPolyBezier& out, double x0, double x1, int n,
+                      double margin, int per = 50) {
+  const auto pa = Sampled(a, per), pb = Sampled(b, per), po = Sampled(out, per);
+  int bad = 0;
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) {
+      const CDPOINT p(x0 + (x1 - x0) * (i + 0.5) / n + 0.0123,
+                      x0 + (x1 - x0) * (j + 0.5) / n + 0.0071);
+      if (BoundaryDist(pa, p) < margin || BoundaryDist(pb, p) < margin) continue;
+      const bool want = Expected(op, In(Winding(pa, p), rule), In(Winding(pb, p), rule));
+      const int w = -Winding(po, p);
+      if (w != (want ? 1 : 0)) ++bad;
+    }
+  return bad;
+}
+
+}  // namespace
+
+TEST(Boolean, RandomPolygonsMatchThePointOracle) {
+  std::mt19937 rng(20261124);
+  std::uniform_int_distribution<int> coord(0, 8), count(3, 6), pick(0, 3);
+  const BooleanOp ops[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
+                            BooleanOp::kXor};
+  int failures = 0;
+  for (int c = 0; c < 10000 && failures < 5; ++c) {
+    CPolyPolyBezier a, b, out;
+    for (CPolyPolyBezier* s : {&a, &b})
+      for (int k = 0, np = 1 + (pick(rng) == 0); k < np; ++k) {
+        Poly poly(static_cast<std::size_t>(count(rng)));
+        for (CDPOINT& p : poly) p = CDPOINT(coord(rng), coord(rng));
+        s->Add(Polygon(poly));
+      }
+    const BooleanOp op = ops[pick(rng)];
+    const FillRule rule = pick(rng) & 1 ? FillRule::kEvenOdd : FillRule::kNonZero;
+    BooleanOptions opt;
+    opt.fillRule = rule;
+    ASSERT_TRUE(BooleanPolyPolyBezier(a, b, op, out, opt));
+    // Polygons are exact (no flattening), so the margin only covers the grid step.
+    const int bad = CompareWithOracle(a, b, op, rule, out, 0, 8, 8, 1e-4, 1);
+    if (bad) ++failures;
+    EXPECT_EQ(bad, 0) << "case " << c << " op " << static_cast<int>(op) << " rule "
+                      << static_cast<int>(rule);
+  }
+}
+
+TEST(Boolean, SameShapeTwiceAndCurvesStayCurves) {
+  CPolyPolyBezier a;
+  a.Add(Circle(0, 0, 10));
+  a.Add(Circle(8, 3, 6));
+  a.Add(Polygon({{-5, -14}, {12, -12}, {3, 0}}));
+  const BooleanOp ops[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
+                            BooleanOp::kXor};
+  for (FillRule rule : {FillRule::kNonZero, FillRule::kEvenOdd})
+    for (BooleanOp op : ops) {
+      CPolyPolyBezier out;
+      BooleanOptions opt;
+      opt.fillRule = rule;
+      ASSERT_TRUE(BooleanPolyPolyBezier(a, a, op, out, opt));
+      if (op == BooleanOp::kDifference || op == BooleanOp::kXor) {
+        EXPECT_EQ(out.GetSize(), 0) << static_cast<int>(op);
+        continue;
+      }
+      // A u A = A n A = the region of A under the rule.
+      CPolyPolyBezier none;
+      EXPECT_EQ(CompareWithOracle(a, none, BooleanOp::kUnion, rule, out, -20, 20, 40, 0.05), 0);
+      INT_PTR nodes = 0;
+      for (INT_PTR i = 0; i < out.GetSize(); ++i) nodes += out[static_cast<int>(i)].GetSize();
+      // Pieces of the input's own segments, split at the crossings: a few dozen nodes, not a
+      // dense polyline.
+      EXPECT_LT(nodes, 60);
+    }
+  // Two overlapping curved sets: every operation against the point oracle, away from the
+  // boundaries by more than the tolerance and the grid step.
+  CPolyPolyBezier b;
+  b.Add(Circle(6, -4, 9));
+  b.Add(Circle(-9, 6, 4));
+  for (FillRule rule : {FillRule::kNonZero, FillRule::kEvenOdd})
+    for (BooleanOp op : ops) {
+      CPolyPolyBezier out;
+      BooleanOptions opt;
+      opt.fillRule = rule;
+      ASSERT_TRUE(BooleanPolyPolyBezier(a, b, op, out, opt));
+      EXPECT_EQ(CompareWithOracle(a, b, op, rule, out, -20, 20, 40, 0.05), 0)
+          << static_cast<int>(op) << " " << static_cast<int>(rule);
+    }
+  // A lone circle comes back as its own four quarter arcs.
+  CPolyPolyBezier c, out;
+  c.Add(Circle(1, 2, 5));
+  ASSERT_TRUE(WeldPolyPolyBezier(c, out));
+  ASSERT_EQ(out.GetSize(), 1);
+  EXPECT_EQ(out[0].GetSize(), 5);
+  EXPECT_FALSE(out[0].IsClockwise());
+  EXPECT_TRUE(out[0].IsPolyBezierClosed());
+  for (int k = 0; k < 4; ++k) {
+    const CDPOINT m = CBezier(out[0][k], out[0][k + 1]).GetCurvePoint(0.5);
+    EXPECT_NEAR(std::hypot(m.x - 1, m.y - 2), 5, 0.01);
+  }
+}
+
+TEST(Boolean, TouchingSharedEdgesAndSelfIntersections) {
+  struct Case {
+    const char* name;
+    Poly a, b;
+    BooleanOp op;
+    FillRule rule;
+    int paths;
+  } cases[] = {
+      {"edge-touch union",
+       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
+       {{4, 0}, {8, 0}, {8, 4}, {4, 4}},
+       BooleanOp::kUnion,
+       FillRule::kNonZero,
+       1},
+      {"edge-touch intersection",
+       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
+       {{4, 1}, {8, 1}, {8, 3}, {4, 3}},
+       BooleanOp::kIntersection,
+       FillRule::kNonZero,
+       0},
+      {"partial edge union",
+       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
+       {{4, 1}, {8, 1}, {8, 3}, {4, 3}},
+       BooleanOp::kUnion,
+       FillRule::kNonZero,
+       1},
+      {"vertex-touch union",
+       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
+       {{4, 4}, {8, 4}, {8, 8}, {4, 8}},
+       BooleanOp::kUnion,
+       FillRule::kNonZero,
+       2},
+      {"vertex on edge",
+       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
+       {{4, 2}, {8, 0}, {8, 4}},
+       BooleanOp::kUnion,
+       FillRule::kNonZero,
+       2},
+      {"vertex on edge xor",
+       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
+       {{4, 2}, {1, 0}, {1, 4}},
+       BooleanOp::kXor,
+       FillRule::kNonZero,
+       3},
+      {"pentagram non-zero",
+       {{5, 0}, {8, 9}, {0, 3}, {10, 3}, {2, 9}},
+       {},
+       BooleanOp::kUnion,
+       FillRule::kNonZero,
+       1},
+      {"pentagram even-odd",
+       {{5, 0}, {8, 9}, {0, 3}, {10, 3}, {2, 9}},
+       {},
+       BooleanOp::kUnion,
+       FillRule::kEvenOdd,
+       5},
+      {"bow tie", {{0, 0}, {6, 6}, {6, 0}, {0, 6}}, {}, BooleanOp::kUnion, FillRule::kNonZero, 2},
+  };
+  for (const Case& c : cases) {
+    CPolyPolyBezier a, b, out;
+    a.Add(Polygon(c.a));
+    if (!c.b.empty()) b.Add(Polygon(c.b));
+    BooleanOptions opt;
+    opt.fillRule = c.rule;
+    ASSERT_TRUE(BooleanPolyPolyBezier(a, b, c.op, out, opt)) << c.name;
+    EXPECT_EQ(out.GetSize(), c.paths) << c.name;
+    EXPECT_EQ(CompareWithOracle(a, b, c.op, c.rule, out, -1, 11, 48, 1e-4, 1), 0) << c.name;
+    for (INT_PTR i = 0; i < out.GetSize(); ++i) {
+      EXPECT_TRUE(out[static_cast<int>(i)].IsPolyBezierClosed()) << c.name;
+      EXPECT_FALSE(out[static_cast<int>(i)].IsClockwise()) << c.name;  // no holes here
+    }
+  }
+}
+
+TEST(Boolean, TreeTinyLoopsAndBadInput) {
+  // Nested squares under even-odd: outline, hole, island.
+  CPolyPolyBezier nest, out;
+  nest.Add(Polygon({{0, 0}, {9, 0}, {9, 9}, {0, 9}}));
+  nest.Add(Polygon({{2, 2}, {7, 2}, {7, 7}, {2, 7}}));
+  nest.Add(Polygon({{4, 4}, {5, 4}, {5, 5}, {4, 5}}));
+  BooleanOptions eo;
+  eo.fillRule = FillRule::kEvenOdd;
+  BooleanTree tree;
+  ASSERT_TRUE(WeldPolyPolyBezier(nest, out, eo, &tree));
+  ASSERT_EQ(out.GetSize(), 3);
+  for (int i = 0; i < 3; ++i) {
+    const int d = tree.depth[static_cast<std::size_t>(i)],
+              p = tree.parent[static_cast<std::size_t>(i)];
+    EXPECT_EQ(out[i].IsClockwise(), d == 1);
+    EXPECT_EQ(p < 0 ? -1 : tree.depth[static_cast<std::size_t>(p)], d - 1);
+  }
+
+  // Loops below 1e-9 vanish; they do not disturb the rest.
+  CPolyPolyBezier tiny;
+  tiny.Add(Polygon({{0, 0}, {10, 0}, {10, 10}, {0, 10}}));
+  tiny.Add(Polygon({{20, 20}, {20 + 1e-10, 20}, {20, 20 + 1e-10}}));
+  tiny.Add(Polygon({{5, 5}, {5 + 1e-10, 5}, {5, 5 - 1e-10}}));
+  ASSERT_TRUE(WeldPolyPolyBezier(tiny, out));
+  ASSERT_EQ(out.GetSize(), 1);
+  EXPECT_EQ(out[0].GetSize(), 5);
+
+  // Quiet results on bad input.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  CPolyPolyBezier bad, empty;
+  bad.Add(Polygon({{0, 0}, {nan, 0}, {1, 1}}));
+  bad.Add(Polygon({{0, 0}, {inf, 0}, {1, 1}}));
+  bad.Add(new CBPointArray);
+  bad.Add(nullptr);
+  ASSERT_TRUE(WeldPolyPolyBezier(bad, out));
+  EXPECT_EQ(out.GetSize(), 0);
+  ASSERT_TRUE(BooleanPolyPolyBezier(empty, empty, BooleanOp::kXor, out));
+  EXPECT_EQ(out.GetSize(), 0);
+
+  // Huge coordinates and an open path (closed by its chord).
+  CPolyPolyBezier huge, open;
+  huge.Add(Polygon({{-1e300, -1e300}, {1e300, -1e300}, {1e300, 1e300}, {-1e300, 1e300}}));
+  ASSERT_TRUE(WeldPolyPolyBezier(huge, out));
+  ASSERT_EQ(out.GetSize(), 1);
+  EXPECT_EQ(out[0].GetSize(), 5);
+  EXPECT_DOUBLE_EQ(std::fabs(out[0][0].anchor.x), 1e300);
+  open.Add(Polygon({{0, 0}, {4, 0}, {0, 4}}, false));
+  ASSERT_TRUE(WeldPolyPolyBezier(open, out));
+  ASSERT_EQ(out.GetSize(), 1);
+  EXPECT_EQ(out[0].GetSize(), 4);
+}
+
+TEST(Boolean, HostileSetsGiveQuietClosedResults) {
+  // Raw bit patterns (NaN, infinities, denormals, 1e300) mixed with small integers that make
+  // coincident edges and shared vertices; curved and straight segments, open and closed paths.
+  std::mt19937_64 rng(17);
+  const double specials[] = {0, 1, -1, 1e300, -1e300, 1e-300, 5e-324, 3, 1e-9, 2e-9};
+  const BooleanOp ops[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
+                            BooleanOp::kXor};
+  for (int c = 0; c < 300; ++c) {
+    auto value = [&]() {
+      const std::uint64_t r = rng();
+      switch (r % 4) {
+        case 0: {
+          double d;
+          const std::uint64_t bits = rng();
+          std::memcpy(&d, &bits, sizeof d);
+          return d;
+        }
+        case 1:
+          return specials[(r >> 8) % 10];
+        default:
+          return static_cast<double>((r >> 8) % 5);
+      }
+    };
+    CPolyPolyBezier sets[2], out;
+    for (CPolyPolyBezier& s : sets)
+      for (int k = 0, np = static_cast<int>(rng() % 3); k < np; ++k) {
+        auto* p = new CBPointArray;
+        for (int n = 0, nn = static_cast<int>(rng() % 6); n < nn; ++n) {
+          const CDPOINT a(value(), value());
+          p->Add(rng() % 2 ? CBPOINT(a, a, a)
+                           : CBPOINT(CDPOINT(value(), value()), a, CDPOINT(value(), value())));
+        }
+        s.Add(p);
+      }
+    BooleanOptions opt;
+    opt.fillRule = c % 2 ? FillRule::kEvenOdd : FillRule::kNonZero;
+    BooleanTree tree;
+    ASSERT_TRUE(BooleanPolyPolyBezier(sets[0], sets[1], ops[c % 4], out, opt, &tree)) << c;
+    ASSERT_EQ(tree.parent.size(), static_cast<std::size_t>(out.GetSize()));
+    for (INT_PTR i = 0; i < out.GetSize(); ++i) {
+      const CBPointArray& p = out[static_cast<int>(i)];
+      ASSERT_GE(p.GetSize(), 3) << c;
+      EXPECT_TRUE(p.IsPolyBezierClosed()) << c;
+      EXPECT_TRUE(p[0].anchor == p[p.GetUpperBound()].anchor) << c;
+      for (INT_PTR k = 0; k < p.GetSize(); ++k)
+        EXPECT_TRUE(std::isfinite(p[k].anchor.x) && std::isfinite(p[k].out.y)) << c;
+    }
+  }
+}
