@@ -9,52 +9,15 @@
 #include <random>
 #include <vector>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
 namespace {
 
 constexpr double kPi = std::numbers::pi;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-CDPOINT SegmentPoint(const CBPointArray& path, int i, double t) {
-  const CBPOINT& a = path.GetData()[i];
-  const CBPOINT& b = path.GetData()[i + 1];
-  const double s = 1 - t;
-  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) +
-         b.anchor * (t * t * t);
-}
-
-double Dist(const CDPOINT& a, const CDPOINT& b) {
-  return std::hypot(a.x - b.x, a.y - b.y);
-}
-
-// Distance from p to the path: dense sampling of every segment, then golden-section
-// refinement around every local minimum of the samples (the distance is unimodal that
-// close to a minimum, if the samples are dense enough for folds of the curve).
-double DistanceToPath(const CBPointArray& path, const CDPOINT& p, int kSamples = 96) {
-  double best = Dist(path.GetData()[0].anchor, p);
-  for (int i = 0; i + 1 < path.GetSize(); ++i) {
-    const auto dist = [&](double t) { return Dist(SegmentPoint(path, i, t), p); };
-    std::vector<double> d(kSamples + 1);
-    for (int k = 0; k <= kSamples; ++k) best = std::min(best, d[k] = dist(double(k) / kSamples));
-    for (int k = 0; k <= kSamples; ++k) {
-      if ((k > 0 && d[k - 1] < d[k]) || (k < kSamples && d[k + 1] < d[k])) continue;
-      double lo = std::max(0.0, (k - 1.0) / kSamples), hi = std::min(1.0, (k + 1.0) / kSamples);
-      const double g = (std::sqrt(5.0) - 1) / 2;
-      for (int it = 0; it < 48; ++it) {
-        const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
-        if (dist(m1) < dist(m2))
-          hi = m2;
-        else
-          lo = m1;
-      }
-      best = std::min(best, dist((lo + hi) / 2));
-    }
-  }
-  return best;
-}
+using namespace plexa::test;
 
 double MaxDeviation(const CBPointArray& path, const std::vector<CDPOINT>& pts, int samples = 96) {
   double worst = 0;
@@ -263,7 +226,8 @@ TEST(FitCurve, PixelCircleGivesFewSmoothSegments) {
       // half-diagonal of a pixel.
       for (int i = 0; i + 1 < path.GetSize(); ++i)
         for (int k = 0; k <= 20; ++k)
-          EXPECT_NEAR(Dist(SegmentPoint(path, i, k / 20.0), CDPOINT(500, 500)), 100, 1.0 + 0.71);
+          EXPECT_NEAR(Dist(BezierAt(path[i], path[i + 1], k / 20.0), CDPOINT(500, 500)), 100,
+                      1.0 + 0.71);
     }
   }
   // The shape tracer's tolerance on a small disc.

@@ -4,17 +4,17 @@
 
 #include <numbers>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
 namespace {
 
-CBPOINT Corner(double x, double y) { return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y)); }
+using namespace plexa::test;
 
 CBPointArray* Path(std::initializer_list<CDPOINT> anchors) {
-  auto* p = new CBPointArray;
-  for (const CDPOINT& a : anchors) p->Add(Corner(a.x, a.y));
-  return p;
+  return new CBPointArray(plexa::test::Poly(anchors));
 }
 
 // Counts live elements, so ownership errors show up as a wrong count (and under ASan).
@@ -35,21 +35,21 @@ TEST(CPolyPoly, OwnershipAndSilentIndexRules) {
     set.SetAt(-1, nullptr);            // negative: nothing
     EXPECT_EQ(set.GetAt(2), nullptr);  // out of range: null, no failure
     EXPECT_EQ(set.GetAt(-1), nullptr);
-    set.SetAt(0, new Counted);         // replaces and deletes the old one
+    set.SetAt(0, new Counted);  // replaces and deletes the old one
     EXPECT_EQ(Counted::alive, 2);
     auto* spare = new Counted;
     EXPECT_THROW(set.SetAt(2, spare), CInvalidArgException);
-    EXPECT_EQ(Counted::alive, 3);      // nothing was deleted before the failure
+    EXPECT_EQ(Counted::alive, 3);  // nothing was deleted before the failure
     delete spare;
-    set.SetAtGrow(4, new Counted);     // grows, leaving null slots 2 and 3
+    set.SetAtGrow(4, new Counted);  // grows, leaving null slots 2 and 3
     EXPECT_EQ(set.GetSize(), 5);
     EXPECT_EQ(set.GetAt(3), nullptr);
-    set.RemoveAt(7);                   // outside: nothing
+    set.RemoveAt(7);  // outside: nothing
     set.RemoveAt(1);
     EXPECT_EQ(Counted::alive, 2);
     EXPECT_EQ(set.GetSize(), 4);
   }
-  EXPECT_EQ(Counted::alive, 0);        // the destructor deleted the rest, null slots included
+  EXPECT_EQ(Counted::alive, 0);  // the destructor deleted the rest, null slots included
 }
 
 TEST(CPolyPoly, CopySkipsNullPathsButOtherContainersStopAtThem) {
@@ -162,8 +162,8 @@ TEST(CBPointArray, ClosednessAndEqualityTolerances) {
   EXPECT_FALSE(open->IsPolyBezierClosed());
 
   CBPointArray a(*tri), b(*tri);
-  b[1].attr = 5;            // not compared
-  b[1].in.x += 0.5e-8;      // within 1e-8
+  b[1].attr = 5;        // not compared
+  b[1].in.x += 0.5e-8;  // within 1e-8
   EXPECT_TRUE(a == b);
   b[1].out.y += 2e-8;
   EXPECT_FALSE(a == b);

@@ -37,7 +37,8 @@ bool InsideEvenOdd(const std::vector<std::vector<IPt>>& polys, int i, int j) {
   for (const auto& poly : polys) {
     const std::size_t n = poly.size();
     for (std::size_t k = 0; k < n; ++k) {
-      const IPt a{2 * poly[k].x, 2 * poly[k].y}, b{2 * poly[(k + 1) % n].x, 2 * poly[(k + 1) % n].y};
+      const IPt a{2 * poly[k].x, 2 * poly[k].y},
+          b{2 * poly[(k + 1) % n].x, 2 * poly[(k + 1) % n].y};
       if ((a.y < py) == (b.y < py)) continue;
       // Crossing x - px has the sign of num / (b.y - a.y).
       const std::int64_t num = (a.x - px) * (b.y - a.y) + (py - a.y) * (b.x - a.x);
@@ -57,7 +58,8 @@ bool WithinPen(const std::vector<std::vector<IPt>>& paths, const std::vector<boo
     const std::size_t segs = p.size() == 1 ? 1 : p.size() - 1 + (closed[f] && p.size() > 2 ? 1 : 0);
     for (std::size_t k = 0; k < segs; ++k) {
       const IPt a{2 * p[k].x, 2 * p[k].y};
-      const IPt b = p.size() == 1 ? a : IPt{2 * p[(k + 1) % p.size()].x, 2 * p[(k + 1) % p.size()].y};
+      const IPt b =
+          p.size() == 1 ? a : IPt{2 * p[(k + 1) % p.size()].x, 2 * p[(k + 1) % p.size()].y};
       const std::int64_t dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
       if (l2 == 0) {
         if ((px - a.x) * (px - a.x) + (py - a.y) * (py - a.y) <= w * w) return true;
@@ -112,15 +114,17 @@ Coverage Filled(const std::vector<std::vector<IPt>>& polys, int w, int h) {
 Coverage Stroked(const std::vector<IPt>& path, bool closed, double pen, int w, int h) {
   const Figure f = ToFigure(path, closed);
   Coverage c(w, h);
-  if (pen > 0) plexa::rasterizer::StrokeRound({&f, 1}, pen, c);
-  else plexa::rasterizer::StrokeThin({&f, 1}, c);
+  if (pen > 0)
+    plexa::rasterizer::StrokeRound({&f, 1}, pen, c);
+  else
+    plexa::rasterizer::StrokeThin({&f, 1}, c);
   c.Finish();
   return c;
 }
 
 // Every pixel of the w x h grid against the distance rule.
-void ExpectMatchesPen(const Coverage& c, const std::vector<IPt>& path, bool closed, std::int64_t pen,
-                      int w, int h) {
+void ExpectMatchesPen(const Coverage& c, const std::vector<IPt>& path, bool closed,
+                      std::int64_t pen, int w, int h) {
   for (int j = 0; j < h; ++j)
     for (int i = 0; i < w; ++i)
       ASSERT_EQ(c.Covered(i, j), WithinPen({path}, {closed}, pen, i, j))
@@ -191,7 +195,8 @@ TEST(Raster, FillOfRectangleAndTriangleFollowsTheEdgeRule) {
   EXPECT_FALSE(tri.Covered(9, 0));
 
   // Overlapping squares cancel under even-odd; the frame between them stays.
-  const Coverage ring = Filled({{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, {{2, 2}, {8, 2}, {8, 8}, {2, 8}}}, 20, 20);
+  const Coverage ring =
+      Filled({{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, {{2, 2}, {8, 2}, {8, 8}, {2, 8}}}, 20, 20);
   EXPECT_EQ(CountCovered(ring), 100 - 36);
   EXPECT_FALSE(ring.Covered(5, 5));
 }
@@ -267,7 +272,8 @@ TEST(Raster, WidePenOverManyShortFractionalSegmentsMatchesDistance) {
   std::vector<IPt> ring, dot{{28 * 8, 26 * 8}};
   for (int k = 0; k < 120; ++k) {
     const double a = 2 * M_PI * k / 120;
-    ring.push_back({std::llround(8 * (28 + 14 * std::cos(a))), std::llround(8 * (26 + 14 * std::sin(a)))});
+    ring.push_back(
+        {std::llround(8 * (28 + 14 * std::cos(a))), std::llround(8 * (26 + 14 * std::sin(a)))});
   }
   std::vector<Figure> figs(2);
   for (const IPt& p : ring) figs[0].points.push_back({p.x / 8.0, p.y / 8.0});
@@ -326,7 +332,8 @@ TEST(Raster, ThinLinesMatchClassicBresenhamInEveryOctant) {
       if (p.x >= 0 && p.x < 32 && p.y >= 0 && p.y < 32) expect[p.y * 32 + p.x] = true;
     for (int j = 0; j < 32; ++j)
       for (int i = 0; i < 32; ++i)
-        ASSERT_EQ(got.Covered(i, j), expect[j * 32 + i]) << x0 << "," << y0 << " -> " << x1 << "," << y1;
+        ASSERT_EQ(got.Covered(i, j), expect[j * 32 + i])
+            << x0 << "," << y0 << " -> " << x1 << "," << y1;
   }
   // With its last pixel, and a line of no length draws only when the last pixel is asked for.
   Coverage last(8, 8);
@@ -342,7 +349,8 @@ TEST(Raster, ThinStrokeLeavesOutOnlyTheLastPixelOfAnOpenFigure) {
   EXPECT_TRUE(open.Covered(10, 1));
   EXPECT_FALSE(open.Covered(10, 8));
   // The whole frame of columns 1..10, rows 1..8.
-  EXPECT_EQ(CountCovered(Stroked({{1, 1}, {10, 1}, {10, 8}, {1, 8}}, true, 0, 20, 20)), 2 * 10 + 2 * 6);
+  EXPECT_EQ(CountCovered(Stroked({{1, 1}, {10, 1}, {10, 8}, {1, 8}}, true, 0, 20, 20)),
+            2 * 10 + 2 * 6);
 }
 
 TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
@@ -354,8 +362,10 @@ TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
     double worst = 0;
     for (int k = 0; k <= 4000; ++k) {
       const double t = k / 4000.0, s = 1 - t;
-      const double x = s * s * s * p0.x + 3 * s * s * t * p1.x + 3 * s * t * t * p2.x + t * t * t * p3.x;
-      const double y = s * s * s * p0.y + 3 * s * s * t * p1.y + 3 * s * t * t * p2.y + t * t * t * p3.y;
+      const double x =
+          s * s * s * p0.x + 3 * s * s * t * p1.x + 3 * s * t * t * p2.x + t * t * t * p3.x;
+      const double y =
+          s * s * s * p0.y + 3 * s * s * t * p1.y + 3 * s * t * t * p2.y + t * t * t * p3.y;
       double best = 1e300;
       for (std::size_t i = 0; i + 1 < pts.size(); ++i) {
         const double dx = pts[i + 1].x - pts[i].x, dy = pts[i + 1].y - pts[i].y;
@@ -382,8 +392,8 @@ TEST(Raster, CoverageMergesTouchingRunsAndClips) {
   c.Add(1, -4, 2);
   c.Add(1, 3, 4);  // touches both neighbours
   c.Add(1, 9, 40);
-  c.Add(5, 0, 3);   // row outside
-  c.Add(0, 6, 2);   // empty
+  c.Add(5, 0, 3);  // row outside
+  c.Add(0, 6, 2);  // empty
   c.Finish();
   std::vector<std::pair<int, int>> runs;
   for (const auto& r : c.Spans()) runs.emplace_back(r.x0, r.x1);
