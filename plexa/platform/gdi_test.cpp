@@ -9,6 +9,8 @@
 #include <tuple>
 #include <vector>
 
+#include "tests/support.h"
+
 namespace {
 
 HBITMAP MakeDib(int w, int h, int bpp, void** bits = nullptr) {
@@ -52,6 +54,8 @@ struct Canvas {
 };
 
 constexpr COLORREF kWhite = 0xFFFFFF;
+using PLEXA::CDPOINT;
+using plexa::test::DenseInside;
 
 }  // namespace
 
@@ -289,24 +293,12 @@ TEST(Gdi, WidePenPathCoversFillPlusBandOfHalfTheWidth) {
   EXPECT_TRUE(EndPath(c.dc));
   EXPECT_TRUE(StrokeAndFillPath(c.dc));
   EXPECT_FALSE(StrokePath(c.dc));  // the path was used up
-  auto segDist = [](double px, double py, POINT a, POINT b) {
-    const double dx = b.x - a.x, dy = b.y - a.y;
-    double t = ((px - a.x) * dx + (py - a.y) * dy) / (dx * dx + dy * dy);
-    t = std::clamp(t, 0.0, 1.0);
-    return std::hypot(px - a.x - t * dx, py - a.y - t * dy);
-  };
-  auto side = [](double px, double py, POINT a, POINT b) {
-    return (b.x - a.x) * (py - a.y) - (b.y - a.y) * (px - a.x);
-  };
+  const std::vector<CDPOINT> outline{{8, 7}, {31, 12}, {13, 33}, {8, 7}};
   int checked = 0;
   for (int y = 0; y < 40; ++y) {
     for (int x = 0; x < 40; ++x) {
-      const double px = x + 0.5, py = y + 0.5;
-      double d = 1e9;
-      for (int k = 0; k < 3; ++k) d = std::min(d, segDist(px, py, tri[k], tri[(k + 1) % 3]));
-      const double s0 = side(px, py, tri[0], tri[1]), s1 = side(px, py, tri[1], tri[2]),
-                   s2 = side(px, py, tri[2], tri[0]);
-      const bool inside = (s0 > 0 && s1 > 0 && s2 > 0) || (s0 < 0 && s1 < 0 && s2 < 0);
+      double d;
+      const bool inside = DenseInside({outline}, CDPOINT(x + 0.5, y + 0.5), d);
       if (std::fabs(d - 4) < 1e-9) continue;  // no ties here, but do not depend on it
       ++checked;
       EXPECT_EQ(GetPixel(c.dc, x, y) == kWhite, inside || d <= 4) << x << "," << y;
