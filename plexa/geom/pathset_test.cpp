@@ -94,32 +94,27 @@ TEST(PathSet, EqualityWithinTheEpsilon) {
 }
 
 TEST(PathSet, CyclicIndexes) {
-  EXPECT_EQ(GetNextClosedBpArIndex(3, 5), 0);
-  EXPECT_EQ(GetNextClosedBpArIndex(2, 5), 3);
-  EXPECT_EQ(GetNextClosedBpArIndex(4, 5), 0);  // the closing index is skipped
-  EXPECT_EQ(GetPrevClosedBpArIndex(0, 5), 3);
-  EXPECT_EQ(GetPrevClosedBpArIndex(3, 5), 2);
-  EXPECT_EQ(GetPointsDistance(4, 1, 6), 3);
-  EXPECT_EQ(GetPointsDistance(1, 4, 6), 3);
-  EXPECT_EQ(GetPointsDistance(2, 2, 6), 0);
-
-  CBPointArray p = Line({{0, 0}, {0, 0}, {5, 0}, {5, 5}, {0, 0}});
-  EXPECT_EQ(GetNextBpArIndex(p, 0), 2);  // node 1 repeats node 0
-  EXPECT_EQ(GetNextBpArIndex(p, 3), 4);
-  EXPECT_EQ(GetPrevBpArIndex(p, 1), 3);  // backwards past 0 and the closing node 4
-  EXPECT_EQ(GetNextBpArIndex(p, 4), 2);  // cyclically past 0 and 1
-  EXPECT_EQ(GetNextBpArIndex(p, 5), -1);
-  EXPECT_EQ(GetPrevBpArIndex(p, -1), -1);
-  EXPECT_EQ(GetNextBpArIndex(Line({{1, 1}, {1, 1}, {1, 1}}), 1), -1);
-  EXPECT_EQ(GetNextBpArIndex(Line({{1, 1}}), 0), -1);
+  // On a closed list of 5 the closing index 4 is skipped; distances are cyclic.
+  EXPECT_EQ((std::vector<int>{GetNextClosedBpArIndex(3, 5), GetNextClosedBpArIndex(2, 5),
+                              GetNextClosedBpArIndex(4, 5), GetPrevClosedBpArIndex(0, 5),
+                              GetPrevClosedBpArIndex(3, 5), GetPointsDistance(4, 1, 6),
+                              GetPointsDistance(1, 4, 6), GetPointsDistance(2, 2, 6)}),
+            (std::vector<int>{0, 3, 0, 3, 2, 3, 3, 0}));
+  // Node 1 repeats node 0; backwards from 1 past 0 and the closing node 4; cyclically from 4
+  // past 0 and 1; out of range, or no other node: -1. A different control is a different node.
+  const CBPointArray p = Line({{0, 0}, {0, 0}, {5, 0}, {5, 5}, {0, 0}});
   CBPointArray ctl = Line({{0, 0}, {0, 0}});
-  ctl[1].out.x = 1;  // same anchor, different control: a different node
-  EXPECT_EQ(GetPrevBpArIndex(ctl, 0), 1);
+  ctl[1].out.x = 1;
+  EXPECT_EQ(
+      (std::vector<int>{GetNextBpArIndex(p, 0), GetNextBpArIndex(p, 3), GetPrevBpArIndex(p, 1),
+                        GetNextBpArIndex(p, 4), GetNextBpArIndex(p, 5), GetPrevBpArIndex(p, -1),
+                        GetNextBpArIndex(Line({{1, 1}, {1, 1}, {1, 1}}), 1),
+                        GetNextBpArIndex(Line({{1, 1}}), 0), GetPrevBpArIndex(ctl, 0)}),
+      (std::vector<int>{2, 4, 3, 2, -1, -1, -1, -1, 1}));
 }
 
-// The hole rule written out plainly, every ordered pair and every point, as the reference
-// for the accelerated version.
-// Every share it computes is appended to shares, so that callers can test at the exact ratios.
+// The hole rule written out plainly, every ordered pair and every point, as the reference for
+// the accelerated version; every share it computes is appended to shares.
 std::vector<int> HolesByDefinition(const CPolyPolyBezier& set, double ratio,
                                    std::vector<double>* shares = nullptr) {
   std::vector<int> holes;
