@@ -200,6 +200,16 @@ TEST(FitCurve, ShortChains) {
   ExpectContract(path, spur, 1.0);
   EXPECT_GT(HandleKink(path[1]), 0.5);
 
+  // A 60-degree turn three points before an open end, where only the hard angle rule applies.
+  std::vector<CDPOINT> hook;
+  for (int i = 0; i <= 40; ++i) hook.push_back(CDPOINT(i, 0));
+  for (int k = 1; k <= 3; ++k) hook.push_back(CDPOINT(40 + k * 0.5, k * std::sqrt(0.75)));
+  path = Fit(hook, 2.0);
+  ExpectContract(path, hook, 2.0);
+  const int at = NearestNode(path, CDPOINT(40, 0));
+  EXPECT_LE(Dist(path[at].anchor, CDPOINT(40, 0)), 1e-9);
+  EXPECT_GT(HandleKink(path[at]), 0.5);
+
   // A triangle closed the tracer's way: three corners, a closed path repeating node 0.
   std::vector<CDPOINT> tri{CDPOINT(0, 0), CDPOINT(20, 0), CDPOINT(10, 15), CDPOINT(0, 0),
                            CDPOINT(0, 0)};
