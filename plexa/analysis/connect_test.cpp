@@ -1,11 +1,12 @@
 #include "plexa/analysis/connect.h"
-#include "plexa/geom/pathset.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <memory>
+
+#include "plexa/geom/pathset.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -92,7 +93,8 @@ TEST(ConnectPaths, BranchesLeaveSeveralPathsAndEveryInputEnds) {
   EXPECT_EQ(out.GetSize(), 5);
 
   // Hostile coordinates: NaN never touches anything, infinities do not loop.
-  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+  const double nan = std::numeric_limits<double>::quiet_NaN(),
+               inf = std::numeric_limits<double>::infinity();
   CPolyPolyBezier bad, res;
   bad.Add(Piece(CDPOINT(nan, 0), CDPOINT(1, 1)));
   bad.Add(Piece(CDPOINT(inf, inf), CDPOINT(1, 1)));

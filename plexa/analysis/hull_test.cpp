@@ -1,5 +1,4 @@
 #include "plexa/analysis/hull.h"
-#include "plexa/core/planar.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +6,8 @@
 #include <cstdint>
 #include <random>
 #include <vector>
+
+#include "plexa/core/planar.h"
 
 namespace {
 
@@ -82,9 +83,11 @@ TEST(ConvexHull, HandWorkedSets) {
 
   // The even-odd test counts the diamond's left corner (0, 5) as inside the quadrilateral of
   // extreme points, so the filter removes it before the scan: the defined result lacks it.
-  EXPECT_EQ(Hull({{5, 10}, {0, 5}, {5, 0}, {10, 5}, {5, 5}}), (Pts{{5, 10}, {10, 5}, {5, 0}, {5, 10}}));
+  EXPECT_EQ(Hull({{5, 10}, {0, 5}, {5, 0}, {10, 5}, {5, 5}}),
+            (Pts{{5, 10}, {10, 5}, {5, 0}, {5, 10}}));
   // With the left corner first it is point 0, which the filter never removes.
-  EXPECT_EQ(Hull({{0, 5}, {5, 10}, {5, 0}, {10, 5}, {5, 5}}), (Pts{{5, 10}, {10, 5}, {5, 0}, {0, 5}, {5, 10}}));
+  EXPECT_EQ(Hull({{0, 5}, {5, 10}, {5, 0}, {10, 5}, {5, 5}}),
+            (Pts{{5, 10}, {10, 5}, {5, 0}, {0, 5}, {5, 10}}));
 
   // Extreme coordinates do not overflow the cross products.
   const long lo = -2147483647L - 1, hi = 2147483647L;
@@ -112,7 +115,8 @@ Pts StrictCorners(Pts ring) {
   while (changed && ring.size() > 2) {
     changed = false;
     for (std::size_t i = 0; i < ring.size(); ++i) {
-      auto o = ring[(i + ring.size() - 1) % ring.size()], a = ring[i], b = ring[(i + 1) % ring.size()];
+      auto o = ring[(i + ring.size() - 1) % ring.size()], a = ring[i],
+           b = ring[(i + 1) % ring.size()];
       const std::int64_t cr = static_cast<std::int64_t>(a.first - o.first) * (b.second - o.second) -
                               static_cast<std::int64_t>(a.second - o.second) * (b.first - o.first);
       if (cr == 0) {

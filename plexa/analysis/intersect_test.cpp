@@ -1,5 +1,4 @@
 #include "plexa/analysis/intersect.h"
-#include "plexa/analysis/preview.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +8,9 @@
 #include <tuple>
 #include <vector>
 
+#include "plexa/analysis/preview.h"
 #include "plexa/platform/gdi.h"
+#include "tests/support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDLINE;
@@ -18,12 +19,10 @@ using PLEXA::CDRECT;
 
 namespace {
 
-CBPOINT Corner(double x, double y) { return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y)); }
+using namespace plexa::test;
 
 CArray<CDPOINT> Line(std::initializer_list<CDPOINT> pts) {
-  CArray<CDPOINT> a;
-  for (const CDPOINT& p : pts) a.Add(p);
-  return a;
+  return Array<CDPOINT>(pts);
 }
 
 // The whole list, element by element within tol (0: exact).
@@ -36,7 +35,9 @@ void ExpectValues(const CArray<double>& got, std::initializer_list<double> want,
   }
 }
 
-double Horner(const double c[4], double t) { return c[0] + t * (c[1] + t * (c[2] + t * c[3])); }
+double Horner(const double c[4], double t) {
+  return c[0] + t * (c[1] + t * (c[2] + t * c[3]));
+}
 
 }  // namespace
 
@@ -103,7 +104,8 @@ TEST(PathIntersections, FindNextIntersectionIncludesItsStart) {
     const bool found = FindNextIntersection(path, rect, k, t);
     return std::tuple(found, k, t);
   };
-  EXPECT_EQ(nextOnRect(), std::tuple(true, 0, 0.5));  // the side (xmin, ymax) -> (xmin, ymin), halfway
+  EXPECT_EQ(nextOnRect(),
+            std::tuple(true, 0, 0.5));  // the side (xmin, ymax) -> (xmin, ymin), halfway
   k = 1;
   EXPECT_EQ(nextOnRect(), std::tuple(true, 2, 0.5));  // (xmax, ymax) -> (xmin, ymax) at x = 5
   k = 3;
@@ -136,7 +138,8 @@ TEST(PathIntersections, PolynomialRootsByMonotoneIntervals) {
   EXPECT_EQ(roots(lin, 0, 1), std::vector<double>{0.25});
   EXPECT_EQ(roots(zero, 0, 1), (std::vector<double>{0.0, 1.0}));
   EXPECT_TRUE(roots(none, 0, 1).empty());
-  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+  const double nan = std::numeric_limits<double>::quiet_NaN(),
+               inf = std::numeric_limits<double>::infinity();
   const double bad[4] = {nan, 1, inf, -inf};
   EXPECT_LE(FindPolynomialRoots(bad, 0, 1, r), 4);
 
@@ -158,9 +161,12 @@ TEST(PathIntersections, PolynomialRootsByMonotoneIntervals) {
     }
     for (int i = 0; i < n; ++i) {
       EXPECT_LT(std::fabs(Horner(p, r[i])), 1e-13);
-      EXPECT_TRUE(r[i] >= 0.0 && r[i] <= 1.0 && (i == 0 || r[i - 1] < r[i])) << trial << " root " << r[i];
+      EXPECT_TRUE(r[i] >= 0.0 && r[i] <= 1.0 && (i == 0 || r[i - 1] < r[i]))
+          << trial << " root " << r[i];
     }
-    if (clear) { EXPECT_EQ(n, changes) << trial; }
+    if (clear) {
+      EXPECT_EQ(n, changes) << trial;
+    }
   }
 }
 
@@ -173,7 +179,8 @@ TEST(PathIntersections, AxisAndRectangleCrossingsOnCurves) {
   FindXIntersections(circle, 25, ts, &pts, true);
   ASSERT_EQ(ts.GetSize(), 2);
   ASSERT_EQ(pts.GetSize(), 2);
-  EXPECT_TRUE(ts[0] > 0 && ts[0] < 1 && ts[1] > 3 && ts[1] < 4) << ts[0] << " " << ts[1];  // segments 0 and 3
+  EXPECT_TRUE(ts[0] > 0 && ts[0] < 1 && ts[1] > 3 && ts[1] < 4)
+      << ts[0] << " " << ts[1];                              // segments 0 and 3
   const double half = std::sqrt(50.0 * 50.0 - 25.0 * 25.0);  // the true circle, 0.03% off
   for (int i = 0; i < 2; ++i) {
     EXPECT_NEAR(pts[i].y, 25, 1e-9);

@@ -6,6 +6,8 @@
 #include <limits>
 #include <random>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDLINE;
 using PLEXA::CDPOINT;
@@ -13,11 +15,7 @@ using PLEXA::CDRECT;
 
 namespace {
 
-CBPointArray Circle(double cx, double cy, double r) {
-  CBPointArray c;
-  c.CreateCircle(CDRECT(cx - r, cx + r, cy - r, cy + r));
-  return c;
-}
+using namespace plexa::test;
 
 // Appends the nodes of a circular arc from angle a0 to a1 in the given number of cubic
 // pieces (handles 4/3 tan(d/4) r, tangent to the circle).
@@ -25,7 +23,8 @@ void AddArc(CBPointArray& p, CDPOINT c, double r, double a0, double a1, int piec
   const double d = (a1 - a0) / pieces, h = 4.0 / 3.0 * std::tan(d / 4) * r;
   for (int i = 0; i <= pieces; ++i) {
     const double a = a0 + d * i;
-    const CDPOINT at(c.x + r * std::cos(a), c.y + r * std::sin(a)), tan(-std::sin(a) * h, std::cos(a) * h);
+    const CDPOINT at(c.x + r * std::cos(a), c.y + r * std::sin(a)),
+        tan(-std::sin(a) * h, std::cos(a) * h);
     p.Add(CBPOINT(at - tan, at, at + tan));
   }
 }
@@ -153,12 +152,13 @@ TEST(CurveScanLines, GridSpansAndSerpentine) {
         const CDPOINT mid((pl[j].x + pl[j + 1].x) / 2, (pl[j].y + pl[j + 1].y) / 2);
         const double dx = pl[j + 1].x - pl[j].x, dy = pl[j + 1].y - pl[j].y, l = std::hypot(dx, dy);
         const CDPOINT nrm(-dy / l * 0.15, dx / l * 0.15);
-        EXPECT_TRUE(many.IsPointInside(mid) || many.IsPointInside(mid + nrm) || many.IsPointInside(mid - nrm))
+        EXPECT_TRUE(many.IsPointInside(mid) || many.IsPointInside(mid + nrm) ||
+                    many.IsPointInside(mid - nrm))
             << mid.x << ", " << mid.y;
       }
     }
     EXPECT_EQ(points, 2 * all.GetSize());
-    EXPECT_GT(serp.GetSize(), 3);            // holes and separate shapes force breaks
+    EXPECT_GT(serp.GetSize(), 3);                  // holes and separate shapes force breaks
     EXPECT_LT(serp.GetSize(), all.GetSize() / 4);  // but most spans are joined
   }
 }
@@ -167,8 +167,11 @@ TEST(CurveScanLines, RefusesHostileInput) {
   const CPolyPolyBezier shapes = TestShapes();
   CCurveScanLines fill;
   // Spacing and angle: zero, negative and NaN spacing, an infinite angle, far too many lines.
-  for (auto [spacing, angle] : {std::pair{0.0, 0.0}, {-1.0, 0.0}, {std::numeric_limits<double>::quiet_NaN(), 0.0},
-                                {1.0, std::numeric_limits<double>::infinity()}, {1e-6, 0.0}})
+  for (auto [spacing, angle] : {std::pair{0.0, 0.0},
+                                {-1.0, 0.0},
+                                {std::numeric_limits<double>::quiet_NaN(), 0.0},
+                                {1.0, std::numeric_limits<double>::infinity()},
+                                {1e-6, 0.0}})
     EXPECT_FALSE(fill.SetCurves(shapes, spacing, angle)) << spacing << " " << angle;
   EXPECT_EQ(fill.GetLineCount(), 0);
   CArray<double> us;

@@ -15,7 +15,9 @@ namespace {
 constexpr double kPi = std::numbers::pi;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-double Uniform(double lo, double hi) { return lo + (hi - lo) * (std::rand() / static_cast<double>(RAND_MAX)); }
+double Uniform(double lo, double hi) {
+  return lo + (hi - lo) * (std::rand() / static_cast<double>(RAND_MAX));
+}
 
 }  // namespace
 
@@ -55,7 +57,8 @@ TEST(CircleHelpers, CircleThroughThreePointsAgreesWithTheBisectorConstruction) {
   c = CDPOINT(-1, -1);
   r = -1;
   EXPECT_FALSE(PLEXA::GetCircle(CDPOINT(0, 0), CDPOINT(1, 1), CDPOINT(2, 2), c, r));
-  EXPECT_FALSE(PLEXA::GetCircle(CDPOINT(1e200, 0), CDPOINT(0, 1e200), CDPOINT(-1e200, 0), c, r));  // overflow
+  EXPECT_FALSE(PLEXA::GetCircle(CDPOINT(1e200, 0), CDPOINT(0, 1e200), CDPOINT(-1e200, 0), c,
+                                r));  // overflow
   EXPECT_FALSE(PLEXA::GetCircle(CDPOINT(kNaN, 0), CDPOINT(0, 1), CDPOINT(1, 0), c, r));
   EXPECT_EQ(c, CDPOINT(-1, -1));
   EXPECT_EQ(r, -1);
@@ -96,12 +99,14 @@ TEST(CircleHelpers, ArcSenseDrivesTheBezierArcThroughTheMiddlePoint) {
     double r;
     if (!PLEXA::GetCircle(p1, p2, p3, c, r)) continue;
     CBPOINT f, s;
-    ASSERT_TRUE(GetArcBPoints(c, r, std::atan2(p1.y - c.y, p1.x - c.x), std::atan2(p3.y - c.y, p3.x - c.x),
-                              IsArcClockwise(p1, p2, p3), f, s));
+    ASSERT_TRUE(GetArcBPoints(c, r, std::atan2(p1.y - c.y, p1.x - c.x),
+                              std::atan2(p3.y - c.y, p3.x - c.x), IsArcClockwise(p1, p2, p3), f,
+                              s));
     EXPECT_NEAR(f.anchor.x, p1.x, 1e-6 * (1 + r));
     EXPECT_NEAR(s.anchor.y, p3.y, 1e-6 * (1 + r));
     const CDPOINT mid = f.anchor * 0.125 + f.out * 0.375 + s.in * 0.375 + s.anchor * 0.125;
-    EXPECT_EQ(GetHalfPlane(p1.x, p1.y, p3.x, p3.y, mid.x, mid.y), GetHalfPlane(p1.x, p1.y, p3.x, p3.y, p2.x, p2.y))
+    EXPECT_EQ(GetHalfPlane(p1.x, p1.y, p3.x, p3.y, mid.x, mid.y),
+              GetHalfPlane(p1.x, p1.y, p3.x, p3.y, p2.x, p2.y))
         << i;
   }
 }

@@ -5,9 +5,16 @@
 #include <cmath>
 #include <numbers>
 
+#include "tests/support.h"
+
 namespace {
+using PLEXA::CDPOINT;
 constexpr double kPi = std::numbers::pi;
 constexpr double kTol = 1e-12;
+// The image register of the last transfer, as a point.
+CDPOINT XY(const CView3D& v) {
+  return CDPOINT(v.x(), v.y());
+}
 }  // namespace
 
 TEST(CView3D, TranslationIsNegatedAndNewestOperationActsFirst) {
@@ -36,11 +43,10 @@ TEST(CView3D, RotationSkewAndMeasures) {
   CView3D v;
   v.Rotate(kPi / 2);
   v.Transfer(1, 0, 0);
-  EXPECT_NEAR(v.x(), 0, kTol);
-  EXPECT_NEAR(v.y(), 1, kTol);
+  EXPECT_POINT_NEAR(XY(v), CDPOINT(0, 1), kTol);
   EXPECT_NEAR(v.GetAngle(), kPi / 2, kTol);
-  EXPECT_NEAR(v.x(), 0, kTol);  // Get... leaves the register at its last image, of (1,0,0)
-  EXPECT_NEAR(v.y(), 1, kTol);
+  // Get... leaves the register at its last image, of (1,0,0).
+  EXPECT_POINT_NEAR(XY(v), CDPOINT(0, 1), kTol);
 
   CView3D s;
   s.Scale(3, 4, 1);
@@ -53,13 +59,11 @@ TEST(CView3D, RotationSkewAndMeasures) {
   CView3D h;
   h.Skew(kPi / 4, false);
   h.Transfer(1, 0, 0);
-  EXPECT_NEAR(h.x(), 1, kTol);
-  EXPECT_NEAR(h.y(), 1, kTol);
+  EXPECT_POINT_NEAR(XY(h), CDPOINT(1, 1), kTol);
   CView3D g;
   g.Skew(kPi / 4, true);
   g.Transfer(0, 1, 0);
-  EXPECT_NEAR(g.x(), 1, kTol);
-  EXPECT_NEAR(g.y(), 1, kTol);
+  EXPECT_POINT_NEAR(XY(g), CDPOINT(1, 1), kTol);
 }
 
 TEST(CView3D, ReturnInvertsLazilyAndCopiesShareOnlyTheMatrix) {
@@ -69,8 +73,7 @@ TEST(CView3D, ReturnInvertsLazilyAndCopiesShareOnlyTheMatrix) {
   v.Translate(7, -3, 0);
   v.Transfer(1.5, -2.25, 0);
   v.Return(v.x(), v.y(), 0);
-  EXPECT_NEAR(v.x(), 1.5, 1e-12);
-  EXPECT_NEAR(v.y(), -2.25, 1e-12);
+  EXPECT_POINT_NEAR(XY(v), CDPOINT(1.5, -2.25), 1e-12);
 
   double m[4][4];
   Scale3D(4, 4, 1, m);
@@ -89,21 +92,17 @@ TEST(CView3D, MakeTransformMapsRectangleOntoRectangle) {
   CView3D v;
   v.MakeTransform(PLEXA::CDRECT(0, 10, 0, 20), PLEXA::CDRECT(100, 120, 0, 10));
   v.Transfer(0, 0, 0);
-  EXPECT_NEAR(v.x(), 100, kTol);
-  EXPECT_NEAR(v.y(), 0, kTol);
+  EXPECT_POINT_NEAR(XY(v), CDPOINT(100, 0), kTol);
   v.Transfer(10, 20, 0);
-  EXPECT_NEAR(v.x(), 120, kTol);
-  EXPECT_NEAR(v.y(), 10, kTol);
+  EXPECT_POINT_NEAR(XY(v), CDPOINT(120, 10), kTol);
 }
 
 TEST(CView3D, PointRoundsHalvesUp) {
   CView3D v;
   v.Transfer(-0.5, 2.5, 0);
-  EXPECT_EQ(v.point().x, 0);
-  EXPECT_EQ(v.point().y, 3);
+  EXPECT_EQ(std::pair(v.point().x, v.point().y), std::pair(0, 3));
   v.Transfer(-1.5, -0.49, 0);
-  EXPECT_EQ(v.point().x, -1);
-  EXPECT_EQ(v.point().y, 0);
+  EXPECT_EQ(std::pair(v.point().x, v.point().y), std::pair(-1, 0));
 }
 
 TEST(MatrixFunctions, InverseAndComposition) {

@@ -19,8 +19,8 @@ Rgb FromHls(double h, double l, double s) {
 
 ::testing::AssertionResult RgbIs(const Rgb& c, int r, int g, int b) {
   if (c.r == r && c.g == g && c.b == b) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "(" << c.r << ", " << c.g << ", " << c.b << ") vs ("
-                                       << r << ", " << g << ", " << b << ")";
+  return ::testing::AssertionFailure() << "(" << c.r << ", " << c.g << ", " << c.b << ") vs (" << r
+                                       << ", " << g << ", " << b << ")";
 }
 
 }  // namespace
@@ -29,8 +29,8 @@ TEST(Colour, HueScaleIsShiftedBySixtyDegrees) {
   struct Case {
     int r, g, b;
     double hue;
-  } cases[] = {{255, 0, 255, 0},   {255, 0, 0, 60},    {255, 255, 0, 120},
-               {0, 255, 0, 180},   {0, 255, 255, 240}, {0, 0, 255, 300}};
+  } cases[] = {{255, 0, 255, 0}, {255, 0, 0, 60},    {255, 255, 0, 120},
+               {0, 255, 0, 180}, {0, 255, 255, 240}, {0, 0, 255, 300}};
   for (const Case& c : cases) {
     double h, l, s;
     RGB2HLS(c.r, c.g, c.b, h, l, s);

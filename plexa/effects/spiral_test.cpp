@@ -6,6 +6,8 @@
 #include <limits>
 #include <numbers>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
@@ -14,18 +16,7 @@ namespace {
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 2 * std::numbers::pi;  // one full turn
 
-::testing::AssertionResult PointNear(const CDPOINT& a, const CDPOINT& b, double tol) {
-  if (std::fabs(a.x - b.x) <= tol && std::fabs(a.y - b.y) <= tol)
-    return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure()
-         << "(" << a.x << ", " << a.y << ") vs (" << b.x << ", " << b.y << "), tol " << tol;
-}
-
-// Point of the cubic segment from node a to node b at parameter u.
-CDPOINT BezierAt(const CBPOINT& a, const CBPOINT& b, double u) {
-  const double v = 1 - u;
-  return v * v * v * a.anchor + 3 * v * v * u * a.out + 3 * v * u * u * b.in + u * u * u * b.anchor;
-}
+using namespace plexa::test;
 
 }  // namespace
 
@@ -36,13 +27,13 @@ TEST(CSpiral, ConstructionPointsAndTurnGrowth) {
   CSpiral a(CDPOINT(1, 2), 3.0, 7.0, 123.0);
   EXPECT_TRUE(a.m_centre == CDPOINT(1, 2) && a.m_k == 3.0 && a.m_r0 == 7.0 && a.m_direction == 1);
 
-  EXPECT_TRUE(PointNear(a.CalcPoint(0), CDPOINT(8, 2), 1e-12));
+  EXPECT_POINT_NEAR(a.CalcPoint(0), CDPOINT(8, 2), 1e-12);
   // t = pi/2: r = 7 + 3*pi/2, straight up (y grows) counter-clockwise...
   const double r = 7 + 3 * kPi / 2;
-  EXPECT_TRUE(PointNear(a.CalcPoint(kPi / 2), CDPOINT(1, 2 + r), 1e-12));
+  EXPECT_POINT_NEAR(a.CalcPoint(kPi / 2), CDPOINT(1, 2 + r), 1e-12);
   // ...and straight down when the spiral turns the other way.
   a.m_direction = -1;
-  EXPECT_TRUE(PointNear(a.CalcPoint(kPi / 2), CDPOINT(1, 2 - r), 1e-12));
+  EXPECT_POINT_NEAR(a.CalcPoint(kPi / 2), CDPOINT(1, 2 - r), 1e-12);
 
   EXPECT_DOUBLE_EQ(d.GetDRPerCircle(), 20 * kPi);
   d.SetDRPerCircle(37.5);
@@ -124,11 +115,11 @@ TEST(CSpiral, CurveNodesOnTheQuarterTurnGrid) {
   s.CalcCurve(path, 0, kPi / 2);
   ASSERT_EQ(path.GetSize(), 3);
   for (int j = 0; j < 3; ++j) {
-    EXPECT_TRUE(PointNear(path[j].anchor, s.CalcPoint(j * kPi / 4), 1e-12)) << j;
+    EXPECT_POINT_NEAR(path[j].anchor, s.CalcPoint(j * kPi / 4), 1e-12) << j;
     EXPECT_EQ(path[j].attr, 0);
   }
-  EXPECT_TRUE(PointNear(path[0].in, path[0].anchor, 1e-12));
-  EXPECT_TRUE(PointNear(path[2].out, path[2].anchor, 1e-12));
+  EXPECT_POINT_NEAR(path[0].in, path[0].anchor, 1e-12);
+  EXPECT_POINT_NEAR(path[2].out, path[2].anchor, 1e-12);
   EXPECT_FALSE(path.IsPolyBezierClosed());
 
   // Each cubic meets the spiral at its thirds and stays close in between.
@@ -138,10 +129,9 @@ TEST(CSpiral, CurveNodesOnTheQuarterTurnGrid) {
     const double ta = j == 0 ? 0.3 : j * kPi / 4;
     const double tb = j + 1 == path.GetSize() - 1 ? 7.0 : (j + 1) * kPi / 4;
     const double d = tb - ta;
-    EXPECT_TRUE(PointNear(BezierAt(path[j], path[j + 1], 1.0 / 3), s.CalcPoint(ta + d / 3), 1e-9));
-    EXPECT_TRUE(
-        PointNear(BezierAt(path[j], path[j + 1], 2.0 / 3), s.CalcPoint(ta + 2 * d / 3), 1e-9));
-    EXPECT_TRUE(PointNear(BezierAt(path[j], path[j + 1], 0.5), s.CalcPoint(ta + d / 2), 0.05));
+    EXPECT_POINT_NEAR(BezierAt(path[j], path[j + 1], 1.0 / 3), s.CalcPoint(ta + d / 3), 1e-9);
+    EXPECT_POINT_NEAR(BezierAt(path[j], path[j + 1], 2.0 / 3), s.CalcPoint(ta + 2 * d / 3), 1e-9);
+    EXPECT_POINT_NEAR(BezierAt(path[j], path[j + 1], 0.5), s.CalcPoint(ta + d / 2), 0.05);
   }
 
   s.CalcCurve(path, 0.1, 0.2);
@@ -150,16 +140,16 @@ TEST(CSpiral, CurveNodesOnTheQuarterTurnGrid) {
   // Truncation towards zero: from -0.5 the first grid angle is pi/4, not 0.
   s.CalcCurve(path, -0.5, 1.0);
   ASSERT_EQ(path.GetSize(), 3);
-  EXPECT_TRUE(PointNear(path[1].anchor, s.CalcPoint(kPi / 4), 1e-12));
+  EXPECT_POINT_NEAR(path[1].anchor, s.CalcPoint(kPi / 4), 1e-12);
   // Negative stretch -3 .. -2: grid index -2 only, and -2 is not beyond -pi/2, so it is
   // not added.
   s.CalcCurve(path, -3.0, -2.0);
   ASSERT_EQ(path.GetSize(), 2);
-  EXPECT_TRUE(PointNear(path[1].anchor, s.CalcPoint(-kPi / 2), 1e-12));
+  EXPECT_POINT_NEAR(path[1].anchor, s.CalcPoint(-kPi / 2), 1e-12);
   // A reversed stretch gives the start node alone.
   s.CalcCurve(path, 1.0, 0.5);
   ASSERT_EQ(path.GetSize(), 1);
-  EXPECT_TRUE(PointNear(path[0].out, path[0].anchor, 1e-12));
+  EXPECT_POINT_NEAR(path[0].out, path[0].anchor, 1e-12);
 }
 
 TEST(CSpiral, CurveRefusesHostileStretches) {

@@ -7,32 +7,19 @@
 #include <numbers>
 #include <random>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 using Polyline = CArray<CDPOINT, CDPOINT>;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-::testing::AssertionResult PointNear(const CDPOINT& a, const CDPOINT& b, double tol) {
-  if (std::fabs(a.x - b.x) <= tol && std::fabs(a.y - b.y) <= tol)
-    return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure()
-         << "(" << a.x << ", " << a.y << ") vs (" << b.x << ", " << b.y << "), tolerance " << tol;
-}
-#define EXPECT_POINT_NEAR(a, b, tol) EXPECT_TRUE(PointNear((a), (b), (tol)))
+using namespace plexa::test;
 
 // Independent evaluation: the textbook Bernstein sum.
 CDPOINT Eval(const CBezier& b, double t) {
-  const double u = 1 - t;
-  const CDPOINT* p = b.GetPoints();
-  return p[0] * (u * u * u) + p[1] * (3 * u * u * t) + p[2] * (3 * u * t * t) + p[3] * (t * t * t);
-}
-
-double Dist(const CDPOINT& a, const CDPOINT& b) {
-  return std::hypot(a.x - b.x, a.y - b.y);
+  return BezierAt(b.GetPoints(), t);
 }
 
 // Chord-polygon length through n + 1 evenly spaced parameters.

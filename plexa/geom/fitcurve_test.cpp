@@ -9,52 +9,15 @@
 #include <random>
 #include <vector>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
 namespace {
 
 constexpr double kPi = std::numbers::pi;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-CDPOINT SegmentPoint(const CBPointArray& path, int i, double t) {
-  const CBPOINT& a = path.GetData()[i];
-  const CBPOINT& b = path.GetData()[i + 1];
-  const double s = 1 - t;
-  return a.anchor * (s * s * s) + a.out * (3 * s * s * t) + b.in * (3 * s * t * t) +
-         b.anchor * (t * t * t);
-}
-
-double Dist(const CDPOINT& a, const CDPOINT& b) {
-  return std::hypot(a.x - b.x, a.y - b.y);
-}
-
-// Distance from p to the path: dense sampling of every segment, then golden-section
-// refinement around every local minimum of the samples (the distance is unimodal that
-// close to a minimum, if the samples are dense enough for folds of the curve).
-double DistanceToPath(const CBPointArray& path, const CDPOINT& p, int kSamples = 96) {
-  double best = Dist(path.GetData()[0].anchor, p);
-  for (int i = 0; i + 1 < path.GetSize(); ++i) {
-    const auto dist = [&](double t) { return Dist(SegmentPoint(path, i, t), p); };
-    std::vector<double> d(kSamples + 1);
-    for (int k = 0; k <= kSamples; ++k) best = std::min(best, d[k] = dist(double(k) / kSamples));
-    for (int k = 0; k <= kSamples; ++k) {
-      if ((k > 0 && d[k - 1] < d[k]) || (k < kSamples && d[k + 1] < d[k])) continue;
-      double lo = std::max(0.0, (k - 1.0) / kSamples), hi = std::min(1.0, (k + 1.0) / kSamples);
-      const double g = (std::sqrt(5.0) - 1) / 2;
-      for (int it = 0; it < 48; ++it) {
-        const double m1 = hi - g * (hi - lo), m2 = lo + g * (hi - lo);
-        if (dist(m1) < dist(m2))
-          hi = m2;
-        else
-          lo = m1;
-      }
-      best = std::min(best, dist((lo + hi) / 2));
-    }
-  }
-  return best;
-}
+using namespace plexa::test;
 
 double MaxDeviation(const CBPointArray& path, const std::vector<CDPOINT>& pts, int samples = 96) {
   double worst = 0;
@@ -237,6 +200,16 @@ TEST(FitCurve, ShortChains) {
   ExpectContract(path, spur, 1.0);
   EXPECT_GT(HandleKink(path[1]), 0.5);
 
+  // A 60-degree turn three points before an open end, where only the hard angle rule applies.
+  std::vector<CDPOINT> hook;
+  for (int i = 0; i <= 40; ++i) hook.push_back(CDPOINT(i, 0));
+  for (int k = 1; k <= 3; ++k) hook.push_back(CDPOINT(40 + k * 0.5, k * std::sqrt(0.75)));
+  path = Fit(hook, 2.0);
+  ExpectContract(path, hook, 2.0);
+  const int at = NearestNode(path, CDPOINT(40, 0));
+  EXPECT_LE(Dist(path[at].anchor, CDPOINT(40, 0)), 1e-9);
+  EXPECT_GT(HandleKink(path[at]), 0.5);
+
   // A triangle closed the tracer's way: three corners, a closed path repeating node 0.
   std::vector<CDPOINT> tri{CDPOINT(0, 0), CDPOINT(20, 0), CDPOINT(10, 15), CDPOINT(0, 0),
                            CDPOINT(0, 0)};
@@ -263,7 +236,8 @@ TEST(FitCurve, PixelCircleGivesFewSmoothSegments) {
       // half-diagonal of a pixel.
       for (int i = 0; i + 1 < path.GetSize(); ++i)
         for (int k = 0; k <= 20; ++k)
-          EXPECT_NEAR(Dist(SegmentPoint(path, i, k / 20.0), CDPOINT(500, 500)), 100, 1.0 + 0.71);
+          EXPECT_NEAR(Dist(BezierAt(path[i], path[i + 1], k / 20.0), CDPOINT(500, 500)), 100,
+                      1.0 + 0.71);
     }
   }
   // The shape tracer's tolerance on a small disc.
@@ -338,67 +312,42 @@ TEST(FitCurve, CornersStaySharp) {
     }
   }
 
-  // A stem narrower than three tolerances keeps both corners at each end.
-  const std::vector<CDPOINT> stemCorners{CDPOINT(0, 0), CDPOINT(12, 0), CDPOINT(12, 150),
-                                         CDPOINT(0, 150)};
-  const std::vector<CDPOINT> stem = PixelPolygon(stemCorners);
-  CBPointArray stemPath = Fit(stem, 5.0);
-  ExpectContract(stemPath, stem, 5.0);
-  EXPECT_EQ(stemPath.GetSize(), 5);
-  for (const CDPOINT& c : stemCorners)
-    EXPECT_LE(Dist(stemPath[NearestNode(stemPath, c)].anchor, c), 1e-9);
-
-  // A square turned by 30 degrees: staircase edges, corners still found.
-  std::vector<CDPOINT> corners;
-  for (int i = 0; i < 4; ++i) {
-    const double a = kPi / 6 + i * kPi / 2;
-    corners.push_back(CDPOINT(200 + 70 * std::cos(a), 200 + 70 * std::sin(a)));
-  }
-  std::vector<CDPOINT> turned = PixelPolygon(corners);
-  CBPointArray path = Fit(turned, 1.5);
-  ExpectContract(path, turned, 1.5);
-  EXPECT_LE(path.GetSize() - 1, 8);
-  for (const CDPOINT& c : corners) {
-    const int k = NearestNode(path, c);
-    EXPECT_LE(Dist(path[k].anchor, c), 1.5);
-    EXPECT_GT(HandleKink(path[k]), 0.8);
-  }
-
-  // A five-pointed star: tips turn by 144 degrees, the inner corners by 72. One straight
-  // segment an edge, each corner within the tolerance of the true vertex.
-  corners.clear();
-  for (int i = 0; i < 10; ++i) {
-    const double a = -kPi / 2 + i * kPi / 5, r = i % 2 ? 45 : 110;
-    corners.push_back(CDPOINT(300 + r * std::cos(a), 300 + r * std::sin(a)));
-  }
-  const std::vector<CDPOINT> star = PixelPolygon(corners);
-  for (double tol : {1.0, 3.0}) {
-    path = Fit(star, tol);
-    ExpectContract(path, star, tol);
-    EXPECT_EQ(path.GetSize() - 1, 10);
-    for (const CDPOINT& c : corners) {
-      const int k = NearestNode(path, c);
-      EXPECT_LE(Dist(path[k].anchor, c), tol);
-      EXPECT_GT(HandleKink(path[k]), 0.5);
+  // Polygons as a rasteriser gives them; one straight segment an edge, every corner a node
+  // near the true vertex with a clear kink: a stem narrower than three tolerances (both
+  // corners at each end kept), a square turned by 30 degrees (staircase edges), a five-pointed
+  // star (tips turn by 144 degrees, inner corners by 72) and a regular octagon (only 45
+  // degrees a corner, but concentrated).
+  struct Shape {
+    std::vector<CDPOINT> corners;
+    std::vector<double> tols;
+    double nearTol, kink;  // nearTol < 0: within the fit's tolerance
+  };
+  const auto ring = [](int n, CDPOINT c, double a0, double r0, double r1) {
+    std::vector<CDPOINT> v;
+    for (int i = 0; i < n; ++i) {
+      const double a = a0 + i * 2 * kPi / n, r = i % 2 ? r1 : r0;
+      v.push_back(CDPOINT(c.x + r * std::cos(a), c.y + r * std::sin(a)));
     }
-  }
-
-  // A regular octagon turns only 45 degrees a corner: a concentrated turn, so a corner all
-  // the same, at every tolerance; one straight segment an edge.
-  corners.clear();
-  for (int i = 0; i < 8; ++i) {
-    const double a = kPi / 8 + i * kPi / 4;
-    corners.push_back(CDPOINT(150 + 100 * std::cos(a), 150 + 100 * std::sin(a)));
-  }
-  const std::vector<CDPOINT> oct = PixelPolygon(corners);
-  for (double tol : {1.0, 2.0, 5.0}) {
-    path = Fit(oct, tol);
-    ExpectContract(path, oct, tol);
-    EXPECT_EQ(path.GetSize() - 1, 8);
-    for (const CDPOINT& c : corners) {
-      const int k = NearestNode(path, c);
-      EXPECT_LE(Dist(path[k].anchor, c), 1.0);
-      EXPECT_GT(HandleKink(path[k]), 0.3);
+    return v;
+  };
+  const Shape shapes[] = {
+      {{{0, 0}, {12, 0}, {12, 150}, {0, 150}}, {5.0}, 1e-9, 0.5},
+      {ring(4, {200, 200}, kPi / 6, 70, 70), {1.5}, 1.5, 0.8},
+      {ring(10, {300, 300}, -kPi / 2, 110, 45), {1.0, 3.0}, -1, 0.5},
+      {ring(8, {150, 150}, kPi / 8, 100, 100), {1.0, 2.0, 5.0}, 1.0, 0.3},
+  };
+  for (const Shape& shape : shapes) {
+    const std::vector<CDPOINT> pts = PixelPolygon(shape.corners);
+    for (double tol : shape.tols) {
+      SCOPED_TRACE(testing::Message() << shape.corners.size() << " corners, tol " << tol);
+      const CBPointArray path = Fit(pts, tol);
+      ExpectContract(path, pts, tol);
+      EXPECT_EQ(path.GetSize() - 1, static_cast<INT_PTR>(shape.corners.size()));
+      for (const CDPOINT& c : shape.corners) {
+        const int k = NearestNode(path, c);
+        EXPECT_LE(Dist(path[k].anchor, c), shape.nearTol < 0 ? tol : shape.nearTol);
+        EXPECT_GT(HandleKink(path[k]), shape.kink);
+      }
     }
   }
 }
@@ -419,26 +368,14 @@ TEST(FitCurve, RepeatsAndHostileValuesChangeNothing) {
   std::uniform_real_distribution<double> coord(-50, 50);
   for (int trial = 0; trial < 300; ++trial) {
     std::vector<CDPOINT> pts(rng() % 12);
-    for (CDPOINT& p : pts) {
-      switch (rng() % 8) {
-        case 0:
-          p = CDPOINT(kNaN, coord(rng));
-          break;
-        case 1:
-          p = CDPOINT(coord(rng), -kInf);
-          break;
-        case 2:
-          p = CDPOINT(40 * coord(rng), coord(rng));
-          break;  // long spikes
-        case 3:
-          if (&p != pts.data()) {
-            p = *(&p - 1);
-            break;
-          }
-          [[fallthrough]];
-        default:
-          p = CDPOINT(std::round(coord(rng)), std::round(coord(rng)));
-      }
+    for (std::size_t i = 0; i < pts.size(); ++i) {
+      const unsigned kind = rng() % 8;  // NaN, infinity, a long spike, a repeat, or plain
+      const double x = coord(rng), y = coord(rng);
+      pts[i] = kind == 0            ? CDPOINT(kNaN, y)
+               : kind == 1          ? CDPOINT(x, -kInf)
+               : kind == 2          ? CDPOINT(40 * x, y)
+               : kind == 3 && i > 0 ? pts[i - 1]
+                                    : CDPOINT(std::round(x), std::round(y));
     }
     std::vector<CDPOINT> finite;
     for (const CDPOINT& p : pts)

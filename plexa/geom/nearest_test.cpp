@@ -6,36 +6,21 @@
 #include <limits>
 #include <random>
 
+#include "tests/support.h"
+
 using PLEXA::CDPOINT;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using namespace plexa::test;
 
-double Dist(const CDPOINT& a, const CDPOINT& b) {
-  return std::hypot(a.x - b.x, a.y - b.y);
-}
-
-// Reference nearest distance: a dense scan, then golden-section refinement around the best
-// sample (the distance is unimodal within one sample step of its minimum).
+// Reference nearest distance: the segment as a one-segment path, densely sampled and refined.
 double ReferenceDistance(const CBezier& c, const CDPOINT& p) {
-  constexpr int kSamples = 4000;
-  int best = 0;
-  double bestD = kInf;
-  for (int i = 0; i <= kSamples; ++i) {
-    const double d = Dist(c.GetCurvePoint(double(i) / kSamples), p);
-    if (d < bestD) bestD = d, best = i;
-  }
-  double lo = std::max(0.0, (best - 1.0) / kSamples), hi = std::min(1.0, (best + 1.0) / kSamples);
-  for (int k = 0; k < 100; ++k) {
-    const double m1 = lo + (hi - lo) * 0.381966, m2 = hi - (hi - lo) * 0.381966;
-    if (Dist(c.GetCurvePoint(m1), p) < Dist(c.GetCurvePoint(m2), p))
-      hi = m2;
-    else
-      lo = m1;
-  }
-  return std::min(bestD, Dist(c.GetCurvePoint((lo + hi) / 2), p));
+  const CDPOINT* q = c.GetPoints();
+  CBPointArray path;
+  path.Add(CBPOINT(q[0], q[0], q[1]));
+  path.Add(CBPOINT(q[2], q[3], q[3]));
+  return DistanceToPath(path, p, 400);
 }
 
 CBezier Scaled(std::mt19937& rng, double scale, double offset) {
@@ -86,7 +71,8 @@ TEST(NearestPoint, SecondVariantHoldsAtAnyScale) {
 
 TEST(NearestPoint, EndsAndDegenerateCurves) {
   const CBezier arch(CDPOINT(0, 0), CDPOINT(0, 10), CDPOINT(10, 10), CDPOINT(10, 0));
-  for (auto [p, t] : {std::pair{CDPOINT(0, 0), 0.0}, {CDPOINT(-3, -4), 0.0}, {CDPOINT(13, -4), 1.0}})
+  for (auto [p, t] :
+       {std::pair{CDPOINT(0, 0), 0.0}, {CDPOINT(-3, -4), 0.0}, {CDPOINT(13, -4), 1.0}})
     EXPECT_EQ(arch.GetNearestCurvePointT(p), t) << p.x << ", " << p.y;
   EXPECT_NEAR(arch.GetNearestCurvePointT(CDPOINT(5, 20)), 0.5, 1e-9);
   // A closed loop: both ends at the same distance, the start wins (t = 1 must be nearer).
@@ -133,18 +119,31 @@ TEST(ClipLine, CohenSutherland) {
     double out[4], yTol = 0;
   };
   const Case cases[] = {
-      {{2, 3, 8, 4}, {0, 10, 0, 10}, 1, {2, 3, 8, 4}},        // inside: untouched
-      {{-5, 1, -1, 9}, {0, 10, 0, 10}, 0, {-5, 1, -1, 9}},    // fully left
-      {{-10, 0, 20, 6}, {0, 10, -5, 5}, 7, {0, 2, 10, 4}, 1e-12},  // left to right through the window
-      {{5, 15, 5, 5}, {0, 10, 0, 10}, 3, {5, 10, 5, 5}},      // from below the bottom (y down): first moves
-      {{5, 5, 5, -3}, {0, 10, 0, 10}, 5, {5, 5, 5, 0}},       // out above the top: second moves
-      {{-2, 1, 1, -2}, {0, 10, 0, 10}, 0, {-2, 1, 1, -2}},    // passes the corner: clipped once, rejected
+      {{2, 3, 8, 4}, {0, 10, 0, 10}, 1, {2, 3, 8, 4}},      // inside: untouched
+      {{-5, 1, -1, 9}, {0, 10, 0, 10}, 0, {-5, 1, -1, 9}},  // fully left
+      {{-10, 0, 20, 6},
+       {0, 10, -5, 5},
+       7,
+       {0, 2, 10, 4},
+       1e-12},  // left to right through the window
+      {{5, 15, 5, 5},
+       {0, 10, 0, 10},
+       3,
+       {5, 10, 5, 5}},  // from below the bottom (y down): first moves
+      {{5, 5, 5, -3}, {0, 10, 0, 10}, 5, {5, 5, 5, 0}},  // out above the top: second moves
+      {{-2, 1, 1, -2},
+       {0, 10, 0, 10},
+       0,
+       {-2, 1, 1, -2}},  // passes the corner: clipped once, rejected
   };
   for (const Case& c : cases) {
     double v[4] = {c.in[0], c.in[1], c.in[2], c.in[3]};
-    EXPECT_EQ(_clip_line(&v[0], &v[1], &v[2], &v[3], c.window[0], c.window[1], c.window[2], c.window[3]), c.code)
+    EXPECT_EQ(
+        _clip_line(&v[0], &v[1], &v[2], &v[3], c.window[0], c.window[1], c.window[2], c.window[3]),
+        c.code)
         << c.in[0] << ", " << c.in[1] << " -> " << c.in[2] << ", " << c.in[3];
-    for (int k = 0; k < 4; ++k) EXPECT_NEAR(v[k], c.out[k], k % 2 ? c.yTol : 0.0) << "coordinate " << k << " of " << c.in[0];
+    for (int k = 0; k < 4; ++k)
+      EXPECT_NEAR(v[k], c.out[k], k % 2 ? c.yTol : 0.0) << "coordinate " << k << " of " << c.in[0];
   }
 
   double x1, y1, x2, y2;

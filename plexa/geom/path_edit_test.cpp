@@ -4,6 +4,7 @@
 #include <numbers>
 
 #include "plexa/geom/path.h"
+#include "tests/support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -13,11 +14,10 @@ namespace {
 
 constexpr double kK = 0.5522847771644592;
 
-CBPOINT Corner(double x, double y) { return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y)); }
+using namespace plexa::test;
 
 void ExpectNear(const CDPOINT& a, const CDPOINT& b, double tol = 1e-12) {
-  EXPECT_NEAR(a.x, b.x, tol) << "x of (" << a.x << ", " << a.y << ") vs (" << b.x << ", " << b.y << ")";
-  EXPECT_NEAR(a.y, b.y, tol) << "y of (" << a.x << ", " << a.y << ") vs (" << b.x << ", " << b.y << ")";
+  EXPECT_POINT_NEAR(a, b, tol);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "plexa/core/planar.h"
 #include "plexa/geom/path.h"
+#include "tests/support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -13,29 +14,12 @@ using PLEXA::CDRECT;
 
 namespace {
 
-CBPOINT Corner(double x, double y) { return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y)); }
+using namespace plexa::test;
 
-CBPointArray Poly(std::initializer_list<CDPOINT> pts) {
-  CBPointArray p;
-  for (const CDPOINT& q : pts) p.Add(Corner(q.x, q.y));
-  return p;
-}
-
-// Even-odd test on a dense flattening, independent of the code under test's flattening.
+// Even-odd on a dense flattening, an open path closed by a straight line.
 bool InsideDense(const CBPointArray& path, const CDPOINT& q) {
-  CArray<CDPOINT> poly;
-  for (INT_PTR i = 0; i + 1 < path.GetSize(); ++i) {
-    const CBezier seg(path[i], path[i + 1]);
-    for (int k = 0; k < 400; ++k) poly.Add(seg.GetCurvePoint(k / 400.0));
-  }
-  poly.Add(path[path.GetUpperBound()].anchor);
-  if (!path.IsPolyBezierClosed()) poly.Add(poly[0]);
-  bool in = false;
-  for (INT_PTR i = 0; i + 1 < poly.GetSize(); ++i) {
-    const CDPOINT a = poly[i], b = poly[i + 1];
-    if ((a.y > q.y) != (b.y > q.y) && q.x < a.x + (q.y - a.y) * (b.x - a.x) / (b.y - a.y)) in = !in;
-  }
-  return in;
+  double nearest;
+  return DenseInside(DensePolygons({&path}, 400, false), q, nearest);
 }
 
 }  // namespace
@@ -113,7 +97,8 @@ TEST(PathMeasure, InternalPointIsStrictlyInside) {
   EXPECT_FALSE(Poly({{0, 0}, {1, 0}, {2, 0}, {0, 0}}).GetInternalPoint(pt));  // no area
 
   // A thin concave U: the hollow must not be chosen.
-  const CBPointArray u = Poly({{0, 0}, {100, 0}, {100, 100}, {98, 100}, {98, 2}, {2, 2}, {2, 100}, {0, 100}, {0, 0}});
+  const CBPointArray u =
+      Poly({{0, 0}, {100, 0}, {100, 100}, {98, 100}, {98, 2}, {2, 2}, {2, 100}, {0, 100}, {0, 0}});
   ASSERT_TRUE(u.GetInternalPoint(pt));
   EXPECT_TRUE(InsideDense(u, pt)) << pt.x << ", " << pt.y;
 

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "plexa/geom/path.h"
+#include "tests/support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -10,14 +11,15 @@ using PLEXA::CDRECT;
 
 namespace {
 
-CBPOINT Corner(double x, double y) { return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y)); }
+using namespace plexa::test;
 
 // The point at t of segment i of a path, by its own Bezier.
-CDPOINT At(const CBPointArray& p, int i, double t) { return CBezier(p[i], p[i + 1]).GetCurvePoint(t); }
+CDPOINT At(const CBPointArray& p, int i, double t) {
+  return CBezier(p[i], p[i + 1]).GetCurvePoint(t);
+}
 
 void ExpectNear(const CDPOINT& a, const CDPOINT& b, double tol = 1e-9) {
-  EXPECT_NEAR(a.x, b.x, tol);
-  EXPECT_NEAR(a.y, b.y, tol);
+  EXPECT_POINT_NEAR(a, b, tol);
 }
 
 }  // namespace
@@ -113,7 +115,8 @@ TEST(PathSplit, SubsetsAndBlends) {
   EXPECT_EQ(first, -1);
 
   CBPointArray tri;
-  for (CDPOINT q : {CDPOINT(0, 0), CDPOINT(10, 0), CDPOINT(5, 10), CDPOINT(0, 0)}) tri.Add(Corner(q.x, q.y));
+  for (CDPOINT q : {CDPOINT(0, 0), CDPOINT(10, 0), CDPOINT(5, 10), CDPOINT(0, 0)})
+    tri.Add(Corner(q.x, q.y));
   tri[1].attr = 4;
   CBPointArray blend;
   blend.Interpolate(0.5, sq, sq);

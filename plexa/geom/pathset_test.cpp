@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "plexa/core/planar.h"
+#include "tests/support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -16,31 +17,10 @@ using PLEXA::CDRECT;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-#define EXPECT_POINT_NEAR(a, b, tol)                                                        \
-  EXPECT_TRUE(std::hypot((a).x - (b).x, (a).y - (b).y) <= (tol))                            \
-      << "(" << (a).x << ", " << (a).y << ") vs (" << (b).x << ", " << (b).y << "), tol " << (tol)
-
-CBPOINT Corner(double x, double y) { return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y)); }
-
-CBPointArray Rect(double x0, double y0, double x1, double y1) {
-  CBPointArray p;
-  p.CreateRect(CDRECT(x0, x1, y0, y1));
-  return p;
-}
-
-CBPointArray Circle(double cx, double cy, double r) {
-  CBPointArray p;
-  p.CreateCircle(CDRECT(cx - r, cx + r, cy - r, cy + r));
-  return p;
-}
+using namespace plexa::test;
 
 CBPointArray Line(std::initializer_list<CDPOINT> pts) {
-  CBPointArray p;
-  for (const CDPOINT& q : pts) p.Add(Corner(q.x, q.y));
-  return p;
+  return Poly(pts);
 }
 
 // An S-shaped open path of two curved segments.
@@ -52,9 +32,13 @@ CBPointArray Wave() {
   return p;
 }
 
-void AddTo(CPolyPolyBezier& set, const CBPointArray& p) { set.Add(std::make_unique<CBPointArray>(p).release()); }
+void AddTo(CPolyPolyBezier& set, const CBPointArray& p) {
+  set.Add(std::make_unique<CBPointArray>(p).release());
+}
 
-std::vector<int> Ints(const CArray<int, int>& a) { return std::vector<int>(a.begin(), a.end()); }
+std::vector<int> Ints(const CArray<int, int>& a) {
+  return std::vector<int>(a.begin(), a.end());
+}
 
 // The node count after closing a copy of p.
 INT_PTR SizeAfterClosing(CBPointArray p) {
@@ -66,8 +50,10 @@ INT_PTR SizeAfterClosing(CBPointArray p) {
 std::vector<int> Holes(const CPolyPolyBezier& set, double ratio, bool holes = true) {
   CArray<int, int> out;
   out.Add(-9);  // replaced, not appended to
-  if (holes) GetPolyPolyHoles(set, out, ratio);
-  else GetPolyPolyNoHoles(set, out, ratio);
+  if (holes)
+    GetPolyPolyHoles(set, out, ratio);
+  else
+    GetPolyPolyNoHoles(set, out, ratio);
   return Ints(out);
 }
 
@@ -108,32 +94,29 @@ TEST(PathSet, EqualityWithinTheEpsilon) {
 }
 
 TEST(PathSet, CyclicIndexes) {
-  EXPECT_EQ(GetNextClosedBpArIndex(3, 5), 0);
-  EXPECT_EQ(GetNextClosedBpArIndex(2, 5), 3);
-  EXPECT_EQ(GetNextClosedBpArIndex(4, 5), 0);  // the closing index is skipped
-  EXPECT_EQ(GetPrevClosedBpArIndex(0, 5), 3);
-  EXPECT_EQ(GetPrevClosedBpArIndex(3, 5), 2);
-  EXPECT_EQ(GetPointsDistance(4, 1, 6), 3);
-  EXPECT_EQ(GetPointsDistance(1, 4, 6), 3);
-  EXPECT_EQ(GetPointsDistance(2, 2, 6), 0);
-
-  CBPointArray p = Line({{0, 0}, {0, 0}, {5, 0}, {5, 5}, {0, 0}});
-  EXPECT_EQ(GetNextBpArIndex(p, 0), 2);  // node 1 repeats node 0
-  EXPECT_EQ(GetNextBpArIndex(p, 3), 4);
-  EXPECT_EQ(GetPrevBpArIndex(p, 1), 3);  // backwards past 0 and the closing node 4
-  EXPECT_EQ(GetNextBpArIndex(p, 4), 2);  // cyclically past 0 and 1
-  EXPECT_EQ(GetNextBpArIndex(p, 5), -1);
-  EXPECT_EQ(GetPrevBpArIndex(p, -1), -1);
-  EXPECT_EQ(GetNextBpArIndex(Line({{1, 1}, {1, 1}, {1, 1}}), 1), -1);
-  EXPECT_EQ(GetNextBpArIndex(Line({{1, 1}}), 0), -1);
+  // On a closed list of 5 the closing index 4 is skipped; distances are cyclic.
+  EXPECT_EQ((std::vector<int>{GetNextClosedBpArIndex(3, 5), GetNextClosedBpArIndex(2, 5),
+                              GetNextClosedBpArIndex(4, 5), GetPrevClosedBpArIndex(0, 5),
+                              GetPrevClosedBpArIndex(3, 5), GetPointsDistance(4, 1, 6),
+                              GetPointsDistance(1, 4, 6), GetPointsDistance(2, 2, 6)}),
+            (std::vector<int>{0, 3, 0, 3, 2, 3, 3, 0}));
+  // Node 1 repeats node 0; backwards from 1 past 0 and the closing node 4; cyclically from 4
+  // past 0 and 1; out of range, or no other node: -1. A different control is a different node.
+  const CBPointArray p = Line({{0, 0}, {0, 0}, {5, 0}, {5, 5}, {0, 0}});
   CBPointArray ctl = Line({{0, 0}, {0, 0}});
-  ctl[1].out.x = 1;  // same anchor, different control: a different node
-  EXPECT_EQ(GetPrevBpArIndex(ctl, 0), 1);
+  ctl[1].out.x = 1;
+  EXPECT_EQ(
+      (std::vector<int>{GetNextBpArIndex(p, 0), GetNextBpArIndex(p, 3), GetPrevBpArIndex(p, 1),
+                        GetNextBpArIndex(p, 4), GetNextBpArIndex(p, 5), GetPrevBpArIndex(p, -1),
+                        GetNextBpArIndex(Line({{1, 1}, {1, 1}, {1, 1}}), 1),
+                        GetNextBpArIndex(Line({{1, 1}}), 0), GetPrevBpArIndex(ctl, 0)}),
+      (std::vector<int>{2, 4, 3, 2, -1, -1, -1, -1, 1}));
 }
 
-// The hole rule written out plainly, every ordered pair and every point, as the reference
-// for the accelerated version.
-std::vector<int> HolesByDefinition(const CPolyPolyBezier& set, double ratio) {
+// The hole rule written out plainly, every ordered pair and every point, as the reference for
+// the accelerated version; every share it computes is appended to shares.
+std::vector<int> HolesByDefinition(const CPolyPolyBezier& set, double ratio,
+                                   std::vector<double>* shares = nullptr) {
   std::vector<int> holes;
   const int n = static_cast<int>(set.GetSize());
   if (n < 2) return holes;
@@ -144,8 +127,8 @@ std::vector<int> HolesByDefinition(const CPolyPolyBezier& set, double ratio) {
     CDWordArray ends;
     set.GetAt(i)->ExecuteBPointArrayT(flat, ends, 1.0);
     for (const CDPOINT& q : flat)
-      polys[static_cast<std::size_t>(i)].Add(
-          tagPOINT{static_cast<LONG>(std::floor(q.x + 0.5)), static_cast<LONG>(std::floor(q.y + 0.5))});
+      polys[static_cast<std::size_t>(i)].Add(tagPOINT{static_cast<LONG>(std::floor(q.x + 0.5)),
+                                                      static_cast<LONG>(std::floor(q.y + 0.5))});
   }
   for (int j = 0; j < n; ++j) {
     bool hole = false;
@@ -155,8 +138,11 @@ std::vector<int> HolesByDefinition(const CPolyPolyBezier& set, double ratio) {
       const auto& pj = polys[static_cast<std::size_t>(j)];
       const CRect r = GetPolygonRect(pi.GetData(), static_cast<int>(pi.GetSize()));
       int count = 0;
-      for (const tagPOINT& q : pj) count += IsPointInPolygon(pi.GetData(), static_cast<int>(pi.GetSize()), q, &r);
-      hole = static_cast<double>(count) / static_cast<double>(pj.GetSize()) >= ratio;
+      for (const tagPOINT& q : pj)
+        count += IsPointInPolygon(pi.GetData(), static_cast<int>(pi.GetSize()), q, &r);
+      const double share = static_cast<double>(count) / static_cast<double>(pj.GetSize());
+      if (shares && !pj.IsEmpty()) shares->push_back(share);
+      hole = share >= ratio;
     }
     if (hole) holes.push_back(j);
   }
@@ -180,6 +166,11 @@ TEST(PathSet, HolesAreContainmentNotParity) {
   AddTo(half, Rect(50, 20, 150, 80));
   EXPECT_EQ(Holes(half, 0.3), (std::vector<int>{1}));
   EXPECT_TRUE(Holes(half, 0.9).empty());
+  // Touching from outside: the shared edge is the outer's left edge, which counts as inside.
+  CPolyPolyBezier touch;
+  AddTo(touch, Rect(0, 0, 100, 100));
+  AddTo(touch, Rect(-50, 20, 0, 80));
+  EXPECT_EQ(Holes(touch, 0.05), (std::vector<int>{1}));
 
   // Fewer than two paths, and a null slot (no points: never a hole, never holds one).
   CPolyPolyBezier single;
@@ -202,16 +193,22 @@ TEST(PathSet, HolesMatchTheDefinitionOnRandomPages) {
     const int n = 2 + trial % 12;
     for (int k = 0; k < n; ++k) {
       const double x = pos(rng), y = pos(rng), s = size(rng);
-      if (k % 3 == 0) AddTo(set, Circle(x, y, s / 2));
-      else AddTo(set, Rect(x, y, x + s, y + size(rng) / 2));
+      if (k % 3 == 0)
+        AddTo(set, Circle(x, y, s / 2));
+      else
+        AddTo(set, Rect(x, y, x + s, y + size(rng) / 2));
     }
-    for (double ratio : {-1.0, 0.0, 0.2, 0.5, 0.75, 1.0, 1.5})
-      EXPECT_EQ(Holes(set, ratio), HolesByDefinition(set, ratio)) << "trial " << trial << " ratio " << ratio;
+    std::vector<double> ratios{-1.0, 0.0, 0.2, 0.5, 0.75, 1.0, 1.5};
+    HolesByDefinition(set, 2.0, &ratios);  // and every pair's exact share
+    for (double ratio : ratios)
+      EXPECT_EQ(Holes(set, ratio), HolesByDefinition(set, ratio))
+          << "trial " << trial << " ratio " << ratio;
   }
 }
 
 TEST(PathSet, ContainmentAndParity) {
-  const CBPointArray outer = Rect(0, 0, 100, 100), inner = Rect(10, 10, 90, 90), dot = Circle(50, 50, 5);
+  const CBPointArray outer = Rect(0, 0, 100, 100), inner = Rect(10, 10, 90, 90),
+                     dot = Circle(50, 50, 5);
   EXPECT_TRUE(IsPolyBezierInPolyBezier(outer, inner, 0));
   EXPECT_FALSE(IsPolyBezierInPolyBezier(inner, outer, 0));
   // Bounds must nest in the exact case: a path over the edge fails, with a share allowed
@@ -274,7 +271,8 @@ TEST(PathSet, MaxSegmentLengthRebuild) {
   const CBezier original(line[0], line[1]);
   SetMaxBezierLength(line, 30);
   ASSERT_EQ(line.GetSize(), 5);
-  for (int i = 0; i < 5; ++i) EXPECT_POINT_NEAR(line[i].anchor, original.GetCurvePoint(i / 4.0), 1e-9);
+  for (int i = 0; i < 5; ++i)
+    EXPECT_POINT_NEAR(line[i].anchor, original.GetCurvePoint(i / 4.0), 1e-9);
   CBezier left, right, quarter, rest;
   original.Split(0.5, left, right);
   left.Split(0.5, quarter, rest);
@@ -331,7 +329,7 @@ TEST(PathSet, MatchingAndBlending) {
   ASSERT_TRUE(MatchPoints(a, b, a2, b2, params));
   ASSERT_TRUE(a2.GetSize() == 3 && b2.GetSize() == 3 && params.GetSize() == 3);
   EXPECT_NEAR(params[1], 1.0 / 3, 1e-12);
-  EXPECT_NEAR(a2[1].anchor.x, 30, 1e-6);  // inserted at a third of the length
+  EXPECT_NEAR(a2[1].anchor.x, 30, 1e-6);   // inserted at a third of the length
   EXPECT_NEAR(a2.CalcLength(), 90, 1e-9);  // shape unchanged
 
   // Curves: corresponding nodes sit at equal length fractions of both.
@@ -354,7 +352,8 @@ TEST(PathSet, MatchingAndBlending) {
   // The first anchor's y of each blend: t = k / (steps + 1), the ends included on request.
   // One output set throughout: each call empties it first.
   CPolyPolyBezier out;
-  const auto blend = [&out](int steps, const CBPointArray& from, const CBPointArray& to, bool ends) {
+  const auto blend = [&out](int steps, const CBPointArray& from, const CBPointArray& to,
+                            bool ends) {
     Interpolate(out, steps, from, to, ends);
     std::vector<double> ys;
     for (INT_PTR k = 0; k < out.GetSize(); ++k) ys.push_back(out[static_cast<int>(k)][0].anchor.y);
@@ -367,7 +366,8 @@ TEST(PathSet, MatchingAndBlending) {
   EXPECT_TRUE(blend(3, a, CBPointArray(), true).empty());
 
   // Hostile coordinates finish and keep the counts equal.
-  ASSERT_TRUE(MatchPoints(Line({{0, 0}, {kNaN, 1}, {2, 2}}), Line({{0, 0}, {kInf, 0}, {3, 3}, {4, 4}}), a2, b2, params));
+  ASSERT_TRUE(MatchPoints(Line({{0, 0}, {kNaN, 1}, {2, 2}}),
+                          Line({{0, 0}, {kInf, 0}, {3, 3}, {4, 4}}), a2, b2, params));
   EXPECT_EQ(a2.GetSize(), b2.GetSize());
 }
 
@@ -404,7 +404,8 @@ TEST(PathSet, InsertingNodesKeepsTheShape) {
   // highest parameter down, as the outline effects do it.
   CBPointArray q = Wave();
   const CBezier seg0(q[0], q[1]);
-  for (int j = 3; j >= 1; --j) EXPECT_EQ(AddPointToPolyBezier(q, 0, seg0.GetCurvePoint(j / 4.0)), 1);
+  for (int j = 3; j >= 1; --j)
+    EXPECT_EQ(AddPointToPolyBezier(q, 0, seg0.GetCurvePoint(j / 4.0)), 1);
   ASSERT_EQ(q.GetSize(), 6);
   for (int j = 1; j <= 3; ++j) EXPECT_POINT_NEAR(q[j].anchor, seg0.GetCurvePoint(j / 4.0), 1e-7);
   EXPECT_LT(Deviation(shape, q), 1e-7);
@@ -458,7 +459,8 @@ TEST(PathSet, PositionsAndTangents) {
 
   const CBPointArray diag = Line({{0, 0}, {10, 10}, {10, 10}, {10, 20}});
   EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 0, 0.5), M_PI / 4, 1e-9);
-  EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 1, 0.5), M_PI / 2, 1e-9);  // a point: the next segment's chord
+  EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 1, 0.5), M_PI / 2,
+              1e-9);  // a point: the next segment's chord
   EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 2, 0.0), M_PI / 2, 1e-9);
   EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 7, 1.0), M_PI / 2, 1e-9);
   // A circle starts at the middle of its top (ymin) edge heading towards +x.
@@ -491,7 +493,7 @@ TEST(PathSet, SmoothAndQuadraticConversions) {
   // Catmull-Rom: node 1's tangent is (anchor 2 - anchor 0) / 6 = (10, 10) / 6.
   EXPECT_POINT_NEAR(p[1].out, CDPOINT(10 + 10 / 6.0, 10 / 6.0), 1e-12);
   EXPECT_POINT_NEAR(p[1].in, CDPOINT(10 - 10 / 6.0, -10 / 6.0), 1e-12);
-  EXPECT_EQ(p[0].out, p[4].out);  // closed: wraps round
+  EXPECT_EQ(p[0].out, p[4].out);            // closed: wraps round
   EXPECT_EQ(p[2].anchor, CDPOINT(10, 10));  // the curve still passes through the anchors
   CalcBezierPoints(nullptr, 50);
 
@@ -513,8 +515,10 @@ TEST(PathSet, SmoothAndQuadraticConversions) {
   for (int k = 0; k + 2 < quad.GetSize(); k += 2)
     for (int s = 1; s < 8; ++s) {
       const double t = s / 8.0;
-      const CDPOINT pt = quad[k] * ((1 - t) * (1 - t)) + quad[k + 1] * (2 * t * (1 - t)) + quad[k + 2] * (t * t);
-      EXPECT_NEAR(std::hypot(pt.x, pt.y), 100, kQuadraticTolerance + 0.03);  // cubic circle error ~0.03
+      const CDPOINT pt =
+          quad[k] * ((1 - t) * (1 - t)) + quad[k + 1] * (2 * t * (1 - t)) + quad[k + 2] * (t * t);
+      EXPECT_NEAR(std::hypot(pt.x, pt.y), 100,
+                  kQuadraticTolerance + 0.03);  // cubic circle error ~0.03
     }
   TripleToQuadraticBezier(nullptr, quad);
   EXPECT_TRUE(quad.IsEmpty());
@@ -526,11 +530,11 @@ TEST(PathSet, SmoothAndQuadraticConversions) {
 }
 
 TEST(PathSet, AdjacencyJoinsAndMerges) {
-  const CBPointArray a = Wave();                          // (0,0) -> (80,0)
-  const CBPointArray fwd = Line({{80, 0}, {80, 50}});     // starts at a's end
-  const CBPointArray back = Line({{80, 50}, {80, 0}});    // ends at a's end
-  const CBPointArray before = Line({{0, 50}, {0, 0}});    // ends at a's start
-  const CBPointArray head = Line({{0, 0}, {0, 50}});      // starts at a's start
+  const CBPointArray a = Wave();                        // (0,0) -> (80,0)
+  const CBPointArray fwd = Line({{80, 0}, {80, 50}});   // starts at a's end
+  const CBPointArray back = Line({{80, 50}, {80, 0}});  // ends at a's end
+  const CBPointArray before = Line({{0, 50}, {0, 0}});  // ends at a's start
+  const CBPointArray head = Line({{0, 0}, {0, 50}});    // starts at a's start
   EXPECT_EQ(AreBPointArraysAdjacent(a, fwd, 0), kAdjacentEndStart);
   EXPECT_EQ(AreBPointArraysAdjacent(a, back, 0), kAdjacentEndEnd);
   EXPECT_EQ(AreBPointArraysAdjacent(a, head, 0), kAdjacentStartStart);
@@ -565,15 +569,17 @@ TEST(PathSet, AdjacencyJoinsAndMerges) {
   CBPointArray all;
   ConnectPolyBezierCurves(set, all);
   EXPECT_EQ(all.GetSize(), 4 + 2);  // a straight link to (30, 30), then the second path
-  EXPECT_NEAR(all.CalcLength(), set[0].CalcLength() + std::hypot(30, 30) + set[1].CalcLength(), 1e-9);
+  EXPECT_NEAR(all.CalcLength(), set[0].CalcLength() + std::hypot(30, 30) + set[1].CalcLength(),
+              1e-9);
   CPolyPolyBezier touching;
   AddTo(touching, Line({{0, 0}, {1, 0}}));
   AddTo(touching, Line({{1, 0}, {2, 0}}));
   ConnectPolyBezierCurves(touching, all);
   EXPECT_EQ(all.GetSize(), 3);  // coinciding ends merge
 
-  EXPECT_TRUE(IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{0, 10}, {0, 0}, {10, 0}}), 1e-9));  // wraps
-  EXPECT_TRUE(IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{10, 0}, {0, 0}}), 1e-9));           // reversed
+  EXPECT_TRUE(
+      IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{0, 10}, {0, 0}, {10, 0}}), 1e-9));  // wraps
+  EXPECT_TRUE(IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{10, 0}, {0, 0}}), 1e-9));   // reversed
   EXPECT_FALSE(IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{10, 0}, {0, 10}}), 1e-9));
   EXPECT_FALSE(IsSubPolyBezier(Rect(0, 0, 10, 10), CBPointArray(), 1));
 }

@@ -4,19 +4,17 @@
 
 #include <numbers>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
 namespace {
 
-CBPOINT Corner(double x, double y) {
-  return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y));
-}
+using namespace plexa::test;
 
 CBPointArray* Path(std::initializer_list<CDPOINT> anchors) {
-  auto* p = new CBPointArray;
-  for (const CDPOINT& a : anchors) p->Add(Corner(a.x, a.y));
-  return p;
+  return new CBPointArray(plexa::test::Poly(anchors));
 }
 
 // Counts live elements, so ownership errors show up as a wrong count (and under ASan).

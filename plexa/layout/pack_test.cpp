@@ -19,9 +19,13 @@ CDRECT Place(State& state, double w, double h, double gap, bool vertical) {
   return r;
 }
 
-std::vector<CDPOINT> Points(const State& s) { return {s.GetData(), s.GetData() + s.GetSize()}; }
+std::vector<CDPOINT> Points(const State& s) {
+  return {s.GetData(), s.GetData() + s.GetSize()};
+}
 
-CDRECT Transposed(const CDRECT& r) { return CDRECT(r.ymin, r.ymax, r.xmin, r.xmax); }
+CDRECT Transposed(const CDRECT& r) {
+  return CDRECT(r.ymin, r.ymax, r.xmin, r.xmax);
+}
 
 }  // namespace
 
@@ -64,8 +68,9 @@ TEST(PackRectangleFFD, GapAndSplitInColumns) {
   EXPECT_EQ(Place(s, 4, 3, g, true), CDRECT(15, 19, 4, 7));
   EXPECT_EQ(Place(s, 3, 3, g, true), CDRECT(11, 14, 7, 10));  // 1 + 6 + 3 <= 10 exactly
   EXPECT_EQ(Place(s, 1, 1, g, true), CDRECT(15, 16, 8, 9));
-  EXPECT_EQ(Points(s), (std::vector<CDPOINT>{{0, 10}, {10, 10}, {11, 10}, {14, 10}, {15, 9},
-                                             {16, 9}, {17, 7}, {19, 7}}));
+  EXPECT_EQ(Points(s),
+            (std::vector<CDPOINT>{
+                {0, 10}, {10, 10}, {11, 10}, {14, 10}, {15, 9}, {16, 9}, {17, 7}, {19, 7}}));
 }
 
 TEST(PackRectangleFFD, RowsAreColumnsTransposedAndNothingOverlaps) {
@@ -73,7 +78,8 @@ TEST(PackRectangleFFD, RowsAreColumnsTransposedAndNothingOverlaps) {
   std::uniform_real_distribution<double> size(1.0, 50.0);
   std::vector<CDPOINT> sizes(300);
   for (auto& p : sizes) p = CDPOINT(size(gen), size(gen));
-  std::sort(sizes.begin(), sizes.end(), [](const CDPOINT& a, const CDPOINT& b) { return a.y > b.y; });
+  std::sort(sizes.begin(), sizes.end(),
+            [](const CDPOINT& a, const CDPOINT& b) { return a.y > b.y; });
 
   for (double gap : {0.0, 2.5}) {
     State cols, rows;
@@ -89,8 +95,7 @@ TEST(PackRectangleFFD, RowsAreColumnsTransposedAndNothingOverlaps) {
       placed.push_back(c);
     }
     ASSERT_EQ(cols.GetSize(), rows.GetSize());
-    for (INT_PTR i = 0; i < cols.GetSize(); ++i)
-      EXPECT_EQ(cols[i], CDPOINT(rows[i].y, rows[i].x));
+    for (INT_PTR i = 0; i < cols.GetSize(); ++i) EXPECT_EQ(cols[i], CDPOINT(rows[i].y, rows[i].x));
     // Every two rectangles keep at least the gap between them on one axis.
     const double eps = 1e-9;
     for (std::size_t i = 0; i < placed.size(); ++i)

@@ -14,7 +14,9 @@ using PLEXA::CDPOINT;
 
 namespace {
 
-std::string Bytes(std::stringstream& s) { return s.str(); }
+std::string Bytes(std::stringstream& s) {
+  return s.str();
+}
 
 template <typename A>
 std::string Store(A& a) {

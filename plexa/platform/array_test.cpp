@@ -69,9 +69,9 @@ TEST(CArray, IndexErrorsRaiseInvalidArgument) {
 TEST(CArray, InsertRemoveAppendCopy) {
   CArray<int, int> a;
   for (int i = 0; i < 4; ++i) a.Add(i);  // 0 1 2 3
-  a.InsertAt(1, 9, 2);                  // 0 9 9 1 2 3
-  a.RemoveAt(4);                        // 0 9 9 1 3
-  a.InsertAt(7, 5);                     // past the end: grows, zeros between
+  a.InsertAt(1, 9, 2);                   // 0 9 9 1 2 3
+  a.RemoveAt(4);                         // 0 9 9 1 3
+  a.InsertAt(7, 5);                      // past the end: grows, zeros between
   const int expect[] = {0, 9, 9, 1, 3, 0, 0, 5};
   ASSERT_EQ(a.GetSize(), 8);
   for (int i = 0; i < 8; ++i) EXPECT_EQ(a[i], expect[i]) << i;
@@ -80,7 +80,7 @@ TEST(CArray, InsertRemoveAppendCopy) {
   b.Add(100);
   EXPECT_EQ(b.Append(a), 1);  // returns the old size
   EXPECT_EQ(b.GetSize(), 9);
-  b.InsertAt(0, &b);          // inserting an array into itself doubles it
+  b.InsertAt(0, &b);  // inserting an array into itself doubles it
   EXPECT_EQ(b.GetSize(), 18);
   EXPECT_EQ(b[9], 100);
   b.Copy(b);

@@ -9,6 +9,8 @@
 #include <tuple>
 #include <vector>
 
+#include "tests/support.h"
+
 namespace {
 
 HBITMAP MakeDib(int w, int h, int bpp, void** bits = nullptr) {
@@ -52,6 +54,8 @@ struct Canvas {
 };
 
 constexpr COLORREF kWhite = 0xFFFFFF;
+using PLEXA::CDPOINT;
+using plexa::test::DenseInside;
 
 }  // namespace
 
@@ -72,15 +76,16 @@ TEST(Gdi, DibSectionDescribesItselfBothWays) {
   BITMAP bm{};
   EXPECT_EQ(GetObjectW(bmp, sizeof(bm), &bm), int(sizeof(BITMAP)));
   // Width, height, row bytes (33 bits round up to two 32-bit words), planes, depth, memory.
-  EXPECT_EQ(std::make_tuple(bm.bmWidth, bm.bmHeight, bm.bmWidthBytes, bm.bmPlanes, bm.bmBitsPixel, bm.bmBits),
+  EXPECT_EQ(std::make_tuple(bm.bmWidth, bm.bmHeight, bm.bmWidthBytes, bm.bmPlanes, bm.bmBitsPixel,
+                            bm.bmBits),
             std::make_tuple(33, 5, 8, WORD(1), WORD(1), bits));
   const auto* bytes = static_cast<const BYTE*>(bits);
   for (int i = 0; i < 40; ++i) ASSERT_EQ(bytes[i], 0);  // starts black
 
   DIBSECTION ds{};
   EXPECT_EQ(GetObjectW(bmp, sizeof(ds), &ds), int(sizeof(DIBSECTION)));
-  EXPECT_EQ(std::make_tuple(ds.dsBm.bmBits, ds.dsBmih.biWidth, ds.dsBmih.biHeight, ds.dsBmih.biBitCount,
-                            ds.dsBmih.biSizeImage),
+  EXPECT_EQ(std::make_tuple(ds.dsBm.bmBits, ds.dsBmih.biWidth, ds.dsBmih.biHeight,
+                            ds.dsBmih.biBitCount, ds.dsBmih.biSizeImage),
             std::make_tuple(bits, 33, 5, WORD(1), 40u));
   EXPECT_EQ(GetObjectW(bmp, 0, nullptr), int(sizeof(BITMAP)));
   EXPECT_EQ(GetObjectW(bmp, 8, &bm), 0);  // too small
@@ -104,7 +109,7 @@ TEST(Gdi, TopDownAndColourDepthsAddressTheirPixels) {
   ASSERT_NE(bmp, nullptr);
   BITMAP bm{};
   GetObjectW(bmp, sizeof(bm), &bm);
-  EXPECT_EQ(bm.bmHeight, 2);      // the record reports the height positive
+  EXPECT_EQ(bm.bmHeight, 2);       // the record reports the height positive
   EXPECT_EQ(bm.bmWidthBytes, 12);  // 9 bytes padded to 12
   HDC dc = CreateCompatibleDC(nullptr);
   HGDIOBJ old = SelectObject(dc, bmp);
@@ -133,15 +138,22 @@ TEST(Gdi, BadSizesAndRecordsGiveNoBitmap) {
     WORD planes, bpp;
     DWORD compression;
   };
-  const Bad cases[] = {
-      {0, 10, 1, 32, BI_RGB}, {-5, 10, 1, 32, BI_RGB}, {10, 0, 1, 32, BI_RGB}, {10, INT32_MIN, 1, 32, BI_RGB},
-      {100000, 100000, 1, 32, BI_RGB} /* 40 GB */, {INT32_MAX, INT32_MAX, 1, 32, BI_RGB},
-      {4, 4, 1, 16, BI_RGB} /* depth */, {4, 4, 2, 32, BI_RGB} /* planes */, {4, 4, 1, 32, 3} /* compression */};
+  const Bad cases[] = {{0, 10, 1, 32, BI_RGB},
+                       {-5, 10, 1, 32, BI_RGB},
+                       {10, 0, 1, 32, BI_RGB},
+                       {10, INT32_MIN, 1, 32, BI_RGB},
+                       {100000, 100000, 1, 32, BI_RGB} /* 40 GB */,
+                       {INT32_MAX, INT32_MAX, 1, 32, BI_RGB},
+                       {4, 4, 1, 16, BI_RGB} /* depth */,
+                       {4, 4, 2, 32, BI_RGB} /* planes */,
+                       {4, 4, 1, 32, 3} /* compression */};
   for (const Bad& c : cases) {
     void* bits = reinterpret_cast<void*>(1);
     BITMAPINFO info{};
-    info.bmiHeader = {sizeof(BITMAPINFOHEADER), c.w, c.h, c.planes, c.bpp, c.compression, 0, 0, 0, 0, 0};
-    EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr) << c.w << "x" << c.h;
+    info.bmiHeader = {
+        sizeof(BITMAPINFOHEADER), c.w, c.h, c.planes, c.bpp, c.compression, 0, 0, 0, 0, 0};
+    EXPECT_EQ(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0), nullptr)
+        << c.w << "x" << c.h;
     EXPECT_EQ(bits, nullptr);  // the bits pointer is cleared on failure
   }
   void* bits = nullptr;
@@ -281,24 +293,12 @@ TEST(Gdi, WidePenPathCoversFillPlusBandOfHalfTheWidth) {
   EXPECT_TRUE(EndPath(c.dc));
   EXPECT_TRUE(StrokeAndFillPath(c.dc));
   EXPECT_FALSE(StrokePath(c.dc));  // the path was used up
-  auto segDist = [](double px, double py, POINT a, POINT b) {
-    const double dx = b.x - a.x, dy = b.y - a.y;
-    double t = ((px - a.x) * dx + (py - a.y) * dy) / (dx * dx + dy * dy);
-    t = std::clamp(t, 0.0, 1.0);
-    return std::hypot(px - a.x - t * dx, py - a.y - t * dy);
-  };
-  auto side = [](double px, double py, POINT a, POINT b) {
-    return (b.x - a.x) * (py - a.y) - (b.y - a.y) * (px - a.x);
-  };
+  const std::vector<CDPOINT> outline{{8, 7}, {31, 12}, {13, 33}, {8, 7}};
   int checked = 0;
   for (int y = 0; y < 40; ++y) {
     for (int x = 0; x < 40; ++x) {
-      const double px = x + 0.5, py = y + 0.5;
-      double d = 1e9;
-      for (int k = 0; k < 3; ++k) d = std::min(d, segDist(px, py, tri[k], tri[(k + 1) % 3]));
-      const double s0 = side(px, py, tri[0], tri[1]), s1 = side(px, py, tri[1], tri[2]),
-                   s2 = side(px, py, tri[2], tri[0]);
-      const bool inside = (s0 > 0 && s1 > 0 && s2 > 0) || (s0 < 0 && s1 < 0 && s2 < 0);
+      double d;
+      const bool inside = DenseInside({outline}, CDPOINT(x + 0.5, y + 0.5), d);
       if (std::fabs(d - 4) < 1e-9) continue;  // no ties here, but do not depend on it
       ++checked;
       EXPECT_EQ(GetPixel(c.dc, x, y) == kWhite, inside || d <= 4) << x << "," << y;
@@ -348,9 +348,9 @@ TEST(Gdi, LinesPolylinesAndBeziersDrawWithTheSelectedPen) {
   EXPECT_EQ(c.Count(kWhite, 30, 30), 20 + 20);
   EXPECT_FALSE(PolyBezier(c.dc, bez, 3));  // not 1 + 3k points
   EXPECT_FALSE(Polyline(c.dc, zig, 1));
-  EXPECT_TRUE(PolyBezier(c.dc, bez, 1));   // no curve, nothing drawn
+  EXPECT_TRUE(PolyBezier(c.dc, bez, 1));  // no curve, nothing drawn
   const POINT far[2] = {{0, 0}, {kMaxCoordinate + 1, 0}};
-  EXPECT_FALSE(Polyline(c.dc, far, 2));    // outside the drawing range
+  EXPECT_FALSE(Polyline(c.dc, far, 2));  // outside the drawing range
   EXPECT_FALSE(LineTo(c.dc, 0, -kMaxCoordinate - 1));
   EXPECT_EQ(c.Count(kWhite, 30, 30), 40);
   // Drawing on a surface that has only its initial 1 x 1 bitmap goes nowhere, and succeeds.
@@ -362,8 +362,9 @@ TEST(Gdi, LinesPolylinesAndBeziersDrawWithTheSelectedPen) {
 
 TEST(Gdi, BlockCopyReducesColoursToTheNearerPaletteEntry) {
   Canvas colour(4, 2, 32);
-  const COLORREF px[8] = {RGB(0, 0, 0),     RGB(127, 127, 127), RGB(128, 128, 128), RGB(255, 0, 0),
-                          RGB(255, 255, 0), RGB(30, 200, 220),  RGB(255, 255, 255), RGB(10, 10, 250)};
+  const COLORREF px[8] = {RGB(0, 0, 0),       RGB(127, 127, 127), RGB(128, 128, 128),
+                          RGB(255, 0, 0),     RGB(255, 255, 0),   RGB(30, 200, 220),
+                          RGB(255, 255, 255), RGB(10, 10, 250)};
   for (int i = 0; i < 8; ++i) SetPixel(colour.dc, i % 4, i / 4, px[i]);
   Canvas mono(4, 2, 1);
   EXPECT_TRUE(BitBlt(mono.dc, 0, 0, 4, 2, colour.dc, 0, 0, SRCCOPY));
@@ -389,7 +390,8 @@ TEST(Gdi, StretchCopySamplesUnderPixelCentresAndMirrors) {
   for (int x = 0; x < 4; ++x) SetPixel(src.dc, x, 0, RGB(x * 10, 0, 0));
   Canvas dst(8, 2, 32);
   EXPECT_TRUE(StretchBlt(dst.dc, 0, 0, 8, 2, src.dc, 0, 0, 4, 1, SRCCOPY));
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(GetPixel(dst.dc, i % 8, i / 8), RGB((i % 8 / 2) * 10, 0, 0));
+  for (int i = 0; i < 16; ++i)
+    EXPECT_EQ(GetPixel(dst.dc, i % 8, i / 8), RGB((i % 8 / 2) * 10, 0, 0));
   Canvas half(2, 1, 32);  // shrinking picks source pixels 1 and 3 (under the centres)
   EXPECT_TRUE(StretchBlt(half.dc, 0, 0, 2, 1, src.dc, 0, 0, 4, 1, SRCCOPY));
   EXPECT_EQ(GetPixel(half.dc, 0, 0), RGB(10, 0, 0));
@@ -404,7 +406,8 @@ TEST(Gdi, StretchCopySamplesUnderPixelCentresAndMirrors) {
   for (int n : {3, 11}) {
     for (bool mirror : {false, true}) {
       Canvas out(n, 1, 32);
-      EXPECT_TRUE(StretchBlt(out.dc, mirror ? n : 0, 0, mirror ? -n : n, 1, seven.dc, 0, 0, 7, 1, SRCCOPY));
+      EXPECT_TRUE(
+          StretchBlt(out.dc, mirror ? n : 0, 0, mirror ? -n : n, 1, seven.dc, 0, 0, 7, 1, SRCCOPY));
       for (int i = 0; i < n; ++i) {
         const int u = int(std::floor((i + 0.5) * 7 / n));
         EXPECT_EQ(GetPixel(out.dc, i, 0), RGB((mirror ? 6 - u : u) * 30, 1, 2)) << n << " " << i;
@@ -415,7 +418,8 @@ TEST(Gdi, StretchCopySamplesUnderPixelCentresAndMirrors) {
   EXPECT_TRUE(BitBlt(src.dc, 1, 0, 3, 1, src.dc, 0, 0, SRCCOPY));
   for (int x = 1; x < 4; ++x) EXPECT_EQ(GetPixel(src.dc, x, 0), RGB((x - 1) * 10, 0, 0));
   // Parts outside either bitmap are skipped; huge extents cost only the destination.
-  EXPECT_TRUE(StretchBlt(dst.dc, -5, -5, INT32_MAX / 2, INT32_MAX / 2, src.dc, -2, 0, 1000000, 3, SRCCOPY));
+  EXPECT_TRUE(
+      StretchBlt(dst.dc, -5, -5, INT32_MAX / 2, INT32_MAX / 2, src.dc, -2, 0, 1000000, 3, SRCCOPY));
 }
 
 TEST(Gdi, HostileGeometryStaysBoundedAndSafe) {

@@ -11,9 +11,14 @@
 #include <random>
 #include <vector>
 
+#include "tests/support.h"
+
+using PLEXA::CDPOINT;
 using plexa::rasterizer::Coverage;
 using plexa::rasterizer::Figure;
 using plexa::rasterizer::PointD;
+using plexa::test::BezierAt;
+using plexa::test::DistanceToPolyline;
 
 namespace {
 
@@ -37,7 +42,8 @@ bool InsideEvenOdd(const std::vector<std::vector<IPt>>& polys, int i, int j) {
   for (const auto& poly : polys) {
     const std::size_t n = poly.size();
     for (std::size_t k = 0; k < n; ++k) {
-      const IPt a{2 * poly[k].x, 2 * poly[k].y}, b{2 * poly[(k + 1) % n].x, 2 * poly[(k + 1) % n].y};
+      const IPt a{2 * poly[k].x, 2 * poly[k].y},
+          b{2 * poly[(k + 1) % n].x, 2 * poly[(k + 1) % n].y};
       if ((a.y < py) == (b.y < py)) continue;
       // Crossing x - px has the sign of num / (b.y - a.y).
       const std::int64_t num = (a.x - px) * (b.y - a.y) + (py - a.y) * (b.x - a.x);
@@ -45,31 +51,6 @@ bool InsideEvenOdd(const std::vector<std::vector<IPt>>& polys, int i, int j) {
     }
   }
   return count % 2 == 1;
-}
-
-// Squared distance from the centre to segment ab, compared with (w/2)^2, in exact rationals:
-// with the projection clamped to the segment the nearest point is a + (t / l2) d.
-bool WithinPen(const std::vector<std::vector<IPt>>& paths, const std::vector<bool>& closed,
-               std::int64_t w, int i, int j) {
-  const std::int64_t px = 2 * i + 1, py = 2 * j + 1;  // doubled: the radius becomes w
-  for (std::size_t f = 0; f < paths.size(); ++f) {
-    const auto& p = paths[f];
-    const std::size_t segs = p.size() == 1 ? 1 : p.size() - 1 + (closed[f] && p.size() > 2 ? 1 : 0);
-    for (std::size_t k = 0; k < segs; ++k) {
-      const IPt a{2 * p[k].x, 2 * p[k].y};
-      const IPt b = p.size() == 1 ? a : IPt{2 * p[(k + 1) % p.size()].x, 2 * p[(k + 1) % p.size()].y};
-      const std::int64_t dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
-      if (l2 == 0) {
-        if ((px - a.x) * (px - a.x) + (py - a.y) * (py - a.y) <= w * w) return true;
-        continue;
-      }
-      std::int64_t t = (px - a.x) * dx + (py - a.y) * dy;
-      t = std::clamp<std::int64_t>(t, 0, l2);
-      const std::int64_t ex = px * l2 - (a.x * l2 + t * dx), ey = py * l2 - (a.y * l2 + t * dy);
-      if (ex * ex + ey * ey <= w * w * l2 * l2) return true;
-    }
-  }
-  return false;
 }
 
 void ClassicBresenham(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1,
@@ -112,19 +93,12 @@ Coverage Filled(const std::vector<std::vector<IPt>>& polys, int w, int h) {
 Coverage Stroked(const std::vector<IPt>& path, bool closed, double pen, int w, int h) {
   const Figure f = ToFigure(path, closed);
   Coverage c(w, h);
-  if (pen > 0) plexa::rasterizer::StrokeRound({&f, 1}, pen, c);
-  else plexa::rasterizer::StrokeThin({&f, 1}, c);
+  if (pen > 0)
+    plexa::rasterizer::StrokeRound({&f, 1}, pen, c);
+  else
+    plexa::rasterizer::StrokeThin({&f, 1}, c);
   c.Finish();
   return c;
-}
-
-// Every pixel of the w x h grid against the distance rule.
-void ExpectMatchesPen(const Coverage& c, const std::vector<IPt>& path, bool closed, std::int64_t pen,
-                      int w, int h) {
-  for (int j = 0; j < h; ++j)
-    for (int i = 0; i < w; ++i)
-      ASSERT_EQ(c.Covered(i, j), WithinPen({path}, {closed}, pen, i, j))
-          << "pen " << pen << " pixel " << i << "," << j;
 }
 
 int CountCovered(const Coverage& c) {
@@ -155,6 +129,16 @@ bool WithinPenEighths(const std::vector<IPt>& p8, bool closed, std::int64_t pen8
     if (ex * ex + ey * ey <= i128(pen8) * pen8 * l2 * l2) return true;
   }
   return false;
+}
+
+// Every pixel of the w x h grid against the distance rule, for integer points and pen.
+void ExpectMatchesPen(const Coverage& c, std::vector<IPt> path, bool closed, std::int64_t pen,
+                      int w, int h) {
+  for (IPt& p : path) p = {8 * p.x, 8 * p.y};
+  for (int j = 0; j < h; ++j)
+    for (int i = 0; i < w; ++i)
+      ASSERT_EQ(c.Covered(i, j), WithinPenEighths(path, closed, 8 * pen, i, j))
+          << "pen " << pen << " pixel " << i << "," << j;
 }
 
 }  // namespace
@@ -191,14 +175,15 @@ TEST(Raster, FillOfRectangleAndTriangleFollowsTheEdgeRule) {
   EXPECT_FALSE(tri.Covered(9, 0));
 
   // Overlapping squares cancel under even-odd; the frame between them stays.
-  const Coverage ring = Filled({{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, {{2, 2}, {8, 2}, {8, 8}, {2, 8}}}, 20, 20);
+  const Coverage ring =
+      Filled({{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, {{2, 2}, {8, 2}, {8, 8}, {2, 8}}}, 20, 20);
   EXPECT_EQ(CountCovered(ring), 100 - 36);
   EXPECT_FALSE(ring.Covered(5, 5));
 }
 
 TEST(Raster, WidePenMatchesDistanceToPathOnRandomPaths) {
   std::mt19937 rng(777);
-  const int w = 44, h = 40;
+  const int w = 48, h = 48;
   const int widths[] = {2, 3, 4, 5, 6, 9, 12, 17};
   for (int trial = 0; trial < 80; ++trial) {
     const std::int64_t pen = widths[trial % 8];
@@ -208,18 +193,14 @@ TEST(Raster, WidePenMatchesDistanceToPathOnRandomPaths) {
     ExpectMatchesPen(Stroked(path, closed, double(pen), w, h), path, closed, pen, w, h);
     if (HasFatalFailure()) return;
   }
-}
-
-TEST(Raster, WidePenMatchesDistanceOnSmoothTurns) {
-  // Many vertices with small turns (a rounded polygon of a circle and a spiral): the joins are
-  // thin sectors, whose every side must still match the distance rule.
-  const int w = 48, h = 48;
+  // Many vertices with small turns (a rounded circle and a spiral): the joins are thin
+  // sectors, whose every side must still match the distance rule.
   std::vector<IPt> circle, spiral;
   for (int k = 0; k < 90; ++k) {
-    const double a = 2 * M_PI * k / 90;
+    const double a = 2 * M_PI * k / 90, r = 4 + k / 6.0;
     circle.push_back({std::llround(23 + 15 * std::cos(a)), std::llround(22 + 15 * std::sin(a))});
-    spiral.push_back({std::llround(24 + (4 + k / 6.0) * std::cos(a * 2)),
-                      std::llround(24 + (4 + k / 6.0) * std::sin(a * 2))});
+    spiral.push_back(
+        {std::llround(24 + r * std::cos(a * 2)), std::llround(24 + r * std::sin(a * 2))});
   }
   for (std::int64_t pen : {2, 5, 8, 13}) {
     for (int shape = 0; shape < 3; ++shape) {
@@ -267,7 +248,8 @@ TEST(Raster, WidePenOverManyShortFractionalSegmentsMatchesDistance) {
   std::vector<IPt> ring, dot{{28 * 8, 26 * 8}};
   for (int k = 0; k < 120; ++k) {
     const double a = 2 * M_PI * k / 120;
-    ring.push_back({std::llround(8 * (28 + 14 * std::cos(a))), std::llround(8 * (26 + 14 * std::sin(a)))});
+    ring.push_back(
+        {std::llround(8 * (28 + 14 * std::cos(a))), std::llround(8 * (26 + 14 * std::sin(a)))});
   }
   std::vector<Figure> figs(2);
   for (const IPt& p : ring) figs[0].points.push_back({p.x / 8.0, p.y / 8.0});
@@ -294,6 +276,13 @@ TEST(Raster, WidePenOnAxisAndDotCoversTheExpectedCounts) {
   }
   EXPECT_TRUE(c.Covered(2, 9));    // centre (2.5, 9.5): distance hypot(2.5, .5) < 3
   EXPECT_FALSE(c.Covered(1, 10));  // centre (1.5, 10.5): distance hypot(3.5, .5) > 3
+  // Fractional input with a tie: column 13's centres lie exactly 3.25 from x = 10.25, and
+  // count.
+  Figure f{{{10.25, 5.5}, {10.25, 25.5}}, false};
+  Coverage frac(40, 30);
+  plexa::rasterizer::StrokeRound({&f, 1}, 6.5, frac);
+  frac.Finish();
+  EXPECT_TRUE(frac.Covered(13, 15) && frac.Covered(7, 15) && !frac.Covered(14, 15));
 
   // A single point with pen 10: the centres within 5 of (20, 20) -- by symmetry 4 times the
   // count of the quarter (a, b) = (i + .5, j + .5), i, j >= 0, with a^2 + b^2 <= 25.
@@ -326,7 +315,8 @@ TEST(Raster, ThinLinesMatchClassicBresenhamInEveryOctant) {
       if (p.x >= 0 && p.x < 32 && p.y >= 0 && p.y < 32) expect[p.y * 32 + p.x] = true;
     for (int j = 0; j < 32; ++j)
       for (int i = 0; i < 32; ++i)
-        ASSERT_EQ(got.Covered(i, j), expect[j * 32 + i]) << x0 << "," << y0 << " -> " << x1 << "," << y1;
+        ASSERT_EQ(got.Covered(i, j), expect[j * 32 + i])
+            << x0 << "," << y0 << " -> " << x1 << "," << y1;
   }
   // With its last pixel, and a line of no length draws only when the last pixel is asked for.
   Coverage last(8, 8);
@@ -342,7 +332,8 @@ TEST(Raster, ThinStrokeLeavesOutOnlyTheLastPixelOfAnOpenFigure) {
   EXPECT_TRUE(open.Covered(10, 1));
   EXPECT_FALSE(open.Covered(10, 8));
   // The whole frame of columns 1..10, rows 1..8.
-  EXPECT_EQ(CountCovered(Stroked({{1, 1}, {10, 1}, {10, 8}, {1, 8}}, true, 0, 20, 20)), 2 * 10 + 2 * 6);
+  EXPECT_EQ(CountCovered(Stroked({{1, 1}, {10, 1}, {10, 8}, {1, 8}}, true, 0, 20, 20)),
+            2 * 10 + 2 * 6);
 }
 
 TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
@@ -351,21 +342,12 @@ TEST(Raster, BezierFlatteningStaysWithinToleranceAndBounded) {
     std::vector<PointD> pts{p0};
     plexa::rasterizer::FlattenBezier(p0, p1, p2, p3, tol, 1 << 14, pts);
     EXPECT_TRUE(pts.back().x == 200.0 && pts.back().y == 50.0);  // ends exactly on P3
+    std::vector<CDPOINT> poly;
+    for (const PointD& p : pts) poly.push_back(CDPOINT(p.x, p.y));
+    const CDPOINT ctl[4] = {{p0.x, p0.y}, {p1.x, p1.y}, {p2.x, p2.y}, {p3.x, p3.y}};
     double worst = 0;
-    for (int k = 0; k <= 4000; ++k) {
-      const double t = k / 4000.0, s = 1 - t;
-      const double x = s * s * s * p0.x + 3 * s * s * t * p1.x + 3 * s * t * t * p2.x + t * t * t * p3.x;
-      const double y = s * s * s * p0.y + 3 * s * s * t * p1.y + 3 * s * t * t * p2.y + t * t * t * p3.y;
-      double best = 1e300;
-      for (std::size_t i = 0; i + 1 < pts.size(); ++i) {
-        const double dx = pts[i + 1].x - pts[i].x, dy = pts[i + 1].y - pts[i].y;
-        const double l2 = dx * dx + dy * dy;
-        double u = l2 > 0 ? ((x - pts[i].x) * dx + (y - pts[i].y) * dy) / l2 : 0;
-        u = std::clamp(u, 0.0, 1.0);
-        best = std::min(best, std::hypot(x - pts[i].x - u * dx, y - pts[i].y - u * dy));
-      }
-      worst = std::max(worst, best);
-    }
+    for (int k = 0; k <= 4000; ++k)
+      worst = std::max(worst, DistanceToPolyline(poly, BezierAt(ctl, k / 4000.0)));
     EXPECT_LE(worst, tol) << "tolerance " << tol;
   }
   std::vector<PointD> huge{{0, 0}};
@@ -382,8 +364,8 @@ TEST(Raster, CoverageMergesTouchingRunsAndClips) {
   c.Add(1, -4, 2);
   c.Add(1, 3, 4);  // touches both neighbours
   c.Add(1, 9, 40);
-  c.Add(5, 0, 3);   // row outside
-  c.Add(0, 6, 2);   // empty
+  c.Add(5, 0, 3);  // row outside
+  c.Add(0, 6, 2);  // empty
   c.Finish();
   std::vector<std::pair<int, int>> runs;
   for (const auto& r : c.Spans()) runs.emplace_back(r.x0, r.x1);

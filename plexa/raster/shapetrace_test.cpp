@@ -15,7 +15,8 @@ namespace {
 // A 32-bit bitmap painted white where paint(x, y) holds, black elsewhere; freed on scope exit.
 struct Image {
   HBITMAP bmp;
-  Image(int w, int h, const std::function<bool(int, int)>& paint) : bmp(CImgProc::CreateBitmap32(w, h)) {
+  Image(int w, int h, const std::function<bool(int, int)>& paint)
+      : bmp(CImgProc::CreateBitmap32(w, h)) {
     BITMAP bm{};
     GetObjectW(bmp, sizeof bm, &bm);
     for (int y = 0; y < h; ++y)
@@ -40,7 +41,8 @@ double WorstDistanceToRect(const CBPointArray& path, double x0, double y0, doubl
     const CBezier seg(path[i], path[i + 1]);
     for (int k = 0; k <= 20; ++k) {
       const CDPOINT p = seg.GetCurvePoint(k / 20.0);
-      const double dx = std::max({x0 - p.x, 0.0, p.x - x1}), dy = std::max({y0 - p.y, 0.0, p.y - y1});
+      const double dx = std::max({x0 - p.x, 0.0, p.x - x1}),
+                   dy = std::max({y0 - p.y, 0.0, p.y - y1});
       const double outside = std::hypot(dx, dy);
       const double inside = std::min({p.x - x0, x1 - p.x, p.y - y0, y1 - p.y});
       worst = std::max(worst, outside > 0 ? outside : inside);
@@ -106,7 +108,8 @@ TEST(CShapeTrace, EdgesHolesAndColours) {
   BITMAP bm{};
   GetObjectW(grey.bmp, sizeof bm, &bm);
   for (int y = 5; y < 25; ++y)
-    for (int x = 5; x < 25; ++x) CImgProc::SetPixel32(bm, x, y, RGB(200, 180, 160));  // nearer white
+    for (int x = 5; x < 25; ++x)
+      CImgProc::SetPixel32(bm, x, y, RGB(200, 180, 160));  // nearer white
   CShapeTrace g(grey.bmp);
   ASSERT_TRUE(g.DoTrace(out, 4));
   EXPECT_EQ(out.GetSize(), 1);
