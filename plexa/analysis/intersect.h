@@ -17,7 +17,7 @@
 // - Both ends of a segment are inclusive, so a crossing exactly at a shared vertex is
 //   reported by both segments; parallel or collinear segments report nothing.
 // - NaN or infinite coordinates never hang or crash: every loop is bounded by the point or
-//   segment count and the root bisection is capped at kRootMaxBisections; results are then
+//   segment count and the root bisection is capped at 2,200 halvings; results are then
 //   whatever the comparisons give (usually nothing).
 // - Re-entrant; no shared state.
 #pragma once
@@ -35,9 +35,6 @@ inline constexpr double kLineHitMinDistance = 1e-8;
 // GetPolyLineWithLineIntersection starts its nearest-hit search at this distance: farther
 // hits are never taken.
 inline constexpr double kLineHitFarthest = 1e6;
-// The cubic root bisection stops when the interval can no longer shrink in floating point;
-// this cap only bounds non-finite coefficients (finite ones need at most about 1,100 steps).
-inline constexpr int kRootMaxBisections = 2200;
 
 // Real roots of c[0] + c[1] t + c[2] t^2 + c[3] t^3 in [a, b], ascending, into roots (room
 // for 4); returns the count. A cubic coefficient of exactly 0 drops to the quadratic (and so
