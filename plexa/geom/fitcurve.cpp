@@ -35,6 +35,10 @@ constexpr double kPivotShare = 1e-14;
 // A handle at a smooth join must reach at least this share of the chord ahead along its
 // tangent: a backward or vanishing one would put a cusp at the join.
 constexpr double kMinSmoothHandleShare = 1e-6;
+// Coordinates are rescaled by a power of two (exactly) during the computation when their
+// largest magnitude exceeds this: the least-squares systems hold products of up to four
+// coordinates (and sums of many), which must stay far below the double range.
+constexpr double kFitRescaleAbove = 1e50;
 // Lawson's step multiplies each weight by the point's error plus this share of the
 // tolerance, so points the fit already meets keep some pull.
 constexpr double kWeightFloor = 0.05;
@@ -45,7 +49,7 @@ double Dot(const Pt& a, const Pt& b) {
 double Cross(const Pt& a, const Pt& b) {
   return a.x * b.y - a.y * b.x;
 }
-// Plain square root of the sum: coordinates are rescaled below 1e100, so squares never
+// Plain square root of the sum: coordinates are rescaled below 1e50, so squares never
 // overflow, and hypot's care costs more than the rest of a fit.
 double Norm(const Pt& a) {
   return std::sqrt(a.x * a.x + a.y * a.y);
