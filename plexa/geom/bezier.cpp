@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "plexa/core/internal/numerics.h"
 #include "plexa/core/planar.h"
 
 using PLEXA::CBEZIER;
@@ -13,14 +14,16 @@ using PLEXA::CDRECT;
 
 namespace {
 
-double Distance(const CDPOINT& a, const CDPOINT& b) {
-  const double dx = b.x - a.x, dy = b.y - a.y;
-  return std::sqrt(dx * dx + dy * dy);
-}
+using plexa::num::Dist;
+constexpr auto Distance = [](const CDPOINT& a, const CDPOINT& b) { return Dist(a, b); };
+using plexa::num::Lerp;
+constexpr auto Interpolate = [](const CDPOINT& a, const CDPOINT& b, double t) {
+  return Lerp(a, b, t);
+};
 
-CDPOINT Interpolate(const CDPOINT& a, const CDPOINT& b, double t) {
-  return CDPOINT(a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t);
-}
+// Arc length: coefficients beyond this magnitude are scaled by a power of two (exactly) before
+// their squares are formed, and the length scaled back, so huge segments keep their length.
+constexpr double kLengthRescaleAbove = 1e100;
 
 // The de Casteljau triangle at t: q[0..2] level 1, r[0..1] level 2, s level 3.
 struct Casteljau {
@@ -181,6 +184,13 @@ double CBezier::GetLength(double t0, double t1, int n) const {
   n = std::min(n, kMaxSimpsonIntervals);
   double ax[4], ay[4];
   CalcBezierConstants(ax, ay);
+  double big = 0;
+  for (int i = 1; i < 4; ++i) big = std::max({big, std::fabs(ax[i]), std::fabs(ay[i])});
+  int e = 0;
+  if (big > kLengthRescaleAbove && std::isfinite(big)) {
+    std::frexp(big, &e);
+    for (int i = 1; i < 4; ++i) ax[i] = std::ldexp(ax[i], -e), ay[i] = std::ldexp(ay[i], -e);
+  }
   const double a33 = ax[3] * ax[3] + ay[3] * ay[3];
   const double a32 = ax[3] * ax[2] + ay[3] * ay[2];
   const double a31 = ax[3] * ax[1] + ay[3] * ay[1];
@@ -196,7 +206,7 @@ double CBezier::GetLength(double t0, double t1, int n) const {
     const double sq =
         9 * a33 * t2 * t2 + 12 * a32 * t2 * t + (4 * a22 + 6 * a31) * t2 + 4 * a21 * t + a11;
     double s = sq > 0 ? std::sqrt(sq) : 0.0;
-    if (std::fabs(s - kSpeedFloor) < kSpeedZeroBand) s = 0;
+    if (std::fabs(std::ldexp(s, e) - kSpeedFloor) < kSpeedZeroBand) s = 0;
     return s;
   };
   double sum = 0;
@@ -206,7 +216,7 @@ double CBezier::GetLength(double t0, double t1, int n) const {
     sum += (f0 + 4 * f1 + f2) * h / 3;
     f0 = f2;
   }
-  return sum;
+  return std::ldexp(sum, e);
 }
 
 double CBezier::GetL(int n) const {
@@ -269,7 +279,7 @@ class LegWithin {
       if (d2 <= m_below) return true;
       if (d2 > m_above) return false;
     }
-    return std::sqrt(d2) <= m_r;
+    return plexa::num::Length(dx, dy) <= m_r;
   }
 
  private:
