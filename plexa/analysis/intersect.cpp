@@ -197,8 +197,8 @@ int GetPolyLineWithLineIntersection(CArray<CDPOINT>& poly, PLEXA::CDLINE line, C
     double ix, iy;
     if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix, &iy)) continue;
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
-    if (!(std::hypot(ix - line.p1.x, iy - line.p1.y) >= kLineHitMinDistance)) continue;
-    const double toEnd = std::hypot(ix - line.p2.x, iy - line.p2.y);
+    if (!(plexa::num::Dist(ix, iy, line.p1.x, line.p1.y) >= kLineHitMinDistance)) continue;
+    const double toEnd = plexa::num::Dist(ix, iy, line.p2.x, line.p2.y);
     if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy) && !(toEnd < kLineHitMargin))
       continue;
     if (toEnd < best) {
@@ -224,7 +224,7 @@ void GetPolyLineWithLineIntersections(CArray<CDPOINT>& poly, PLEXA::CDLINE line,
     double ix, iy;
     if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix, &iy)) continue;
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
-    if (!(std::hypot(ix - line.p2.x, iy - line.p2.y) >= kLineHitMinDistance)) continue;
+    if (!(plexa::num::Dist(ix, iy, line.p2.x, line.p2.y) >= kLineHitMinDistance)) continue;
     if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy)) continue;
     hits.Add(CDPOINT(ix, iy));
     if (segs) segs->Add(static_cast<DWORD>(i));

@@ -9,6 +9,7 @@
 #include <numbers>
 #include <type_traits>
 
+#include "plexa/core/internal/numerics.h"
 #include "plexa/core/view3d.h"
 
 using PLEXA::CDPOINT;
@@ -25,17 +26,8 @@ bool Coincide(double x1, double y1, double x2, double y2) {
   return std::fabs(x1 - x2) < kPlanarEpsilon && std::fabs(y1 - y2) < kPlanarEpsilon;
 }
 
-// Lengths: sqrt(dx^2 + dy^2), with std::hypot taking over only where the squares would
-// overflow or lose precision to underflow (it is several times slower and answers the same up
-// to the last bit).
-constexpr double kSquareSafeLow = 1e-290;
-constexpr double kSquareSafeHigh = 1e290;
-inline double Dist(double x1, double y1, double x2, double y2) {
-  const double dx = x2 - x1, dy = y2 - y1;
-  const double s = dx * dx + dy * dy;
-  if (s > kSquareSafeLow && s < kSquareSafeHigh) return std::sqrt(s);
-  return std::hypot(dx, dy);
-}
+// Lengths: overflow-safe, from the numerics kernel.
+using plexa::num::Dist;
 
 // double to float as the hardware rounds it, with the out-of-range case (undefined for a plain
 // conversion) spelled out: up to half a unit past the largest float rounds to it, beyond is

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "plexa/core/internal/numerics.h"
+
 void ZeroMat(double M[4][4]) {
   for (int i = 0; i < 4; ++i)
     for (int j = 0; j < 4; ++j) M[i][j] = 0.0;
@@ -255,14 +257,14 @@ double CView3D::GetXScale() {
   Transfer(0, 0, 0);
   const double x0 = vector_[0], y0 = vector_[1];
   Transfer(1, 0, 0);
-  { const double dx = vector_[0] - x0, dy = vector_[1] - y0; return std::sqrt(dx * dx + dy * dy); }
+  { return plexa::num::Dist(x0, y0, vector_[0], vector_[1]); }
 }
 
 double CView3D::GetYScale() {
   Transfer(0, 0, 0);
   const double x0 = vector_[0], y0 = vector_[1];
   Transfer(0, 1, 0);
-  { const double dx = vector_[0] - x0, dy = vector_[1] - y0; return std::sqrt(dx * dx + dy * dy); }
+  { return plexa::num::Dist(x0, y0, vector_[0], vector_[1]); }
 }
 
 double CView3D::GetAngle() {

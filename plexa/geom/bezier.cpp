@@ -113,14 +113,8 @@ double CBezier::GetCurveTangentAngle(double t) const {
 }
 
 void CBezier::CalcBezierConstants(double ax[4], double ay[4]) const {
-  ax[0] = m_p[0].x;
-  ax[1] = 3 * (m_p[1].x - m_p[0].x);
-  ax[2] = 3 * (m_p[2].x - m_p[1].x) - ax[1];
-  ax[3] = m_p[3].x - m_p[0].x - ax[1] - ax[2];
-  ay[0] = m_p[0].y;
-  ay[1] = 3 * (m_p[1].y - m_p[0].y);
-  ay[2] = 3 * (m_p[2].y - m_p[1].y) - ay[1];
-  ay[3] = m_p[3].y - m_p[0].y - ay[1] - ay[2];
+  plexa::num::PowerForm(m_p[0].x, m_p[1].x, m_p[2].x, m_p[3].x, ax);
+  plexa::num::PowerForm(m_p[0].y, m_p[1].y, m_p[2].y, m_p[3].y, ay);
 }
 
 CDRECT CBezier::CalcTightRect() const {
@@ -138,25 +132,10 @@ void AxisRange(const double a[4], double& lo, double& hi) {
   const double e0 = a[0], e1 = a[0] + a[1] + a[2] + a[3];
   lo = std::min(e0, e1);
   hi = std::max(e0, e1);
+  // The roots of the derivative a1 + 2 a2 t + 3 a3 t^2, without cancellation: a nearly
+  // vanishing cubic term (a quadratic raised to a cubic, as font outlines are) keeps its root.
   double roots[2];
-  int count = 0;
-  const double qa = 3 * a[3], qb = 2 * a[2], qc = a[1];
-  if (qa == 0) {
-    if (qb != 0) roots[count++] = -qc / qb;
-  } else {
-    const double d = qb * qb - 4 * qa * qc;
-    if (d == 0) {
-      roots[count++] = -qb / (2 * qa);
-    } else if (d > 0) {
-      // The two roots (-qb +- sqrt(d)) / (2 qa), computed without cancellation: a nearly
-      // vanishing cubic term (a quadratic raised to a cubic, as font outlines are) would
-      // otherwise lose the root that matters to rounding.
-      const double sd = std::sqrt(d);
-      const double q = -0.5 * (qb + (qb < 0 ? -sd : sd));
-      roots[count++] = q / qa;
-      roots[count++] = q != 0 ? qc / q : 0.0;
-    }
-  }
+  const int count = plexa::num::SolveQuadratic(a[1], 2 * a[2], 3 * a[3], roots);
   for (int i = 0; i < count; ++i) {
     if (roots[i] >= 0 && roots[i] <= 1) {
       const double v = value(roots[i]);

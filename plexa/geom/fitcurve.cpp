@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "plexa/core/internal/numerics.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 using PLEXA::kCoincide;
@@ -43,22 +45,17 @@ constexpr double kFitRescaleAbove = 1e50;
 // tolerance, so points the fit already meets keep some pull.
 constexpr double kWeightFloor = 0.05;
 
-double Dot(const Pt& a, const Pt& b) {
-  return a.x * b.x + a.y * b.y;
-}
-double Cross(const Pt& a, const Pt& b) {
-  return a.x * b.y - a.y * b.x;
-}
-// Plain square root of the sum: coordinates are rescaled below 1e50, so squares never
-// overflow, and hypot's care costs more than the rest of a fit.
+using plexa::num::Cross;
+using plexa::num::Dot;
+// Coordinates are rescaled below 1e50, so the kernel's length takes its plain square root.
 double Norm(const Pt& a) {
-  return std::sqrt(a.x * a.x + a.y * a.y);
+  return plexa::num::Length(a);
 }
 double Norm2(const Pt& a) {
   return a.x * a.x + a.y * a.y;
 }
 bool Finite(const Pt& p) {
-  return std::isfinite(p.x) && std::isfinite(p.y);
+  return plexa::num::IsFinite(p);
 }
 bool Coincide(const Pt& a, const Pt& b) {
   return std::fabs(a.x - b.x) < kCoincide && std::fabs(a.y - b.y) < kCoincide;
@@ -80,15 +77,11 @@ struct Cubic {
 };
 
 Pt Eval(const Cubic& c, double t) {
-  const double s = 1.0 - t;
-  return c.p[0] * (s * s * s) + c.p[1] * (3.0 * s * s * t) + c.p[2] * (3.0 * s * t * t) +
-         c.p[3] * (t * t * t);
+  return plexa::num::BezierPoint(c.p[0], c.p[1], c.p[2], c.p[3], t);
 }
 
 Pt Derivative(const Cubic& c, double t) {
-  const double s = 1.0 - t;
-  return (c.p[1] - c.p[0]) * (3.0 * s * s) + (c.p[2] - c.p[1]) * (6.0 * s * t) +
-         (c.p[3] - c.p[2]) * (3.0 * t * t);
+  return plexa::num::BezierDerivative(c.p[0], c.p[1], c.p[2], c.p[3], t);
 }
 
 Pt SecondDerivative(const Cubic& c, double t) {

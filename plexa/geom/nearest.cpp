@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "plexa/core/internal/numerics.h"
+
 using PLEXA::CDPOINT;
 
 namespace {
@@ -27,9 +29,7 @@ double Guarded(double d) {
   return d;
 }
 
-double Dot(const CDPOINT& a, const CDPOINT& b) {
-  return a.x * b.x + a.y * b.y;
-}
+using plexa::num::Dot;
 double SquaredDistance(const CDPOINT& a, const CDPOINT& b) {
   return Dot(a - b, a - b);
 }
@@ -149,12 +149,11 @@ void ForEachStationaryT(const CDPOINT v[4], const CDPOINT& p, Emit&& emit) {
 }
 
 bool Finite(const CDPOINT& p) {
-  return std::isfinite(p.x) && std::isfinite(p.y);
+  return plexa::num::IsFinite(p);
 }
 
 CDPOINT Derivative(const CDPOINT v[4], double t) {
-  const double u = 1 - t;
-  return (v[1] - v[0]) * (3 * u * u) + (v[2] - v[1]) * (6 * u * t) + (v[3] - v[2]) * (3 * t * t);
+  return plexa::num::BezierDerivative(v[0], v[1], v[2], v[3], t);
 }
 
 CDPOINT SecondDerivative(const CDPOINT v[4], double t) {
