@@ -23,7 +23,9 @@ using namespace plexa::planar;  // NOLINT: the shared private helpers
 
 // ---- Angles and distances --------------------------------------------------------------
 
-double Bound2PI(double a) { return a < 0 ? a + kTwoPi : a; }
+double Bound2PI(double a) {
+  return a < 0 ? a + kTwoPi : a;
+}
 
 double BoundPI(double a) {
   if (std::fabs(a) > kPi) return a > 0 ? a - kTwoPi : a + kTwoPi;
@@ -76,8 +78,8 @@ int IsPointInLineRange(double x1, double y1, double x2, double y2, double px, do
   return InLineRange(x1, y1, x2, y2, px, py) ? 1 : 0;
 }
 
-int GetLinesIntersection(double x1, double y1, double x2, double y2, double x3, double y3, double x4,
-                         double y4, double* ix, double* iy) {
+int GetLinesIntersection(double x1, double y1, double x2, double y2, double x3, double y3,
+                         double x4, double y4, double* ix, double* iy) {
   double x, y;
   const bool hit = LinesIntersect(x1, y1, x2, y2, x3, y3, x4, y4, x, y);
   if (ix != nullptr) *ix = x;
@@ -85,8 +87,8 @@ int GetLinesIntersection(double x1, double y1, double x2, double y2, double x3, 
   return hit ? 1 : 0;
 }
 
-int GetSegmentIntersection(double x1, double y1, double x2, double y2, double x3, double y3, double x4,
-                           double y4, double* ix, double* iy) {
+int GetSegmentIntersection(double x1, double y1, double x2, double y2, double x3, double y3,
+                           double x4, double y4, double* ix, double* iy) {
   double x, y;
   const bool hit = LinesIntersect(x1, y1, x2, y2, x3, y3, x4, y4, x, y);
   if (ix != nullptr) *ix = x;
@@ -102,7 +104,8 @@ CDPOINT DivideLine(const PLEXA::CDLINE& l, double f) {
 CFPOINT DivideLine(const PLEXA::CFLINE& l, double f) {
   const double x1 = l.p1.x, y1 = l.p1.y, x2 = l.p2.x, y2 = l.p2.y;
   const double x = x1 - (x1 - x2) * f, y = y1 - (y1 - y2) * f;
-  return CFPOINT(std::fabs(x) < kPlanarEpsilon ? 0.0f : ToFloat(x), std::fabs(y) < kPlanarEpsilon ? 0.0f : ToFloat(y));
+  return CFPOINT(std::fabs(x) < kPlanarEpsilon ? 0.0f : ToFloat(x),
+                 std::fabs(y) < kPlanarEpsilon ? 0.0f : ToFloat(y));
 }
 
 int GetRandom(int lo, int hi) {
@@ -141,9 +144,13 @@ void Stretch(float* x, float* y, float cx, float cy, double sx, double sy) {
   *y = ToFloat(dy);
 }
 
-void FlipHor(double* x, double*, double cx, double) { *x = cx - (*x - cx); }
+void FlipHor(double* x, double*, double cx, double) {
+  *x = cx - (*x - cx);
+}
 
-void FlipVer(double*, double* y, double, double cy) { *y = cy - (*y - cy); }
+void FlipVer(double*, double* y, double, double cy) {
+  *y = cy - (*y - cy);
+}
 
 void FlipHor(float* x, float*, float cx, float) {
   const double c = std::fabs(cx) < kPlanarEpsilon ? 0.0 : static_cast<double>(cx);
@@ -169,7 +176,9 @@ CDRECT GetPolygonRect(const CDPOINT* pts, int n) {
   return r;
 }
 
-CDRECT GetPolygonRect(const DPointArray& pts) { return GetPolygonRect(pts.GetData(), ArraySizeAsInt(pts.GetSize())); }
+CDRECT GetPolygonRect(const DPointArray& pts) {
+  return GetPolygonRect(pts.GetData(), ArraySizeAsInt(pts.GetSize()));
+}
 
 CRect GetPolygonRect(const tagPOINT* pts, int n) {
   if (pts == nullptr || n < 1) return CRect();
@@ -191,17 +200,21 @@ CRect GetPolylineBounds(const CArray<tagPOINT, tagPOINT>& pts) {
   return GetPolygonRect(pts.GetData(), ArraySizeAsInt(pts.GetSize()));
 }
 
-void GetPolylineBounds(const DPointArray& pts, double& minX, double& minY, double& maxX, double& maxY) {
+void GetPolylineBounds(const DPointArray& pts, double& minX, double& minY, double& maxX,
+                       double& maxY) {
   const CDRECT r = GetPolygonRect(pts);
   minX = r.xmin, minY = r.ymin, maxX = r.xmax, maxY = r.ymax;
 }
 
-void GetPolylineBounds(const DPointArray& pts, CDRECT& r) { r = GetPolygonRect(pts); }
+void GetPolylineBounds(const DPointArray& pts, CDRECT& r) {
+  r = GetPolygonRect(pts);
+}
 
 double GetPolylineLength(const DPointArray& pts) {
   double len = 0.0;
   const CDPOINT* p = pts.GetData();
-  for (INT_PTR i = 0; i + 1 < pts.GetSize(); ++i) len += Dist(p[i].x, p[i].y, p[i + 1].x, p[i + 1].y);
+  for (INT_PTR i = 0; i + 1 < pts.GetSize(); ++i)
+    len += Dist(p[i].x, p[i].y, p[i + 1].x, p[i + 1].y);
   return len;
 }
 
@@ -345,9 +358,12 @@ void CompactRepeats(CArray<T, T>& pts, Same same) {
 }  // namespace
 
 void DelPolylineDuplicatePoints(CArray<tagPOINT, tagPOINT>& pts) {
-  CompactRepeats(pts, [](const tagPOINT& a, const tagPOINT& b) { return a.x == b.x && a.y == b.y; });
+  CompactRepeats(pts,
+                 [](const tagPOINT& a, const tagPOINT& b) { return a.x == b.x && a.y == b.y; });
 }
 
 void DelPolylineDuplicatePoints(DPointArray& pts) {
-  CompactRepeats(pts, [](const CDPOINT& a, const CDPOINT& b) { return Dist(a.x, a.y, b.x, b.y) < kPlanarEpsilon; });
+  CompactRepeats(pts, [](const CDPOINT& a, const CDPOINT& b) {
+    return Dist(a.x, a.y, b.x, b.y) < kPlanarEpsilon;
+  });
 }

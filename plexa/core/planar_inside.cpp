@@ -1,6 +1,4 @@
 // The even-odd inside tests of points in polygons and rectangles, for double and integer points.
-#include "plexa/core/planar.h"
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -12,6 +10,7 @@
 
 #include "plexa/core/internal/numerics.h"
 #include "plexa/core/internal/planar_lines.h"
+#include "plexa/core/planar.h"
 #include "plexa/core/view3d.h"
 
 using PLEXA::CDPOINT;
@@ -27,10 +26,11 @@ namespace {
 // second line's slope, ((py - by) - (py - by)) / d, known to be a signed zero whenever the
 // differences are finite: one division fewer, bit-identical results. Anything non-finite
 // takes the general routine.
-inline bool RayIntersect(double ax, double ay, double bx, double by, double px, double py, double x0,
-                         double& ix, double& iy) {
+inline bool RayIntersect(double ax, double ay, double bx, double by, double px, double py,
+                         double x0, double& ix, double& iy) {
   const double dx3 = px - bx, dx4 = x0 - bx, dy4 = py - by;
-  if (!std::isfinite(dx3 + dx4 + dy4)) return LinesIntersect(ax, ay, bx, by, px, py, x0, py, ix, iy);
+  if (!std::isfinite(dx3 + dx4 + dy4))
+    return LinesIntersect(ax, ay, bx, by, px, py, x0, py, ix, iy);
   ix = iy = 0.0;
   if ((ax == bx && ay == by) || px == x0) return false;
   const double d = dx3 - dx4;
@@ -54,7 +54,6 @@ inline bool RayIntersect(double ax, double ay, double bx, double by, double px, 
   iy = by + ry;
   return true;
 }
-
 
 // ---- The even-odd inside test, shared by the double and the integer point types ----------
 
@@ -103,7 +102,8 @@ class EvenOddWalk {
     const double ax = a.x, ay = a.y, bx = b.x, by = b.y;
     double x, y;
     if (!RayIntersect(ax, ay, bx, by, px_, py_, x0, x, y)) return EdgeResult::kGoOn;
-    if (!InLineRange(ax, ay, bx, by, x, y) || !InLineRange(px_, py_, x0, py_, x, y)) return EdgeResult::kGoOn;
+    if (!InLineRange(ax, ay, bx, by, x, y) || !InLineRange(px_, py_, x0, py_, x, y))
+      return EdgeResult::kGoOn;
     // A hit rounding to the start vertex belongs to the edge that ends there.
     if (FloorFast(y + 0.5) == ay && FloorFast(x + 0.5) == ax) return EdgeResult::kGoOn;
     if (!Rules::SameAsEnd(x, y, b)) {
@@ -173,7 +173,8 @@ class EvenOddWalk {
   template <bool kComputeRect>
   int Run() {
     using T = decltype(P::x);
-    static_assert(!kComputeRect || std::is_same_v<P, CDPOINT>, "rectangles are computed for double points");
+    static_assert(!kComputeRect || std::is_same_v<P, CDPOINT>,
+                  "rectangles are computed for double points");
     T minX = pts_[0].x;
     if constexpr (kComputeRect) {
       if (!WithinExtent(minX)) return 0;
@@ -225,7 +226,8 @@ int IsPointInPolygon(const CDPOINT* pts, int n, const CDPOINT& p, CDRECT* rect) 
 }
 
 bool IsPointInPolygon(const DPointArray& pts, const CDPOINT& p, const CDRECT* rect) {
-  if (rect == nullptr) return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, nullptr) != 0;
+  if (rect == nullptr)
+    return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, nullptr) != 0;
   CDRECT r = *rect;
   return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, &r) != 0;
 }
@@ -235,7 +237,8 @@ int IsPointInPolygon(const DPointArray& pts, const CDPOINT& p, CDRECT* rect) {
 }
 
 int IsPointInPolygon(const DPointArray& pts, const CDPOINT& p, std::nullptr_t) {
-  return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, static_cast<CDRECT*>(nullptr));
+  return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p,
+                          static_cast<CDRECT*>(nullptr));
 }
 
 int IsPointInPolygon(const tagPOINT* pts, int n, const tagPOINT& p, const tagRECT* rect) {
@@ -246,7 +249,8 @@ int IsPointInPolygon(const tagPOINT* pts, int n, const tagPOINT& p, const tagREC
   return walk.Run<false>();
 }
 
-int IsPointInPolygon(const CArray<tagPOINT, tagPOINT>& pts, const tagPOINT& p, const tagRECT* rect) {
+int IsPointInPolygon(const CArray<tagPOINT, tagPOINT>& pts, const tagPOINT& p,
+                     const tagRECT* rect) {
   return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, rect);
 }
 

@@ -38,7 +38,8 @@ IntPolygon MakeIntPolygon(const CBPointArray* path) {
   CDWordArray ends;
   path->ExecuteBPointArrayT(flat, ends, kHoleFlattenResolution);
   poly.pts.reserve(static_cast<std::size_t>(flat.GetSize()));
-  for (const CDPOINT& p : flat) poly.pts.push_back(tagPOINT{PLEXA::RoundToLong(p.x), PLEXA::RoundToLong(p.y)});
+  for (const CDPOINT& p : flat)
+    poly.pts.push_back(tagPOINT{PLEXA::RoundToLong(p.x), PLEXA::RoundToLong(p.y)});
   poly.bounds = GetPolygonRect(poly.pts.data(), poly.size());
   return poly;
 }
@@ -64,7 +65,8 @@ struct InsideCache {
 };
 
 bool RectWithin(const tagRECT& in, const tagRECT& out) {
-  return in.left >= out.left && in.right <= out.right && in.top >= out.top && in.bottom <= out.bottom;
+  return in.left >= out.left && in.right <= out.right && in.top >= out.top &&
+         in.bottom <= out.bottom;
 }
 
 bool PointInRect(const tagPOINT& p, const tagRECT& r) {
@@ -113,7 +115,8 @@ void ClosePolyBezier(CBPointArray& path) {
   if (path.GetSize() < 2) return;
   const CBPOINT first = path[0];
   const CDPOINT& last = path[path.GetUpperBound()].anchor;
-  if (std::fabs(last.x - first.anchor.x) >= kPathSetEpsilon || std::fabs(last.y - first.anchor.y) >= kPathSetEpsilon)
+  if (std::fabs(last.x - first.anchor.x) >= kPathSetEpsilon ||
+      std::fabs(last.y - first.anchor.y) >= kPathSetEpsilon)
     path.Add(first);
 }
 
@@ -158,7 +161,8 @@ bool IsPolyBezierInPolyBezier(const CBPointArray& outer, const CBPointArray& inn
   return true;
 }
 
-bool IsPolyBezierInPolyPolyBezier(const CPolyPolyBezier& set, const CBPointArray& path, double tol) {
+bool IsPolyBezierInPolyPolyBezier(const CPolyPolyBezier& set, const CBPointArray& path,
+                                  double tol) {
   int count = 0;
   for (int i = 0; i < set.GetSize(); ++i)
     if (const CBPointArray* q = set.GetAt(i); q && IsPolyBezierInPolyBezier(*q, path, tol)) ++count;
@@ -167,9 +171,15 @@ bool IsPolyBezierInPolyPolyBezier(const CPolyPolyBezier& set, const CBPointArray
 
 // ---- Index arithmetic --------------------------------------------------------------------
 
-int GetNextClosedBpArIndex(int i, int n) { return i < n - 2 ? i + 1 : 0; }
-int GetPrevClosedBpArIndex(int i, int n) { return i < 1 ? n - 2 : i - 1; }
-int GetPointsDistance(int a, int b, int n) { return a > b ? b - a + n : b - a; }
+int GetNextClosedBpArIndex(int i, int n) {
+  return i < n - 2 ? i + 1 : 0;
+}
+int GetPrevClosedBpArIndex(int i, int n) {
+  return i < 1 ? n - 2 : i - 1;
+}
+int GetPointsDistance(int a, int b, int n) {
+  return a > b ? b - a + n : b - a;
+}
 
 namespace {
 int StepToDifferentNode(const CBPointArray& path, int i, int dir) {
@@ -184,13 +194,17 @@ int StepToDifferentNode(const CBPointArray& path, int i, int dir) {
 }
 }  // namespace
 
-int GetNextBpArIndex(const CBPointArray& path, int i) { return StepToDifferentNode(path, i, 1); }
-int GetPrevBpArIndex(const CBPointArray& path, int i) { return StepToDifferentNode(path, i, -1); }
+int GetNextBpArIndex(const CBPointArray& path, int i) {
+  return StepToDifferentNode(path, i, 1);
+}
+int GetPrevBpArIndex(const CBPointArray& path, int i) {
+  return StepToDifferentNode(path, i, -1);
+}
 
 // ---- Flattening a set --------------------------------------------------------------------
 
-void ExecutePolyPolyBezier(const CPolyPolyBezier& set, CPolyPolyDPoint& polys, CArray<CDWordArray*>& segEnds,
-                           double resolution) {
+void ExecutePolyPolyBezier(const CPolyPolyBezier& set, CPolyPolyDPoint& polys,
+                           CArray<CDWordArray*>& segEnds, double resolution) {
   for (int i = 0; i < set.GetSize(); ++i) {
     auto poly = std::make_unique<CArray<CDPOINT>>();
     auto ends = std::make_unique<CDWordArray>();
@@ -201,13 +215,14 @@ void ExecutePolyPolyBezier(const CPolyPolyBezier& set, CPolyPolyDPoint& polys, C
   }
 }
 
-void ExecutePolyPolyBezierEx(const CPolyPolyBezier& set, CPolyPolyDPoint& polys, CPolyPolyDouble* params,
-                             CArray<CDWordArray*>* segEnds, double ratio) {
+void ExecutePolyPolyBezierEx(const CPolyPolyBezier& set, CPolyPolyDPoint& polys,
+                             CPolyPolyDouble* params, CArray<CDWordArray*>* segEnds, double ratio) {
   for (int i = 0; i < set.GetSize(); ++i) {
     auto poly = std::make_unique<CArray<CDPOINT>>();
     CArray<double> ts;
     auto ends = std::make_unique<CDWordArray>();
-    if (const CBPointArray* p = set.GetAt(i)) p->ExecuteBPointArrayTEx(*poly, params ? &ts : nullptr, ends.get(), ratio);
+    if (const CBPointArray* p = set.GetAt(i))
+      p->ExecuteBPointArrayTEx(*poly, params ? &ts : nullptr, ends.get(), ratio);
     polys.Add(poly.release());
     if (params) {
       auto list = std::make_unique<CArray<double, const double&>>();
@@ -232,7 +247,8 @@ void GetPolyPolyHoles(const CPolyPolyBezier& set, CArray<int, int>& holes, doubl
   for (int i = 0; i < n; ++i) polys.push_back(MakeIntPolygon(set.GetAt(i)));
   for (int j = 0; j < n; ++j) {
     for (int i = 0; i < n; ++i) {
-      if (i != j && ReachesRatio(polys[static_cast<std::size_t>(i)], polys[static_cast<std::size_t>(j)], ratio)) {
+      if (i != j && ReachesRatio(polys[static_cast<std::size_t>(i)],
+                                 polys[static_cast<std::size_t>(j)], ratio)) {
         holes.Add(j);
         break;  // j is a hole; the other outers cannot change that
       }
@@ -246,8 +262,10 @@ void GetPolyPolyNoHoles(const CPolyPolyBezier& set, CArray<int, int>& outlines, 
   outlines.RemoveAll();
   INT_PTR h = 0;
   for (int i = 0; i < set.GetSize(); ++i) {
-    if (h < holes.GetSize() && holes[h] == i) ++h;
-    else outlines.Add(i);
+    if (h < holes.GetSize() && holes[h] == i)
+      ++h;
+    else
+      outlines.Add(i);
   }
 }
 

@@ -1,6 +1,4 @@
 // Path sets: sub-paths, adjacency and joins.
-#include "plexa/geom/pathset.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -12,6 +10,7 @@
 #include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/geom/internal/pathset_common.h"
+#include "plexa/geom/pathset.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -21,7 +20,8 @@ using namespace plexa::pathset;  // NOLINT: the shared private helpers
 // ---- Sub-paths and joins -----------------------------------------------------------------
 
 int AreBPointArraysAdjacent(const CBPointArray& a, const CBPointArray& b, double tol) {
-  if (a.GetSize() < 2 || b.GetSize() < 2 || a.IsPolyBezierClosed() || b.IsPolyBezierClosed()) return kAdjacentNone;
+  if (a.GetSize() < 2 || b.GetSize() < 2 || a.IsPolyBezierClosed() || b.IsPolyBezierClosed())
+    return kAdjacentNone;
   const double t = std::isnan(tol) ? kPathSetEpsilon : std::max(tol, kPathSetEpsilon);
   const CDPOINT& as = a[0].anchor;
   const CDPOINT& ae = a[a.GetUpperBound()].anchor;
@@ -49,10 +49,17 @@ bool JoinAdjacentBPointArrays(CBPointArray& a, const CBPointArray& b, double tol
   if (how == kAdjacentNone) return false;
   CBPointArray first(a), second(b);
   switch (how) {
-    case kAdjacentEndEnd: second.MakeReverse(); break;
-    case kAdjacentStartStart: first.MakeReverse(); break;
-    case kAdjacentStartEnd: std::swap(first, second); break;
-    default: break;
+    case kAdjacentEndEnd:
+      second.MakeReverse();
+      break;
+    case kAdjacentStartStart:
+      first.MakeReverse();
+      break;
+    case kAdjacentStartEnd:
+      std::swap(first, second);
+      break;
+    default:
+      break;
   }
   CBPointArray joined = Concatenate(first, second);
   const double t = std::isnan(tol) ? kPathSetEpsilon : std::max(tol, kPathSetEpsilon);

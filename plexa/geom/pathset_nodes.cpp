@@ -1,6 +1,4 @@
 // Path sets: segment lengths, quantising, duplicates, blends and node insertion.
-#include "plexa/geom/pathset.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -12,6 +10,7 @@
 #include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/geom/internal/pathset_common.h"
+#include "plexa/geom/pathset.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -36,11 +35,13 @@ std::vector<double> NodeFractions(const CBPointArray& p, std::vector<double>& se
   std::vector<double> f(static_cast<std::size_t>(n), 0.0);
   segLengths.assign(static_cast<std::size_t>(std::max<INT_PTR>(n - 1, 0)), 0.0);
   double total = 0;
-  for (INT_PTR i = 0; i + 1 < n; ++i) total += segLengths[static_cast<std::size_t>(i)] = Segment(p, i).GetLength();
+  for (INT_PTR i = 0; i + 1 < n; ++i)
+    total += segLengths[static_cast<std::size_t>(i)] = Segment(p, i).GetLength();
   double run = 0;
   for (INT_PTR i = 1; i < n; ++i) {
     run += segLengths[static_cast<std::size_t>(i - 1)];
-    f[static_cast<std::size_t>(i)] = total > kPathSetEpsilon ? run / total : static_cast<double>(i) / static_cast<double>(n - 1);
+    f[static_cast<std::size_t>(i)] =
+        total > kPathSetEpsilon ? run / total : static_cast<double>(i) / static_cast<double>(n - 1);
   }
   if (n > 1) f.back() = 1.0;
   return f;
@@ -48,8 +49,10 @@ std::vector<double> NodeFractions(const CBPointArray& p, std::vector<double>& se
 
 // Builds a path from src with new nodes at the given fractions inside each segment.
 // inserts[s] lists ascending fractions strictly between node s and node s + 1.
-void BuildWithInserts(const CBPointArray& src, const std::vector<double>& fr, const std::vector<double>& lens,
-                      const std::vector<std::vector<double>>& inserts, double total, CBPointArray& out) {
+void BuildWithInserts(const CBPointArray& src, const std::vector<double>& fr,
+                      const std::vector<double>& lens,
+                      const std::vector<std::vector<double>>& inserts, double total,
+                      CBPointArray& out) {
   const INT_PTR n = src.GetSize();
   out.RemoveAll();
   if (n == 1) {
@@ -69,8 +72,11 @@ void BuildWithInserts(const CBPointArray& src, const std::vector<double>& fr, co
     std::vector<double> ts;
     for (double u : ins) {
       double t;
-      if (total > kPathSetEpsilon && len > 0) t = seg.GetTFromLength((u - fr[static_cast<std::size_t>(s)]) * total);
-      else t = (u - fr[static_cast<std::size_t>(s)]) / (fr[static_cast<std::size_t>(s) + 1] - fr[static_cast<std::size_t>(s)]);
+      if (total > kPathSetEpsilon && len > 0)
+        t = seg.GetTFromLength((u - fr[static_cast<std::size_t>(s)]) * total);
+      else
+        t = (u - fr[static_cast<std::size_t>(s)]) /
+            (fr[static_cast<std::size_t>(s) + 1] - fr[static_cast<std::size_t>(s)]);
       if (!std::isfinite(t)) t = 0.5;
       t = std::clamp(t, ts.empty() ? 0.0 : ts.back(), 1.0);
       ts.push_back(t);
@@ -79,10 +85,14 @@ void BuildWithInserts(const CBPointArray& src, const std::vector<double>& fr, co
     for (std::size_t k = 0; k <= ts.size(); ++k) {
       const double t1 = k < ts.size() ? ts[k] : 1.0;
       CBezier part;
-      if (t0 < 1) seg.Split(t0, t1, part);
-      else part = CBezier(seg.GetPoint3(), seg.GetPoint3(), seg.GetPoint3(), seg.GetPoint3());  // Split(1, 1) is not defined
+      if (t0 < 1)
+        seg.Split(t0, t1, part);
+      else
+        part = CBezier(seg.GetPoint3(), seg.GetPoint3(), seg.GetPoint3(),
+                       seg.GetPoint3());  // Split(1, 1) is not defined
       out[out.GetUpperBound()].out = part.GetPoint1();
-      if (k < ts.size()) out.Add(CBPOINT(part.GetPoint2(), part.GetPoint3(), part.GetPoint3()));
+      if (k < ts.size())
+        out.Add(CBPOINT(part.GetPoint2(), part.GetPoint3(), part.GetPoint3()));
       else {
         CBPOINT end = src[s + 1];
         end.in = part.GetPoint2();
@@ -113,7 +123,8 @@ void SetMaxBezierLength(CBPointArray& path, double maxLen) {
   for (INT_PTR i = 0; i + 1 < path.GetSize(); ++i) pieces.push_back({Segment(path, i), 0});
   INT_PTR count = static_cast<INT_PTR>(pieces.size());
   for (auto it = pieces.begin(); it != pieces.end();) {
-    if (it->depth < kMaxLengthSplitDepth && count < kMaxLengthSegmentCeiling && it->seg.GetLength() > maxLen) {
+    if (it->depth < kMaxLengthSplitDepth && count < kMaxLengthSegmentCeiling &&
+        it->seg.GetLength() > maxLen) {
       CBezier left, right;
       it->seg.Split(0.5, left, right);
       const int depth = it->depth + 1;
@@ -142,8 +153,10 @@ int DelPolyBezierDuplicatePoints(CBPointArray& path) {
   out.Add(path[0]);
   for (INT_PTR i = 1; i < n; ++i) {
     CBPOINT& kept = out[out.GetUpperBound()];
-    if (Coincide(path[i].anchor, kept.anchor)) kept.out = path[i].out;
-    else out.Add(path[i]);
+    if (Coincide(path[i].anchor, kept.anchor))
+      kept.out = path[i].out;
+    else
+      out.Add(path[i]);
   }
   const int removed = static_cast<int>(n - out.GetSize());
   if (removed > 0) path = std::move(out);
@@ -180,11 +193,14 @@ bool MatchPoints(const CBPointArray& a, const CBPointArray& b, CBPointArray& a2,
   double ta = 0, tb = 0;
   for (double l : la) ta += l;
   for (double l : lb) tb += l;
-  std::vector<std::vector<double>> insA(std::max<std::size_t>(la.size(), 1)), insB(std::max<std::size_t>(lb.size(), 1));
+  std::vector<std::vector<double>> insA(std::max<std::size_t>(la.size(), 1)),
+      insB(std::max<std::size_t>(lb.size(), 1));
   // Merge the two ascending fraction lists; each step emits one node pair. A fraction of one
   // path with no node of the other goes into the other's segment that spans it.
   std::size_t i = 0, j = 0;
-  auto seg_of = [](std::size_t next, std::size_t segments) { return std::min(next == 0 ? 0 : next - 1, segments == 0 ? 0 : segments - 1); };
+  auto seg_of = [](std::size_t next, std::size_t segments) {
+    return std::min(next == 0 ? 0 : next - 1, segments == 0 ? 0 : segments - 1);
+  };
   while (i < fa.size() || j < fb.size()) {
     if (i < fa.size() && j < fb.size() && std::fabs(fa[i] - fb[j]) <= kMatchFractionEpsilon) {
       params.Add(fa[i]);
@@ -204,7 +220,8 @@ bool MatchPoints(const CBPointArray& a, const CBPointArray& b, CBPointArray& a2,
   return true;
 }
 
-void Interpolate(CPolyPolyBezier& out, int steps, const CBPointArray& a, const CBPointArray& b, bool withEnds) {
+void Interpolate(CPolyPolyBezier& out, int steps, const CBPointArray& a, const CBPointArray& b,
+                 bool withEnds) {
   out.RemoveAll();
   CBPointArray a2, b2;
   CArray<double, const double&> params;
@@ -244,10 +261,12 @@ int AddPointToPolyBezier(CBPointArray& path, const CDPOINT& p) {
   return AddPointToPolyBezier(path, seg, t);
 }
 
-int AddPointToPolyBezier(CBPointArray& path, const CArray<CDPOINT>& pts, const CDWordArray& segEnds, int index) {
+int AddPointToPolyBezier(CBPointArray& path, const CArray<CDPOINT>& pts, const CDWordArray& segEnds,
+                         int index) {
   if (index < 0 || index >= pts.GetSize()) return -1;
   const INT_PTR segments = std::min<INT_PTR>(segEnds.GetSize(), path.GetSize() - 1);
   for (INT_PTR s = 0; s < segments; ++s)
-    if (segEnds[s] > static_cast<DWORD>(index)) return AddPointToPolyBezier(path, static_cast<int>(s), pts[index]);
+    if (segEnds[s] > static_cast<DWORD>(index))
+      return AddPointToPolyBezier(path, static_cast<int>(s), pts[index]);
   return -1;
 }

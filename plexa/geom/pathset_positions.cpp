@@ -1,6 +1,4 @@
 // Path sets: positions and tangents along a path, and shape conversions.
-#include "plexa/geom/pathset.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -12,6 +10,7 @@
 #include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/geom/internal/pathset_common.h"
+#include "plexa/geom/pathset.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -124,7 +123,8 @@ void CalcBezierPoints(CBPointArray* path, int tension) {
       prev = std::max(prev, 0);
       next = std::min(next, n - 1);
     }
-    const CDPOINT d = (anchors[static_cast<std::size_t>(next)] - anchors[static_cast<std::size_t>(prev)]) * k;
+    const CDPOINT d =
+        (anchors[static_cast<std::size_t>(next)] - anchors[static_cast<std::size_t>(prev)]) * k;
     p[i].in = anchors[static_cast<std::size_t>(i)] - d;
     p[i].out = anchors[static_cast<std::size_t>(i)] + d;
   }
@@ -157,4 +157,6 @@ void TripleToQuadraticBezier(CBPointArray* path, CArray<CDPOINT>& out) {
   for (INT_PTR s = 0; s + 1 < path->GetSize(); ++s) AppendQuadratic(Segment(*path, s), out, 0);
 }
 
-bool SetStartingPoint(CBPointArray& path, int k) { return path.SetStartingPoint(k); }
+bool SetStartingPoint(CBPointArray& path, int k) {
+  return path.SetStartingPoint(k);
+}

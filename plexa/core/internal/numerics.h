@@ -29,8 +29,12 @@ inline constexpr double kEpsilon = 1e-8;
 inline constexpr double kInsideEpsilon = 1e-7;
 
 // ---- Vectors ----------------------------------------------------------------------------
-inline double Dot(const CDPOINT& a, const CDPOINT& b) { return a.x * b.x + a.y * b.y; }
-inline double Cross(const CDPOINT& a, const CDPOINT& b) { return a.x * b.y - a.y * b.x; }
+inline double Dot(const CDPOINT& a, const CDPOINT& b) {
+  return a.x * b.x + a.y * b.y;
+}
+inline double Cross(const CDPOINT& a, const CDPOINT& b) {
+  return a.x * b.y - a.y * b.x;
+}
 // Cross product of (a - o) and (b - o): positive when o, a, b turn counter-clockwise in
 // y-up axes.
 inline double Cross(const CDPOINT& o, const CDPOINT& a, const CDPOINT& b) {
@@ -61,7 +65,9 @@ inline double Dist(double x1, double y1, double x2, double y2) {
 inline CDPOINT Lerp(const CDPOINT& a, const CDPOINT& b, double t) {
   return CDPOINT(a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t);
 }
-inline bool IsFinite(const CDPOINT& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+inline bool IsFinite(const CDPOINT& p) {
+  return std::isfinite(p.x) && std::isfinite(p.y);
+}
 
 // ---- Cubic Bezier -----------------------------------------------------------------------
 // Point at t from the Bernstein weights (stable for t in [0, 1]).

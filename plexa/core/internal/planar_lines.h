@@ -33,8 +33,9 @@ using plexa::num::Dist;
 inline float ToFloat(double v) {
   constexpr double kMax = std::numeric_limits<float>::max();
   if (v > kMax || v < -kMax) {
-    const float big = std::fabs(v) < kMax + std::ldexp(1.0, 103) ? std::numeric_limits<float>::max()
-                                                                 : std::numeric_limits<float>::infinity();
+    const float big = std::fabs(v) < kMax + std::ldexp(1.0, 103)
+                          ? std::numeric_limits<float>::max()
+                          : std::numeric_limits<float>::infinity();
     return v > 0 ? big : -big;
   }
   return static_cast<float>(v);
@@ -42,8 +43,8 @@ inline float ToFloat(double v) {
 
 // The slope-form intersection shared by the public function and the inside tests, so that
 // both give bit-identical crossings.
-inline bool LinesIntersect(double x1, double y1, double x2, double y2, double x3, double y3, double x4,
-                           double y4, double& ix, double& iy) {
+inline bool LinesIntersect(double x1, double y1, double x2, double y2, double x3, double y3,
+                           double x4, double y4, double& ix, double& iy) {
   ix = iy = 0.0;
   if ((x1 == x2 && y1 == y2) || (x3 == x4 && y3 == y4)) return false;
   const double dx3 = x3 - x2, dx4 = x4 - x2, dy4 = y4 - y2;
@@ -77,6 +78,8 @@ inline bool InLineRange(double x1, double y1, double x2, double y2, double px, d
          std::min(y1, y2) - kPlanarEpsilon <= py && py <= std::max(y1, y2) + kPlanarEpsilon;
 }
 
-inline int ArraySizeAsInt(INT_PTR n) { return n > INT_MAX ? INT_MAX : static_cast<int>(n); }
+inline int ArraySizeAsInt(INT_PTR n) {
+  return n > INT_MAX ? INT_MAX : static_cast<int>(n);
+}
 
 }  // namespace plexa::planar

@@ -15,6 +15,8 @@ inline bool Coincide(const CDPOINT& a, const CDPOINT& b, double tol = kPathSetEp
   return std::fabs(a.x - b.x) < tol && std::fabs(a.y - b.y) < tol;
 }
 
-inline CBezier Segment(const CBPointArray& p, INT_PTR i) { return CBezier(p.GetData()[i], p.GetData()[i + 1]); }
+inline CBezier Segment(const CBPointArray& p, INT_PTR i) {
+  return CBezier(p.GetData()[i], p.GetData()[i + 1]);
+}
 
 }  // namespace plexa::pathset
