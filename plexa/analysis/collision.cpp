@@ -6,6 +6,8 @@
 #include <limits>
 #include <new>
 
+#include "plexa/core/internal/numerics.h"
+
 using PLEXA::CDPOINT;
 using PLEXA::CDRECT;
 
@@ -31,7 +33,9 @@ inline double RoundingMargin(double mag) {
 }
 
 // c0 + c1 t + c2 t^2 + c3 t^3, in that order of terms.
-inline double Eval(const double* c, double t) { return c[0] + c[1] * t + c[2] * (t * t) + c[3] * (t * t * t); }
+inline double Eval(const double* c, double t) {
+  return plexa::num::PowerSum(c, t);
+}
 
 inline int Sign(double v) { return (v > 0) - (v < 0); }
 
@@ -82,23 +86,7 @@ void PieceXRange(const CCurveCollision::BEZPROFILE& bp, double ta, double tb, do
 }  // namespace
 
 int SolveQuadratic(double c0, double c1, double c2, double* roots) {
-  if (c2 == 0) {
-    if (c1 != 0) {
-      roots[0] = -c0 / c1;
-      return 1;
-    }
-    return 0;
-  }
-  const double d = c1 * c1 - 4 * c2 * c0;
-  if (d < 0) return 0;
-  if (d == 0) {
-    roots[0] = c1 / (-2 * c2);
-    return 1;
-  }
-  const double s = std::sqrt(d);
-  roots[0] = (s - c1) / (2 * c2);
-  roots[1] = (-c1 - s) / (2 * c2);
-  return 2;
+  return plexa::num::SolveQuadratic(c0, c1, c2, roots);
 }
 
 void CCurveCollision::SetCurve(const CBPointArray& path) {
@@ -129,7 +117,7 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
   if (n < 2) return;
   const PLEXA::CBPOINT* nodes = path.GetData();
   const CDPOINT first = nodes[0].anchor, last = nodes[n - 1].anchor;
-  const bool closed = std::hypot(last.x - first.x, last.y - first.y) < kCollisionTolerance;
+  const bool closed = plexa::num::Dist(first, last) < kCollisionTolerance;
   const INT_PTR segments = closed ? n - 1 : n;
 
   ProfileList list;
@@ -146,14 +134,8 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
     const PLEXA::CBPOINT& b = nodes[(i + 1) % n];
     const CDPOINT p0 = a.anchor, p1 = a.out, p2 = b.in, p3 = b.anchor;
     BEZPROFILE& bp = list.profiles[static_cast<size_t>(i)];
-    bp.x[0] = p0.x;
-    bp.x[1] = 3 * (p1.x - p0.x);
-    bp.x[2] = 3 * (p2.x - p1.x) - bp.x[1];
-    bp.x[3] = p3.x - p0.x - bp.x[1] - bp.x[2];
-    bp.y[0] = p0.y;
-    bp.y[1] = 3 * (p1.y - p0.y);
-    bp.y[2] = 3 * (p2.y - p1.y) - bp.y[1];
-    bp.y[3] = p3.y - p0.y - bp.y[1] - bp.y[2];
+    plexa::num::PowerForm(p0.x, p1.x, p2.x, p3.x, bp.x);
+    plexa::num::PowerForm(p0.y, p1.y, p2.y, p3.y, bp.y);
     Derivative(bp.x, 4, bp.dx);
     Derivative(bp.y, 4, bp.dy);
 

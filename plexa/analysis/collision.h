@@ -58,7 +58,9 @@ inline constexpr int kCollisionMaxBisections = 1000;
 // Real roots of c0 + c1 t + c2 t^2 = 0, written to roots (room for 2), count returned:
 // c2 exactly 0: one root -c0 / c1 when c1 != 0, else none. Discriminant D = c1^2 - 4 c2 c0:
 // D < 0 none; D exactly 0 one root c1 / (-2 c2); otherwise roots[0] = (sqrt(D) - c1) / (2 c2)
-// and roots[1] = (-c1 - sqrt(D)) / (2 c2) (not sorted). NaN input gives NaN roots or none.
+// and roots[1] = (-c1 - sqrt(D)) / (2 c2) (not sorted), each evaluated in the form that
+// avoids cancellation (c0 / q or q / c2 with q = -(c1 + sign(c1) sqrt(D)) / 2), so a nearly
+// vanishing c2 keeps its finite root. NaN input gives NaN roots or none.
 PLEXA_API int SolveQuadratic(double c0, double c1, double c2, double* roots);
 
 class PLEXA_API CCurveCollision {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/support.h"
+#include "bench/glyph_paths.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -69,6 +70,10 @@ TEST(CurveCollision, SolveQuadratic) {
       {1, -2, 1, 1, 1, 0},    // (t - 1)^2, discriminant exactly 0
       {2, -3, 1, 2, 2, 1},    // t^2 - 3t + 2: roots[0] is the one with +sqrt(D) over 2 c2...
       {-2, 3, -1, 2, 1, 2},   // ...so with c2 negative the same roots come in the other order
+      {-6, 244, 1e-14, 2, 6.0 / 244, -2.44e16},  // nearly linear: the finite root survives
+      {-6, -244, -1e-14, 2, -2.44e16, -6.0 / 244},
+      {2e300, -3e300, 1e300, 2, 2, 1},  // squares beyond the double range
+      {2e-300, -3e-300, 1e-300, 2, 2, 1},
   };
   for (const Case& c : cases) {
     double r[2] = {-1, -1};
@@ -319,4 +324,112 @@ TEST(CurveCollision, HostileCoordinatesStayBounded) {
 
   CCurveCollision huge(*set.GetAt(2));
   EXPECT_TRUE(huge.IsPointInCurves(CDPOINT(0, 0)));
+}
+
+// Regression: a quadratic raised to a cubic has a cubic term that should be 0 but is rounding
+// noise; the textbook quadratic formula lost the root of dy/dt to cancellation, the piece was
+// not monotone and points near the curve's bottom got the wrong verdict.
+TEST(CurveCollision, RaisedQuadraticKeepsItsExtremum) {
+  CBPointArray path;
+  path.Add(CBPOINT(CDPOINT(1335, -115), CDPOINT(1335, -115), CDPOINT(1301, -117)));
+  path.Add(CBPOINT(CDPOINT(1284, -78.333333333333329), CDPOINT(1284, 1), CDPOINT(1284, 1)));
+  path.Add(Corner(1335, 1));
+  path.Add(Corner(1335, -115));
+  double r[2];
+  const Probe probe(path);
+  const auto& bp = probe.Profile(0, 0);
+  EXPECT_EQ(bp.count, 3);  // split at the bottom, t = 6 / 244 in exact arithmetic
+  EXPECT_NEAR(bp.t[1], 6.0 / 244, 1e-12);
+  EXPECT_EQ(SolveQuadratic(bp.dy[0], bp.dy[1], bp.dy[2], r), 2);
+
+  const auto polys = DensePolygons({&path}, 4000);
+  // A coarse grid over the shape and a fine one over the band the curve dips into below its
+  // start (y from -115.074 to -115).
+  std::vector<CDPOINT> queries;
+  for (double y = -120; y <= 4; y += 1)
+    for (double x = 1280; x <= 1339; x += 1) queries.emplace_back(x, y);
+  for (double y = -115.1; y <= -114.95; y += 0.005)
+    for (double x = 1320; x <= 1339; x += 0.25) queries.emplace_back(x, y);
+  int checked = 0, wrong = 0;
+  for (const CDPOINT& q : queries) {
+    double nearest;
+    const bool want = DenseInside(polys, q, nearest);
+    if (nearest < 1e-3) continue;
+    ++checked;
+    wrong += probe.IsPointInCurves(q) != want;
+  }
+  EXPECT_GT(checked, 9500);
+  EXPECT_EQ(wrong, 0) << "of " << checked;
+}
+
+// Real glyph outlines (DejaVu Sans, quadratics raised to cubics) against the dense oracle.
+TEST(CurveCollision, GlyphOutlinesAgreeWithDenseOracle) {
+  CPolyPolyBezier glyphs;
+  if (LoadGlyphPaths(glyphs, "aBgS&8@") == 0) GTEST_SKIP() << "no FreeType or no DejaVu font";
+  // Turned by 0.3 radians: fonts put their extrema on the nodes, a turn moves the y extrema
+  // inside the pieces, where the derivative's roots decide the split.
+  const double ca = std::cos(0.3), sa = std::sin(0.3);
+  const auto turn = [&](CDPOINT& q) { q = CDPOINT(ca * q.x - sa * q.y, sa * q.x + ca * q.y); };
+  for (INT_PTR i = 0; i < glyphs.GetSize(); ++i)
+    for (CBPOINT& n : glyphs[static_cast<int>(i)]) {
+      turn(n.in);
+      turn(n.anchor);
+      turn(n.out);
+    }
+  std::vector<const CBPointArray*> paths;
+  for (INT_PTR i = 0; i < glyphs.GetSize(); ++i) paths.push_back(glyphs.GetAt(static_cast<int>(i)));
+  const auto polys = DensePolygons(paths, 64);
+  Probe c(glyphs);
+  // Every piece between break parameters is monotone in y, sampled densely.
+  int pieces = 0, bent = 0;
+  for (int l = 0; l < c.GetProfileListCount(); ++l)
+    for (int i = 0; i < c.Segments(l); ++i) {
+      const auto& bp = c.Profile(l, i);
+      for (int k = 1; k < bp.count; ++k, ++pieces) {
+        const double sign = bp.pt[k].y >= bp.pt[k - 1].y ? 1 : -1;
+        double prev = bp.pt[k - 1].y;
+        bool ok = true;
+        for (int j = 1; j <= 64; ++j) {
+          const double t = bp.t[k - 1] + (bp.t[k] - bp.t[k - 1]) * j / 64;
+          const double y = bp.y[0] + bp.y[1] * t + bp.y[2] * t * t + bp.y[3] * t * t * t;
+          ok = ok && sign * (y - prev) >= -1e-9;
+          prev = y;
+        }
+        bent += !ok;
+      }
+    }
+  EXPECT_EQ(bent, 0) << "of " << pieces << " pieces";
+  CDRECT box(1e300, -1e300, 1e300, -1e300);
+  for (const auto& poly : polys)
+    for (const CDPOINT& q : poly)
+      box = CDRECT(std::min(box.xmin, q.x), std::max(box.xmax, q.x), std::min(box.ymin, q.y),
+                   std::max(box.ymax, q.y));
+  // Half the points anywhere in the box, half just off the curves (where a lost extremum
+  // shows), each kept only when it is clear of the dense outline.
+  std::mt19937 rng(3);
+  std::uniform_real_distribution<double> ux(box.xmin, box.xmax), uy(box.ymin, box.ymax);
+  std::uniform_real_distribution<double> ut(0, 1), off(-6, 6);
+  std::uniform_int_distribution<int> upath(0, static_cast<int>(paths.size()) - 1);
+  int checked = 0, wrong = 0;
+  for (int i = 0; i < 6000; ++i) {
+    CDPOINT q(ux(rng), uy(rng));
+    if (i % 2) {
+      const CBPointArray& p = *paths[static_cast<size_t>(upath(rng))];
+      const int seg = std::uniform_int_distribution<int>(0, static_cast<int>(p.GetSize()) - 2)(rng);
+      const CBezier b(p[seg], p[seg + 1]);
+      const double t = ut(rng);
+      const CDPOINT d =
+          b.GetCurvePoint(std::min(t + 1e-6, 1.0)) - b.GetCurvePoint(std::max(t - 1e-6, 0.0));
+      const double len = std::hypot(d.x, d.y);
+      if (!(len > 0)) continue;
+      q = b.GetCurvePoint(t) + CDPOINT(-d.y, d.x) * (off(rng) / len);
+    }
+    double nearest;
+    const bool want = DenseInside(polys, q, nearest);
+    if (nearest < 0.5) continue;
+    ++checked;
+    wrong += c.IsPointInCurves(q) != want;
+  }
+  EXPECT_GT(checked, 5000);
+  EXPECT_EQ(wrong, 0) << "of " << checked;
 }

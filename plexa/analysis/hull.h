@@ -38,5 +38,8 @@
 //    point 0 appended when the last differs from it.
 // When the filter leaves fewer than three points the scan keeps them all, and the closing
 // point is added when the last differs from the first.
-// Coordinates are used in doubles throughout; the whole LONG range is accepted.
+// Coordinates are used in doubles throughout; the whole LONG range is accepted, but the hull
+// is exact (every input point inside or on it, the deliberate corner case above aside) only
+// with coordinates within +-2^24, the range of the integer inside test the filter uses;
+// beyond it the filter can remove a hull corner (371 of 3,000 random sets at +-1.34e8).
 PLEXA_API void GetConvexHull(CArray<tagPOINT>& pts);

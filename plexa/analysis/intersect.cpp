@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "plexa/analysis/collision.h"
+#include "plexa/core/internal/numerics.h"
 #include "plexa/core/planar.h"
 #include "plexa/platform/internal/grow.h"
 
@@ -20,11 +21,7 @@ constexpr double kLineHitMinDistance = 1e-8;
 // GetPolyLineWithLineIntersection starts its nearest-hit search at this distance: farther
 // hits are never taken.
 constexpr double kLineHitFarthest = 1e6;
-// The cubic root bisection stops when the interval can no longer shrink in floating point;
-// this cap only bounds non-finite coefficients (finite ones need at most about 1,100 steps).
-constexpr int kRootMaxBisections = 2200;
-
-inline double Horner(const double c[4], double t) { return c[0] + t * (c[1] + t * (c[2] + t * c[3])); }
+using plexa::num::Horner;
 
 // Ascending with NaN last, a strict weak order even for non-finite input.
 void SortAscending(CArray<double>& xs) {
@@ -47,25 +44,6 @@ bool SegmentCrossesLine(const CDPOINT& p, const CDPOINT& q, const CDPOINT& l1, c
     return true;
   }
   return false;
-}
-
-// One bisection of a monotone part whose ends have opposite, non-zero signs.
-double Bisect(const double c[4], double lo, double hi, double flo) {
-  double mid = (lo + hi) / 2;
-  for (int step = 0; step < kRootMaxBisections; ++step) {
-    mid = (lo + hi) / 2;
-    const double fm = Horner(c, mid);
-    if (fm == 0) break;
-    if (fm * flo >= 0) {
-      if (mid == lo) break;
-      lo = mid;
-      flo = fm;
-    } else {
-      if (mid == hi) break;
-      hi = mid;
-    }
-  }
-  return mid;
 }
 
 // Roots of the per-segment power forms against the value v on one axis: appends i + t and
@@ -98,61 +76,7 @@ void ClearOutputs(CArray<double>& ts, CArray<CDPOINT>* pts) {
 }  // namespace
 
 int FindPolynomialRoots(const double c[4], double a, double b, double roots[4]) {
-  if (!(a <= b)) return 0;
-  int degree = 3;
-  while (degree > 0 && c[degree] == 0) --degree;
-  // Ends and the roots of the derivative inside [a, b], ascending and without repeats.
-  double split[4];
-  int ns = 0;
-  split[ns++] = a;
-  if (degree == 3) {
-    double d[2];
-    const int nd = SolveQuadratic(c[1], 2 * c[2], 3 * c[3], d);
-    for (int k = 0; k < nd; ++k)
-      if (d[k] >= a && d[k] <= b) split[ns++] = d[k];
-  } else if (degree == 2) {
-    const double r = -c[1] / (2 * c[2]);
-    if (r >= a && r <= b) split[ns++] = r;
-  }
-  split[ns++] = b;
-  // Insertion sort of at most four values, dropping repeats.
-  int m = 0;
-  for (int k = 0; k < ns; ++k) {
-    const double v = split[k];
-    int j = m;
-    while (j > 0 && split[j - 1] > v) {
-      split[j] = split[j - 1];
-      --j;
-    }
-    if (j > 0 && split[j - 1] == v) {
-      for (int q = j; q < m; ++q) split[q] = split[q + 1];
-      continue;
-    }
-    split[j] = v;
-    ++m;
-  }
-  ns = m;
-
-  int count = 0;
-  if (ns == 1) {
-    if (Horner(c, a) == 0) roots[count++] = a;
-    return count;
-  }
-  for (int k = 0; k + 1 < ns; ++k) {
-    const double lo = split[k], hi = split[k + 1];
-    const bool last = k + 2 == ns;
-    const double flo = Horner(c, lo), fhi = Horner(c, hi);
-    if (flo == 0 || (last && fhi == 0)) {
-      if (flo == 0) roots[count++] = lo;
-      if (last && fhi == 0) roots[count++] = hi;
-      continue;
-    }
-    if (fhi == 0) continue;  // reported by the next part, which starts there
-    if ((flo > 0) == (fhi > 0)) continue;
-    if (std::isnan(flo) || std::isnan(fhi)) continue;
-    roots[count++] = Bisect(c, lo, hi, flo);
-  }
-  return count;
+  return plexa::num::SolveCubic(c, a, b, roots);
 }
 
 void FindLineIntersections(const CArray<CDPOINT>& poly, const PLEXA::CDLINE& line, CArray<double>& s) {
@@ -281,8 +205,8 @@ int GetPolyLineWithLineIntersection(CArray<CDPOINT>& poly, PLEXA::CDLINE line, C
     double ix, iy;
     if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix, &iy)) continue;
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
-    if (!(std::hypot(ix - line.p1.x, iy - line.p1.y) >= kLineHitMinDistance)) continue;
-    const double toEnd = std::hypot(ix - line.p2.x, iy - line.p2.y);
+    if (!(plexa::num::Dist(ix, iy, line.p1.x, line.p1.y) >= kLineHitMinDistance)) continue;
+    const double toEnd = plexa::num::Dist(ix, iy, line.p2.x, line.p2.y);
     if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy) && !(toEnd < kLineHitMargin))
       continue;
     if (toEnd < best) {
@@ -308,7 +232,7 @@ void GetPolyLineWithLineIntersections(CArray<CDPOINT>& poly, PLEXA::CDLINE line,
     double ix, iy;
     if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix, &iy)) continue;
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
-    if (!(std::hypot(ix - line.p2.x, iy - line.p2.y) >= kLineHitMinDistance)) continue;
+    if (!(plexa::num::Dist(ix, iy, line.p2.x, line.p2.y) >= kLineHitMinDistance)) continue;
     if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy)) continue;
     plexa::grow::Append(hits, CDPOINT(ix, iy));
     if (segs) plexa::grow::Append(*segs, static_cast<DWORD>(i));

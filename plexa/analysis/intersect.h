@@ -17,7 +17,7 @@
 // - Both ends of a segment are inclusive, so a crossing exactly at a shared vertex is
 //   reported by both segments; parallel or collinear segments report nothing.
 // - NaN or infinite coordinates never hang or crash: every loop is bounded by the point or
-//   segment count and the root bisection is capped at 2,200 steps; results are then
+//   segment count and the root bisection is capped at 2,200 halvings; results are then
 //   whatever the comparisons give (usually nothing).
 // - Re-entrant; no shared state.
 #pragma once

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "plexa/analysis/intersect.h"
+#include "plexa/core/internal/numerics.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/platform/internal/grow.h"
 
@@ -27,7 +28,7 @@ INT_PTR SegmentCount(const CBPointArray& path) {
   const INT_PTR n = path.GetSize();
   if (n < 2) return 0;
   const CDPOINT a = path[0].anchor, b = path[n - 1].anchor;
-  return std::hypot(b.x - a.x, b.y - a.y) < kCollisionTolerance ? n - 1 : n;
+  return plexa::num::Dist(a, b) < kCollisionTolerance ? n - 1 : n;
 }
 
 }  // namespace

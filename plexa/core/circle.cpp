@@ -3,20 +3,17 @@
 #include <cmath>
 #include <numbers>
 
+#include "plexa/core/internal/numerics.h"
+
 namespace PLEXA {
 
-namespace {
-
-double Cross(const CDPOINT& o, const CDPOINT& a, const CDPOINT& b) {
-  return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
-}
-
-}  // namespace
+using plexa::num::Cross;
+using plexa::num::Dist;
 
 bool ArePointsCollinear(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c) {
-  const double ab = std::hypot(b.x - a.x, b.y - a.y);
-  const double bc = std::hypot(c.x - b.x, c.y - b.y);
-  const double ca = std::hypot(a.x - c.x, a.y - c.y);
+  const double ab = Dist(a, b);
+  const double bc = Dist(b, c);
+  const double ca = Dist(c, a);
   // Measure the height over the longest side: the other two heights can be small for a
   // perfectly good triangle with one short side.
   double base = ab;

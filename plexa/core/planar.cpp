@@ -1,3 +1,4 @@
+// Planar geometry: angles, distances, point transforms, bounds, polyline lengths and points.
 #include "plexa/core/planar.h"
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 #include <numbers>
 #include <type_traits>
 
+#include "plexa/core/internal/numerics.h"
+#include "plexa/core/internal/planar_lines.h"
 #include "plexa/core/view3d.h"
 
 using PLEXA::CDPOINT;
@@ -16,272 +19,13 @@ using PLEXA::CDRECT;
 using PLEXA::CFPOINT;
 using DPointArray = CArray<CDPOINT, CDPOINT>;
 
-namespace {
-
-constexpr double kPi = std::numbers::pi;
-constexpr double kTwoPi = 2 * std::numbers::pi;
-
-bool Coincide(double x1, double y1, double x2, double y2) {
-  return std::fabs(x1 - x2) < kPlanarEpsilon && std::fabs(y1 - y2) < kPlanarEpsilon;
-}
-
-// Lengths: sqrt(dx^2 + dy^2), with std::hypot taking over only where the squares would
-// overflow or lose precision to underflow (it is several times slower and answers the same up
-// to the last bit).
-constexpr double kSquareSafeLow = 1e-290;
-constexpr double kSquareSafeHigh = 1e290;
-inline double Dist(double x1, double y1, double x2, double y2) {
-  const double dx = x2 - x1, dy = y2 - y1;
-  const double s = dx * dx + dy * dy;
-  if (s > kSquareSafeLow && s < kSquareSafeHigh) return std::sqrt(s);
-  return std::hypot(dx, dy);
-}
-
-// double to float as the hardware rounds it, with the out-of-range case (undefined for a plain
-// conversion) spelled out: up to half a unit past the largest float rounds to it, beyond is
-// infinite.
-float ToFloat(double v) {
-  constexpr double kMax = std::numeric_limits<float>::max();
-  if (v > kMax || v < -kMax) {
-    const float big = std::fabs(v) < kMax + std::ldexp(1.0, 103) ? std::numeric_limits<float>::max()
-                                                                 : std::numeric_limits<float>::infinity();
-    return v > 0 ? big : -big;
-  }
-  return static_cast<float>(v);
-}
-
-// The slope-form intersection shared by the public function and the inside tests, so that
-// both give bit-identical crossings.
-inline bool LinesIntersect(double x1, double y1, double x2, double y2, double x3, double y3, double x4,
-                           double y4, double& ix, double& iy) {
-  ix = iy = 0.0;
-  if ((x1 == x2 && y1 == y2) || (x3 == x4 && y3 == y4)) return false;
-  const double dx3 = x3 - x2, dx4 = x4 - x2, dy4 = y4 - y2;
-  const double d = dx3 - dx4;
-  const bool vertical1 = std::fabs(x1 - x2) < kPlanarEpsilon;
-  double rx, ry;
-  if (std::fabs(d) < kPlanarEpsilon) {
-    if (vertical1) return false;
-    const double m1 = (y1 - y2) / (x1 - x2);
-    rx = dx3;
-    ry = m1 * dx3;
-  } else {
-    const double m2 = ((y3 - y2) - dy4) / d;
-    if (vertical1) {
-      rx = 0.0;
-      ry = dy4 - m2 * dx4;
-    } else {
-      const double m1 = (y1 - y2) / (x1 - x2);
-      if (std::fabs(m1 - m2) < kPlanarEpsilon) return false;
-      rx = (dy4 - m2 * dx4) / (m1 - m2);
-      ry = rx * m1;
-    }
-  }
-  ix = x2 + rx;
-  iy = y2 + ry;
-  return true;
-}
-
-// LinesIntersect(A, B, P, (x0, py)) for the horizontal ray of the inside tests, with the
-// second line's slope, ((py - by) - (py - by)) / d, known to be a signed zero whenever the
-// differences are finite: one division fewer, bit-identical results. Anything non-finite
-// takes the general routine.
-inline bool RayIntersect(double ax, double ay, double bx, double by, double px, double py, double x0,
-                         double& ix, double& iy) {
-  const double dx3 = px - bx, dx4 = x0 - bx, dy4 = py - by;
-  if (!std::isfinite(dx3 + dx4 + dy4)) return LinesIntersect(ax, ay, bx, by, px, py, x0, py, ix, iy);
-  ix = iy = 0.0;
-  if ((ax == bx && ay == by) || px == x0) return false;
-  const double d = dx3 - dx4;
-  const bool vertical1 = std::fabs(ax - bx) < kPlanarEpsilon;
-  double rx, ry;
-  if (std::fabs(d) < kPlanarEpsilon) {
-    if (vertical1) return false;
-    const double m1 = (ay - by) / (ax - bx);
-    rx = dx3;
-    ry = m1 * dx3;
-  } else if (vertical1) {
-    rx = 0.0;
-    ry = dy4;  // dy4 - (+-0) * dx4
-  } else {
-    const double m1 = (ay - by) / (ax - bx);
-    if (std::fabs(m1) < kPlanarEpsilon) return false;  // |m1 - (+-0)|
-    rx = dy4 / m1;
-    ry = rx * m1;
-  }
-  ix = bx + rx;
-  iy = by + ry;
-  return true;
-}
-
-inline bool InLineRange(double x1, double y1, double x2, double y2, double px, double py) {
-  return std::min(x1, x2) - kPlanarEpsilon <= px && px <= std::max(x1, x2) + kPlanarEpsilon &&
-         std::min(y1, y2) - kPlanarEpsilon <= py && py <= std::max(y1, y2) + kPlanarEpsilon;
-}
-
-// ---- The even-odd inside test, shared by the double and the integer point types ----------
-
-// floor and trunc without a library call, equal to std::floor / std::trunc up to the sign of
-// a zero result (only ever compared with ==). Magnitudes from 2^52 on are already integers.
-constexpr double kIntegralFrom = 4503599627370496.0;  // 2^52
-inline double FloorFast(double v) {
-  if (!(std::fabs(v) < kIntegralFrom)) return v;  // also NaN and infinities
-  const double t = static_cast<double>(static_cast<long long>(v));
-  return t > v ? t - 1.0 : t;
-}
-inline double TruncFast(double v) {
-  if (!(std::fabs(v) < kIntegralFrom)) return v;
-  return static_cast<double>(static_cast<long long>(v));
-}
-
-// What handling one edge asks of the walk.
-enum class EdgeResult { kGoOn, kEndAfterThis, kAnswerZero };
-
-// Double points: the end vertex is compared exactly.
-struct DoublePoints {
-  static bool SameAsEnd(double x, double y, const CDPOINT& b) { return x == b.x && y == b.y; }
-};
-// Integer points: the end vertex is compared with the crossing truncated toward zero.
-struct IntegerPoints {
-  static bool SameAsEnd(double x, double y, const tagPOINT& b) {
-    return TruncFast(x) == static_cast<double>(b.x) && TruncFast(y) == static_cast<double>(b.y);
-  }
-};
-
-template <typename P, typename Rules>
-class EvenOddWalk {
- public:
-  EvenOddWalk(const P* pts, int n, double px, double py) : pts_(pts), n_(n), px_(px), py_(py) {}
-
-  bool Straddles(int i) const {
-    const auto ay = pts_[i].y, by = pts_[i + 1].y;
-    const double py = py_;
-    return !((ay < py && by < py) || (ay > py && by > py));
-  }
-
-  // Handles edge i against the ray ending at x0.
-  EdgeResult Edge(int i, double x0) {
-    const P& a = pts_[i];
-    const P& b = pts_[i + 1];
-    const double ax = a.x, ay = a.y, bx = b.x, by = b.y;
-    double x, y;
-    if (!RayIntersect(ax, ay, bx, by, px_, py_, x0, x, y)) return EdgeResult::kGoOn;
-    if (!InLineRange(ax, ay, bx, by, x, y) || !InLineRange(px_, py_, x0, py_, x, y)) return EdgeResult::kGoOn;
-    // A hit rounding to the start vertex belongs to the edge that ends there.
-    if (FloorFast(y + 0.5) == ay && FloorFast(x + 0.5) == ax) return EdgeResult::kGoOn;
-    if (!Rules::SameAsEnd(x, y, b)) {
-      ++count_;
-      return EdgeResult::kGoOn;
-    }
-    // Through the end vertex: count it unless it is a strict extremum in y.
-    const int bi = i + 1;
-    const auto bY = b.y;
-    auto next = bi == n_ - 1 ? pts_[1].y : pts_[bi + 1].y;
-    bool endAfter = false;
-    if (next == bY) {
-      bool found = false;
-      for (int j = bi + 1; j < n_ && !found; ++j)
-        if (pts_[j].y != bY) next = pts_[j].y, found = true;
-      if (!found) {
-        for (int j = 1; j < n_ && !found; ++j)
-          if (pts_[j].y != bY) next = pts_[j].y, found = true;
-        if (!found) return EdgeResult::kAnswerZero;
-        endAfter = true;
-      }
-    }
-    const bool extremum = (ay > by && next > bY) || (bY > ay && bY > next);
-    if (!extremum) ++count_;
-    return endAfter ? EdgeResult::kEndAfterThis : EdgeResult::kGoOn;
-  }
-
-  // The bounding rectangle of double points, two coordinates at a time: each (x, y) pair is
-  // one two-lane vector, and four vectors of running extremes keep the pass off one long
-  // dependency chain. Element-wise the same selections as the scalar chain from point 0.
-  // False when p lies outside the rectangle; minX receives the minimum x. (GCC/Clang vector
-  // extension: plain SSE2 on x86-64, generic code elsewhere.)
-  bool WithinExtent(double& minX) const {
-    using V = double __attribute__((vector_size(16)));
-    constexpr int kLanes = 4;
-    V first;
-    std::memcpy(&first, &pts_[0], sizeof first);
-    V lo[kLanes] = {first, first, first, first}, hi[kLanes] = {first, first, first, first};
-    int i = 0;
-    for (; i + kLanes <= n_; i += kLanes) {
-      for (int l = 0; l < kLanes; ++l) {
-        V q;
-        std::memcpy(&q, &pts_[i + l], sizeof q);
-        lo[l] = q < lo[l] ? q : lo[l];
-        hi[l] = q > hi[l] ? q : hi[l];
-      }
-    }
-    for (; i < n_; ++i) {
-      V q;
-      std::memcpy(&q, &pts_[i], sizeof q);
-      lo[0] = q < lo[0] ? q : lo[0];
-      hi[0] = q > hi[0] ? q : hi[0];
-    }
-    for (int l = 1; l < kLanes; ++l) {
-      lo[0] = lo[l] < lo[0] ? lo[l] : lo[0];
-      hi[0] = hi[l] > hi[0] ? hi[l] : hi[0];
-    }
-    minX = lo[0][0];
-    return !(px_ < lo[0][0] || px_ > hi[0][0] || py_ < lo[0][1] || py_ > hi[0][1]);
-  }
-
-  // The walk: one pass for the minimum x (the ray's far end), with the bounding rectangle
-  // when kComputeRect (the point is then rejected before any edge is looked at), then one pass
-  // over the edges. The first pass keeps four independent running extremes so that it is not
-  // bound by the latency of one long chain of comparisons; the result is the same as one
-  // chain started at point 0 (a NaN there stays, later NaNs are passed over).
-  template <bool kComputeRect>
-  int Run() {
-    using T = decltype(P::x);
-    static_assert(!kComputeRect || std::is_same_v<P, CDPOINT>, "rectangles are computed for double points");
-    T minX = pts_[0].x;
-    if constexpr (kComputeRect) {
-      if (!WithinExtent(minX)) return 0;
-    } else {
-      // Four independent running minima, merged at the end.
-      T m0 = minX, m1 = minX, m2 = minX, m3 = minX;
-      int i = 0;
-      for (; i + 4 <= n_; i += 4) {
-        m0 = pts_[i].x < m0 ? pts_[i].x : m0;
-        m1 = pts_[i + 1].x < m1 ? pts_[i + 1].x : m1;
-        m2 = pts_[i + 2].x < m2 ? pts_[i + 2].x : m2;
-        m3 = pts_[i + 3].x < m3 ? pts_[i + 3].x : m3;
-      }
-      for (; i < n_; ++i) m0 = pts_[i].x < m0 ? pts_[i].x : m0;
-      m0 = m1 < m0 ? m1 : m0;
-      m0 = m2 < m0 ? m2 : m0;
-      minX = m3 < m0 ? m3 : m0;
-    }
-    const double x0 = static_cast<double>(minX) - 1.0;
-    // An edge wholly right of the ray's reach cannot pass both range tests of Edge.
-    const double reach = std::max(px_, x0) + kPlanarEpsilon;
-    for (int e = 0; e < n_ - 1; ++e) {
-      if (!Straddles(e)) continue;
-      if (std::min<double>(pts_[e].x, pts_[e + 1].x) - kPlanarEpsilon > reach) continue;
-      const EdgeResult r = Edge(e, x0);
-      if (r == EdgeResult::kAnswerZero) return 0;
-      if (r == EdgeResult::kEndAfterThis) break;
-    }
-    return count_ & 1;
-  }
-
- private:
-  const P* pts_;
-  int n_;
-  double px_, py_;
-  int count_ = 0;
-};
-
-int ArraySizeAsInt(INT_PTR n) { return n > INT_MAX ? INT_MAX : static_cast<int>(n); }
-
-}  // namespace
+using namespace plexa::planar;  // NOLINT: the shared private helpers
 
 // ---- Angles and distances --------------------------------------------------------------
 
-double Bound2PI(double a) { return a < 0 ? a + kTwoPi : a; }
+double Bound2PI(double a) {
+  return a < 0 ? a + kTwoPi : a;
+}
 
 double BoundPI(double a) {
   if (std::fabs(a) > kPi) return a > 0 ? a - kTwoPi : a + kTwoPi;
@@ -334,8 +78,8 @@ int IsPointInLineRange(double x1, double y1, double x2, double y2, double px, do
   return InLineRange(x1, y1, x2, y2, px, py) ? 1 : 0;
 }
 
-int GetLinesIntersection(double x1, double y1, double x2, double y2, double x3, double y3, double x4,
-                         double y4, double* ix, double* iy) {
+int GetLinesIntersection(double x1, double y1, double x2, double y2, double x3, double y3,
+                         double x4, double y4, double* ix, double* iy) {
   double x, y;
   const bool hit = LinesIntersect(x1, y1, x2, y2, x3, y3, x4, y4, x, y);
   if (ix != nullptr) *ix = x;
@@ -343,8 +87,8 @@ int GetLinesIntersection(double x1, double y1, double x2, double y2, double x3, 
   return hit ? 1 : 0;
 }
 
-int GetSegmentIntersection(double x1, double y1, double x2, double y2, double x3, double y3, double x4,
-                           double y4, double* ix, double* iy) {
+int GetSegmentIntersection(double x1, double y1, double x2, double y2, double x3, double y3,
+                           double x4, double y4, double* ix, double* iy) {
   double x, y;
   const bool hit = LinesIntersect(x1, y1, x2, y2, x3, y3, x4, y4, x, y);
   if (ix != nullptr) *ix = x;
@@ -360,7 +104,8 @@ CDPOINT DivideLine(const PLEXA::CDLINE& l, double f) {
 CFPOINT DivideLine(const PLEXA::CFLINE& l, double f) {
   const double x1 = l.p1.x, y1 = l.p1.y, x2 = l.p2.x, y2 = l.p2.y;
   const double x = x1 - (x1 - x2) * f, y = y1 - (y1 - y2) * f;
-  return CFPOINT(std::fabs(x) < kPlanarEpsilon ? 0.0f : ToFloat(x), std::fabs(y) < kPlanarEpsilon ? 0.0f : ToFloat(y));
+  return CFPOINT(std::fabs(x) < kPlanarEpsilon ? 0.0f : ToFloat(x),
+                 std::fabs(y) < kPlanarEpsilon ? 0.0f : ToFloat(y));
 }
 
 int GetRandom(int lo, int hi) {
@@ -399,9 +144,13 @@ void Stretch(float* x, float* y, float cx, float cy, double sx, double sy) {
   *y = ToFloat(dy);
 }
 
-void FlipHor(double* x, double*, double cx, double) { *x = cx - (*x - cx); }
+void FlipHor(double* x, double*, double cx, double) {
+  *x = cx - (*x - cx);
+}
 
-void FlipVer(double*, double* y, double, double cy) { *y = cy - (*y - cy); }
+void FlipVer(double*, double* y, double, double cy) {
+  *y = cy - (*y - cy);
+}
 
 void FlipHor(float* x, float*, float cx, float) {
   const double c = std::fabs(cx) < kPlanarEpsilon ? 0.0 : static_cast<double>(cx);
@@ -427,7 +176,9 @@ CDRECT GetPolygonRect(const CDPOINT* pts, int n) {
   return r;
 }
 
-CDRECT GetPolygonRect(const DPointArray& pts) { return GetPolygonRect(pts.GetData(), ArraySizeAsInt(pts.GetSize())); }
+CDRECT GetPolygonRect(const DPointArray& pts) {
+  return GetPolygonRect(pts.GetData(), ArraySizeAsInt(pts.GetSize()));
+}
 
 CRect GetPolygonRect(const tagPOINT* pts, int n) {
   if (pts == nullptr || n < 1) return CRect();
@@ -449,17 +200,21 @@ CRect GetPolylineBounds(const CArray<tagPOINT, tagPOINT>& pts) {
   return GetPolygonRect(pts.GetData(), ArraySizeAsInt(pts.GetSize()));
 }
 
-void GetPolylineBounds(const DPointArray& pts, double& minX, double& minY, double& maxX, double& maxY) {
+void GetPolylineBounds(const DPointArray& pts, double& minX, double& minY, double& maxX,
+                       double& maxY) {
   const CDRECT r = GetPolygonRect(pts);
   minX = r.xmin, minY = r.ymin, maxX = r.xmax, maxY = r.ymax;
 }
 
-void GetPolylineBounds(const DPointArray& pts, CDRECT& r) { r = GetPolygonRect(pts); }
+void GetPolylineBounds(const DPointArray& pts, CDRECT& r) {
+  r = GetPolygonRect(pts);
+}
 
 double GetPolylineLength(const DPointArray& pts) {
   double len = 0.0;
   const CDPOINT* p = pts.GetData();
-  for (INT_PTR i = 0; i + 1 < pts.GetSize(); ++i) len += Dist(p[i].x, p[i].y, p[i + 1].x, p[i + 1].y);
+  for (INT_PTR i = 0; i + 1 < pts.GetSize(); ++i)
+    len += Dist(p[i].x, p[i].y, p[i + 1].x, p[i + 1].y);
   return len;
 }
 
@@ -603,172 +358,12 @@ void CompactRepeats(CArray<T, T>& pts, Same same) {
 }  // namespace
 
 void DelPolylineDuplicatePoints(CArray<tagPOINT, tagPOINT>& pts) {
-  CompactRepeats(pts, [](const tagPOINT& a, const tagPOINT& b) { return a.x == b.x && a.y == b.y; });
+  CompactRepeats(pts,
+                 [](const tagPOINT& a, const tagPOINT& b) { return a.x == b.x && a.y == b.y; });
 }
 
 void DelPolylineDuplicatePoints(DPointArray& pts) {
-  CompactRepeats(pts, [](const CDPOINT& a, const CDPOINT& b) { return Dist(a.x, a.y, b.x, b.y) < kPlanarEpsilon; });
-}
-
-// ---- Inside tests ------------------------------------------------------------------------
-
-int IsPointInPolygon(const CDPOINT* pts, int n, const CDPOINT& p, CDRECT* rect) {
-  if (pts == nullptr || n < 1) return 0;
-  EvenOddWalk<CDPOINT, DoublePoints> walk(pts, n, p.x, p.y);
-  if (rect == nullptr) return walk.Run<true>();
-  if (p.x < rect->xmin || p.x > rect->xmax || p.y < rect->ymin || p.y > rect->ymax) return 0;
-  return walk.Run<false>();
-}
-
-bool IsPointInPolygon(const DPointArray& pts, const CDPOINT& p, const CDRECT* rect) {
-  if (rect == nullptr) return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, nullptr) != 0;
-  CDRECT r = *rect;
-  return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, &r) != 0;
-}
-
-int IsPointInPolygon(const DPointArray& pts, const CDPOINT& p, CDRECT* rect) {
-  return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, rect);
-}
-
-int IsPointInPolygon(const DPointArray& pts, const CDPOINT& p, std::nullptr_t) {
-  return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, static_cast<CDRECT*>(nullptr));
-}
-
-int IsPointInPolygon(const tagPOINT* pts, int n, const tagPOINT& p, const tagRECT* rect) {
-  if (pts == nullptr || n < 1) return 0;
-  const tagRECT r = rect != nullptr ? *rect : static_cast<tagRECT>(GetPolygonRect(pts, n));
-  if (p.x < r.left || p.x > r.right || p.y < r.top || p.y > r.bottom) return 0;
-  EvenOddWalk<tagPOINT, IntegerPoints> walk(pts, n, p.x, p.y);
-  return walk.Run<false>();
-}
-
-int IsPointInPolygon(const CArray<tagPOINT, tagPOINT>& pts, const tagPOINT& p, const tagRECT* rect) {
-  return IsPointInPolygon(pts.GetData(), ArraySizeAsInt(pts.GetSize()), p, rect);
-}
-
-int IsPointInRect(tagPOINT p, tagRECT r) {
-  return std::min(r.left, r.right) <= p.x && p.x <= std::max(r.left, r.right) &&
-                 std::min(r.top, r.bottom) <= p.y && p.y <= std::max(r.top, r.bottom)
-             ? 1
-             : 0;
-}
-
-int IsPointInRect(CDPOINT p, CDRECT r) {
-  return std::min(r.xmin, r.xmax) <= p.x && p.x <= std::max(r.xmin, r.xmax) &&
-                 std::min(r.ymin, r.ymax) <= p.y && p.y <= std::max(r.ymin, r.ymax)
-             ? 1
-             : 0;
-}
-
-// ---- Circles and arcs --------------------------------------------------------------------
-
-bool CalcCircle(double x1, double y1, double x2, double y2, double x3, double y3, CDPOINT& c, double& r) {
-  const double m12x = (x1 + x2) / 2, m12y = (y1 + y2) / 2;
-  double q1x = x1, q1y = y1;
-  Rotate(&q1x, &q1y, m12x, m12y, kPi / 2);
-  const double m23x = (x2 + x3) / 2, m23y = (y2 + y3) / 2;
-  double q2x = x2, q2y = y2;
-  Rotate(&q2x, &q2y, m23x, m23y, kPi / 2);
-  double cx, cy;
-  if (!LinesIntersect(m12x, m12y, q1x, q1y, m23x, m23y, q2x, q2y, cx, cy)) return false;
-  c = CDPOINT(cx, cy);
-  r = Dist(cx, cy, x3, y3);
-  return true;
-}
-
-void CalcArc(DPointArray& out, CDPOINT c, double r, double x1, double y1, double x2, double y2, double x3,
-             double y3) {
-  const int side = GetHalfPlane(x1, y1, x3, y3, x2, y2);
-  if (side == 0) return;
-  double steps = std::floor(r * kPi + 0.5);
-  if (!(steps >= kArcMinSteps)) steps = kArcMinSteps;  // also NaN
-  if (steps > kArcMaxSteps) steps = kArcMaxSteps;
-  const int m = static_cast<int>(steps);
-  double step = kTwoPi / m;
-  double tx = x1, ty = y1;
-  Rotate(&tx, &ty, c.x, c.y, step);
-  if (GetHalfPlane(x1, y1, x3, y3, tx, ty) != side) step = -step;
-  out.Add(CDPOINT(x1, y1));
-  double x = x1, y = y1;
-  for (int k = 0; k < m; ++k) {
-    Rotate(&x, &y, c.x, c.y, step);
-    if (GetHalfPlane(x1, y1, x3, y3, x, y) != side) break;
-    out.Add(CDPOINT(x, y));
-  }
-  out.Add(CDPOINT(x3, y3));
-}
-
-void CalcArc(DPointArray& out, double x1, double y1, double x2, double y2, double x3, double y3) {
-  CDPOINT c;
-  double r = 0.0;
-  if (CalcCircle(x1, y1, x2, y2, x3, y3, c, r)) {
-    CalcArc(out, c, r, x1, y1, x2, y2, x3, y3);
-    return;
-  }
-  out.Add(CDPOINT(x1, y1));
-  out.Add(CDPOINT(x3, y3));
-}
-
-namespace {
-
-// The arc constants of the one-segment fit, kept exactly as tuned.
-constexpr double kArcB = 12.71060279521624;
-constexpr double kArcA = 3.7106027952162397;
-constexpr double kArcD = 8.71060279521624;
-
-// a - trunc(a / 2 pi) * 2 pi, then + 2 pi when negative.
-double NormaliseArcAngle(double a) {
-  a -= std::trunc(a / kTwoPi) * kTwoPi;
-  return a < 0 ? a + kTwoPi : a;
-}
-
-CDPOINT Placed(CDPOINT p, double angle, const CDPOINT& c) {
-  Rotate(&p.x, &p.y, 0.0, 0.0, angle);
-  return p + c;
-}
-
-}  // namespace
-
-bool GetArcBPoints(const CDPOINT& c, double r, double a0, double a1, bool clockwise, PLEXA::CBPOINT& first,
-                   PLEXA::CBPOINT& second) {
-  if (r < 0) return false;
-  const double n0 = NormaliseArcAngle(a0), n1 = NormaliseArcAngle(a1);
-  const double theta = clockwise ? (n0 <= n1 ? n0 + kTwoPi : n0) - n1 : (n0 > n1 ? n1 + kTwoPi : n1) - n0;
-  const double s = std::sin(theta), co = std::cos(theta);
-  const double b = kArcB * s;
-  const double a = 3 * co - kArcA;
-  const double d = b * b - 6 * a * kArcD * (1 - co);
-  if (d < 0) return false;
-  const double k = (b - std::sqrt(d)) / (3 * a) * r;
-  const CDPOINT p0(r, 0), c0(r, k), c1(r * co + k * s, r * s - k * co), p3(r * co, r * s);
-  if (!clockwise) {
-    const CDPOINT P0 = Placed(p0, n0, c), C0 = Placed(c0, n0, c), C1 = Placed(c1, n0, c), P3 = Placed(p3, n0, c);
-    first.in = P0, first.anchor = P0, first.out = C0;
-    second.in = C1, second.anchor = P3, second.out = P3;
-  } else {
-    const CDPOINT P0 = Placed(p0, n1, c), C0 = Placed(c0, n1, c), C1 = Placed(c1, n1, c), P3 = Placed(p3, n1, c);
-    first.in = P3, first.anchor = P3, first.out = C1;
-    second.in = C0, second.anchor = P0, second.out = P0;
-  }
-  return true;
-}
-
-int GetPolyLineWithLineIntersection(DPointArray& poly, PLEXA::CDLINE line, CDPOINT& hit, int& index) {
-  const INT_PTR n = poly.GetSize();
-  if (n > 0) hit = index > n / 2 ? poly[n - 1] : poly[0];
-  const CDPOINT* p = poly.GetData();
-  const CDPOINT mid((line.p1.x + line.p2.x) / 2, (line.p1.y + line.p2.y) / 2);
-  for (INT_PTR k = std::max(index, 0); k + 1 < n; ++k) {
-    double x, y;
-    if (!LinesIntersect(p[k].x, p[k].y, p[k + 1].x, p[k + 1].y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, x, y))
-      continue;
-    if (!InLineRange(p[k].x, p[k].y, p[k + 1].x, p[k + 1].y, x, y)) continue;
-    if (Dist(x, y, mid.x, mid.y) < kLineHitStart) {
-      hit = CDPOINT(x, y);
-      index = static_cast<int>(k);
-      return 1;
-    }
-    return 0;
-  }
-  return 0;
+  CompactRepeats(pts, [](const CDPOINT& a, const CDPOINT& b) {
+    return Dist(a.x, a.y, b.x, b.y) < kPlanarEpsilon;
+  });
 }

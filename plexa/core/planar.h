@@ -208,6 +208,12 @@ PLEXA_API int IsPointInPolygon(const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& pts
 // when null it is computed with GetPolygonRect. The ray ends at min x - 1 (no overflow), the
 // crossing is computed in doubles; the start-vertex test rounds (floor(v + 0.5)) but the
 // end-vertex test compares the crossing truncated toward zero with B, deliberately asymmetric.
+// Range: with every coordinate (points and p) within +-2^24 (16,777,216) the verdict is the
+// exact even-odd answer for every p off the boundary: the crossing's rounding (a few units in
+// the last place of 2^24, under 2e-8) plus the 1e-8 slack stays below the smallest true
+// distance, 1 / |dy| >= 3e-8, between a near miss and the ray's end. Beyond that the specified
+// slope-form arithmetic drifts (at +-1.34e8 about 0.7% of random triangle tests are wrong, and
+// past a span of 1e8 an edge of slope below 1e-8 is skipped as parallel).
 PLEXA_API int IsPointInPolygon(const tagPOINT* pts, int n, const tagPOINT& p, const tagRECT* rect);
 // Forwards to the integer pointer overload.
 PLEXA_API int IsPointInPolygon(const CArray<tagPOINT, tagPOINT>& pts, const tagPOINT& p,

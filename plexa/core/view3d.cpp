@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "plexa/core/internal/numerics.h"
+
 namespace {
 
 // Pivots smaller than this in magnitude are replaced by +-kPivotFloor when inverting.
@@ -263,14 +265,14 @@ double CView3D::GetXScale() {
   Transfer(0, 0, 0);
   const double x0 = vector_[0], y0 = vector_[1];
   Transfer(1, 0, 0);
-  { const double dx = vector_[0] - x0, dy = vector_[1] - y0; return std::sqrt(dx * dx + dy * dy); }
+  { return plexa::num::Dist(x0, y0, vector_[0], vector_[1]); }
 }
 
 double CView3D::GetYScale() {
   Transfer(0, 0, 0);
   const double x0 = vector_[0], y0 = vector_[1];
   Transfer(0, 1, 0);
-  { const double dx = vector_[0] - x0, dy = vector_[1] - y0; return std::sqrt(dx * dx + dy * dy); }
+  { return plexa::num::Dist(x0, y0, vector_[0], vector_[1]); }
 }
 
 double CView3D::GetAngle() {

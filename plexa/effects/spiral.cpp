@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "plexa/core/internal/numerics.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
@@ -139,7 +141,7 @@ void CSpiral::CalcCurve(CBPointArray& path, double t0, double t1) const {
 
 bool CSpiral::IsInSpiral(const CDPOINT& p, double t) const {
   if (std::isnan(t)) return false;  // max(0, NaN) would quietly test against r0
-  const double rho = std::hypot(p.x - m_centre.x, p.y - m_centre.y);
+  const double rho = plexa::num::Dist(m_centre, p);
   const double tp = std::max(0.0, t - kSpiralTwoPi);
   const double inner = m_k * tp + m_r0;
   if (rho < inner) return true;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "plexa/core/internal/numerics.h"
 #include "plexa/core/planar.h"
 #include "plexa/platform/internal/grow.h"
 
@@ -34,14 +35,16 @@ constexpr int kCurveTRefinements = 8;
 // controls. (Each control must also be at least PLEXA::kHandleDistinct from the anchor.)
 constexpr double kSmoothLineDistance = 0.1;
 
-double Distance(const CDPOINT& a, const CDPOINT& b) {
-  const double dx = b.x - a.x, dy = b.y - a.y;
-  return std::sqrt(dx * dx + dy * dy);
-}
+using plexa::num::Dist;
+constexpr auto Distance = [](const CDPOINT& a, const CDPOINT& b) { return Dist(a, b); };
+using plexa::num::Lerp;
+constexpr auto Interpolate = [](const CDPOINT& a, const CDPOINT& b, double t) {
+  return Lerp(a, b, t);
+};
 
-CDPOINT Interpolate(const CDPOINT& a, const CDPOINT& b, double t) {
-  return CDPOINT(a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t);
-}
+// Arc length: coefficients beyond this magnitude are scaled by a power of two (exactly) before
+// their squares are formed, and the length scaled back, so huge segments keep their length.
+constexpr double kLengthRescaleAbove = 1e100;
 
 // The de Casteljau triangle at t: q[0..2] level 1, r[0..1] level 2, s level 3.
 struct Casteljau {
@@ -131,14 +134,8 @@ double CBezier::GetCurveTangentAngle(double t) const {
 }
 
 void CBezier::CalcBezierConstants(double ax[4], double ay[4]) const {
-  ax[0] = m_p[0].x;
-  ax[1] = 3 * (m_p[1].x - m_p[0].x);
-  ax[2] = 3 * (m_p[2].x - m_p[1].x) - ax[1];
-  ax[3] = m_p[3].x - m_p[0].x - ax[1] - ax[2];
-  ay[0] = m_p[0].y;
-  ay[1] = 3 * (m_p[1].y - m_p[0].y);
-  ay[2] = 3 * (m_p[2].y - m_p[1].y) - ay[1];
-  ay[3] = m_p[3].y - m_p[0].y - ay[1] - ay[2];
+  plexa::num::PowerForm(m_p[0].x, m_p[1].x, m_p[2].x, m_p[3].x, ax);
+  plexa::num::PowerForm(m_p[0].y, m_p[1].y, m_p[2].y, m_p[3].y, ay);
 }
 
 CDRECT CBezier::CalcTightRect() const {
@@ -156,25 +153,10 @@ void AxisRange(const double a[4], double& lo, double& hi) {
   const double e0 = a[0], e1 = a[0] + a[1] + a[2] + a[3];
   lo = std::min(e0, e1);
   hi = std::max(e0, e1);
+  // The roots of the derivative a1 + 2 a2 t + 3 a3 t^2, without cancellation: a nearly
+  // vanishing cubic term (a quadratic raised to a cubic, as font outlines are) keeps its root.
   double roots[2];
-  int count = 0;
-  const double qa = 3 * a[3], qb = 2 * a[2], qc = a[1];
-  if (qa == 0) {
-    if (qb != 0) roots[count++] = -qc / qb;
-  } else {
-    const double d = qb * qb - 4 * qa * qc;
-    if (d == 0) {
-      roots[count++] = -qb / (2 * qa);
-    } else if (d > 0) {
-      // The two roots (-qb +- sqrt(d)) / (2 qa), computed without cancellation: a nearly
-      // vanishing cubic term (a quadratic raised to a cubic, as font outlines are) would
-      // otherwise lose the root that matters to rounding.
-      const double sd = std::sqrt(d);
-      const double q = -0.5 * (qb + (qb < 0 ? -sd : sd));
-      roots[count++] = q / qa;
-      roots[count++] = q != 0 ? qc / q : 0.0;
-    }
-  }
+  const int count = plexa::num::SolveQuadratic(a[1], 2 * a[2], 3 * a[3], roots);
   for (int i = 0; i < count; ++i) {
     if (roots[i] >= 0 && roots[i] <= 1) {
       const double v = value(roots[i]);
@@ -202,6 +184,13 @@ double CBezier::GetLength(double t0, double t1, int n) const {
   n = std::min(n, kMaxSimpsonIntervals);
   double ax[4], ay[4];
   CalcBezierConstants(ax, ay);
+  double big = 0;
+  for (int i = 1; i < 4; ++i) big = std::max({big, std::fabs(ax[i]), std::fabs(ay[i])});
+  int e = 0;
+  if (big > kLengthRescaleAbove && std::isfinite(big)) {
+    std::frexp(big, &e);
+    for (int i = 1; i < 4; ++i) ax[i] = std::ldexp(ax[i], -e), ay[i] = std::ldexp(ay[i], -e);
+  }
   const double a33 = ax[3] * ax[3] + ay[3] * ay[3];
   const double a32 = ax[3] * ax[2] + ay[3] * ay[2];
   const double a31 = ax[3] * ax[1] + ay[3] * ay[1];
@@ -217,7 +206,7 @@ double CBezier::GetLength(double t0, double t1, int n) const {
     const double sq =
         9 * a33 * t2 * t2 + 12 * a32 * t2 * t + (4 * a22 + 6 * a31) * t2 + 4 * a21 * t + a11;
     double s = sq > 0 ? std::sqrt(sq) : 0.0;
-    if (std::fabs(s - kSpeedFloor) < kSpeedZeroBand) s = 0;
+    if (std::fabs(std::ldexp(s, e) - kSpeedFloor) < kSpeedZeroBand) s = 0;
     return s;
   };
   double sum = 0;
@@ -227,7 +216,7 @@ double CBezier::GetLength(double t0, double t1, int n) const {
     sum += (f0 + 4 * f1 + f2) * h / 3;
     f0 = f2;
   }
-  return sum;
+  return std::ldexp(sum, e);
 }
 
 double CBezier::GetL(int n) const {
@@ -290,7 +279,7 @@ class LegWithin {
       if (d2 <= m_below) return true;
       if (d2 > m_above) return false;
     }
-    return std::sqrt(d2) <= m_r;
+    return plexa::num::Length(dx, dy) <= m_r;
   }
 
  private:

@@ -31,10 +31,10 @@
 // Algorithm.
 //   1. Non-finite points are dropped; consecutive points that coincide within
 //      PLEXA::kCoincide are merged (a tracer closing its polygon with the first point twice
-//      is the common case). When a coordinate exceeds kFitRescaleAbove in magnitude, all are
-//      scaled by a power of two for the computation and scaled back, so squares of huge
-//      coordinates do not overflow. (Tiny ones need no care: distinct neighbours differ by
-//      at least PLEXA::kCoincide.)
+//      is the common case). When a coordinate exceeds 1e50 in magnitude, all are scaled by a
+//      power of two for the computation and scaled back, so the products of up to four
+//      coordinates that the least-squares systems form do not overflow. (Tiny ones need no care:
+//      distinct neighbours differ by at least PLEXA::kCoincide.)
 //   2. Corners. At every point the turning angle between the directions of the points one
 //      arm behind and of the points one arm ahead (each the principal line of those points,
 //      so every pixel step pulls rather than one) is measured at two arm lengths, L and 2L.
@@ -149,9 +149,6 @@ inline constexpr double kFitReparamLimit = 4.0;
 inline constexpr double kFitRidge = 1e-9;
 // Longest handle accepted, as a multiple of the run's polyline length.
 inline constexpr double kFitMaxHandle = 1.0;
-// Coordinates are rescaled by a power of two (exactly) during the computation when their
-// largest magnitude exceeds this; below it every square fits a double.
-inline constexpr double kFitRescaleAbove = 1e100;
 
 // Fits `count` points starting at `points` into `path` (emptied first) within `tolerance`
 // drawing units. See above for the contract and the degenerate cases. Returns nothing.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numbers>
 #include <random>
@@ -436,4 +437,48 @@ TEST(FitCurve, HugeAndHostileChains) {
   path = Fit(zig, 1.0);
   ExpectContract(path, zig, 1.0);
   EXPECT_LE(path.GetSize(), 3);
+}
+
+// The fuzz target's contract: at most one node per finite point, first and last anchors
+// exactly the first and last finite points, every node finite.
+void ExpectFuzzContract(const std::vector<CDPOINT>& pts, double tol) {
+  CBPointArray path;
+  FitCurve(pts.data(), static_cast<int>(pts.size()), &path, tol);
+  std::vector<CDPOINT> finite;
+  for (const CDPOINT& p : pts)
+    if (std::isfinite(p.x) && std::isfinite(p.y)) finite.push_back(p);
+  ASSERT_LE(path.GetSize(), static_cast<INT_PTR>(finite.size()));
+  ASSERT_EQ(finite.empty(), path.GetSize() == 0);
+  if (finite.empty()) return;
+  EXPECT_EQ(path[0].anchor, finite.front());
+  EXPECT_EQ(path[path.GetUpperBound()].anchor, finite.back());
+  for (const CBPOINT& n : path)
+    for (const CDPOINT& q : {n.in, n.anchor, n.out})
+      EXPECT_TRUE(std::isfinite(q.x) && std::isfinite(q.y)) << q.x << ", " << q.y;
+}
+
+TEST(FitCurve, BigCoordinatesKeepFiniteHandles) {
+  // Regression (fuzzing): NaN tolerance, then (tiny, -9.58e90), (-9.59e90, -9.59e90),
+  // (subnormal, subnormal), (0, NaN): the squares of squares in the fit overflowed to NaN.
+  const unsigned char input[72] = {
+      0xff, 0xe8, 0xe8, 0x06, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xfe, 0x00, 0x00, 0x01, 0x00,
+      0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2,
+      0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2, 0xd2,
+      0xd2, 0x00, 0x00, 0x00, 0x00, 0x2a, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+      0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xff, 0xff};
+  double tol;
+  std::memcpy(&tol, input, sizeof tol);
+  std::vector<CDPOINT> pts(4);
+  std::memcpy(pts.data(), input + sizeof tol, sizeof(CDPOINT) * pts.size());
+  ExpectFuzzContract(pts, tol);
+  // The same shape at every scale from 1e-100 to 1e300, and a corner chain of many points.
+  for (const double s : {1e-100, 1e-8, 1.0, 1e60, 1e77, 1e90, 1e100, 1e154, 1e200, 1e300}) {
+    SCOPED_TRACE(s);
+    ExpectFuzzContract({CDPOINT(0, -s), CDPOINT(-s, -s), CDPOINT(0, 0)}, s * 1e-8);
+    ExpectFuzzContract({CDPOINT(0, -s), CDPOINT(-s, -s), CDPOINT(0, 0)}, 1.0);
+    std::vector<CDPOINT> arc;
+    for (int i = 0; i <= 40; ++i)
+      arc.emplace_back(s * std::cos(i * 0.1), s * std::sin(i * 0.1) * (i < 20 ? 1 : -1));
+    ExpectFuzzContract(arc, s * 1e-3);
+  }
 }

@@ -19,6 +19,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "plexa/core/internal/numerics.h"
+
 using PLEXA::CDPOINT;
 
 namespace {
@@ -53,9 +55,7 @@ double Guarded(double d) {
   return d;
 }
 
-double Dot(const CDPOINT& a, const CDPOINT& b) {
-  return a.x * b.x + a.y * b.y;
-}
+using plexa::num::Dot;
 double SquaredDistance(const CDPOINT& a, const CDPOINT& b) {
   return Dot(a - b, a - b);
 }
@@ -175,12 +175,11 @@ void ForEachStationaryT(const CDPOINT v[4], const CDPOINT& p, Emit&& emit) {
 }
 
 bool Finite(const CDPOINT& p) {
-  return std::isfinite(p.x) && std::isfinite(p.y);
+  return plexa::num::IsFinite(p);
 }
 
 CDPOINT Derivative(const CDPOINT v[4], double t) {
-  const double u = 1 - t;
-  return (v[1] - v[0]) * (3 * u * u) + (v[2] - v[1]) * (6 * u * t) + (v[3] - v[2]) * (3 * t * t);
+  return plexa::num::BezierDerivative(v[0], v[1], v[2], v[3], t);
 }
 
 CDPOINT SecondDerivative(const CDPOINT v[4], double t) {
@@ -209,10 +208,13 @@ double Polish(const CBezier& bez, const CDPOINT& q, double t, double& d2) {
   return t;
 }
 
-// Multiplies by 2^-e where e is the exponent of m (m > 0 and finite): exact unless the result
-// is subnormal.
-double PowerOfTwoBelow(double m) {
-  return std::ldexp(1.0, -std::ilogb(m));
+// The power of two that brings m (> 0 and finite) into [1, 2): its exponent, negated. Applied
+// with std::ldexp, never as a factor: for a subnormal m the factor itself would overflow.
+int PowerOfTwoBelow(double m) {
+  return -std::ilogb(m);
+}
+CDPOINT Scaled(const CDPOINT& p, int e) {
+  return CDPOINT(std::ldexp(p.x, e), std::ldexp(p.y, e));
 }
 
 }  // namespace
@@ -253,23 +255,23 @@ double CBezier::GetNearestCurvePointT2(const CDPOINT& p, double* dist) const {
   // A unit-scale copy: scale by a power of two so every coordinate is within 2, centre the
   // control box on the origin, and scale again so the box's longer side is about 1 (but the
   // target no further than 2^100 out). Powers of two keep the scaling exact.
-  const double s1 = PowerOfTwoBelow(m);
+  const int s1 = PowerOfTwoBelow(m);
   CDPOINT v[4];
-  double xmin = m_p[0].x * s1, xmax = xmin, ymin = m_p[0].y * s1, ymax = ymin;
+  double xmin = std::ldexp(m_p[0].x, s1), xmax = xmin, ymin = std::ldexp(m_p[0].y, s1), ymax = ymin;
   for (int i = 0; i < 4; ++i) {
-    v[i] = m_p[i] * s1;
+    v[i] = Scaled(m_p[i], s1);
     xmin = std::min(xmin, v[i].x), xmax = std::max(xmax, v[i].x);
     ymin = std::min(ymin, v[i].y), ymax = std::max(ymax, v[i].y);
   }
   const double extent = std::max(xmax - xmin, ymax - ymin);
   if (extent == 0) return finish(0);
   const CDPOINT centre(xmin / 2 + xmax / 2, ymin / 2 + ymax / 2);
-  CDPOINT q = p * s1 - centre;
-  double s2 = PowerOfTwoBelow(extent);
+  CDPOINT q = Scaled(p, s1) - centre;
+  int s2 = PowerOfTwoBelow(extent);
   const double qm = std::max(std::fabs(q.x), std::fabs(q.y));
-  if (qm > 0) s2 = std::min(s2, std::ldexp(PowerOfTwoBelow(qm), 100));
-  for (CDPOINT& c : v) c = (c - centre) * s2;
-  q = q * s2;
+  if (qm > 0) s2 = std::min(s2, PowerOfTwoBelow(qm) + 100);
+  for (CDPOINT& c : v) c = Scaled(c - centre, s2);
+  q = Scaled(q, s2);
   const CBezier unit(v[0], v[1], v[2], v[3]);
 
   double best = 0;

@@ -107,6 +107,11 @@ TEST(NearestPoint, HostileInputTerminatesInRange) {
   // Huge but finite: the second variant still finds the nearest point (the right side).
   cases[2].GetNearestCurvePointT2(CDPOINT(2 * huge, 0), &d);
   EXPECT_NEAR(d / huge, 1.5, 1e-9);  // x(0.5) = huge / 2
+  // Regression (fuzzing): a subnormal segment, whose power-of-two scale factor would overflow.
+  const double tiny = 10 * std::numeric_limits<double>::denorm_min();
+  const CBezier sub(CDPOINT(tiny, 0), CDPOINT(), CDPOINT(), CDPOINT());
+  EXPECT_EQ(sub.GetNearestCurvePointT2(CDPOINT(tiny, 0), &d), 0);
+  EXPECT_EQ(d, 0);
 }
 
 TEST(ClipLine, CohenSutherland) {

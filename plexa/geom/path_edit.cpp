@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "plexa/core/internal/numerics.h"
 #include "plexa/geom/path.h"
 #include "plexa/platform/internal/grow.h"
 
@@ -16,7 +17,7 @@ constexpr double kFindRadius = 0.001;
 // MakeProperPolyline's handle fraction: 0.333, deliberately not one third.
 constexpr double kProperHandle = 0.333;
 
-double Dist(const CDPOINT& a, const CDPOINT& b) { return std::hypot(a.x - b.x, a.y - b.y); }
+using plexa::num::Dist;
 
 bool Within(const CDPOINT& a, const CDPOINT& b, double tol) {
   return std::fabs(a.x - b.x) < tol && std::fabs(a.y - b.y) < tol;

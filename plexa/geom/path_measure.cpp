@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "plexa/core/internal/numerics.h"
 #include "plexa/core/planar.h"
 #include "plexa/geom/path.h"
 #include "plexa/platform/internal/grow.h"
@@ -21,10 +22,8 @@ constexpr double kInsideResolution = 1e-3;
 constexpr std::size_t kInsideTallBands = 96;
 constexpr int kInsideEvenLines = 32;
 
-double Distance(const CDPOINT& a, const CDPOINT& b) {
-  const double dx = b.x - a.x, dy = b.y - a.y;
-  return std::sqrt(dx * dx + dy * dy);
-}
+using plexa::num::Dist;
+constexpr auto Distance = [](const CDPOINT& a, const CDPOINT& b) { return Dist(a, b); };
 
 void AddPieces(const CBezier& bez, double t0, double t1, CArray<CDPOINT>& pts, CArray<double>* params,
                double ratio, int depth) {
@@ -51,7 +50,8 @@ void Spans(const std::vector<CDPOINT>& poly, double y, std::vector<double>& xs) 
     const CDPOINT& a = poly[i];
     const CDPOINT& b = poly[i + 1];
     if ((a.y < y) == (b.y < y)) continue;
-    xs.push_back(a.x + (y - a.y) * (b.x - a.x) / (b.y - a.y));
+    // The share of the edge first (in [0, 1]), so huge coordinates cannot overflow.
+    xs.push_back(a.x + (b.x - a.x) * ((y - a.y) / (b.y - a.y)));
   }
   std::sort(xs.begin(), xs.end());
 }
@@ -149,7 +149,8 @@ bool CBPointArray::GetInternalPoint(CDPOINT& pt, const CDRECT* clip) const {
   // Candidate lines: (y, half-height of the band it lies in).
   struct Line { double y, room; };
   std::vector<Line> bands;
-  for (std::size_t i = 0; i + 1 < ys.size(); ++i) bands.push_back({(ys[i] + ys[i + 1]) / 2, (ys[i + 1] - ys[i]) / 2});
+  for (std::size_t i = 0; i + 1 < ys.size(); ++i)
+    bands.push_back({ys[i] / 2 + ys[i + 1] / 2, ys[i + 1] / 2 - ys[i] / 2});
   if (clip) {
     std::erase_if(bands, [&](const Line& l) { return l.y <= clip->ymin || l.y >= clip->ymax; });
   }
@@ -181,10 +182,11 @@ bool CBPointArray::GetInternalPoint(CDPOINT& pt, const CDRECT* clip) const {
       double a = xs[k], b = xs[k + 1];
       if (clip) a = std::max(a, clip->xmin), b = std::min(b, clip->xmax);
       if (!(b > a)) continue;
-      const double score = std::min((b - a) / 2, l.room);
-      if (score > best) {
+      const double score = std::min(b / 2 - a / 2, l.room);
+      const double mid = a / 2 + b / 2;  // halves first: a + b may overflow
+      if (score > best && std::isfinite(mid)) {
         best = score;
-        pt = CDPOINT((a + b) / 2, l.y);
+        pt = CDPOINT(mid, l.y);
         found = true;
       }
     }

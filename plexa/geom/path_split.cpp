@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "plexa/core/internal/numerics.h"
 #include "plexa/geom/path.h"
 #include "plexa/platform/internal/grow.h"
 
@@ -132,7 +133,7 @@ bool CBPointArray::IsSubset(const CBPointArray& other, int& first, int& last, do
   const bool closed = IsPolyBezierClosed();
   const INT_PTR cycle = closed ? n - 1 : n;  // distinct nodes of a closed path
   if (!closed && k > n) return false;
-  auto near = [tol](const CDPOINT& p, const CDPOINT& q) { return std::hypot(p.x - q.x, p.y - q.y) <= tol; };
+  auto near = [tol](const CDPOINT& p, const CDPOINT& q) { return plexa::num::Dist(p, q) <= tol; };
   for (INT_PTR s = 0; s < cycle; ++s) {
     if (!closed && s + k > n) break;
     bool all = true;

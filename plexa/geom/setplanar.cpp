@@ -1,9 +1,11 @@
 // The planar functions over paths and path sets. They live apart from planar.cpp because the
 // path containers sit above the planar layer; the declarations are in setplanar.h.
+#include "plexa/geom/setplanar.h"
+
 #include <algorithm>
 #include <cmath>
 
-#include "plexa/geom/setplanar.h"
+#include "plexa/core/internal/numerics.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -36,7 +38,7 @@ double GetPolylineLength(const CBPointArray& path) {
   double len = 0.0;
   const CBPOINT* p = path.GetData();
   for (INT_PTR i = 0; i + 1 < path.GetSize(); ++i)
-    len += std::hypot(p[i + 1].anchor.x - p[i].anchor.x, p[i + 1].anchor.y - p[i].anchor.y);
+    len += plexa::num::Dist(p[i].anchor, p[i + 1].anchor);
   return len;
 }
 
