@@ -1,8 +1,10 @@
 #include "plexa/layout/pack.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -14,7 +16,7 @@ namespace {
 using State = CArray<CDPOINT, CDPOINT>;
 
 // Below this many bands the plain scan is as fast as the index and nothing is kept.
-constexpr INT_PTR kIndexMinBands = 48;
+constexpr INT_PTR kIndexMinBands = 384;
 
 // The two numbers of band i (its second point's index) that decide whether a rectangle fits,
 // written exactly as the rule reads them. Column mode: the column's filled end (y of point i)
@@ -34,20 +36,24 @@ struct Query {
   bool Fits(double end, double span) const { return gap + end + len <= limit && !(across > span); }
 };
 
-// The bands of one packing in array order, as an implicit treap (a balanced tree keyed by
-// position) whose nodes carry the smallest filled end and the largest span of their subtree.
-// Rounding is monotone, so gap + minEnd + len <= limit fails only when it fails for every
-// band below, and across > maxSpan only when every span is narrower: a subtree failing
-// either test holds no band that fits and is skipped. NaN ends count as +inf in the minimum
-// (such a band never fits) and NaN spans as +inf in the maximum (a NaN span never rejects),
-// so the skips stay safe. Finding the first band that fits visits O(log bands) subtrees when
-// the two conditions agree and more when many subtrees hold a low band and a wide band that
-// are not the same band; each found band is checked with the exact test.
+// Bands a block holds before it is split in two (and after a split, half as many).
+constexpr std::size_t kBlockBands = 256;
+
+// The bands of one packing in array order, cut into blocks of consecutive bands. Each block
+// keeps, besides its bands' filled ends and spans, their staircase: spans sorted from the
+// widest down with the lowest end among the bands at least that wide. A query asks each block
+// in order "is there a band at least as wide as the rectangle whose end leaves room?" with one
+// binary search on the staircase; the answer is exact (rounding is monotone, so the lowest
+// end among the wide enough bands decides), so only the block holding the first band that
+// fits is scanned band by band. NaN spans count as +inf (a NaN span never rejects) and NaN
+// ends as +inf (they never leave room; a block that only seems to have room because of one
+// is scanned and passed over). A query costs O(bands / kBlockBands) block tests and one block
+// scan; a change moves one entry of one block's staircase (O(kBlockBands)), and a block split
+// in two re-sorts both halves at the next query that reaches them.
 class BandIndex {
  public:
   void Clear() {
-    nodes_.clear();
-    root_ = -1;
+    blocks_.clear();
     owner_ = nullptr;
   }
   // Whether the index mirrors this state as the last call left it (same array, buffer, size,
@@ -63,9 +69,8 @@ class BandIndex {
   void Rebuild(const State& s, bool vertical) {
     Clear();
     const CDPOINT* p = s.GetData();
-    nodes_.reserve(static_cast<std::size_t>(s.GetSize() / 2));
     for (INT_PTR i = 3; i < s.GetSize(); i += 2)
-      root_ = Merge(root_, NewNode(BandEnd(p, i, vertical), BandSpan(p, i, vertical)));
+      Append(BandEnd(p, i, vertical), BandSpan(p, i, vertical));
     Remember(s, vertical);
   }
   void Remember(const State& s, bool vertical) {
@@ -80,109 +85,135 @@ class BandIndex {
     ends_[3] = p[size_ - 1];
   }
   // Position (0-based, among the bands after the first pair) of the first band that fits, or -1.
-  INT_PTR Find(const Query& q) const { return Find(root_, q, 0); }
-  void Set(INT_PTR k, double end, double span) {
-    path_.clear();
-    int t = root_;
-    while (t >= 0) {  // one step a level: at most the tree's height
-      path_.push_back(t);
-      const INT_PTR left = Size(nodes_[t].l);
-      if (k == left) break;
-      if (k < left) {
-        t = nodes_[t].l;
-      } else {
-        k -= left + 1;
-        t = nodes_[t].r;
-      }
+  INT_PTR Find(const Query& q) {
+    INT_PTR base = 0;
+    for (Block& b : blocks_) {
+      if (b.MayFit(q))
+        for (std::size_t j = 0; j < b.end.size(); ++j)
+          if (q.Fits(b.end[j], b.span[j])) return base + static_cast<INT_PTR>(j);
+      base += static_cast<INT_PTR>(b.end.size());
     }
-    if (t < 0) return;
-    nodes_[t].end = end;
-    nodes_[t].span = span;
-    for (auto it = path_.rbegin(); it != path_.rend(); ++it) Pull(*it);
+    return -1;
+  }
+  void Set(INT_PTR k, double end, double span) {
+    Block* b = Locate(k);
+    if (b == nullptr) return;
+    b->Replace(b->span[k], b->end[k], true, span, end);
+    b->end[k] = end;
+    b->span[k] = span;
   }
   void Insert(INT_PTR k, double end, double span) {
-    int a, b;
-    Split(root_, k, a, b);
-    root_ = Merge(Merge(a, NewNode(end, span)), b);
+    std::size_t at = 0;
+    while (at < blocks_.size() && k > static_cast<INT_PTR>(blocks_[at].end.size())) {
+      k -= static_cast<INT_PTR>(blocks_[at].end.size());
+      ++at;
+    }
+    if (at == blocks_.size()) {
+      Append(end, span);
+      return;
+    }
+    Block& b = blocks_[at];
+    b.end.insert(b.end.begin() + k, end);
+    b.span.insert(b.span.begin() + k, span);
+    b.Replace(0, 0, false, span, end);
+    if (b.end.size() >= 2 * kBlockBands) {
+      Block tail;
+      tail.end.assign(b.end.begin() + kBlockBands, b.end.end());
+      tail.span.assign(b.span.begin() + kBlockBands, b.span.end());
+      b.end.resize(kBlockBands);
+      b.span.resize(kBlockBands);
+      b.dirty = true;
+      blocks_.insert(blocks_.begin() + static_cast<std::ptrdiff_t>(at) + 1, std::move(tail));
+    }
   }
-  void Append(double end, double span) { root_ = Merge(root_, NewNode(end, span)); }
+  void Append(double end, double span) {
+    if (blocks_.empty() || blocks_.back().end.size() >= kBlockBands) blocks_.emplace_back();
+    Block& b = blocks_.back();
+    b.end.push_back(end);
+    b.span.push_back(span);
+    b.Replace(0, 0, false, span, end);
+  }
 
  private:
-  // Recursion (Merge, Split, Find) goes as deep as the tree: with random priorities about
-  // 3 log2(bands) levels, some 50 for a million bands.
-  struct Node {
-    int l, r;
-    std::uint32_t prio;
-    INT_PTR size;
-    double end, span, minEnd, maxSpan;
+  struct Block {
+    std::vector<double> end, span;  // the bands, in order
+    // The staircase: (span, end) of every band, widest first (NaN spans as +inf), and the
+    // lowest end among the first i + 1 entries (NaN ends as +inf).
+    std::vector<std::pair<double, double>> stair;
+    std::vector<double> lowest;
+    bool dirty = true;  // the staircase must be rebuilt
+
+    static double Key(double v) {
+      return std::isnan(v) ? std::numeric_limits<double>::infinity() : v;
+    }
+    bool MayFit(const Query& q) {
+      if (dirty) Restair();
+      // Bands at least q.across wide: the leading run of the staircase (all of it for NaN).
+      std::size_t n = stair.size();
+      if (!std::isnan(q.across))
+        n = static_cast<std::size_t>(std::partition_point(stair.begin(), stair.end(),
+                                                          [&](const std::pair<double, double>& e) {
+                                                            return e.first >= q.across;
+                                                          }) -
+                                     stair.begin());
+      return n > 0 && q.gap + lowest[n - 1] + q.len <= q.limit;
+    }
+    void Restair() {
+      stair.resize(end.size());
+      for (std::size_t i = 0; i < end.size(); ++i) stair[i] = {Key(span[i]), end[i]};
+      std::stable_sort(stair.begin(), stair.end(),
+                       [](const auto& a, const auto& b) { return a.first > b.first; });
+      Relow(0);
+      dirty = false;
+    }
+    void Relow(std::size_t from) {
+      lowest.resize(stair.size());
+      double low = from > 0 ? lowest[from - 1] : std::numeric_limits<double>::infinity();
+      for (std::size_t i = from; i < stair.size(); ++i) {
+        const double e = stair[i].second;
+        if (!std::isnan(e) && e < low) low = e;
+        lowest[i] = low;
+      }
+    }
+    // One band's (span, end) leaves the staircase and another enters: O(block) moves.
+    void Replace(double oldSpan, double oldEnd, bool remove, double newSpan, double newEnd) {
+      if (dirty) return;  // rebuilt whole at the next query
+      std::size_t from = stair.size();
+      if (remove) {
+        const double k = Key(oldSpan);
+        auto it = std::partition_point(stair.begin(), stair.end(),
+                                       [&](const auto& e) { return e.first > k; });
+        while (it != stair.end() && it->first == k &&
+               std::memcmp(&it->second, &oldEnd, sizeof oldEnd) != 0)
+          ++it;
+        if (it == stair.end() || it->first != k) {
+          dirty = true;
+          return;
+        }
+        from = static_cast<std::size_t>(it - stair.begin());
+        stair.erase(it);
+      }
+      const double k = Key(newSpan);
+      auto at = std::partition_point(stair.begin(), stair.end(),
+                                     [&](const auto& e) { return e.first >= k; });
+      from = std::min(from, static_cast<std::size_t>(at - stair.begin()));
+      stair.insert(at, {k, newEnd});
+      Relow(from);
+    }
   };
   static bool Same(const CDPOINT& a, const CDPOINT& b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
   }
-  static double LowKey(double v) {
-    return std::isnan(v) ? std::numeric_limits<double>::infinity() : v;
-  }
-  INT_PTR Size(int t) const { return t < 0 ? 0 : nodes_[t].size; }
-  void Pull(int t) {
-    Node& n = nodes_[t];
-    n.size = 1 + Size(n.l) + Size(n.r);
-    n.minEnd = LowKey(n.end);
-    n.maxSpan = LowKey(n.span);
-    for (int c : {n.l, n.r}) {
-      if (c < 0) continue;
-      n.minEnd = std::fmin(n.minEnd, nodes_[c].minEnd);
-      n.maxSpan = std::fmax(n.maxSpan, nodes_[c].maxSpan);
+  // The block holding band k, with k made relative to it; null when k is out of range.
+  Block* Locate(INT_PTR& k) {
+    for (Block& b : blocks_) {
+      if (k < static_cast<INT_PTR>(b.end.size())) return &b;
+      k -= static_cast<INT_PTR>(b.end.size());
     }
-  }
-  int NewNode(double end, double span) {
-    seed_ ^= seed_ << 13;  // xorshift32: fixed priorities, the same tree on every run
-    seed_ ^= seed_ >> 17;
-    seed_ ^= seed_ << 5;
-    nodes_.push_back(Node{-1, -1, seed_, 1, end, span, 0, 0});
-    Pull(static_cast<int>(nodes_.size() - 1));
-    return static_cast<int>(nodes_.size() - 1);
-  }
-  int Merge(int a, int b) {
-    if (a < 0) return b;
-    if (b < 0) return a;
-    if (nodes_[a].prio > nodes_[b].prio) {
-      nodes_[a].r = Merge(nodes_[a].r, b);
-      Pull(a);
-      return a;
-    }
-    nodes_[b].l = Merge(a, nodes_[b].l);
-    Pull(b);
-    return b;
-  }
-  // The first k bands to a, the rest to b.
-  void Split(int t, INT_PTR k, int& a, int& b) {
-    if (t < 0) {
-      a = b = -1;
-      return;
-    }
-    if (Size(nodes_[t].l) < k) {
-      Split(nodes_[t].r, k - Size(nodes_[t].l) - 1, nodes_[t].r, b);
-      a = t;
-    } else {
-      Split(nodes_[t].l, k, a, nodes_[t].l);
-      b = t;
-    }
-    Pull(t);
-  }
-  INT_PTR Find(int t, const Query& q, INT_PTR base) const {
-    if (t < 0) return -1;
-    const Node& n = nodes_[t];
-    if (!(q.gap + n.minEnd + q.len <= q.limit) || q.across > n.maxSpan) return -1;
-    const INT_PTR left = Find(n.l, q, base);
-    if (left >= 0) return left;
-    if (q.Fits(n.end, n.span)) return base + Size(n.l);
-    return Find(n.r, q, base + Size(n.l) + 1);
+    return nullptr;
   }
 
-  std::vector<Node> nodes_;
-  std::vector<int> path_;
-  int root_ = -1;
-  std::uint32_t seed_ = 2463534242u;
+  std::vector<Block> blocks_;
   const State* owner_ = nullptr;
   const CDPOINT* data_ = nullptr;
   INT_PTR size_ = 0;

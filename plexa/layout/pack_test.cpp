@@ -206,6 +206,6 @@ TEST(PackRectangleFFD, IndexedSearchEqualsThePlainScan) {
       }
       ASSERT_EQ(a.GetSize(), plainA.GetSize());
       EXPECT_EQ(std::memcmp(a.GetData(), plainA.GetData(), sizeof(CDPOINT) * a.GetSize()), 0);
-      EXPECT_GT(a.GetSize(), 200);  // the index was in use
+      EXPECT_GT(a.GetSize(), 1600);  // hundreds of bands: the index was in use
     }
 }
