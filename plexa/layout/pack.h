@@ -34,16 +34,22 @@
 // Places one rectangle. Only its size matters on entry (w = |xmax - xmin|, h = |ymax -
 // ymin|, so negative sizes count by magnitude); on return it holds the placed position.
 // A state of fewer than 2 points starts a packing: the rectangle goes to (0, w, 0, h) and
-// its pair is appended. A call finds the first band with room through an index of the bands
-// (a balanced tree of their filled ends and widths) once a packing has more than a few dozen
-// bands: about log(bands) steps, more when many bands low enough are too narrow, and inserts at
-// most one pair (a move of the pairs behind it, a plain memory move). The placements are exactly
-// those of visiting the bands in order. The index lives with the calling thread and mirrors the
-// state the thread packed last; a different state, or the same one changed in size or at its ends,
-// is re-indexed in one pass (so a thread alternating between two packings pays a pass a call). NaN
-// or infinite sizes never crash: such a rectangle fits no band, opens a new one at non-finite
-// coordinates, and later new bands (placed after the last point) inherit them. A state the function
-// did not build is read as it stands: bands are the pairs (2, 3), (4, 5), ... and a new band
-// follows the last point.
+// its pair is appended.
+//
+// Cost. Up to a few hundred bands a call tests every band in order. Beyond that it finds the
+// first band with room through an index of the bands: blocks of 256 consecutive bands, each
+// with the staircase of its widths and lowest filled ends, which answers "does any band here
+// fit?" exactly, so a call makes about bands / 256 block tests and scans one block. Each call
+// inserts at most one pair (a plain memory move of the pairs behind it). The placements are
+// exactly those of testing every band in order. The index lives with the calling thread and
+// mirrors the state the thread packed last; a different state, or the same one changed in
+// size or at its ends, is re-indexed in one pass (so a thread alternating between two large
+// packings pays a pass a call). A state edited in the middle between calls, size unchanged,
+// breaks the contract above and is not detected.
+//
+// NaN or infinite sizes never crash: such a rectangle fits no band, opens a new one at
+// non-finite coordinates, and later new bands (placed after the last point) inherit them. A
+// state the function did not build is read as it stands: bands are the pairs (2, 3), (4, 5),
+// ... and a new band follows the last point.
 PLEXA_API void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& state,
                                 double gap, bool vertical);
