@@ -13,6 +13,7 @@ void RegisterAll(Tool& tool) {
   // One line a subcommand, in the order `plexa --help` lists them.
   PLEXA_SUBCOMMAND(Trace);
   PLEXA_SUBCOMMAND(Convert);
+  PLEXA_SUBCOMMAND(Scatter);
 }
 
 }  // namespace plexa::tool

@@ -88,12 +88,74 @@ CView3D Placed(double cx, double cy, double scale, double angle, double x, doubl
 
 }  // namespace
 
-bool CRandPolylinePlacement::InsideKept(const tagPOINT& p) const {
-  for (const auto* list : {&m_obstacles, &m_kept})
-    for (const KeptPoly& k : *list)
-      if (IsPointInPolygon(k.points.data(), static_cast<int>(k.points.size()), p, &k.rect) != 0)
-        return true;
+// Most grid cells a rectangle may cover and still be looked up cell by cell.
+constexpr std::int64_t kMaxCellsPerRect = 64;
+
+namespace {
+
+std::int64_t CellOf(double v, double cell) {
+  const double c = std::floor(v / cell);
+  return static_cast<std::int64_t>(std::clamp(c, -4e18, 4e18));
+}
+
+std::uint64_t CellKey(std::int64_t cx, std::int64_t cy) {
+  return (static_cast<std::uint64_t>(cx) << 32) ^ static_cast<std::uint32_t>(cy);
+}
+
+}  // namespace
+
+template <typename Visit>
+bool CRandPolylinePlacement::AnyNear(const tagRECT& r, Visit visit) {
+  const int count = static_cast<int>(m_kept.size());
+  const std::int64_t x0 = m_cell > 0 ? CellOf(r.left, m_cell) : 0;
+  const std::int64_t x1 = m_cell > 0 ? CellOf(r.right, m_cell) : 0;
+  const std::int64_t y0 = m_cell > 0 ? CellOf(r.top, m_cell) : 0;
+  const std::int64_t y1 = m_cell > 0 ? CellOf(r.bottom, m_cell) : 0;
+  if (m_cell <= 0 || (x1 - x0 + 1) * (y1 - y0 + 1) > kMaxCellsPerRect) {
+    for (int i = 0; i < count; ++i)
+      if (visit(m_kept[i])) return true;
+    return false;
+  }
+  if (++m_query == 0) {  // the stamps wrapped: start them afresh
+    std::fill(m_stamp.begin(), m_stamp.end(), 0u);
+    m_query = 1;
+  }
+  for (int i : m_wide)
+    if (visit(m_kept[i])) return true;
+  for (std::int64_t cx = x0; cx <= x1; ++cx)
+    for (std::int64_t cy = y0; cy <= y1; ++cy) {
+      const auto it = m_grid.find(CellKey(cx, cy));
+      if (it == m_grid.end()) continue;
+      for (int i : it->second) {
+        if (m_stamp[i] == m_query) continue;
+        m_stamp[i] = m_query;
+        if (visit(m_kept[i])) return true;
+      }
+    }
   return false;
+}
+
+void CRandPolylinePlacement::Index(int copy) {
+  m_stamp.push_back(0);
+  if (m_cell <= 0) return;
+  const CRect& r = m_kept[copy].rect;
+  const std::int64_t x0 = CellOf(r.left, m_cell), x1 = CellOf(r.right, m_cell);
+  const std::int64_t y0 = CellOf(r.top, m_cell), y1 = CellOf(r.bottom, m_cell);
+  if ((x1 - x0 + 1) * (y1 - y0 + 1) > kMaxCellsPerRect) {
+    m_wide.push_back(copy);
+    return;
+  }
+  for (std::int64_t cx = x0; cx <= x1; ++cx)
+    for (std::int64_t cy = y0; cy <= y1; ++cy) m_grid[CellKey(cx, cy)].push_back(copy);
+}
+
+bool CRandPolylinePlacement::InsideKept(const tagPOINT& p) {
+  auto inside = [&p](const KeptPoly& k) {
+    return IsPointInPolygon(k.points.data(), static_cast<int>(k.points.size()), p, &k.rect) != 0;
+  };
+  for (const KeptPoly& k : m_obstacles)
+    if (inside(k)) return true;
+  return AnyNear(tagRECT{p.x, p.y, p.x, p.y}, inside);
 }
 
 bool CRandPolylinePlacement::vvNewPolyline(const CRect& area,
@@ -165,11 +227,14 @@ bool CRandPolylinePlacement::vvKeepPolyline(const CRect& area, vvPolyline& candi
   const CRect& r = candidate.rect;
   if (r.left < area.left || r.right > area.right || r.top < area.top || r.bottom > area.bottom)
     return false;
-  for (const auto* list : {&m_obstacles, &m_kept})
-    for (const KeptPoly& k : *list)
-      if (vvPolylinesHit(candidate, k)) return false;
+  for (const KeptPoly& k : m_obstacles)
+    if (vvPolylinesHit(candidate, k)) return false;
+  if (AnyNear(candidate.rect,
+              [&candidate](const KeptPoly& k) { return vvPolylinesHit(candidate, k); }))
+    return false;
   m_kept.push_back(std::move(candidate));
   m_transforms.push_back(transform);
+  Index(static_cast<int>(m_kept.size() - 1));
   return true;
 }
 
@@ -179,6 +244,10 @@ void CRandPolylinePlacement::PlacePolylines(CRect area, const CArray<tagPOINT, t
   m_kept.clear();
   m_transforms.clear();
   m_obstacles.clear();
+  m_grid.clear();
+  m_wide.clear();
+  m_stamp.clear();
+  m_cell = 0;
   placements.clear();
   offset = CPoint(0, 0);
   for (const CRect& o : obstacles) {
@@ -194,7 +263,13 @@ void CRandPolylinePlacement::PlacePolylines(CRect area, const CArray<tagPOINT, t
   const int n = static_cast<int>(std::min<INT_PTR>(outline.GetSize(), 0x7FFFFFFF));
   if (n < 2 || area.right <= area.left || area.bottom <= area.top) return;
   const Bounds b = Extent(outline.GetData(), n);
-  if (!(std::min(b.right - b.left, b.bottom - b.top) > 0)) return;
+  const double w = b.right - b.left, h = b.bottom - b.top;
+  if (!(std::min(w, h) > 0)) return;
+  // Cells as wide as the largest clearance polygon can be (its diagonal at the larger scale),
+  // so a copy covers at most four; off when the scales make that meaningless.
+  const double reach = std::hypot(w, h) * std::max(std::fabs(m_minScale), std::fabs(m_maxScale)) *
+                       (std::fabs(m_margin) / std::min(w, h) + 1);
+  m_cell = std::isfinite(reach) && reach >= 1 ? reach + 2 : 0;
 
   CRect all;
   int failures = 0;

@@ -30,13 +30,17 @@
 //
 // Bounds: placement stops after m_maxFailures consecutive failed attempts or when m_maxCopies
 // copies are kept, whichever comes first, so at most (m_maxCopies + 1) * m_maxFailures attempts
-// run; an attempt costs O(kept copies + obstacles) rectangle tests plus polygon tests against
-// the few whose rectangles overlap (O(points^2) each at worst). An outline of fewer than two
+// run; an attempt looks only at the kept copies near the candidate (a grid of cells about one
+// copy wide) and at every obstacle, with polygon tests against those whose rectangles overlap
+// (O(points^2) each at worst, usually far less), so the cost of a copy hardly grows with the
+// count. An outline of fewer than two
 // points or with a zero width or height, an area with no width or height, and NaN or infinite
 // scales (which give degenerate candidates) return at once or within those bounds, with what
 // fits. Kept polygons take (outline points) * 8 bytes a copy.
 #pragma once
 
+#include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "plexa/core/view3d.h"
@@ -92,9 +96,20 @@ class PLEXA_API CRandPolylinePlacement {
   int m_maxCopies = kDefaultMaxCopies;
 
  private:
-  bool InsideKept(const tagPOINT& p) const;
+  bool InsideKept(const tagPOINT& p);
+  // Kept copies whose rectangles may meet r, each once (the grid's cells, or all of them).
+  template <typename Visit>
+  bool AnyNear(const tagRECT& r, Visit visit);
+  void Index(int copy);
 
   std::vector<vvPolyline> m_kept;
+  // A uniform grid over the kept copies' rectangles (cells about one copy wide): a query
+  // looks at the copies of the few cells it covers instead of every copy. Cell size 0: off.
+  double m_cell = 0;
+  std::unordered_map<std::uint64_t, std::vector<int>> m_grid;
+  std::vector<int> m_wide;             // copies covering too many cells: always visited
+  std::vector<std::uint32_t> m_stamp;  // per copy: the query that last visited it
+  std::uint32_t m_query = 0;
   std::vector<vvPolyline> m_obstacles;
   std::vector<CView3D> m_transforms;
 };
