@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <vector>
 
@@ -14,9 +12,6 @@ using PLEXA::CDRECT;
 namespace {
 
 using State = CArray<CDPOINT, CDPOINT>;
-
-// Below this many bands the plain scan is as fast as the index and nothing is kept.
-constexpr INT_PTR kIndexMinBands = 384;
 
 // The two numbers of band i (its second point's index) that decide whether a rectangle fits,
 // written exactly as the rule reads them. Column mode: the column's filled end (y of point i)
@@ -52,38 +47,6 @@ constexpr std::size_t kBlockBands = 256;
 // in two re-sorts both halves at the next query that reaches them.
 class BandIndex {
  public:
-  void Clear() {
-    blocks_.clear();
-    owner_ = nullptr;
-  }
-  // Whether the index mirrors this state as the last call left it (same array, buffer, size,
-  // mode, first and last pairs). A host that edits bands in the middle without changing the
-  // size breaks the contract of passing the state unchanged and is not detected.
-  bool Mirrors(const State& s, bool vertical) const {
-    if (owner_ != &s || data_ != s.GetData() || size_ != s.GetSize() || vertical_ != vertical)
-      return false;
-    const CDPOINT* p = s.GetData();
-    return Same(p[0], ends_[0]) && Same(p[1], ends_[1]) && Same(p[size_ - 2], ends_[2]) &&
-           Same(p[size_ - 1], ends_[3]);
-  }
-  void Rebuild(const State& s, bool vertical) {
-    Clear();
-    const CDPOINT* p = s.GetData();
-    for (INT_PTR i = 3; i < s.GetSize(); i += 2)
-      Append(BandEnd(p, i, vertical), BandSpan(p, i, vertical));
-    Remember(s, vertical);
-  }
-  void Remember(const State& s, bool vertical) {
-    owner_ = &s;
-    data_ = s.GetData();
-    size_ = s.GetSize();
-    vertical_ = vertical;
-    const CDPOINT* p = s.GetData();
-    ends_[0] = p[0];
-    ends_[1] = p[1];
-    ends_[2] = p[size_ - 2];
-    ends_[3] = p[size_ - 1];
-  }
   // Position (0-based, among the bands after the first pair) of the first band that fits, or -1.
   INT_PTR Find(const Query& q) {
     INT_PTR base = 0;
@@ -201,9 +164,6 @@ class BandIndex {
       Relow(from);
     }
   };
-  static bool Same(const CDPOINT& a, const CDPOINT& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-  }
   // The block holding band k, with k made relative to it; null when k is out of range.
   Block* Locate(INT_PTR& k) {
     for (Block& b : blocks_) {
@@ -214,74 +174,33 @@ class BandIndex {
   }
 
   std::vector<Block> blocks_;
-  const State* owner_ = nullptr;
-  const CDPOINT* data_ = nullptr;
-  INT_PTR size_ = 0;
-  bool vertical_ = true;
-  CDPOINT ends_[4];
 };
 
-// One index per thread, for the packing that thread ran last.
-thread_local BandIndex t_index;
-
-// Index (of the second point) of the first band that fits, or -1; maintains the index.
-INT_PTR FirstBand(const State& state, const Query& q, bool vertical, bool& indexed) {
-  const INT_PTR count = state.GetSize();
-  const CDPOINT* p = state.GetData();
-  indexed = count % 2 == 0 && count / 2 - 1 >= kIndexMinBands;
-  if (!indexed) {
-    t_index.Clear();
-    for (INT_PTR i = 3; i < count; i += 2)
-      if (q.Fits(BandEnd(p, i, vertical), BandSpan(p, i, vertical))) return i;
-    return -1;
-  }
-  if (!t_index.Mirrors(state, vertical)) t_index.Rebuild(state, vertical);
-  const INT_PTR k = t_index.Find(q);
-  return k < 0 ? -1 : 3 + 2 * k;
+// A rectangle's size and the numbers of its query, for a state of at least 2 points.
+Query MakeQuery(const State& state, double gap, double w, double h, bool vertical) {
+  const double limit = vertical ? state[1].y : state[1].x;
+  return vertical ? Query{gap, h, w, limit} : Query{gap, w, h, limit};
 }
 
-// Places into band i or opens a new band. `vertical` selects the axes: in column mode the
-// band runs along y and x is across; row mode is the same with x and y exchanged.
-void Place(CDRECT& rect, State& state, double gap, double w, double h, bool vertical) {
-  const double limit = vertical ? state[1].y : state[1].x;
-  const double len = vertical ? h : w;  // along the band
-  const double across = vertical ? w : h;
-  bool indexed = false;
-  const INT_PTR i = FirstBand(state, Query{gap, len, across, limit}, vertical, indexed);
-  const INT_PTR k = (i - 3) / 2;
-  if (i >= 0) {
-    const CDPOINT first = state[i - 1];
-    const CDPOINT second = state[i];
-    const double span = BandSpan(state.GetData(), i, vertical);
-    if (vertical)
-      rect = CDRECT(first.x, first.x + w, gap + second.y, gap + second.y + h);
-    else
-      rect = CDRECT(gap + second.x, gap + second.x + w, first.y, first.y + h);
-    if (span <= across + gap) {
-      // The rectangle fills the band across: the band's end moves up to it.
-      if (vertical)
-        state[i - 1].y = state[i].y = rect.ymax;
-      else
-        state[i - 1].x = state[i].x = rect.xmax;
-      if (indexed) t_index.Set(k, BandEnd(state.GetData(), i, vertical), span);
-    } else {
-      // Split: the remainder's first point moves on by the rectangle and the gap, and the
-      // narrow band taken by the rectangle goes in front of it.
-      if (vertical)
-        state[i - 1].x = first.x + w + gap;
-      else
-        state[i - 1].y = first.y + h + gap;
-      const CDPOINT a = vertical ? CDPOINT(rect.xmin, rect.ymax) : CDPOINT(rect.xmax, rect.ymin);
-      const CDPOINT b = vertical ? CDPOINT(rect.xmax, rect.ymax) : CDPOINT(rect.xmax, rect.ymax);
-      state.InsertAt(i - 1, a, 2);
-      state[i] = b;
-      if (indexed) {
-        const CDPOINT* p = state.GetData();
-        t_index.Set(k, BandEnd(p, i + 2, vertical), BandSpan(p, i + 2, vertical));
-        t_index.Insert(k, BandEnd(p, i, vertical), BandSpan(p, i, vertical));
-      }
-    }
+// The first rectangle of a packing: at the origin, its pair holds the limit.
+void Start(CDRECT& rect, State& state, double w, double h, bool vertical) {
+  rect = CDRECT(0, w, 0, h);
+  if (vertical) {
+    state.Add(CDPOINT(0, h));
+    state.Add(CDPOINT(w, h));
   } else {
+    state.Add(CDPOINT(w, 0));
+    state.Add(CDPOINT(w, h));
+  }
+}
+
+enum class Change { kFilled, kSplit, kOpened };
+
+// Places into band i (its second point's index) or, for i < 0, opens a new band after the
+// last point. `vertical` selects the axes: in column mode the band runs along y and x is
+// across; row mode is the same with x and y exchanged.
+Change Apply(CDRECT& rect, State& state, INT_PTR i, double gap, double w, double h, bool vertical) {
+  if (i < 0) {
     const CDPOINT last = state[state.GetSize() - 1];
     if (vertical) {
       const double xmin = gap + last.x;
@@ -294,12 +213,34 @@ void Place(CDRECT& rect, State& state, double gap, double w, double h, bool vert
       state.Add(CDPOINT(w, ymin));
       state.Add(CDPOINT(w, ymin + h));
     }
-    const INT_PTR n = state.GetSize();
-    if (indexed)
-      t_index.Append(BandEnd(state.GetData(), n - 1, vertical),
-                     BandSpan(state.GetData(), n - 1, vertical));
+    return Change::kOpened;
   }
-  if (indexed) t_index.Remember(state, vertical);
+  const CDPOINT first = state[i - 1];
+  const CDPOINT second = state[i];
+  const double span = BandSpan(state.GetData(), i, vertical);
+  const double across = vertical ? w : h;
+  if (vertical)
+    rect = CDRECT(first.x, first.x + w, gap + second.y, gap + second.y + h);
+  else
+    rect = CDRECT(gap + second.x, gap + second.x + w, first.y, first.y + h);
+  if (span <= across + gap) {
+    // The rectangle fills the band across: the band's end moves up to it.
+    if (vertical)
+      state[i - 1].y = state[i].y = rect.ymax;
+    else
+      state[i - 1].x = state[i].x = rect.xmax;
+    return Change::kFilled;
+  }
+  // Split: the remainder's first point moves on by the rectangle and the gap, and the narrow
+  // band taken by the rectangle goes in front of it.
+  if (vertical)
+    state[i - 1].x = first.x + w + gap;
+  else
+    state[i - 1].y = first.y + h + gap;
+  const CDPOINT a = vertical ? CDPOINT(rect.xmin, rect.ymax) : CDPOINT(rect.xmax, rect.ymin);
+  state.InsertAt(i - 1, a, 2);
+  state[i] = CDPOINT(rect.xmax, rect.ymax);
+  return Change::kSplit;
 }
 
 }  // namespace
@@ -308,15 +249,69 @@ void PackRectangleFFD(CDRECT& rect, State& state, double gap, bool vertical) {
   const double w = std::fabs(rect.xmax - rect.xmin);
   const double h = std::fabs(rect.ymax - rect.ymin);
   if (state.GetSize() < 2) {
-    rect = CDRECT(0, w, 0, h);
-    if (vertical) {
-      state.Add(CDPOINT(0, h));
-      state.Add(CDPOINT(w, h));
-    } else {
-      state.Add(CDPOINT(w, 0));
-      state.Add(CDPOINT(w, h));
-    }
+    Start(rect, state, w, h, vertical);
     return;
   }
-  Place(rect, state, gap, w, h, vertical);
+  const Query q = MakeQuery(state, gap, w, h, vertical);
+  const CDPOINT* p = state.GetData();
+  INT_PTR taken = -1;
+  for (INT_PTR i = 3; i < state.GetSize(); i += 2)
+    if (q.Fits(BandEnd(p, i, vertical), BandSpan(p, i, vertical))) {
+      taken = i;
+      break;
+    }
+  Apply(rect, state, taken, gap, w, h, vertical);
+}
+
+class CRectanglePacker::Index {
+ public:
+  BandIndex bands;
+};
+
+CRectanglePacker::CRectanglePacker(double gap, bool vertical) : m_gap(gap), m_vertical(vertical) {}
+CRectanglePacker::~CRectanglePacker() = default;
+CRectanglePacker::CRectanglePacker(const CRectanglePacker& other)
+    : m_gap(other.m_gap),
+      m_vertical(other.m_vertical),
+      m_state(other.m_state),
+      m_index(other.m_index ? std::make_unique<Index>(*other.m_index) : nullptr) {}
+CRectanglePacker& CRectanglePacker::operator=(const CRectanglePacker& other) {
+  if (this != &other) *this = CRectanglePacker(other);
+  return *this;
+}
+CRectanglePacker::CRectanglePacker(CRectanglePacker&& other) noexcept = default;
+CRectanglePacker& CRectanglePacker::operator=(CRectanglePacker&& other) noexcept = default;
+
+void CRectanglePacker::Reset() {
+  m_state.RemoveAll();
+  m_index.reset();
+}
+
+void CRectanglePacker::Pack(CDRECT& rect) {
+  const double w = std::fabs(rect.xmax - rect.xmin);
+  const double h = std::fabs(rect.ymax - rect.ymin);
+  if (m_state.GetSize() < 2) {  // empty: the index starts with it, holding no band yet
+    Start(rect, m_state, w, h, m_vertical);
+    m_index = std::make_unique<Index>();
+    return;
+  }
+  BandIndex& bands = m_index->bands;
+  const INT_PTR k = bands.Find(MakeQuery(m_state, m_gap, w, h, m_vertical));
+  const INT_PTR i = k < 0 ? -1 : 3 + 2 * k;
+  const Change change = Apply(rect, m_state, i, m_gap, w, h, m_vertical);
+  const CDPOINT* p = m_state.GetData();
+  switch (change) {
+    case Change::kFilled:
+      bands.Set(k, BandEnd(p, i, m_vertical), BandSpan(p, i, m_vertical));
+      break;
+    case Change::kSplit:  // band k became the narrow band k and the remainder k + 1
+      bands.Set(k, BandEnd(p, i + 2, m_vertical), BandSpan(p, i + 2, m_vertical));
+      bands.Insert(k, BandEnd(p, i, m_vertical), BandSpan(p, i, m_vertical));
+      break;
+    case Change::kOpened: {
+      const INT_PTR n = m_state.GetSize() - 1;
+      bands.Append(BandEnd(p, n, m_vertical), BandSpan(p, n, m_vertical));
+      break;
+    }
+  }
 }
