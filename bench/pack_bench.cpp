@@ -163,7 +163,9 @@ std::string Quote(const std::string& s) {
 // Runs potpack on the same cut list; prints the fills and their ratio, or why it skipped.
 void ComparePeer() {
   namespace fs = std::filesystem;
-  const fs::path script = fs::path(__FILE__).parent_path() / "peers" / "potpack_fill.mjs";
+  // __FILE__ may be relative to the build folder; the benchmark may run from the source root.
+  fs::path script = fs::path(__FILE__).parent_path() / "peers" / "potpack_fill.mjs";
+  if (!fs::exists(script)) script = fs::path("bench") / "peers" / "potpack_fill.mjs";
   const fs::path module = script.parent_path() / "node_modules" / "potpack";
   if (std::system("command -v node >/dev/null 2>&1") != 0) {
     std::printf("peer: node not found; potpack comparison skipped\n");
@@ -239,7 +241,10 @@ int main(int argc, char** argv) {
   MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   for (int n : kCounts) {
-    const std::string arg = "/" + std::to_string(n) + "/real_time";
+    // Appended piece by piece: "/" + std::to_string(n) trips a false -Wrestrict in GCC 12.
+    std::string arg = "/";
+    arg += std::to_string(n);
+    arg += "/real_time";
     reporter.PrintRatio("BM_Pack/packer_by_height_gap0" + arg,
                         "BM_Pack/plain_by_height_gap0" + arg);
     reporter.PrintRatio("BM_Pack/packer_by_area_gap20" + arg, "BM_Pack/plain_by_area_gap20" + arg);

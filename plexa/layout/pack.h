@@ -59,15 +59,18 @@ PLEXA_API void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEX
 // PackRectangleFFD(rect, state, gap, vertical) with the same rectangles in the same order
 // would hold, and each rectangle gets the same position, bit for bit (NaN sizes included).
 //
-// Invariants: State() holds an even number of points, built only by Pack; the index mirrors
-// it exactly (the state is read-only to the host, so it cannot go stale). Gap and mode are
-// fixed at construction. Copies are independent packings; a moved-from packer is empty.
+// Invariants: State() holds an even number of points, built only by Pack; once the packing
+// holds a few thousand bands the packer keeps an index that mirrors them exactly (the state is
+// read-only to the host, so the index cannot go stale). Gap and mode are fixed at
+// construction. Copies are independent packings; a moved-from packer is empty.
 //
-// Cost a rectangle: the index cuts the bands into blocks of a few hundred consecutive bands,
-// each keeping its widths sorted with the lowest filled end among the bands at least that
-// wide, so "does any band of this block have room?" is one binary search. A call makes about
-// bands / 256 such tests, scans one block of at most 511 bands, updates one block (O(block
-// size)) and moves the state's pairs behind an inserted pair (one memory move).
+// Cost a rectangle: up to a few thousand bands, a plain scan (faster than the index there);
+// the index is then built once, in one pass. It cuts the bands into blocks of a few hundred
+// consecutive bands, each keeping its widths sorted with the lowest filled end among the
+// bands at least that wide, so "does any band of this block have room?" is one binary
+// search. A call makes about bands / 256 such tests, scans one block of at most 511 bands,
+// updates one block (O(block size)) and moves the state's pairs behind an inserted pair (one
+// memory move).
 class PLEXA_API CRectanglePacker {
  public:
   explicit CRectanglePacker(double gap = 0, bool vertical = true);
@@ -90,5 +93,5 @@ class PLEXA_API CRectanglePacker {
   double m_gap;
   bool m_vertical;
   CArray<PLEXA::CDPOINT, PLEXA::CDPOINT> m_state;
-  std::unique_ptr<Index> m_index;  // null only while the state is empty (new or moved-from)
+  std::unique_ptr<Index> m_index;  // null until the packing holds enough bands to need it
 };
