@@ -1,21 +1,26 @@
-// First-fit rectangle packing on a cut list of 10,000 rectangles with a spread of sizes like
-// a sign shop's job (many small decals and letters, fewer panels, a few large pieces),
-// seeded and sorted by decreasing size as a host does before packing. Reports rectangles
-// per second and the strip's fill ratio (placed area over the bounding box of the packing),
-// and compares the fill with potpack (run under node) on the same rectangles when node and
-// the package are present (scripts/bench-peers.sh installs it).
+// First-fit rectangle packing on cut lists of 2,500, 10,000 and 40,000 rectangles with a
+// spread of sizes like a sign shop's job (many small decals and letters, fewer panels, a few
+// large pieces), seeded and sorted by decreasing size as a host does before packing.
+// Reports microseconds a rectangle for PackRectangleFFD (the plain form: every band visited
+// in order, the host's own state) and for CRectanglePacker (the first band with room found
+// through its band index), after checking that both give identical placements and states. Compares
+// the fill with potpack (run under node, when scripts/bench-peers.sh installed it) on the same bin
+// shape: the strip's height is set to the height of potpack's bin by a zero-width first rectangle,
+// and fill is placed area over bin area for both.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/ratio.h"
 #include "plexa/plexa.h"
 
 using PLEXA::CDPOINT;
@@ -23,7 +28,7 @@ using PLEXA::CDRECT;
 
 namespace {
 
-constexpr int kCount = 10000;
+constexpr int kCounts[] = {2500, 10000, 40000};
 constexpr unsigned kSeed = 20261121;
 
 enum class Order { kHeight, kArea };
@@ -38,9 +43,9 @@ double Normal(std::mt19937& gen) {
 
 // Sizes in tenths of a millimetre: widths log-normal about 40 mm (5 mm .. 60 cm), aspect
 // ratios log-normal about 1 (1:10 .. 10:1).
-std::vector<CDPOINT> CutList(Order order) {
+std::vector<CDPOINT> CutList(Order order, int count) {
   std::mt19937 gen(kSeed);
-  std::vector<CDPOINT> sizes(kCount);
+  std::vector<CDPOINT> sizes(count);
   for (CDPOINT& s : sizes) {
     const double w = std::clamp(400 * std::exp(0.7 * Normal(gen)), 50.0, 6000.0);
     const double aspect = std::clamp(std::exp(0.6 * Normal(gen)), 0.1, 10.0);
@@ -53,16 +58,44 @@ std::vector<CDPOINT> CutList(Order order) {
   return sizes;
 }
 
-std::vector<CDRECT> Pack(const std::vector<CDPOINT>& sizes, double gap) {
+// The two forms behind one signature: the plain function, and the packer (which keeps its
+// own state; `state` receives a copy of it at the end when asked).
+enum class Form { kPlain, kPacker };
+// Columns; a positive `height` first places a zero-width rectangle of that height, which
+// fixes the strip's height (the host's way to ask for a bin of a given height).
+std::vector<CDRECT> Pack(const std::vector<CDPOINT>& sizes, double gap, Form form = Form::kPacker,
+                         CArray<CDPOINT, CDPOINT>* stateOut = nullptr, double height = 0) {
   CArray<CDPOINT, CDPOINT> state;
+  CRectanglePacker packer(gap, true);
+  const auto pack = [&](CDRECT& r) {
+    if (form == Form::kPlain)
+      PackRectangleFFD(r, state, gap, true);
+    else
+      packer.Pack(r);
+  };
+  if (height > 0) {
+    CDRECT spacer(0, 0, 0, height);
+    pack(spacer);
+  }
   std::vector<CDRECT> placed;
   placed.reserve(sizes.size());
   for (const CDPOINT& s : sizes) {
     CDRECT r(0, s.x, 0, s.y);
-    PackRectangleFFD(r, state, gap, true);
+    pack(r);
     placed.push_back(r);
   }
+  if (stateOut != nullptr) *stateOut = form == Form::kPlain ? state : packer.State();
   return placed;
+}
+
+// Identical placements and states, bit for bit.
+bool PackerSameAsPlain(const std::vector<CDPOINT>& sizes, double gap) {
+  CArray<CDPOINT, CDPOINT> a, b;
+  const std::vector<CDRECT> x = Pack(sizes, gap, Form::kPacker, &a);
+  const std::vector<CDRECT> y = Pack(sizes, gap, Form::kPlain, &b);
+  return a.GetSize() == b.GetSize() &&
+         std::memcmp(a.GetData(), b.GetData(), sizeof(CDPOINT) * a.GetSize()) == 0 &&
+         std::memcmp(x.data(), y.data(), sizeof(CDRECT) * x.size()) == 0;
 }
 
 double Fill(const std::vector<CDRECT>& placed) {
@@ -83,7 +116,8 @@ bool Valid(const std::vector<CDPOINT>& sizes, const std::vector<CDRECT>& placed,
         std::fabs(placed[i].Height() - sizes[i].y) > 1e-6 || placed[i].ymin < 0)
       return false;
   std::vector<CDRECT> byX = placed;
-  std::sort(byX.begin(), byX.end(), [](const CDRECT& a, const CDRECT& b) { return a.xmin < b.xmin; });
+  std::sort(byX.begin(), byX.end(),
+            [](const CDRECT& a, const CDRECT& b) { return a.xmin < b.xmin; });
   const double eps = 1e-6;
   for (std::size_t i = 0; i < byX.size(); ++i)
     for (std::size_t j = i + 1; j < byX.size() && byX[j].xmin < byX[i].xmax + gap - eps; ++j)
@@ -92,21 +126,33 @@ bool Valid(const std::vector<CDPOINT>& sizes, const std::vector<CDRECT>& placed,
   return true;
 }
 
-void BM_PackColumns(benchmark::State& state, Order order, double gap) {
-  const std::vector<CDPOINT> sizes = CutList(order);
+void BM_Pack(benchmark::State& state, Form form, Order order, double gap) {
+  const int count = static_cast<int>(state.range(0));
+  const std::vector<CDPOINT> sizes = CutList(order, count);
   double fill = 0;
   for (auto _ : state) {
-    std::vector<CDRECT> placed = Pack(sizes, gap);
+    std::vector<CDRECT> placed = Pack(sizes, gap, form);
     benchmark::DoNotOptimize(placed.data());
     fill = Fill(placed);
   }
-  state.SetItemsProcessed(state.iterations() * kCount);
+  state.SetItemsProcessed(state.iterations() * count);
+  // Rectangles per second, inverted: seconds a rectangle (printed with a unit prefix, u = us).
+  state.counters["per_rect"] =
+      benchmark::Counter(static_cast<double>(state.iterations()) * count,
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
   state.counters["fill"] = fill;
 }
 
-BENCHMARK_CAPTURE(BM_PackColumns, by_height_gap0, Order::kHeight, 0.0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_PackColumns, by_area_gap0, Order::kArea, 0.0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_PackColumns, by_height_gap20, Order::kHeight, 20.0)->Unit(benchmark::kMillisecond);
+void Counts(benchmark::internal::Benchmark* b) {
+  for (int n : kCounts) b->Arg(n);
+  b->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+BENCHMARK_CAPTURE(BM_Pack, packer_by_height_gap0, Form::kPacker, Order::kHeight, 0.0)
+    ->Apply(Counts);
+BENCHMARK_CAPTURE(BM_Pack, plain_by_height_gap0, Form::kPlain, Order::kHeight, 0.0)->Apply(Counts);
+BENCHMARK_CAPTURE(BM_Pack, packer_by_area_gap20, Form::kPacker, Order::kArea, 20.0)->Apply(Counts);
+BENCHMARK_CAPTURE(BM_Pack, plain_by_area_gap20, Form::kPlain, Order::kArea, 20.0)->Apply(Counts);
 
 std::string Quote(const std::string& s) {
   std::string q = "'";
@@ -117,7 +163,9 @@ std::string Quote(const std::string& s) {
 // Runs potpack on the same cut list; prints the fills and their ratio, or why it skipped.
 void ComparePeer() {
   namespace fs = std::filesystem;
-  const fs::path script = fs::path(__FILE__).parent_path() / "peers" / "potpack_fill.mjs";
+  // __FILE__ may be relative to the build folder; the benchmark may run from the source root.
+  fs::path script = fs::path(__FILE__).parent_path() / "peers" / "potpack_fill.mjs";
+  if (!fs::exists(script)) script = fs::path("bench") / "peers" / "potpack_fill.mjs";
   const fs::path module = script.parent_path() / "node_modules" / "potpack";
   if (std::system("command -v node >/dev/null 2>&1") != 0) {
     std::printf("peer: node not found; potpack comparison skipped\n");
@@ -127,8 +175,9 @@ void ComparePeer() {
     std::printf("peer: potpack not installed (scripts/bench-peers.sh); comparison skipped\n");
     return;
   }
-  const std::vector<CDPOINT> sizes = CutList(Order::kHeight);
-  const fs::path json = fs::temp_directory_path() / ("plexa_pack_" + std::to_string(getpid()) + ".json");
+  const std::vector<CDPOINT> sizes = CutList(Order::kHeight, 10000);
+  const fs::path json =
+      fs::temp_directory_path() / ("plexa_pack_" + std::to_string(getpid()) + ".json");
   {
     std::ofstream out(json);
     out << "[";
@@ -144,36 +193,62 @@ void ComparePeer() {
   fs::remove(json);
   double peerFill = 0, peerW = 0, peerH = 0, peerRate = 0;
   if (!read || status != 0 ||
-      std::sscanf(line, "fill=%lf w=%lf h=%lf rects_per_s=%lf", &peerFill, &peerW, &peerH, &peerRate) != 4) {
+      std::sscanf(line, "fill=%lf w=%lf h=%lf rects_per_s=%lf", &peerFill, &peerW, &peerH,
+                  &peerRate) != 4) {
     std::printf("peer: potpack run failed; comparison skipped\n");
     return;
   }
-  const std::vector<CDRECT> ours = Pack(sizes, 0);
-  const double fill = Fill(ours);
+  double area = 0;
+  for (const CDPOINT& p : sizes) area += p.x * p.y;
+  // The same bin shape: the strip's height is potpack's bin height.
+  const std::vector<CDRECT> ours = Pack(sizes, 0, Form::kPacker, nullptr, peerH);
   double xmax = 0, ymax = 0;
   for (const CDRECT& r : ours) xmax = std::max(xmax, r.xmax), ymax = std::max(ymax, r.ymax);
-  std::printf("peer: potpack fill %.4f (%.0f x %.0f, %.0f rects/s under node)\n", peerFill, peerW,
-              peerH, peerRate);
-  std::printf("peer: PackRectangleFFD fill %.4f (%.0f x %.0f; columns, by height, gap 0)\n", fill,
-              xmax, ymax);
-  std::printf("peer: fill ratio PackRectangleFFD / potpack = %.3f\n", fill / peerFill);
+  const double fill = area / (xmax * std::max(ymax, peerH));
+  std::printf("peer: potpack fill %.4f (bin %.0f x %.0f, %.0f rects/s under node)\n", peerFill,
+              peerW, peerH, peerRate);
+  std::printf(
+      "peer: PackRectangleFFD fill %.4f (bin %.0f x %.0f: columns of potpack's height, "
+      "by height, gap 0)\n",
+      fill, xmax, std::max(ymax, peerH));
+  std::printf("peer: fill ratio PackRectangleFFD / potpack = %.3f (same bin height)\n",
+              fill / peerFill);
+  const std::vector<CDRECT> strip = Pack(sizes, 0);
+  std::printf("peer: (as a strip of the tallest rectangle's height: fill %.4f)\n", Fill(strip));
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  for (Order order : {Order::kHeight, Order::kArea})
-    for (double gap : {0.0, 20.0}) {
-      const std::vector<CDPOINT> sizes = CutList(order);
-      if (!Valid(sizes, Pack(sizes, gap), gap)) {
-        std::fprintf(stderr, "pack_bench: invalid packing (order %d, gap %g)\n",
-                     static_cast<int>(order), gap);
-        return 1;
+  for (int count : kCounts)
+    for (Order order : {Order::kHeight, Order::kArea})
+      for (double gap : {0.0, 20.0}) {
+        const std::vector<CDPOINT> sizes = CutList(order, count);
+        if (!Valid(sizes, Pack(sizes, gap), gap) || !PackerSameAsPlain(sizes, gap)) {
+          std::fprintf(stderr,
+                       "pack_bench: packing invalid or the packer unlike PackRectangleFFD (count "
+                       "%d, order %d, "
+                       "gap %g)\n",
+                       count, static_cast<int>(order), gap);
+          return 1;
+        }
       }
-    }
+  std::printf(
+      "check: CRectanglePacker's placements and states equal PackRectangleFFD's at 2,500, 10,000, "
+      "40,000\n");
   ComparePeer();
-  benchmark::RunSpecifiedBenchmarks();
+  MedianReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  for (int n : kCounts) {
+    // Appended piece by piece: "/" + std::to_string(n) trips a false -Wrestrict in GCC 12.
+    std::string arg = "/";
+    arg += std::to_string(n);
+    arg += "/real_time";
+    reporter.PrintRatio("BM_Pack/packer_by_height_gap0" + arg,
+                        "BM_Pack/plain_by_height_gap0" + arg);
+    reporter.PrintRatio("BM_Pack/packer_by_area_gap20" + arg, "BM_Pack/plain_by_area_gap20" + arg);
+  }
   benchmark::Shutdown();
   return 0;
 }

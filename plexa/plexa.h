@@ -53,10 +53,13 @@
 #include "plexa/effects/ellipse.h"
 #include "plexa/effects/spiral.h"
 
-// draw: colour conversions, string helpers.
+// draw: colour conversions, string helpers, the world-to-screen mapping.
 #include "plexa/draw/colour.h"
 #include "plexa/draw/strings.h"
 #include "plexa/draw/glyph.h"
+#include "plexa/draw/scaledraw.h"
 
-// layout: rectangle packing.
+// layout: rectangle packing, the seedable generator, random placement.
 #include "plexa/layout/pack.h"
+#include "plexa/layout/random.h"
+#include "plexa/layout/placement.h"

@@ -1,11 +1,18 @@
-// PackRectangleFFD: first-fit packing of rectangles into a growing strip, one rectangle a
-// call. The host sorts its rectangles by decreasing size, keeps one state array for the
-// whole packing and calls the function once per rectangle; each call writes the placed
-// position into the rectangle.
+// First-fit packing of rectangles into a growing strip, one rectangle a call, in two forms
+// that place identically:
+// - PackRectangleFFD, the plain form: the host keeps the state array and passes it to every
+//   call; each call visits the bands in order.
+// - CRectanglePacker, the fast path for many rectangles: it owns the state and an index of
+//   its bands, so finding the first band with room no longer costs a visit of every band.
+// The host sorts its rectangles by decreasing size and places them in that order; each call
+// writes the placed position into the rectangle.
 //
 //   CArray<PLEXA::CDPOINT, PLEXA::CDPOINT> state;       // empty: a new packing
 //   for (PLEXA::CDRECT& r : sortedBySizeDescending)
 //     PackRectangleFFD(r, state, 20.0, true);           // columns, 2 mm apart
+//
+//   CRectanglePacker packer(20.0, true);                // the same placements, faster
+//   for (PLEXA::CDRECT& r : sortedBySizeDescending) packer.Pack(r);
 //
 // The first rectangle fixes the strip's limit: its height in column mode (vertical true),
 // its width in row mode. Every later rectangle goes into the first band (column or row)
@@ -25,20 +32,66 @@
 // row mode) but not in front of the first rectangle of a new band, which starts at y = 0
 // (columns) or x = 0 (rows); new bands are offset from the last one by the gap. This is
 // the intended layout.
+//
+// Sizes: only a rectangle's size matters on entry (w = |xmax - xmin|, h = |ymax - ymin|, so
+// negative sizes count by magnitude). NaN or infinite sizes never crash: such a rectangle
+// fits no band, opens a new one at non-finite coordinates, and later new bands (placed after
+// the last point) inherit them.
 #pragma once
+
+#include <memory>
 
 #include "plexa/core/types.h"
 #include "plexa/platform/array.h"
 #include "plexa/platform/export.h"
 
-// Places one rectangle. Only its size matters on entry (w = |xmax - xmin|, h = |ymax -
-// ymin|, so negative sizes count by magnitude); on return it holds the placed position.
-// A state of fewer than 2 points starts a packing: the rectangle goes to (0, w, 0, h) and
-// its pair is appended. Each call visits every band once and adds at most one pair, so a
-// packing of n rectangles costs O(n^2) at worst. NaN or infinite sizes never crash: such a
-// rectangle fits no band, opens a new one at non-finite coordinates, and later new bands
-// (placed after the last point) inherit them. A state the function did not build is read
-// as it stands: bands are the pairs (2, 3), (4, 5), ... and a new band follows the last
-// point.
+// Places one rectangle with the host's own state. A state of fewer than 2 points starts a
+// packing: the rectangle goes to (0, w, 0, h) and its pair is appended. Otherwise the bands
+// are visited in order and the first with room is taken; at most one pair is inserted or
+// appended. Cost: one test a band, so O(bands) a call and O(n^2) for n rectangles; for
+// thousands of rectangles use CRectanglePacker. The function keeps nothing between calls: a
+// state the function did not build is read as it stands (bands are the pairs (2, 3),
+// (4, 5), ... and a new band follows the last point).
 PLEXA_API void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& state,
                                 double gap, bool vertical);
+
+// A packing that owns its state. After every Pack, State() equals the state that calling
+// PackRectangleFFD(rect, state, gap, vertical) with the same rectangles in the same order
+// would hold, and each rectangle gets the same position, bit for bit (NaN sizes included).
+//
+// Invariants: State() holds an even number of points, built only by Pack; once the packing
+// holds a few thousand bands the packer keeps an index that mirrors them exactly (the state is
+// read-only to the host, so the index cannot go stale). Gap and mode are fixed at
+// construction. Copies are independent packings; a moved-from packer is empty.
+//
+// Cost a rectangle: up to a few thousand bands, a plain scan (faster than the index there);
+// the index is then built once, in one pass. It cuts the bands into blocks of a few hundred
+// consecutive bands, each keeping its widths sorted with the lowest filled end among the
+// bands at least that wide, so "does any band of this block have room?" is one binary
+// search. A call makes about bands / 256 such tests, scans one block of at most 511 bands,
+// updates one block (O(block size)) and moves the state's pairs behind an inserted pair (one
+// memory move).
+class PLEXA_API CRectanglePacker {
+ public:
+  explicit CRectanglePacker(double gap = 0, bool vertical = true);
+  ~CRectanglePacker();
+  CRectanglePacker(const CRectanglePacker& other);
+  CRectanglePacker& operator=(const CRectanglePacker& other);
+  CRectanglePacker(CRectanglePacker&& other) noexcept;
+  CRectanglePacker& operator=(CRectanglePacker&& other) noexcept;
+
+  // Places one rectangle, exactly as PackRectangleFFD would with State().
+  void Pack(PLEXA::CDRECT& rect);
+  const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& State() const { return m_state; }
+  // Empties the packing; the next rectangle starts a new one (same gap and mode).
+  void Reset();
+  double Gap() const { return m_gap; }
+  bool Vertical() const { return m_vertical; }
+
+ private:
+  class Index;
+  double m_gap;
+  bool m_vertical;
+  CArray<PLEXA::CDPOINT, PLEXA::CDPOINT> m_state;
+  std::unique_ptr<Index> m_index;  // null until the packing holds enough bands to need it
+};
