@@ -33,6 +33,7 @@
 #include "plexa/raster/bitmatrix.h"
 #include "plexa/raster/imgproc.h"
 #include "plexa/raster/shapetrace.h"
+#include "plexa/raster/faithtrace.h"
 
 // analysis: inside tests, intersections, fill lines, joins, hull, preview.
 #include "plexa/analysis/collision.h"
