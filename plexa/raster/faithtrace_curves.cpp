@@ -7,8 +7,7 @@
 // half a pixel inside the vertex, the edge of the corridor the polygon was fitted in. When a
 // exceeds the corner threshold the vertex is sharp (two straight pieces meeting at v);
 // otherwise a is held within [kMinArm, 1] (control points never pass the vertex) and the piece
-// is a smooth cubic, tangent to both edges at their midpoints. A vertex almost on its chord
-// (h below kStraight) gives a straight piece.
+// is a smooth cubic, tangent to both edges at their midpoints.
 //
 // Merging: runs of consecutive smooth pieces turning the same way, through less than
 // kMaxMergedTurn in all, are replaced by one cubic with the run's end points and end tangents
@@ -33,11 +32,13 @@ using num::Dot;
 using PLEXA::CDPOINT;
 
 constexpr double kMinArm = 0.55;        // shortest control arm of a smooth piece (fraction)
-constexpr double kStraight = 0.05;      // pixels: a vertex this near its chord is straight
-constexpr double kMaxMergedTurn = 2.6;  // radians (about 150 degrees) per merged curve
+constexpr double kFlatTurn = 0.02;      // radians: a vertex turning less goes either way
+constexpr double kMaxMergedTurn = 3.1;  // radians (about 178 degrees) per merged curve
 constexpr int kMaxMerge = 24;           // pieces per merged curve
 constexpr int kSamplesPerPiece = 4;     // interior samples of each piece when merging
-constexpr double kCollinear = 0.02;     // pixels: straight pieces joined when this near
+constexpr double kCollinear = 0.02;
+constexpr int kRefits = 2;  // reparametrisations of a merged curve's samples     // pixels:
+                            // straight pieces joined when this near
 
 struct Piece {
   bool curve = false;
@@ -64,8 +65,8 @@ CDPOINT At(const Piece& c, double t) {
   return num::BezierPoint(c.p0, c.p1, c.p2, c.p3, t);
 }
 
-// Distance from s to the cubic c, starting Newton's search at parameter t.
-double DistanceNear(const Piece& c, CDPOINT s, double t) {
+// Parameter of the point of the cubic c nearest s, by Newton's steps from t.
+double NearestParam(const Piece& c, CDPOINT s, double t) {
   for (int it = 0; it < 4; ++it) {
     const CDPOINT b = At(c, t);
     const CDPOINT d1 = num::BezierDerivative(c.p0, c.p1, c.p2, c.p3, t);
@@ -78,7 +79,11 @@ double DistanceNear(const Piece& c, CDPOINT s, double t) {
     if (!(std::fabs(den) > 1e-12)) break;
     t = std::clamp(t - num1 / den, 0.0, 1.0);
   }
-  return Dist(At(c, t), s);
+  return t;
+}
+
+double DistanceNear(const Piece& c, CDPOINT s, double t) {
+  return Dist(At(c, NearestParam(c, s, t)), s);
 }
 
 // One cubic for pieces[a..b] (indexes modulo the count); false when none fits.
@@ -93,7 +98,7 @@ bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, doub
   const double den = Cross(t0, t1);
   if (std::fabs(den) < 1e-9) return false;
   const CDPOINT d = Sub(p3, p0);
-  const double s = Cross(d, t1) / den, r = Cross(d, t0) / den;
+  const double s = Cross(d, t1) / den, r = Cross(t0, d) / den;
   if (!(s > 0 && r > 0)) return false;
 
   std::vector<CDPOINT> pts;
@@ -106,30 +111,37 @@ bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, doub
   if (!(u.back() > 0)) return false;
   for (double& v : u) v /= u.back();
 
-  double c11 = 0, c12 = 0, c22 = 0, x1 = 0, x2 = 0;
-  for (std::size_t k = 0; k < pts.size(); ++k) {
-    const double t = u[k], w = 1 - t;
-    const double b0 = w * w * w, b1 = 3 * w * w * t, b2 = 3 * w * t * t, b3 = t * t * t;
-    const CDPOINT a1 = Mul(t0, b1), a2 = Mul(t1, -b2);
-    const CDPOINT rest = Sub(pts[k], Add(Mul(p0, b0 + b1), Mul(p3, b2 + b3)));
-    c11 += Dot(a1, a1);
-    c12 += Dot(a1, a2);
-    c22 += Dot(a2, a2);
-    x1 += Dot(a1, rest);
-    x2 += Dot(a2, rest);
-  }
-  const double det = c11 * c22 - c12 * c12;
-  if (!(std::fabs(det) > 1e-12)) return false;
-  double arm0 = (x1 * c22 - x2 * c12) / det, arm1 = (c11 * x2 - c12 * x1) / det;
-  arm0 = std::min(arm0, s);
-  arm1 = std::min(arm1, r);
-  if (!(arm0 > 0 && arm1 > 0)) return false;
   out.curve = true;
   out.p0 = p0;
   out.p3 = p3;
-  out.p1 = Add(p0, Mul(t0, arm0));
-  out.p2 = Sub(p3, Mul(t1, arm1));
-  for (std::size_t k = 1; k + 1 < pts.size(); ++k)
+  // Least squares for the two arms, then the samples' parameters moved to their nearest
+  // points and the arms fitted again (kRefits times).
+  for (int pass = 0; pass <= kRefits; ++pass) {
+    if (pass > 0)
+      for (std::size_t k = 1; k + 1 < pts.size(); ++k) u[k] = NearestParam(out, pts[k], u[k]);
+    double c11 = 0, c12 = 0, c22 = 0, x1 = 0, x2 = 0;
+    for (std::size_t k = 0; k < pts.size(); ++k) {
+      const double t = u[k], w = 1 - t;
+      const double b0 = w * w * w, b1 = 3 * w * w * t, b2 = 3 * w * t * t, b3 = t * t * t;
+      const CDPOINT a1 = Mul(t0, b1), a2 = Mul(t1, -b2);
+      const CDPOINT rest = Sub(pts[k], Add(Mul(p0, b0 + b1), Mul(p3, b2 + b3)));
+      c11 += Dot(a1, a1);
+      c12 += Dot(a1, a2);
+      c22 += Dot(a2, a2);
+      x1 += Dot(a1, rest);
+      x2 += Dot(a2, rest);
+    }
+    const double det = c11 * c22 - c12 * c12;
+    if (!(std::fabs(det) > 1e-12)) return false;
+    double arm0 = (x1 * c22 - x2 * c12) / det, arm1 = (c11 * x2 - c12 * x1) / det;
+    arm0 = std::min(arm0, s);
+    arm1 = std::min(arm1, r);
+    if (!(arm0 > 0 && arm1 > 0)) return false;
+    out.p1 = Add(p0, Mul(t0, arm0));
+    out.p2 = Sub(p3, Mul(t1, arm1));
+  }
+  // Judged where the pieces meet and at their middles (every second sample).
+  for (std::size_t k = 2; k + 1 < pts.size(); k += 2)
     if (DistanceNear(out, pts[k], u[k]) > tol) return false;
   return true;
 }
@@ -152,13 +164,11 @@ void PlaceCurves(const std::vector<CDPOINT>& poly, double cornerThreshold, doubl
     const double alpha = h > 0.5 ? (4.0 / 3.0) * (1 - 0.5 / h) : 0;
     const double cr = Cross(Sub(v, vp), Sub(vn, v));
     Piece pc;
-    pc.turn = cr > 0 ? 1 : (cr < 0 ? -1 : 0);
     pc.angle = std::fabs(std::atan2(cr, Dot(Sub(v, vp), Sub(vn, v))));
+    pc.turn = pc.angle < kFlatTurn ? 0 : (cr > 0 ? 1 : -1);
     if (cornerThreshold <= 0 || alpha > cornerThreshold || chord <= 0) {
       pieces.push_back({false, m0, m0, v, v, pc.turn, pc.angle});
       pieces.push_back({false, v, v, m1, m1, pc.turn, pc.angle});
-    } else if (h < kStraight) {
-      pieces.push_back({false, m0, m0, m1, m1, pc.turn, pc.angle});
     } else {
       const double a = std::clamp(alpha, kMinArm, 1.0);
       pc.curve = true;
@@ -186,10 +196,16 @@ void PlaceCurves(const std::vector<CDPOINT>& poly, double cornerThreshold, doubl
     Piece fit;
     if (here.curve && optTolerance > 0) {
       double turned = here.angle;
+      int turn = here.angle < kFlatTurn ? 0 : here.turn;
       for (std::size_t j = k + 1; j < n && j - k < static_cast<std::size_t>(kMaxMerge); ++j) {
         const Piece& next = pieces[(start + j) % n];
         turned += next.angle;
-        if (!next.curve || next.turn != here.turn || turned > kMaxMergedTurn) break;
+        if (!next.curve || turned > kMaxMergedTurn) break;
+        // One turning direction a run (a vertex almost on its chord goes either way).
+        if (next.turn != 0) {
+          if (turn != 0 && next.turn != turn) break;
+          turn = next.turn;
+        }
         Piece trial;
         if (!FitRun(pieces, start + k, start + j, optTolerance, trial)) break;
         fit = trial;

@@ -1,11 +1,12 @@
 // Stage 2 of CFaithfulTrace: the straight pieces a pixel staircase stands for.
 //
-// An edge from boundary point i to point j is allowed when the segment passes through the
-// square of side 1 centred on every boundary point between them (it stays within half a pixel
-// of the staircase, measured along the axes) and the steps from i to j do not use all four
-// directions (the piece does not fold back). The allowed ends of an edge from i are i + 1 ..
-// lon(i); the polygon with the fewest edges is found by a shortest-path sweep over these
-// ranges, ties broken by the least sum of squared distances of the boundary points to the edges.
+// An edge from boundary point i to point j is allowed when the line from i to j passes within
+// a corridor of every boundary point between them (a square centred on the point: 7/8 pixel
+// each way on long boundaries, half a pixel on short ones, see kReach) and the steps from i to
+// j do not use all four directions (the piece does not fold back). The allowed ends of an edge
+// from i are i + 1 .. lon(i); the polygon with the fewest edges is found by a shortest-path
+// sweep over these ranges from the boundary's top-left corner, ties broken by the least sum of
+// squared distances of the boundary points to the edges.
 //
 // lon(i) is found by narrowing the cone of directions, seen from point i, that pass through
 // every square so far. Only the staircase's corners narrow it: the squares of points inside an
@@ -15,7 +16,7 @@
 //
 // The vertices are then moved within half a pixel (each axis) of their boundary point, to where
 // the least-squares lines of the two neighbouring edges meet, or as near to it as the square
-// allows.
+// allows: the edges end up along the lines the staircases stand for.
 #include <algorithm>
 #include <cmath>
 
@@ -34,6 +35,16 @@ constexpr int kMaxSpan = 1000;
 // Staircase corners examined from one point: bounds the cost on long diagonal lines (same
 // effect as kMaxSpan when reached).
 constexpr int kMaxCornersWalked = 300;
+// The cone from point i admits lines through it that pass within reach / kScale pixels
+// (along each axis) of every later point. Point i itself may lie up to half a pixel off the
+// line the staircase stands for, so a line through it may need to pass up to a pixel from
+// the others: long boundaries are given kReach (7/8 pixel), which finds the long straight
+// pieces. Short boundaries (dots, thin bits, at most kShortBoundary steps) keep the strict
+// half pixel, kShortReach: there a loose corridor could cut off a third of the area.
+constexpr std::int64_t kScale = 8;
+constexpr std::int64_t kReach = 7;
+constexpr std::int64_t kShortReach = 4;
+constexpr std::size_t kShortBoundary = 32;
 // Previous vertices weighed for each vertex in the shortest-path sweep (all with the fewest
 // edges are weighed up to this many; beyond it the nearest are taken).
 constexpr int kMaxCandidates = 96;
@@ -154,6 +165,7 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
   }
 
   // At most half the boundary, so that every polygon has at least three vertices.
+  const std::int64_t reach = n <= kShortBoundary ? kShortReach : kReach;
   const std::size_t span = std::max<std::size_t>(1, std::min<std::size_t>(kMaxSpan, (n - 1) / 2));
   std::vector<std::size_t> lon(n);
   for (std::size_t i = 0; i < n; ++i) {
@@ -167,9 +179,9 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
       std::size_t c = nextCorner[k % n] + (k / n) * n;
       c = std::min(std::max(c, k + 1), limit);
       const IPoint& pk = at(k);
-      const V a{2 * (pk.x - pi.x), 2 * (pk.y - pi.y)};
+      const V a{kScale * (pk.x - pi.x), kScale * (pk.y - pi.y)};
       const int d = dirOf(k);
-      const V u{d == 0 ? 2 : d == 2 ? -2 : 0, d == 1 ? 2 : d == 3 ? -2 : 0};
+      const V u{d == 0 ? kScale : d == 2 ? -kScale : 0, d == 1 ? kScale : d == 3 ? -kScale : 0};
       std::int64_t tmax = static_cast<std::int64_t>(c - k);
       if (coned) {
         const V s{lo.x + hi.x, lo.y + hi.y};
@@ -198,12 +210,14 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
         result = k;
         break;
       }
-      // Narrow the cone by the square around point k.
+      // Narrow the cone by the square around point k (a square that holds point i admits
+      // every direction).
       const IPoint& pc = at(k);
-      const V q{2 * (pc.x - pi.x), 2 * (pc.y - pi.y)};
-      V ccw = {q.x - 1, q.y - 1}, cw = ccw;
+      const V q{kScale * (pc.x - pi.x), kScale * (pc.y - pi.y)};
+      if (std::llabs(q.x) <= reach && std::llabs(q.y) <= reach) continue;
+      V ccw = {q.x - reach, q.y - reach}, cw = ccw;
       for (int e = 1; e < 4; ++e) {
-        const V corner{q.x + ((e & 1) ? 1 : -1), q.y + ((e & 2) ? 1 : -1)};
+        const V corner{q.x + ((e & 1) ? reach : -reach), q.y + ((e & 2) ? reach : -reach)};
         if (Cross(ccw, corner) > 0) ccw = corner;
         if (Cross(corner, cw) > 0) cw = corner;
       }
