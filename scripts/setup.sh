@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
 # Installs the Debian packages plexa needs when they are missing, then configures and builds.
-# Usage: scripts/setup.sh [--sanitize] [--bench] [--fuzz]
+# Usage: scripts/setup.sh [--no-tests] [--sanitize] [--bench] [--fuzz]
+#   --no-tests builds the library, the tool and the examples only (what scripts/run.sh needs)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(cmake g++ ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          libfreetype-dev libfontconfig-dev fonts-dejavu-core libstb-dev python3)
-sanitize=0; bench=0; fuzz=0
+          libfreetype-dev libfontconfig-dev fonts-dejavu-core libstb-dev libcli11-dev
+          libpugixml-dev python3)
+sanitize=0; bench=0; fuzz=0; tests=ON
 for arg in "$@"; do
   case "$arg" in
+    --no-tests) tests=OFF ;;
     --sanitize) sanitize=1 ;;
     --bench) bench=1 ;;
     --fuzz) fuzz=1; packages+=(clang libclang-rt-dev) ;;
@@ -39,6 +42,7 @@ elif [ $bench -eq 1 ]; then
   cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DPLEXA_BUILD_BENCH=ON -DPLEXA_BUILD_TESTS=OFF >/dev/null
 else
   dir=build
-  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo ${PLEXA_CMAKE_ARGS:-} >/dev/null
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPLEXA_BUILD_TESTS=$tests \
+        ${PLEXA_CMAKE_ARGS:-} >/dev/null
 fi
 cmake --build "$dir" -j "$(nproc)"

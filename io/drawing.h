@@ -1,0 +1,64 @@
+// plexa::io drawings: what the readers produce and the writers consume. A drawing is a set of
+// poly-Bezier paths in drawing units (tenths of a millimetre, y down as on screen) grouped into
+// items, each item one filled shape (an outline with its holes, or an SVG path element).
+//
+//   plexa::io::Drawing d;
+//   d.width = 2100; d.height = 2970;                       // an A4 page
+//   d.Add(std::move(path));                                // an item of one path
+//   plexa::io::GroupIntoShapes(d);                         // outlines with their holes
+//
+// Invariants: every index in an item names a non-null path of `paths`; an index appears in at
+// most one item. A page of width or height 0 means "the bounds of the paths".
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "plexa/geom/polypoly.h"
+
+namespace plexa::io {
+
+// Drawing units a millimetre and an inch (the library's units: tenths of a millimetre).
+inline constexpr double kUnitsPerMm = 10.0;
+inline constexpr double kUnitsPerInch = 254.0;
+
+enum class FillRule { kEvenOdd, kNonZero };
+
+// One filled shape: the paths drawn together (outline first, then its holes, when grouped).
+struct Item {
+  std::vector<int> paths;
+  FillRule rule = FillRule::kEvenOdd;
+};
+
+struct Drawing {
+  CPolyPolyBezier paths;  // owns every path; closed paths repeat their first node as their last
+  std::vector<Item> items;
+  double width = 0;  // page size in drawing units; 0: the bounds of the paths
+  double height = 0;
+
+  // Takes the path into `paths` and appends an item holding it alone; returns its index.
+  int Add(CBPointArray path, FillRule rule = FillRule::kEvenOdd);
+};
+
+// The page rectangle: (0, width) x (0, height) when both are positive, else the bounds of
+// every path's anchors and control points (which contain the curves); all zeros for an empty
+// drawing. Non-finite coordinates are left out of the bounds.
+PLEXA::CDRECT PageBox(const Drawing& d);
+
+// Multiplies every coordinate and the page size by s (s finite and positive, else nothing).
+void Scale(Drawing& d, double s);
+// Multiplies x by sx and y by sy (both finite and positive, else nothing).
+void Scale(Drawing& d, double sx, double sy);
+
+// Regroups the items into shapes: a path that lies in no other path (90 % of its flattened
+// points, as GetPolyPolyHoles counts them) is the outline of a shape; a path inside others is
+// nested by how many paths contain it: at an odd depth it is a hole of its innermost container,
+// at an even depth (an island inside a hole, such as a letter inside a frame) the outline of a
+// shape of its own. Items become even-odd. Costs O(n^2) point-in-polygon walks for n paths.
+void GroupIntoShapes(Drawing& d);
+
+// Nesting depth of every path (0 for an outline) and its innermost container (-1 for none),
+// by the rule of GroupIntoShapes. Null paths get depth 0 and no container.
+void NestPaths(const CPolyPolyBezier& set, std::vector<int>& depth, std::vector<int>& parent);
+
+}  // namespace plexa::io

@@ -1,0 +1,61 @@
+// Reading image files into the library's 32-bit bitmap, reduced to two levels for tracing.
+//
+//   plexa::io::ImageOptions o;           // dark artwork on light paper, threshold 128
+//   std::string error;
+//   plexa::io::LoadedImage img = plexa::io::LoadTwoLevelImage("art.png", o, error);
+//   if (img.bitmap == nullptr) { report(error); }
+//   ... CShapeTrace trace(img.bitmap); ...; DeleteObject(img.bitmap);
+//
+// Formats: PNG, JPEG, BMP, GIF (first frame), PNM, TGA, PSD, HDR, PIC, through stb_image.
+// Transparent pixels are laid over white paper. Luminance is 0.299 R + 0.587 G + 0.114 B,
+// in whole steps 0..255 (truncated). The traced pixels (white in the bitmap, the regions the
+// tracer follows) are the dark ones, luminance below the threshold; `invert` traces the light
+// ones instead (light artwork on dark ground).
+//
+// Size: the header's width x height is checked against max_pixels before anything is decoded,
+// so a small file promising a huge image costs nothing. kDefaultMaxPixels (100 million, about
+// 10000 x 10000) bounds the memory of a trace to roughly 1 GB.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "plexa/platform/gdi.h"
+
+namespace plexa::io {
+
+inline constexpr std::int64_t kDefaultMaxPixels = 100'000'000;
+
+// Below this separation (Otsu's between-class share of the luminance variance) an image is
+// far from two-level: a clean scan of artwork scores above 0.9, a smooth gradient 0.75, a
+// photograph typically lower.
+inline constexpr double kTwoLevelSeparation = 0.85;
+
+// Bytes read at most (a compressed image larger than this is refused).
+inline constexpr std::size_t kMaxImageBytes = std::size_t{1} << 30;
+
+struct ImageOptions {
+  int threshold = 128;  // 0..255: luminance at or above which a pixel is light; -1: Otsu
+  bool invert = false;  // trace the light pixels instead of the dark ones
+  std::int64_t max_pixels = kDefaultMaxPixels;
+};
+
+struct LoadedImage {
+  HBITMAP bitmap = nullptr;  // 32-bit, pure black and white; owned by the caller
+  int width = 0;
+  int height = 0;
+  int threshold = 0;        // the threshold used (chosen by Otsu's method when asked)
+  double separation = 1.0;  // 0..1: how two-level the luminance is (1 for one flat colour)
+};
+
+// Reads path ("-": standard input). On failure returns a null bitmap and puts a one-line
+// reason into error.
+LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& options,
+                              std::string& error);
+
+// Otsu's threshold over a 256-bin luminance histogram: the t in 1..255 that maximises the
+// between-class variance of {< t} and {>= t} (the smallest such t), and the separation
+// (between-class over total variance). An empty or one-colour histogram gives 128 and 1.
+int OtsuThreshold(const std::uint64_t (&histogram)[256], double& separation);
+
+}  // namespace plexa::io

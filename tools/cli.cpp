@@ -1,0 +1,244 @@
+#include "tools/cli.h"
+
+#include <unistd.h>
+
+#include <cmath>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
+
+#include "io/output_file.h"
+
+#ifndef PLEXA_VERSION
+#error "PLEXA_VERSION comes from the CMake project version"
+#endif
+
+namespace plexa::tool {
+
+const char* Version() {
+  return PLEXA_VERSION;
+}
+
+int Fail(const std::string& message) {
+  std::fprintf(stderr, "plexa: %s\n", message.c_str());
+  return kExitFailure;
+}
+
+void Warn(const std::string& message) {
+  std::fprintf(stderr, "plexa: warning: %s\n", message.c_str());
+}
+
+Tool::Tool() : app_("plexa - geometry for sign making and cutting", "plexa") {
+  app_.set_version_flag("--version", std::string("plexa ") + Version(), "print the version");
+  app_.require_subcommand(1);
+  app_.footer(
+      "Exit status: 0 on success, 1 when a file cannot be read or written, 2 on a usage error.\n"
+      "Run 'plexa COMMAND --help' for the options of a command.");
+}
+
+CLI::App* Tool::Add(const std::string& name, const std::string& description,
+                    std::function<int()> run) {
+  CLI::App* cmd = app_.add_subcommand(name, description);
+  commands_.emplace_back(cmd, std::move(run));
+  return cmd;
+}
+
+int Tool::Main(int argc, char** argv) {
+  if (argc <= 1) {
+    std::fputs(app_.help().c_str(), stderr);
+    return kExitUsage;
+  }
+  try {
+    app_.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    if (e.get_exit_code() == 0) return app_.exit(e);  // --help, --version
+    std::string where = "plexa --help";
+    for (const CLI::App* sub : app_.get_subcommands())
+      where = "plexa " + sub->get_name() + " --help";
+    std::fprintf(stderr, "plexa: %s (see '%s')\n", e.what(), where.c_str());
+    return kExitUsage;
+  }
+  for (const auto& [cmd, run] : commands_)
+    if (cmd->parsed()) return run();
+  return kExitUsage;
+}
+
+// ---- Output ------------------------------------------------------------------------------
+
+void AddOutput(CLI::App& cmd, OutputOptions& o) {
+  cmd.add_option("-o,--output", o.path, "the file to write ('-': standard output)")
+      ->required()
+      ->type_name("FILE");
+  cmd.add_option("--format", o.format,
+                 "svg, pdf, eps, dxf or hpgl (default: from the output's extension; SVG for '-')")
+      ->check(CLI::IsMember({"svg", "pdf", "eps", "dxf", "hpgl", "plt"}, CLI::ignore_case));
+  cmd.add_option("--dxf-version", o.dxf_version, "DXF flavour: r12 or r2000 (default r12)")
+      ->check(CLI::IsMember({"r12", "r2000"}, CLI::ignore_case));
+  cmd.add_option("--dxf-curves", o.dxf_curves,
+                 "DXF curves as polylines (flattened) or splines (exact cubics, R2000 only)")
+      ->check(CLI::IsMember({"polylines", "splines"}, CLI::ignore_case));
+  cmd.add_option("--tolerance", o.tolerance_mm,
+                 "largest distance in mm between a curve and the lines that replace it where a "
+                 "format flattens (HPGL, DXF polylines; default 0.025)")
+      ->check(CLI::Range(0.0001, 100.0));
+}
+
+bool OutputOptions::Resolve(std::string& error) {
+  if (!format.empty()) {
+    if (io::FormatFromName(format, resolved)) return true;
+    error = "unknown format '" + format + "'";
+    return false;
+  }
+  if (path == "-") {
+    resolved = io::Format::kSvg;
+    return true;
+  }
+  return io::FormatFromPath(path, resolved, error);
+}
+
+io::WriteOptions OutputOptions::Write() const {
+  io::WriteOptions w;
+  w.format = resolved;
+  w.tolerance = tolerance_mm * io::kUnitsPerMm;
+  w.dxf_version = dxf_version == "r2000" || dxf_version == "R2000" ? io::DxfVersion::kR2000
+                                                                   : io::DxfVersion::kR12;
+  w.dxf_curves = dxf_curves == "splines" ? io::DxfCurves::kSplines : io::DxfCurves::kPolylines;
+  return w;
+}
+
+int WriteOutput(const OutputOptions& o, const std::string& bytes) {
+  std::string error;
+  if (!io::WriteOutputFile(o.path, bytes, error)) return Fail(error);
+  return kExitOk;
+}
+
+// ---- Lengths and resolution ----------------------------------------------------------------
+
+bool ParseLength(const std::string& text, double& units) {
+  if (text.empty()) return false;
+  char* end = nullptr;
+  const double v = std::strtod(text.c_str(), &end);
+  if (end == text.c_str()) return false;
+  const std::string unit(end);
+  double mm = 0;
+  if (unit.empty() || unit == "mm")
+    mm = v;
+  else if (unit == "cm")
+    mm = v * 10;
+  else if (unit == "in")
+    mm = v * 25.4;
+  else if (unit == "pt")
+    mm = v * 25.4 / 72;
+  else if (unit == "px")
+    mm = v * 25.4 / 96;
+  else
+    return false;
+  if (!std::isfinite(mm) || mm <= 0 || mm > 1e7) return false;  // up to 10 km
+  units = mm * io::kUnitsPerMm;
+  return true;
+}
+
+void AddSize(CLI::App& cmd, double& width, double& height) {
+  const auto length = [](double& target, const char* what) {
+    return [&target, what](const std::string& text) {
+      if (!ParseLength(text, target))
+        throw CLI::ValidationError(
+            std::string("--") + what,
+            "'" + text + "' is not a length (e.g. 210mm, 8.5in, 20cm, 72pt)");
+    };
+  };
+  cmd.add_option_function<std::string>("--width", length(width, "width"),
+                                       "width of the result, with a unit: mm (default), cm, in, "
+                                       "pt or px; the height follows unless given")
+      ->type_name("LENGTH");
+  cmd.add_option_function<std::string>("--height", length(height, "height"),
+                                       "height of the result, with a unit; the width follows "
+                                       "unless given")
+      ->type_name("LENGTH");
+}
+
+CLI::Option* AddDpi(CLI::App& cmd, double& dpi, const std::string& help) {
+  return cmd.add_option("--dpi", dpi, help)->check(CLI::Range(0.001, 1e6))->type_name("DPI");
+}
+
+// ---- Progress ------------------------------------------------------------------------------
+
+// Work shorter than this shows no progress at all.
+constexpr std::chrono::milliseconds kProgressDelay{1000};
+constexpr std::chrono::milliseconds kProgressTick{250};
+
+struct Progress::State {
+  std::string command;
+  bool terminal = false;
+  std::mutex mutex;
+  std::condition_variable wake;
+  std::string stage;
+  bool done = false;
+  bool shown = false;
+  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+  std::thread thread;
+
+  void Show(bool final) {
+    const double s =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (terminal) {
+      if (final)
+        std::fprintf(stderr, "\r\033[K");
+      else
+        std::fprintf(stderr, "\r\033[Kplexa %s: %s (%.1f s)", command.c_str(), stage.c_str(), s);
+    } else if (!final) {
+      std::fprintf(stderr, "plexa %s: %s (%.1f s)\n", command.c_str(), stage.c_str(), s);
+    } else {
+      std::fprintf(stderr, "plexa %s: done in %.1f s\n", command.c_str(), s);
+    }
+    std::fflush(stderr);
+  }
+
+  void Run() {
+    std::unique_lock lock(mutex);
+    if (wake.wait_for(lock, kProgressDelay, [this] { return done; })) return;
+    std::string last;
+    while (!done) {
+      if (terminal || stage != last) Show(false);
+      shown = true;
+      last = stage;
+      wake.wait_for(lock, kProgressTick, [this] { return done; });
+    }
+  }
+};
+
+Progress::Progress(std::string command, bool force) {
+  const bool terminal = ::isatty(STDERR_FILENO) == 1;
+  if (!terminal && !force) return;
+  state_ = std::make_unique<State>();
+  state_->command = std::move(command);
+  state_->terminal = terminal;
+  state_->thread = std::thread([s = state_.get()] { s->Run(); });
+}
+
+Progress::~Progress() {
+  if (!state_) return;
+  {
+    std::lock_guard lock(state_->mutex);
+    state_->done = true;
+  }
+  state_->wake.notify_all();
+  state_->thread.join();
+  if (state_->shown) state_->Show(true);
+}
+
+void Progress::Stage(const std::string& name) {
+  if (!state_) return;
+  std::lock_guard lock(state_->mutex);
+  state_->stage = name;
+}
+
+void AddProgress(CLI::App& cmd, bool& progress) {
+  cmd.add_flag("--progress", progress,
+               "show progress on standard error for work over a second even when it is not a "
+               "terminal");
+}
+
+}  // namespace plexa::tool

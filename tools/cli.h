@@ -1,0 +1,101 @@
+// What every plexa subcommand shares: the program object its registration function adds to,
+// the common options (output, format, resolution, sizes with units, progress), and one-line
+// messages.
+//
+// A subcommand lives in tools/cmd_<name>.cpp and exposes one function, called from main.cpp
+// by one line `PLEXA_SUBCOMMAND(Name);`:
+//
+//   namespace plexa::tool {
+//   void RegisterFrob(Tool& tool) {
+//     auto o = std::make_shared<FrobOptions>();
+//     CLI::App* cmd = tool.Add("frob", "frobnicate a drawing", [o] { return RunFrob(*o); });
+//     cmd->add_option("INPUT", o->input, "the drawing ('-': standard input)")->required();
+//     AddOutput(*cmd, o->output);
+//   }
+//   }
+//
+// Exit status: 0 success, 1 a file could not be read or written (or the work failed), 2 a
+// usage error. Messages are one line on standard error, starting "plexa: ".
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "io/write.h"
+
+namespace plexa::tool {
+
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+class Tool {
+ public:
+  Tool();
+  CLI::App& app() { return app_; }
+  // Adds a subcommand whose run function gives the exit status when it is the one given.
+  CLI::App* Add(const std::string& name, const std::string& description, std::function<int()> run);
+  // Parses the command line and runs the subcommand given.
+  int Main(int argc, char** argv);
+
+ private:
+  CLI::App app_;
+  std::vector<std::pair<CLI::App*, std::function<int()>>> commands_;
+};
+
+// `plexa --version` prints "plexa " followed by this (the CMake project version).
+const char* Version();
+
+// Prints "plexa: message" on standard error; Fail returns kExitFailure.
+int Fail(const std::string& message);
+void Warn(const std::string& message);
+
+// -o/--output FILE (also --output=FILE; '-' is standard output) and --format, with the DXF
+// and flattening options. Resolve fills options.format from --format or the extension
+// ('-' or no extension without --format: SVG); false with a message for an unknown extension.
+struct OutputOptions {
+  std::string path;
+  std::string format;
+  std::string dxf_version = "r12";
+  std::string dxf_curves = "polylines";
+  double tolerance_mm = 0.025;
+  io::WriteOptions Write() const;  // after Resolve
+  bool Resolve(std::string& error);
+  io::Format resolved = io::Format::kSvg;
+};
+void AddOutput(CLI::App& cmd, OutputOptions& o);
+
+// Writes bytes to o.path safely (see io/output_file.h); returns an exit status.
+int WriteOutput(const OutputOptions& o, const std::string& bytes);
+
+// A length with a unit: "210mm", "21cm", "8.5in", "72pt", "300px" (1/96 in), or a bare number
+// in millimetres ("210" = 210 mm). Gives drawing units (tenths of a mm); false
+// for text that is not a positive finite length.
+bool ParseLength(const std::string& text, double& units);
+// --width and --height taking such lengths (0 when not given).
+void AddSize(CLI::App& cmd, double& width, double& height);
+// --dpi: a positive, possibly fractional resolution.
+CLI::Option* AddDpi(CLI::App& cmd, double& dpi, const std::string& help);
+
+// Progress on standard error for work that takes more than a second: a line naming the stage
+// and the time spent, refreshed four times a second, shown only when standard error is a
+// terminal unless forced (--progress). Cleared when the object ends.
+class Progress {
+ public:
+  Progress(std::string command, bool force);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  void Stage(const std::string& name);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+void AddProgress(CLI::App& cmd, bool& progress);
+
+}  // namespace plexa::tool

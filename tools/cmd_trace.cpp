@@ -1,0 +1,135 @@
+// plexa trace IMAGE -o OUT: a two-level artwork into cut-ready outlines.
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "io/image_read.h"
+#include "plexa/raster/shapetrace.h"
+#include "tools/cli.h"
+
+namespace plexa::tool {
+namespace {
+
+// Resolution assumed for an image when neither --dpi nor a size is given (the tracers' rule).
+constexpr double kDefaultDpi = 96.0;
+
+struct TraceOptions {
+  std::string input;
+  OutputOptions output;
+  bool invert = false;
+  std::string threshold = "128";
+  int min_points = 10;
+  double dpi = 0;
+  double width = 0, height = 0;  // drawing units; 0: not given
+  std::int64_t max_pixels = io::kDefaultMaxPixels;
+  bool progress = false;
+};
+
+int RunTrace(TraceOptions& o) {
+  std::string error;
+  if (!o.output.Resolve(error)) {
+    std::fprintf(stderr, "plexa: %s (see 'plexa trace --help')\n", error.c_str());
+    return kExitUsage;
+  }
+  Progress progress("trace", o.progress);
+  progress.Stage("reading");
+  io::ImageOptions image;
+  image.invert = o.invert;
+  image.threshold = o.threshold == "auto" ? -1 : std::stoi(o.threshold);
+  image.max_pixels = o.max_pixels;
+  io::LoadedImage img = io::LoadTwoLevelImage(o.input, image, error);
+  if (img.bitmap == nullptr) return Fail(error);
+  const std::string name = o.input == "-" ? "standard input" : o.input;
+  if (o.threshold == "auto" && img.separation < io::kTwoLevelSeparation) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%.2f", img.separation);
+    Warn(name + " is far from two-level (separation " + line + ", clean artwork scores above " +
+         "0.9): threshold " + std::to_string(img.threshold) + " may give noisy outlines");
+  }
+
+  progress.Stage("tracing");
+  io::Drawing drawing;
+  {
+    CShapeTrace trace(img.bitmap);
+    const bool ok = trace.DoTrace(drawing.paths, o.min_points);
+    DeleteObject(img.bitmap);
+    if (!ok) return Fail("'" + name + "' could not be traced (out of memory)");
+  }
+  // Traced points are pixel indexes and the paths pass through pixel centres: half a pixel
+  // lines them up with the image.
+  for (INT_PTR i = 0; i < drawing.paths.GetSize(); ++i)
+    if (CBPointArray* p = drawing.paths.GetAt(static_cast<int>(i)))
+      for (PLEXA::CBPOINT& n : *p)
+        for (PLEXA::CDPOINT* q : {&n.in, &n.anchor, &n.out}) {
+          q->x += 0.5;
+          q->y += 0.5;
+        }
+  progress.Stage("sorting holes");
+  for (INT_PTR i = 0; i < drawing.paths.GetSize(); ++i)
+    drawing.items.push_back(io::Item{{static_cast<int>(i)}, io::FillRule::kEvenOdd});
+  io::GroupIntoShapes(drawing);
+  drawing.width = img.width;
+  drawing.height = img.height;
+
+  // Pixels to drawing units: by resolution, or to the size asked for (one side given: the
+  // other follows).
+  double sx = io::kUnitsPerInch / (o.dpi > 0 ? o.dpi : kDefaultDpi), sy = sx;
+  if (o.width > 0) sx = o.width / img.width;
+  if (o.height > 0) sy = o.height / img.height;
+  if (o.width > 0 && o.height <= 0) sy = sx;
+  if (o.height > 0 && o.width <= 0) sx = sy;
+  io::Scale(drawing, sx, sy);
+
+  progress.Stage("writing");
+  const int status = WriteOutput(o.output, io::WriteDrawing(drawing, o.output.Write()));
+  if (status != kExitOk) return status;
+  std::size_t holes = 0;
+  for (const io::Item& item : drawing.items) holes += item.paths.size() - 1;
+  std::fprintf(o.output.path == "-" ? stderr : stdout,
+               "traced %s (%d x %d pixels): %zu outlines with %zu holes written to %s\n",
+               name.c_str(), img.width, img.height, drawing.items.size(), holes,
+               o.output.path == "-" ? "standard output" : o.output.path.c_str());
+  return kExitOk;
+}
+
+}  // namespace
+
+void RegisterTrace(Tool& tool) {
+  auto o = std::make_shared<TraceOptions>();
+  CLI::App* cmd =
+      tool.Add("trace", "trace a two-level artwork into outlines", [o] { return RunTrace(*o); });
+  cmd->footer(
+      "Reads IMAGE (PNG, JPEG, BMP, GIF, PNM or TGA; '-' for standard input), reduces it to\n"
+      "two levels, follows the boundary of every dark region and fits it with Bezier curves,\n"
+      "then writes one filled shape per outline with its holes. Regions are found on a\n"
+      "10-pixel grid: a region with no pixel on it is not traced.");
+  cmd->add_option("IMAGE", o->input, "the image to trace ('-': standard input)")->required();
+  AddOutput(*cmd, o->output);
+  cmd->add_flag("--invert", o->invert,
+                "trace the light pixels (light artwork on a dark ground); by default the dark "
+                "ones are traced");
+  cmd->add_option("--threshold", o->threshold,
+                  "luminance 0..255 at or above which a pixel is light (default 128), or 'auto' "
+                  "(Otsu's method, for photos and scans)")
+      ->check([](const std::string& v) -> std::string {
+        if (v == "auto") return "";
+        char* end = nullptr;
+        const long n = std::strtol(v.c_str(), &end, 10);
+        if (v.empty() || *end != '\0' || n < 0 || n > 255)
+          return "--threshold needs a whole number from 0 to 255 or 'auto'";
+        return "";
+      });
+  cmd->add_option("--min-points", o->min_points,
+                  "drop boundaries of this many pixels or fewer (default 10)")
+      ->check(CLI::Range(0, 1000000000));
+  CLI::Option* dpi = AddDpi(*cmd, o->dpi, "the image's resolution in pixels per inch (default 96)");
+  AddSize(*cmd, o->width, o->height);
+  dpi->excludes(cmd->get_option("--width"))->excludes(cmd->get_option("--height"));
+  cmd->add_option("--max-pixels", o->max_pixels,
+                  "refuse images whose header promises more pixels than this (default "
+                  "100000000, about 1 GB of work)")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40));
+  AddProgress(*cmd, o->progress);
+}
+
+}  // namespace plexa::tool
