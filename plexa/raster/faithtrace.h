@@ -29,8 +29,9 @@
 // into, an outline inside a hole has that hole as its parent; `depth` counts the enclosing
 // paths (outlines of top-level regions 0, their holes 1, regions inside holes 2, ...). Each
 // path is closed (first node repeated last); straight pieces have their control points on
-// their anchors; curve pieces are cubic, with both control points within about a pixel of
-// the traced boundary's corridor (never beyond the intersection of the end tangents).
+// their anchors; curve pieces are cubic, each control point on its end's tangent and never
+// beyond the point where the two end tangents meet (for a single vertex's curve: between the
+// edge midpoint and the polygon vertex, itself within half a pixel of the boundary).
 //
 // Connectivity: where two foreground pixels touch only at a corner (a 2 x 2 block with a
 // diagonal pair), `turnPolicy` says whether the pair is joined (the foreground is 8-connected
