@@ -114,8 +114,8 @@ bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, doub
   out.curve = true;
   out.p0 = p0;
   out.p3 = p3;
-  // Least squares for the two arms, then the samples' parameters moved to their nearest
-  // points and the arms fitted again (kRefits times).
+  // Least squares for the two arms; while the curve misses the tolerance, the samples'
+  // parameters move to their nearest points and the arms are fitted again (kRefits times).
   for (int pass = 0; pass <= kRefits; ++pass) {
     if (pass > 0)
       for (std::size_t k = 1; k + 1 < pts.size(); ++k) u[k] = NearestParam(out, pts[k], u[k]);
@@ -139,11 +139,13 @@ bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, doub
     if (!(arm0 > 0 && arm1 > 0)) return false;
     out.p1 = Add(p0, Mul(t0, arm0));
     out.p2 = Sub(p3, Mul(t1, arm1));
+    // Judged where the pieces meet and at their middles (every second sample).
+    bool fits = true;
+    for (std::size_t k = 2; k + 1 < pts.size() && fits; k += 2)
+      fits = DistanceNear(out, pts[k], u[k]) <= tol;
+    if (fits) return true;
   }
-  // Judged where the pieces meet and at their middles (every second sample).
-  for (std::size_t k = 2; k + 1 < pts.size(); k += 2)
-    if (DistanceNear(out, pts[k], u[k]) > tol) return false;
-  return true;
+  return false;
 }
 
 }  // namespace

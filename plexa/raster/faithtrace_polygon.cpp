@@ -154,33 +154,41 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
   auto at = [&](std::size_t k) -> const IPoint& { return p[k % n]; };
   auto dirOf = [&](std::size_t k) { return StepDir(at(k), at(k + 1)); };
 
-  // Next corner after k: the first c > k (unwrapped) where the step direction changes.
-  std::vector<std::size_t> nextCorner(n);
+  // At most half the boundary, so that every polygon has at least three vertices.
+  const std::int64_t reach = n <= kShortBoundary ? kShortReach : kReach;
+  const std::size_t span = std::max<std::size_t>(1, std::min<std::size_t>(kMaxSpan, (n - 1) / 2));
+
+  // Unwrapped copies for the walks below (indexes up to n + span): points, step directions
+  // and the next corner after each index (the first c > k where the step direction changes).
+  const std::size_t len = n + span + 1;
+  std::vector<IPoint> up(len);
+  std::vector<std::uint8_t> dirs(len);
+  std::vector<std::size_t> nextCorner(len);
+  for (std::size_t k = 0; k < len; ++k) {
+    up[k] = at(k);
+    dirs[k] = static_cast<std::uint8_t>(dirOf(k));
+  }
   {
     std::size_t c = 2 * n;
     for (std::size_t k = 2 * n; k-- > 0;) {
-      if (k < n) nextCorner[k] = c;
+      if (k < len) nextCorner[k] = c;
       if (dirOf(k) != dirOf(k + n - 1)) c = k;
     }
   }
 
-  // At most half the boundary, so that every polygon has at least three vertices.
-  const std::int64_t reach = n <= kShortBoundary ? kShortReach : kReach;
-  const std::size_t span = std::max<std::size_t>(1, std::min<std::size_t>(kMaxSpan, (n - 1) / 2));
   std::vector<std::size_t> lon(n);
   for (std::size_t i = 0; i < n; ++i) {
-    const IPoint& pi = at(i);
+    const IPoint& pi = up[i];
     const std::size_t limit = i + span;
-    int used = 1 << dirOf(i);
+    int used = 1 << dirs[i];
     bool coned = false;
     V lo{0, 0}, hi{0, 0};
     std::size_t k = i, result = limit;
     for (int walked = 0;; ++walked) {
-      std::size_t c = nextCorner[k % n] + (k / n) * n;
-      c = std::min(std::max(c, k + 1), limit);
-      const IPoint& pk = at(k);
+      const std::size_t c = std::min(std::max(nextCorner[k], k + 1), limit);
+      const IPoint& pk = up[k];
       const V a{kScale * (pk.x - pi.x), kScale * (pk.y - pi.y)};
-      const int d = dirOf(k);
+      const int d = dirs[k];
       const V u{d == 0 ? kScale : d == 2 ? -kScale : 0, d == 1 ? kScale : d == 3 ? -kScale : 0};
       std::int64_t tmax = static_cast<std::int64_t>(c - k);
       if (coned) {
@@ -193,7 +201,7 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
             tmax = 0;
             break;
           }
-          if (f1[q] < 0) tmax = std::min(tmax, f0[q] / -f1[q]);
+          if (f1[q] < 0 && f0[q] < tmax * -f1[q]) tmax = f0[q] / -f1[q];
         }
       }
       if (tmax < static_cast<std::int64_t>(c - k)) {
@@ -205,14 +213,14 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
         result = k;
         break;
       }
-      used |= 1 << dirOf(k);
+      used |= 1 << dirs[k];
       if (used == 15) {
         result = k;
         break;
       }
       // Narrow the cone by the square around point k (a square that holds point i admits
       // every direction).
-      const IPoint& pc = at(k);
+      const IPoint& pc = up[k];
       const V q{kScale * (pc.x - pi.x), kScale * (pc.y - pi.y)};
       if (std::llabs(q.x) <= reach && std::llabs(q.y) <= reach) continue;
       V ccw = {q.x - reach, q.y - reach}, cw = ccw;
