@@ -37,6 +37,7 @@
 #include "plexa/raster/shapetrace.h"
 #include "plexa/raster/imagetrace.h"
 #include "plexa/raster/skeleton.h"
+#include "plexa/raster/faithtrace.h"
 
 // analysis: inside tests, intersections, fill lines, joins, hull, preview.
 #include "plexa/analysis/collision.h"

@@ -9,6 +9,7 @@ debian_peers=(
   libcairo2-dev
   lib2geom-dev
   libpotrace-dev
+  potrace
   libboost-dev
   python3-pyclipper
   libopencv-contrib-dev

@@ -330,3 +330,37 @@ TEST_F(Cli, ConvertsSvgToEveryFormat) {
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("beyond 100 km"), std::string::npos) << r.err;
 }
+
+TEST_F(Cli, DefaultEngineFindsEveryRegionOnPixelEdges) {
+  // A 3 x 3 grid of 8-pixel squares (none on the shape tracer's 10-pixel grid) and a frame
+  // with a 1-pixel window: every square, the frame and its hole come out, the squares' edges
+  // on whole pixels with sharp corners, drawn with straight segments only.
+  const std::string img = Png("grid.png", 60, 40, [](int x, int y) {
+    const bool square = x < 30 && y < 30 && x % 10 >= 1 && x % 10 < 9 && y % 10 >= 1 && y % 10 < 9;
+    const bool frame = x >= 40 && x < 55 && y >= 10 && y < 25 && !(x == 47 && y == 17);
+    return square || frame;
+  });
+  Result r = Run("trace '" + img + "' --turdsize 0 --dpi 254 -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(CountPaths(r.out), 10);
+  EXPECT_NE(r.err.find("10 outlines with 1 holes"), std::string::npos) << r.err;
+  const std::string first =
+      r.out.substr(r.out.find("<path"), r.out.find("Z\"/>") - r.out.find("<path"));
+  EXPECT_EQ(first.find('C'), std::string::npos) << first;
+  // At 254 dpi a pixel is 0.1 mm: the first square's corners are (0.1, 0.1) .. (0.9, 0.9).
+  for (const char* corner : {"0.1 0.1", "0.9 0.1", "0.9 0.9", "0.1 0.9"})
+    EXPECT_NE(first.find(corner), std::string::npos) << first;
+  // The 1-pixel window is a speckle at the default --turdsize 2: filled.
+  r = Run("trace '" + img + "' -o -");
+  EXPECT_NE(r.err.find("10 outlines with 0 holes"), std::string::npos) << r.err;
+  // The shape tracer still answers to --engine shape (its grid misses the small squares).
+  r = Run("trace '" + img + "' --engine shape -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_LT(CountPaths(r.out), 10);
+  EXPECT_EQ(Run("trace '" + img + "' --engine potrace -o -").status, 2);
+  // Nothing to trace: said on standard error, and an empty drawing written.
+  const std::string blank = Png("blank.png", 20, 20, [](int, int) { return false; });
+  r = Run("trace '" + blank + "' -o -");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.err.find("nothing traced"), std::string::npos) << r.err;
+}

@@ -2,8 +2,10 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "io/image_read.h"
+#include "plexa/raster/faithtrace.h"
 #include "plexa/raster/shapetrace.h"
 #include "tools/cli.h"
 
@@ -19,6 +21,9 @@ struct TraceOptions {
   bool invert = false;
   std::string threshold = "128";
   int min_points = 10;
+  std::string engine = "faithful";
+  CFaithfulTrace::OPTIONS faithful;
+  std::string turn_policy = "minority";
   double dpi = 0;
   double width = 0, height = 0;  // drawing units; 0: not given
   std::int64_t max_pixels = io::kDefaultMaxPixels;
@@ -49,25 +54,55 @@ int RunTrace(TraceOptions& o) {
 
   progress.Stage("tracing");
   io::Drawing drawing;
-  {
-    CShapeTrace trace(img.bitmap);
-    const bool ok = trace.DoTrace(drawing.paths, o.min_points);
+  if (o.engine == "shape") {
+    {
+      CShapeTrace trace(img.bitmap);
+      const bool ok = trace.DoTrace(drawing.paths, o.min_points);
+      DeleteObject(img.bitmap);
+      if (!ok) return Fail("'" + name + "' could not be traced (out of memory)");
+    }
+    // Traced points are pixel indexes and the paths pass through pixel centres: half a pixel
+    // lines them up with the image.
+    for (INT_PTR i = 0; i < drawing.paths.GetSize(); ++i)
+      if (CBPointArray* p = drawing.paths.GetAt(static_cast<int>(i)))
+        for (PLEXA::CBPOINT& n : *p)
+          for (PLEXA::CDPOINT* q : {&n.in, &n.anchor, &n.out}) {
+            q->x += 0.5;
+            q->y += 0.5;
+          }
+    progress.Stage("sorting holes");
+    for (INT_PTR i = 0; i < drawing.paths.GetSize(); ++i)
+      drawing.items.push_back(io::Item{{static_cast<int>(i)}, io::FillRule::kEvenOdd});
+    io::GroupIntoShapes(drawing);
+  } else {
+    // The loaded bitmap is black and white with the traced pixels white: the faithful tracer
+    // takes its light pixels. Its tree gives each outline its holes directly.
+    CFaithfulTrace::OPTIONS opt = o.faithful;
+    opt.threshold = 128;
+    opt.invert = true;
+    opt.turnPolicy = o.turn_policy == "majority" ? CFaithfulTrace::TurnPolicy::Majority
+                     : o.turn_policy == "black"  ? CFaithfulTrace::TurnPolicy::Foreground
+                     : o.turn_policy == "white"  ? CFaithfulTrace::TurnPolicy::Background
+                                                 : CFaithfulTrace::TurnPolicy::Minority;
+    CFaithfulTrace trace(opt);
+    const bool ok = trace.Trace(img.bitmap, drawing.paths);
     DeleteObject(img.bitmap);
-    if (!ok) return Fail("'" + name + "' could not be traced (out of memory)");
+    if (!ok) return Fail("'" + name + "' could not be traced (too large or out of memory)");
+    const auto& tree = trace.Tree();
+    std::vector<int> item(tree.size(), -1);
+    for (std::size_t i = 0; i < tree.size(); ++i) {
+      if (!tree[i].hole) {
+        item[i] = static_cast<int>(drawing.items.size());
+        drawing.items.push_back(io::Item{{static_cast<int>(i)}, io::FillRule::kEvenOdd});
+      } else if (tree[i].parent >= 0 && item[static_cast<std::size_t>(tree[i].parent)] >= 0) {
+        drawing.items[static_cast<std::size_t>(item[static_cast<std::size_t>(tree[i].parent)])]
+            .paths.push_back(static_cast<int>(i));
+      }
+    }
   }
-  // Traced points are pixel indexes and the paths pass through pixel centres: half a pixel
-  // lines them up with the image.
-  for (INT_PTR i = 0; i < drawing.paths.GetSize(); ++i)
-    if (CBPointArray* p = drawing.paths.GetAt(static_cast<int>(i)))
-      for (PLEXA::CBPOINT& n : *p)
-        for (PLEXA::CDPOINT* q : {&n.in, &n.anchor, &n.out}) {
-          q->x += 0.5;
-          q->y += 0.5;
-        }
-  progress.Stage("sorting holes");
-  for (INT_PTR i = 0; i < drawing.paths.GetSize(); ++i)
-    drawing.items.push_back(io::Item{{static_cast<int>(i)}, io::FillRule::kEvenOdd});
-  io::GroupIntoShapes(drawing);
+  if (drawing.items.empty())
+    Warn("nothing traced in " + name + ": no " + (o.invert ? "light" : "dark") +
+         " region (threshold " + std::to_string(img.threshold) + ") survived");
   drawing.width = img.width;
   drawing.height = img.height;
 
@@ -101,8 +136,10 @@ void RegisterTrace(Tool& tool) {
   cmd->footer(
       "Reads IMAGE (PNG, JPEG, BMP, GIF, PNM or TGA; '-' for standard input), reduces it to\n"
       "two levels, follows the boundary of every dark region and fits it with Bezier curves,\n"
-      "then writes one filled shape per outline with its holes. Regions are found on a\n"
-      "10-pixel grid: a region with no pixel on it is not traced.");
+      "then writes one filled shape per outline with its holes. The default engine finds\n"
+      "every region and hole, keeps outlines on the pixel edges, straight edges straight and\n"
+      "corners sharp. '--engine shape' gives the host library's shape tracer instead\n"
+      "(regions found on a 10-pixel grid, fitted at 5 pixels; --min-points applies to it).");
   cmd->add_option("IMAGE", o->input, "the image to trace ('-': standard input)")->required();
   AddOutput(*cmd, o->output);
   cmd->add_flag("--invert", o->invert,
@@ -119,8 +156,26 @@ void RegisterTrace(Tool& tool) {
           return "--threshold needs a whole number from 0 to 255 or 'auto'";
         return "";
       });
+  cmd->add_option("--engine", o->engine,
+                  "'faithful' (default) or 'shape' (the host library's shape tracer)")
+      ->check(CLI::IsMember({"faithful", "shape"}));
+  cmd->add_option("--turdsize", o->faithful.speckle,
+                  "drop regions and fill holes of this many pixels or fewer (default 2)")
+      ->check(CLI::Range(0, 1000000000));
+  cmd->add_option("--alphamax", o->faithful.cornerThreshold,
+                  "corner threshold: 0 makes every polygon vertex a corner, 1.334 none "
+                  "(default 1)")
+      ->check(CLI::Range(0.0, 10.0));
+  cmd->add_option("--opttolerance", o->faithful.optTolerance,
+                  "merge curves that stay within this many pixels of the curves they replace; "
+                  "0 merges none (default 0.4)")
+      ->check(CLI::Range(0.0, 100.0));
+  cmd->add_option("--turnpolicy", o->turn_policy,
+                  "where dark pixels touch only at a corner: join the 'minority' colour "
+                  "(default), the 'majority', always 'black' (the traced level) or 'white'")
+      ->check(CLI::IsMember({"minority", "majority", "black", "white"}));
   cmd->add_option("--min-points", o->min_points,
-                  "drop boundaries of this many pixels or fewer (default 10)")
+                  "with --engine shape: drop boundaries of this many pixels or fewer (default 10)")
       ->check(CLI::Range(0, 1000000000));
   CLI::Option* dpi = AddDpi(*cmd, o->dpi, "the image's resolution in pixels per inch (default 96)");
   AddSize(*cmd, o->width, o->height);

@@ -1,0 +1,196 @@
+// CFaithfulTrace: reading the input into one bit a pixel, running the three stages
+// (internal/faithtrace_stages.h) and the even-odd render-back.
+//
+// Bitmaps: 24 and 32-bit pixels are read directly (blue, green, red). For 1 and 8-bit
+// pixels the colour of each palette index that occurs is asked of the drawing layer once
+// (GetPixel at its first pixel), then every pixel is looked up in a 256-entry table.
+#include "plexa/raster/faithtrace.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "plexa/platform/internal/rasterizer.h"
+#include "plexa/raster/internal/faithtrace_stages.h"
+
+namespace {
+
+using plexa::faith::BitImage;
+
+constexpr int kMaxSide = 1 << 20;
+constexpr std::int64_t kMaxPixels = std::int64_t{1} << 32;
+// Flattening tolerance of the render-back, pixels.
+constexpr double kRenderFlatness = 0.02;
+constexpr int kRenderMaxSteps = 1 << 12;
+
+int Grey(int r, int g, int b) {
+  return (r * 299 + g * 587 + b * 114 + 500) / 1000;
+}
+
+CFaithfulTrace::OPTIONS Sanitised(CFaithfulTrace::OPTIONS o) {
+  const CFaithfulTrace::OPTIONS d;
+  if (!std::isfinite(o.cornerThreshold)) o.cornerThreshold = d.cornerThreshold;
+  if (!std::isfinite(o.optTolerance)) o.optTolerance = d.optTolerance;
+  o.speckle = std::max(0, o.speckle);
+  o.threshold = std::clamp(o.threshold, 0, 256);
+  return o;
+}
+
+}  // namespace
+
+int CFaithfulTrace::OutlineCount() const {
+  return static_cast<int>(
+      std::count_if(m_tree.begin(), m_tree.end(), [](const NODE& n) { return !n.hole; }));
+}
+int CFaithfulTrace::HoleCount() const {
+  return static_cast<int>(m_tree.size()) - OutlineCount();
+}
+
+namespace {
+
+bool TraceImage(const BitImage& img, const CFaithfulTrace::OPTIONS& o, CPolyPolyBezier& out,
+                std::vector<CFaithfulTrace::NODE>& tree) {
+  plexa::faith::Decompose(img, o.turnPolicy, o.speckle, [&](plexa::faith::Boundary& b) {
+    auto path = std::make_unique<CBPointArray>();
+    plexa::faith::PlaceCurves(plexa::faith::FitPolygon(b.points), o.cornerThreshold, o.optTolerance,
+                              *path);
+    out.Add(path.release());
+    tree.push_back({b.parent, b.depth, b.hole, b.area});
+  });
+  return true;
+}
+
+}  // namespace
+
+bool CFaithfulTrace::Trace(std::span<const std::uint8_t> grey, int width, int height, int stride,
+                           CPolyPolyBezier& out) {
+  out.RemoveAll();
+  m_tree.clear();
+  const OPTIONS o = Sanitised(m_options);
+  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide || stride < width ||
+      std::int64_t{width} * height > kMaxPixels ||
+      static_cast<std::int64_t>(grey.size()) < std::int64_t{stride} * (height - 1) + width)
+    return false;
+  BitImage img;
+  if (!img.Init(width, height)) return false;
+  for (int y = 0; y < height; ++y) {
+    const std::uint8_t* src =
+        grey.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
+    std::uint64_t* row = img.Row(y);
+    for (int x = 0; x < width; ++x) {
+      const bool fg = o.invert ? src[x] >= o.threshold : src[x] < o.threshold;
+      row[x >> 6] |= static_cast<std::uint64_t>(fg) << (x & 63);
+    }
+  }
+  return TraceImage(img, o, out, m_tree);
+}
+
+bool CFaithfulTrace::Trace(HBITMAP bmp, CPolyPolyBezier& out) {
+  out.RemoveAll();
+  m_tree.clear();
+  const OPTIONS o = Sanitised(m_options);
+  DIBSECTION ds{};
+  if (bmp == nullptr ||
+      GetObjectW(bmp, sizeof(DIBSECTION), &ds) != static_cast<int>(sizeof(DIBSECTION)))
+    return false;
+  const int bpp = ds.dsBm.bmBitsPixel;
+  const int width = ds.dsBm.bmWidth;
+  const int height = std::abs(ds.dsBmih.biHeight);
+  const bool topDown = ds.dsBmih.biHeight < 0;
+  const auto* bits = static_cast<const std::uint8_t*>(ds.dsBm.bmBits);
+  const std::size_t stride = static_cast<std::size_t>(ds.dsBm.bmWidthBytes);
+  if (bits == nullptr || (bpp != 1 && bpp != 8 && bpp != 24 && bpp != 32)) return false;
+  BitImage img;
+  if (!img.Init(width, height)) return false;
+  auto rowBits = [&](int y) {
+    return bits + stride * static_cast<std::size_t>(topDown ? y : height - 1 - y);
+  };
+  auto isFg = [&](int g) { return o.invert ? g >= o.threshold : g < o.threshold; };
+
+  std::array<bool, 256> table{};
+  if (bpp <= 8) {
+    // The colour of each palette index that occurs, asked once at its first pixel.
+    std::array<bool, 256> seen{};
+    HDC dc = CreateCompatibleDC(nullptr);
+    HGDIOBJ old = SelectObject(dc, bmp);
+    for (int y = 0; y < height; ++y) {
+      const std::uint8_t* src = rowBits(y);
+      for (int x = 0; x < width; ++x) {
+        const int idx = bpp == 8 ? src[x] : (src[x >> 3] >> (7 - (x & 7))) & 1;
+        if (seen[static_cast<std::size_t>(idx)]) continue;
+        seen[static_cast<std::size_t>(idx)] = true;
+        const COLORREF c = GetPixel(dc, x, y);
+        table[static_cast<std::size_t>(idx)] =
+            c != CLR_INVALID && isFg(Grey(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF));
+      }
+      if (bpp == 1 && seen[0] && seen[1]) break;
+    }
+    SelectObject(dc, old);
+    DeleteDC(dc);
+  }
+  for (int y = 0; y < height; ++y) {
+    const std::uint8_t* src = rowBits(y);
+    std::uint64_t* row = img.Row(y);
+    if (bpp == 1) {
+      const std::uint8_t on0 = table[0], on1 = table[1];
+      if (!on0 && !on1) continue;
+      for (int x = 0; x < width; ++x) {
+        const bool fg = (src[x >> 3] >> (7 - (x & 7))) & 1 ? on1 : on0;
+        row[x >> 6] |= static_cast<std::uint64_t>(fg) << (x & 63);
+      }
+    } else if (bpp == 8) {
+      for (int x = 0; x < width; ++x)
+        row[x >> 6] |= static_cast<std::uint64_t>(table[src[x]]) << (x & 63);
+    } else {
+      const int step = bpp / 8;
+      for (int x = 0; x < width; ++x) {
+        const std::uint8_t* px = src + static_cast<std::size_t>(x) * step;
+        row[x >> 6] |= static_cast<std::uint64_t>(isFg(Grey(px[2], px[1], px[0]))) << (x & 63);
+      }
+    }
+  }
+  return TraceImage(img, o, out, m_tree);
+}
+
+bool FillPolyPolyEvenOdd(const CPolyPolyBezier& paths, int width, int height,
+                         std::vector<std::uint8_t>& mask) {
+  namespace r = plexa::rasterizer;
+  mask.clear();
+  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
+      std::int64_t{width} * height > kMaxPixels)
+    return false;
+  mask.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
+  std::vector<r::Figure> figures;
+  // Coordinates the scan converter accepts (it works within +-2^28).
+  constexpr double kRange = 1 << 27;
+  auto ok = [&](const PLEXA::CDPOINT& p) {
+    return std::isfinite(p.x) && std::isfinite(p.y) && std::fabs(p.x) < kRange &&
+           std::fabs(p.y) < kRange;
+  };
+  for (INT_PTR i = 0; i < paths.GetSize(); ++i) {
+    const CBPointArray* path = paths.GetAt(static_cast<int>(i));
+    if (path == nullptr || path->GetSize() < 2) continue;
+    r::Figure f;
+    f.closed = true;
+    bool good = true;
+    const PLEXA::CBPOINT* nodes = path->GetData();
+    for (INT_PTR k = 0; k < path->GetSize() && good; ++k)
+      good = ok(nodes[k].in) && ok(nodes[k].anchor) && ok(nodes[k].out);
+    if (!good) continue;
+    f.points.push_back({nodes[0].anchor.x, nodes[0].anchor.y});
+    for (INT_PTR k = 0; k + 1 < path->GetSize(); ++k) {
+      const PLEXA::CBPOINT& a = nodes[k];
+      const PLEXA::CBPOINT& b = nodes[k + 1];
+      r::FlattenBezier({a.anchor.x, a.anchor.y}, {a.out.x, a.out.y}, {b.in.x, b.in.y},
+                       {b.anchor.x, b.anchor.y}, kRenderFlatness, kRenderMaxSteps, f.points);
+    }
+    figures.push_back(std::move(f));
+  }
+  r::Coverage cov(width, height);
+  r::FillEvenOdd(figures, cov);
+  cov.Finish();
+  for (const r::Span& s : cov.Spans())
+    std::fill(mask.begin() + static_cast<std::ptrdiff_t>(s.y) * width + s.x0,
+              mask.begin() + static_cast<std::ptrdiff_t>(s.y) * width + s.x1 + 1, 1);
+  return true;
+}

@@ -1,0 +1,255 @@
+// Stage 3 of CFaithfulTrace: curves on the polygon.
+//
+// Each polygon vertex v owns the piece of outline from the midpoint of the edge before it to
+// the midpoint of the edge after it. With h the distance of v from the chord joining the two
+// midpoints, a cubic whose control points lie a fraction a of the way from each midpoint to v
+// passes at distance (1 - 3a/4) h from v at its middle; a = (4/3)(1 - 1/(2h)) makes it pass
+// half a pixel inside the vertex, the edge of the corridor the polygon was fitted in. When a
+// exceeds the corner threshold the vertex is sharp (two straight pieces meeting at v);
+// otherwise a is held within [kMinArm, 1] (control points never pass the vertex) and the piece
+// is a smooth cubic, tangent to both edges at their midpoints.
+//
+// Merging: runs of consecutive smooth pieces turning the same way, through less than
+// kMaxMergedTurn in all, are replaced by one cubic with the run's end points and end tangents
+// when one fits: its two arm lengths by least squares over points sampled on the run, each
+// arm held to the intersection of the end tangents, and every sample within the tolerance of
+// the new curve (nearest points by Newton steps). Greedy from the start of each run, at most
+// kMaxMerge pieces a curve. Straight pieces that continue one another (the halves of a
+// polygon edge between two corners, collinear edges of a long straight stretch) are joined.
+#include <algorithm>
+#include <cmath>
+
+#include "plexa/core/internal/numerics.h"
+#include "plexa/raster/internal/faithtrace_stages.h"
+
+namespace plexa::faith {
+
+namespace {
+
+using num::Cross;
+using num::Dist;
+using num::Dot;
+using PLEXA::CDPOINT;
+
+constexpr double kMinArm = 0.55;        // shortest control arm of a smooth piece (fraction)
+constexpr double kFlatTurn = 0.02;      // radians: a vertex turning less goes either way
+constexpr double kMaxMergedTurn = 3.1;  // radians (about 178 degrees) per merged curve
+constexpr int kMaxMerge = 24;           // pieces per merged curve
+constexpr int kSamplesPerPiece = 4;     // interior samples of each piece when merging
+constexpr double kCollinear = 0.02;
+constexpr int kRefits = 2;  // reparametrisations of a merged curve's samples     // pixels:
+                            // straight pieces joined when this near
+
+struct Piece {
+  bool curve = false;
+  CDPOINT p0, p1, p2, p3;  // a straight piece has p1 == p0, p2 == p3
+  int turn = 0;            // sign of the turn at the vertex
+  double angle = 0;        // turning angle at the vertex, radians
+};
+
+CDPOINT Sub(CDPOINT a, CDPOINT b) {
+  return CDPOINT(a.x - b.x, a.y - b.y);
+}
+CDPOINT Add(CDPOINT a, CDPOINT b) {
+  return CDPOINT(a.x + b.x, a.y + b.y);
+}
+CDPOINT Mul(CDPOINT a, double s) {
+  return CDPOINT(a.x * s, a.y * s);
+}
+CDPOINT Unit(CDPOINT a) {
+  const double l = num::Length(a);
+  return l > 0 ? Mul(a, 1 / l) : CDPOINT(0, 0);
+}
+
+CDPOINT At(const Piece& c, double t) {
+  return num::BezierPoint(c.p0, c.p1, c.p2, c.p3, t);
+}
+
+// Parameter of the point of the cubic c nearest s, by Newton's steps from t.
+double NearestParam(const Piece& c, CDPOINT s, double t) {
+  for (int it = 0; it < 4; ++it) {
+    const CDPOINT b = At(c, t);
+    const CDPOINT d1 = num::BezierDerivative(c.p0, c.p1, c.p2, c.p3, t);
+    // Second derivative.
+    const double u = 1 - t;
+    const CDPOINT d2(6 * (u * (c.p2.x - 2 * c.p1.x + c.p0.x) + t * (c.p3.x - 2 * c.p2.x + c.p1.x)),
+                     6 * (u * (c.p2.y - 2 * c.p1.y + c.p0.y) + t * (c.p3.y - 2 * c.p2.y + c.p1.y)));
+    const CDPOINT r = Sub(b, s);
+    const double num1 = Dot(r, d1), den = Dot(d1, d1) + Dot(r, d2);
+    if (!(std::fabs(den) > 1e-12)) break;
+    t = std::clamp(t - num1 / den, 0.0, 1.0);
+  }
+  return t;
+}
+
+double DistanceNear(const Piece& c, CDPOINT s, double t) {
+  return Dist(At(c, NearestParam(c, s, t)), s);
+}
+
+// One cubic for pieces[a..b] (indexes modulo the count); false when none fits.
+bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, double tol,
+            Piece& out) {
+  const std::size_t n = pieces.size();
+  const Piece& first = pieces[a % n];
+  const Piece& last = pieces[b % n];
+  const CDPOINT p0 = first.p0, p3 = last.p3;
+  const CDPOINT t0 = Unit(Sub(first.p1, first.p0)), t1 = Unit(Sub(last.p3, last.p2));
+  // Where the end tangents meet: the arms may not pass it.
+  const double den = Cross(t0, t1);
+  if (std::fabs(den) < 1e-9) return false;
+  const CDPOINT d = Sub(p3, p0);
+  const double s = Cross(d, t1) / den, r = Cross(t0, d) / den;
+  if (!(s > 0 && r > 0)) return false;
+
+  std::vector<CDPOINT> pts;
+  pts.push_back(p0);
+  for (std::size_t k = a; k <= b; ++k)
+    for (int q = 1; q <= kSamplesPerPiece; ++q)
+      pts.push_back(At(pieces[k % n], static_cast<double>(q) / kSamplesPerPiece));
+  std::vector<double> u(pts.size(), 0);
+  for (std::size_t k = 1; k < pts.size(); ++k) u[k] = u[k - 1] + Dist(pts[k - 1], pts[k]);
+  if (!(u.back() > 0)) return false;
+  for (double& v : u) v /= u.back();
+
+  out.curve = true;
+  out.p0 = p0;
+  out.p3 = p3;
+  // Least squares for the two arms; while the curve misses the tolerance, the samples'
+  // parameters move to their nearest points and the arms are fitted again (kRefits times).
+  for (int pass = 0; pass <= kRefits; ++pass) {
+    if (pass > 0)
+      for (std::size_t k = 1; k + 1 < pts.size(); ++k) u[k] = NearestParam(out, pts[k], u[k]);
+    double c11 = 0, c12 = 0, c22 = 0, x1 = 0, x2 = 0;
+    for (std::size_t k = 0; k < pts.size(); ++k) {
+      const double t = u[k], w = 1 - t;
+      const double b0 = w * w * w, b1 = 3 * w * w * t, b2 = 3 * w * t * t, b3 = t * t * t;
+      const CDPOINT a1 = Mul(t0, b1), a2 = Mul(t1, -b2);
+      const CDPOINT rest = Sub(pts[k], Add(Mul(p0, b0 + b1), Mul(p3, b2 + b3)));
+      c11 += Dot(a1, a1);
+      c12 += Dot(a1, a2);
+      c22 += Dot(a2, a2);
+      x1 += Dot(a1, rest);
+      x2 += Dot(a2, rest);
+    }
+    const double det = c11 * c22 - c12 * c12;
+    if (!(std::fabs(det) > 1e-12)) return false;
+    double arm0 = (x1 * c22 - x2 * c12) / det, arm1 = (c11 * x2 - c12 * x1) / det;
+    arm0 = std::min(arm0, s);
+    arm1 = std::min(arm1, r);
+    if (!(arm0 > 0 && arm1 > 0)) return false;
+    out.p1 = Add(p0, Mul(t0, arm0));
+    out.p2 = Sub(p3, Mul(t1, arm1));
+    // Judged where the pieces meet and at their middles (every second sample).
+    bool fits = true;
+    for (std::size_t k = 2; k + 1 < pts.size() && fits; k += 2)
+      fits = DistanceNear(out, pts[k], u[k]) <= tol;
+    if (fits) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void PlaceCurves(const std::vector<CDPOINT>& poly, double cornerThreshold, double optTolerance,
+                 CBPointArray& out) {
+  const std::size_t m = poly.size();
+  if (m < 3) return;
+  std::vector<Piece> pieces;
+  pieces.reserve(2 * m);
+  for (std::size_t i = 0; i < m; ++i) {
+    const CDPOINT& vp = poly[(i + m - 1) % m];
+    const CDPOINT& v = poly[i];
+    const CDPOINT& vn = poly[(i + 1) % m];
+    const CDPOINT m0 = num::Lerp(vp, v, 0.5), m1 = num::Lerp(v, vn, 0.5);
+    const double chord = Dist(m0, m1);
+    const double h = chord > 0 ? std::fabs(Cross(m0, m1, v)) / chord : 0;
+    const double alpha = h > 0.5 ? (4.0 / 3.0) * (1 - 0.5 / h) : 0;
+    const double cr = Cross(Sub(v, vp), Sub(vn, v));
+    Piece pc;
+    pc.angle = std::fabs(std::atan2(cr, Dot(Sub(v, vp), Sub(vn, v))));
+    pc.turn = pc.angle < kFlatTurn ? 0 : (cr > 0 ? 1 : -1);
+    if (cornerThreshold <= 0 || alpha > cornerThreshold || chord <= 0) {
+      pieces.push_back({false, m0, m0, v, v, pc.turn, pc.angle});
+      pieces.push_back({false, v, v, m1, m1, pc.turn, pc.angle});
+    } else {
+      const double a = std::clamp(alpha, kMinArm, 1.0);
+      pc.curve = true;
+      pc.p0 = m0;
+      pc.p1 = num::Lerp(m0, v, a);
+      pc.p2 = num::Lerp(m1, v, a);
+      pc.p3 = m1;
+      pieces.push_back(pc);
+    }
+  }
+
+  // Merge runs of smooth pieces, starting just after a straight piece when there is one.
+  const std::size_t n = pieces.size();
+  std::size_t start = 0;
+  for (std::size_t k = 0; k < n; ++k)
+    if (!pieces[k].curve) {
+      start = (k + 1) % n;
+      break;
+    }
+  std::vector<Piece> merged;
+  merged.reserve(n);
+  for (std::size_t k = 0; k < n;) {
+    const Piece& here = pieces[(start + k) % n];
+    std::size_t best = k;
+    Piece fit;
+    if (here.curve && optTolerance > 0) {
+      double turned = here.angle;
+      int turn = here.angle < kFlatTurn ? 0 : here.turn;
+      for (std::size_t j = k + 1; j < n && j - k < static_cast<std::size_t>(kMaxMerge); ++j) {
+        const Piece& next = pieces[(start + j) % n];
+        turned += next.angle;
+        if (!next.curve || turned > kMaxMergedTurn) break;
+        // One turning direction a run (a vertex almost on its chord goes either way).
+        if (next.turn != 0) {
+          if (turn != 0 && next.turn != turn) break;
+          turn = next.turn;
+        }
+        Piece trial;
+        if (!FitRun(pieces, start + k, start + j, optTolerance, trial)) break;
+        fit = trial;
+        best = j;
+      }
+    }
+    merged.push_back(best > k ? fit : here);
+    k = best + 1;
+  }
+
+  // Join straight pieces that continue one another.
+  std::vector<Piece> segs;
+  segs.reserve(merged.size());
+  for (const Piece& p : merged) {
+    if (!segs.empty() && !p.curve && !segs.back().curve) {
+      Piece& q = segs.back();
+      const double len = Dist(q.p0, p.p3);
+      if (len > 0 && std::fabs(Cross(q.p0, p.p3, q.p3)) / len <= kCollinear &&
+          Dot(Sub(q.p3, q.p0), Sub(p.p3, q.p3)) > 0) {
+        q.p3 = q.p2 = p.p3;
+        continue;
+      }
+    }
+    segs.push_back(p);
+  }
+  while (segs.size() > 2 && !segs.front().curve && !segs.back().curve) {
+    Piece& q = segs.back();
+    const Piece& p = segs.front();
+    const double len = Dist(q.p0, p.p3);
+    if (!(len > 0 && std::fabs(Cross(q.p0, p.p3, q.p3)) / len <= kCollinear &&
+          Dot(Sub(q.p3, q.p0), Sub(p.p3, q.p3)) > 0))
+      break;
+    q.p3 = q.p2 = p.p3;
+    segs.erase(segs.begin());
+  }
+
+  const std::size_t s = segs.size();
+  for (std::size_t k = 0; k <= s; ++k) {
+    const Piece& cur = segs[k % s];
+    const Piece& before = segs[(k + s - 1) % s];
+    out.Add(PLEXA::CBPOINT(before.p2, cur.p0, cur.p1));
+  }
+}
+
+}  // namespace plexa::faith

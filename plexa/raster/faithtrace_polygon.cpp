@@ -1,0 +1,352 @@
+// Stage 2 of CFaithfulTrace: the straight pieces a pixel staircase stands for.
+//
+// An edge from boundary point i to point j is allowed when the line from i to j passes within
+// a corridor of every boundary point between them (a square centred on the point: 7/8 pixel
+// each way on long boundaries, half a pixel on short ones, see kReach) and the steps from i to
+// j do not use all four directions (the piece does not fold back). The allowed ends of an edge
+// from i are i + 1 .. lon(i); the polygon with the fewest edges is found by a shortest-path
+// sweep over these ranges from the boundary's top-left corner, ties broken by the least sum of
+// squared distances of the boundary points to the edges.
+//
+// lon(i) is found by narrowing the cone of directions, seen from point i, that pass through
+// every square so far. Only the staircase's corners narrow it: the squares of points inside an
+// axis-aligned run are crossed by any line that crosses the squares at both ends of the run
+// (the line meets the run's strip in one interval). Within a run the first point that leaves
+// the cone follows from the linear constraints directly, so lon(i) costs O(corners passed).
+//
+// The vertices are then moved within half a pixel (each axis) of their boundary point, to where
+// the least-squares lines of the two neighbouring edges meet, or as near to it as the square
+// allows: the edges end up along the lines the staircases stand for.
+#include <algorithm>
+#include <cmath>
+
+#include "plexa/core/internal/numerics.h"
+#include "plexa/raster/internal/faithtrace_stages.h"
+
+namespace plexa::faith {
+
+namespace {
+
+using PLEXA::CDPOINT;
+
+// Longest edge, in boundary steps. Bounds the cost on long boundaries; a longer straight
+// stretch becomes several collinear edges, which the curve stage joins again.
+constexpr int kMaxSpan = 1000;
+// Staircase corners examined from one point: bounds the cost on long diagonal lines (same
+// effect as kMaxSpan when reached).
+constexpr int kMaxCornersWalked = 300;
+// The cone from point i admits lines through it that pass within reach / kScale pixels
+// (along each axis) of every later point. Point i itself may lie up to half a pixel off the
+// line the staircase stands for, so a line through it may need to pass up to a pixel from
+// the others: long boundaries are given kReach (7/8 pixel), which finds the long straight
+// pieces. Short boundaries (dots, thin bits, at most kShortBoundary steps) keep the strict
+// half pixel, kShortReach: there a loose corridor could cut off a third of the area.
+constexpr std::int64_t kScale = 8;
+constexpr std::int64_t kReach = 7;
+constexpr std::int64_t kShortReach = 4;
+constexpr std::size_t kShortBoundary = 32;
+// Previous vertices weighed for each vertex in the shortest-path sweep (all with the fewest
+// edges are weighed up to this many; beyond it the nearest are taken).
+constexpr int kMaxCandidates = 96;
+
+struct V {
+  std::int64_t x, y;
+};
+std::int64_t Cross(V a, V b) {
+  return a.x * b.y - a.y * b.x;
+}
+std::int64_t Dot(V a, V b) {
+  return a.x * b.x + a.y * b.y;
+}
+
+// Window sums over points k = i..j relative to point i, exact (prefix sums wrap modulo 2^64,
+// the window's own sums are small).
+struct Window {
+  std::int64_t m, x, y, xx, xy, yy;
+};
+
+class Prefix {
+ public:
+  explicit Prefix(const std::vector<IPoint>& p, std::size_t count) : p_(p) {
+    const std::size_t n = p.size();
+    s_.resize(count + 1);
+    S acc{};
+    s_[0] = acc;
+    for (std::size_t k = 0; k < count; ++k) {
+      const IPoint& q = p[k % n];
+      const std::uint64_t x = static_cast<std::uint64_t>(static_cast<std::int64_t>(q.x));
+      const std::uint64_t y = static_cast<std::uint64_t>(static_cast<std::int64_t>(q.y));
+      acc.x += x;
+      acc.y += y;
+      acc.xx += x * x;
+      acc.xy += x * y;
+      acc.yy += y * y;
+      s_[k + 1] = acc;
+    }
+  }
+  // Points i..j inclusive (unwrapped indexes), relative to point i.
+  Window Get(std::size_t i, std::size_t j) const {
+    const IPoint& o = p_[i % p_.size()];
+    const std::uint64_t ox = static_cast<std::uint64_t>(static_cast<std::int64_t>(o.x));
+    const std::uint64_t oy = static_cast<std::uint64_t>(static_cast<std::int64_t>(o.y));
+    const std::uint64_t m = j - i + 1;
+    const S& a = s_[i];
+    const S& b = s_[j + 1];
+    const std::uint64_t sx = b.x - a.x, sy = b.y - a.y;
+    Window w;
+    w.m = static_cast<std::int64_t>(m);
+    w.x = static_cast<std::int64_t>(sx - m * ox);
+    w.y = static_cast<std::int64_t>(sy - m * oy);
+    w.xx = static_cast<std::int64_t>((b.xx - a.xx) - 2 * ox * sx + m * ox * ox);
+    w.yy = static_cast<std::int64_t>((b.yy - a.yy) - 2 * oy * sy + m * oy * oy);
+    w.xy = static_cast<std::int64_t>((b.xy - a.xy) - ox * sy - oy * sx + m * ox * oy);
+    return w;
+  }
+
+ private:
+  struct S {
+    std::uint64_t x = 0, y = 0, xx = 0, xy = 0, yy = 0;
+  };
+  const std::vector<IPoint>& p_;
+  std::vector<S> s_;
+};
+
+int StepDir(const IPoint& a, const IPoint& b) {
+  if (b.x > a.x) return 0;
+  if (b.y > a.y) return 1;
+  if (b.x < a.x) return 2;
+  return 3;
+}
+
+// Least-squares line through a window: centroid (relative to the window's origin) and unit
+// direction.
+void FitLine(const Window& w, CDPOINT& centre, CDPOINT& dir, CDPOINT chord) {
+  const double m = static_cast<double>(w.m);
+  const double mx = w.x / m, my = w.y / m;
+  const double a = w.xx / m - mx * mx, b = w.xy / m - mx * my, c = w.yy / m - my * my;
+  centre = CDPOINT(mx, my);
+  if (std::fabs(a) + std::fabs(b) + std::fabs(c) < 1e-12) {
+    const double len = num::Length(chord);
+    dir = len > 0 ? CDPOINT(chord.x / len, chord.y / len) : CDPOINT(1, 0);
+    return;
+  }
+  const double th = 0.5 * std::atan2(2 * b, a - c);
+  dir = CDPOINT(std::cos(th), std::sin(th));
+}
+
+}  // namespace
+
+std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
+  const std::size_t n = input.size();
+  std::vector<CDPOINT> out;
+  if (n < 4) {
+    for (const IPoint& q : input) out.emplace_back(q.x, q.y);
+    return out;
+  }
+  // Start at the top-left corner: a convex corner of every boundary.
+  std::size_t first = 0;
+  for (std::size_t k = 1; k < n; ++k)
+    if (input[k].y < input[first].y ||
+        (input[k].y == input[first].y && input[k].x < input[first].x))
+      first = k;
+  std::vector<IPoint> p(n);
+  for (std::size_t k = 0; k < n; ++k) p[k] = input[(first + k) % n];
+  auto at = [&](std::size_t k) -> const IPoint& { return p[k % n]; };
+  auto dirOf = [&](std::size_t k) { return StepDir(at(k), at(k + 1)); };
+
+  // At most half the boundary, so that every polygon has at least three vertices.
+  const std::int64_t reach = n <= kShortBoundary ? kShortReach : kReach;
+  const std::size_t span = std::max<std::size_t>(1, std::min<std::size_t>(kMaxSpan, (n - 1) / 2));
+
+  // Unwrapped copies for the walks below (indexes up to n + span): points, step directions
+  // and the next corner after each index (the first c > k where the step direction changes).
+  const std::size_t len = n + span + 1;
+  std::vector<IPoint> up(len);
+  std::vector<std::uint8_t> dirs(len);
+  std::vector<std::size_t> nextCorner(len);
+  for (std::size_t k = 0; k < len; ++k) {
+    up[k] = at(k);
+    dirs[k] = static_cast<std::uint8_t>(dirOf(k));
+  }
+  {
+    std::size_t c = 2 * n;
+    for (std::size_t k = 2 * n; k-- > 0;) {
+      if (k < len) nextCorner[k] = c;
+      if (dirOf(k) != dirOf(k + n - 1)) c = k;
+    }
+  }
+
+  std::vector<std::size_t> lon(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const IPoint& pi = up[i];
+    const std::size_t limit = i + span;
+    int used = 1 << dirs[i];
+    bool coned = false;
+    V lo{0, 0}, hi{0, 0};
+    std::size_t k = i, result = limit;
+    for (int walked = 0;; ++walked) {
+      const std::size_t c = std::min(std::max(nextCorner[k], k + 1), limit);
+      const IPoint& pk = up[k];
+      const V a{kScale * (pk.x - pi.x), kScale * (pk.y - pi.y)};
+      const int d = dirs[k];
+      const V u{d == 0 ? kScale : d == 2 ? -kScale : 0, d == 1 ? kScale : d == 3 ? -kScale : 0};
+      std::int64_t tmax = static_cast<std::int64_t>(c - k);
+      if (coned) {
+        const V s{lo.x + hi.x, lo.y + hi.y};
+        // Constraints f(t) = f0 + t f1 >= bound, for t = 1 .. tmax.
+        const std::int64_t f0[3] = {Cross(lo, a), Cross(a, hi), Dot(s, a) - 1};
+        const std::int64_t f1[3] = {Cross(lo, u), -Cross(hi, u), Dot(s, u)};
+        for (int q = 0; q < 3; ++q) {
+          if (f0[q] + f1[q] < 0) {
+            tmax = 0;
+            break;
+          }
+          if (f1[q] < 0 && f0[q] < tmax * -f1[q]) tmax = f0[q] / -f1[q];
+        }
+      }
+      if (tmax < static_cast<std::int64_t>(c - k)) {
+        result = k + static_cast<std::size_t>(tmax);
+        break;
+      }
+      k = c;
+      if (k >= limit || walked >= kMaxCornersWalked) {
+        result = k;
+        break;
+      }
+      used |= 1 << dirs[k];
+      if (used == 15) {
+        result = k;
+        break;
+      }
+      // Narrow the cone by the square around point k (a square that holds point i admits
+      // every direction).
+      const IPoint& pc = up[k];
+      const V q{kScale * (pc.x - pi.x), kScale * (pc.y - pi.y)};
+      if (std::llabs(q.x) <= reach && std::llabs(q.y) <= reach) continue;
+      V ccw = {q.x - reach, q.y - reach}, cw = ccw;
+      for (int e = 1; e < 4; ++e) {
+        const V corner{q.x + ((e & 1) ? reach : -reach), q.y + ((e & 2) ? reach : -reach)};
+        if (Cross(ccw, corner) > 0) ccw = corner;
+        if (Cross(corner, cw) > 0) cw = corner;
+      }
+      if (!coned) {
+        lo = cw;
+        hi = ccw;
+        coned = true;
+      } else {
+        if (Cross(lo, cw) > 0) lo = cw;
+        if (Cross(ccw, hi) > 0) hi = ccw;
+        if (Cross(lo, hi) < 0) {
+          result = k;
+          break;
+        }
+      }
+    }
+    lon[i] = std::max(result, i + 1);
+  }
+  // Ranges must not shrink as i grows: a later start never reaches less far.
+  for (std::size_t i = n - 1; i-- > 0;) lon[i] = std::min(lon[i], lon[i + 1]);
+
+  // Shortest path from point 0 to point n (= point 0 again).
+  const Prefix prefix(p, n + 1);
+  std::vector<int> count(n + 1, 0);
+  std::vector<double> pen(n + 1, 0);
+  std::vector<std::size_t> prev(n + 1, 0);
+  std::size_t lowest = 0;
+  for (std::size_t j = 1; j <= n; ++j) {
+    while (lowest < j && std::min(lon[lowest], n) < j) ++lowest;
+    const int best = count[lowest];
+    double bestPen = 0;
+    std::size_t bestI = lowest;
+    int weighed = 0;
+    for (std::size_t i = lowest; i < j && count[i] == best && weighed < kMaxCandidates;
+         ++i, ++weighed) {
+      const Window w = prefix.Get(i, j);
+      const IPoint& a = at(i);
+      const IPoint& b = at(j);
+      const double ex = b.x - a.x, ey = b.y - a.y;
+      const double len2 = ex * ex + ey * ey;
+      double e = 0;
+      if (len2 > 0)
+        e = (ex * ex * static_cast<double>(w.yy) - 2 * ex * ey * static_cast<double>(w.xy) +
+             ey * ey * static_cast<double>(w.xx)) /
+            len2;
+      const double total = pen[i] + e;
+      if (weighed == 0 || total < bestPen) {
+        bestPen = total;
+        bestI = i;
+      }
+    }
+    count[j] = best + 1;
+    pen[j] = bestPen;
+    prev[j] = bestI;
+  }
+  std::vector<std::size_t> idx;
+  for (std::size_t j = n; j > 0 && idx.size() <= n; j = prev[j]) idx.push_back(prev[j]);
+  std::reverse(idx.begin(), idx.end());  // vertex boundary indexes, idx[0] == 0
+  const std::size_t m = idx.size();
+
+  // Least-squares line of each edge (idx[e] .. idx[e + 1]), in absolute coordinates.
+  std::vector<CDPOINT> centre(m), dir(m);
+  for (std::size_t e = 0; e < m; ++e) {
+    const std::size_t s = idx[e], t = e + 1 < m ? idx[e + 1] : n;
+    const IPoint& a = at(s);
+    const IPoint& b = at(t);
+    CDPOINT c, d;
+    FitLine(prefix.Get(s, t), c, d, CDPOINT(b.x - a.x, b.y - a.y));
+    centre[e] = CDPOINT(c.x + a.x, c.y + a.y);
+    dir[e] = d;
+  }
+  out.resize(m);
+  for (std::size_t v = 0; v < m; ++v) {
+    const std::size_t e1 = (v + m - 1) % m, e2 = v;
+    const IPoint& o = at(idx[v]);
+    // Work relative to the boundary point; the vertex stays in [-0.5, 0.5]^2.
+    const CDPOINT n1(-dir[e1].y, dir[e1].x), n2(-dir[e2].y, dir[e2].x);
+    const double c1 = n1.x * (centre[e1].x - o.x) + n1.y * (centre[e1].y - o.y);
+    const double c2 = n2.x * (centre[e2].x - o.x) + n2.y * (centre[e2].y - o.y);
+    auto q = [&](double x, double y) {
+      const double d1 = n1.x * x + n1.y * y - c1, d2 = n2.x * x + n2.y * y - c2;
+      return d1 * d1 + d2 * d2;
+    };
+    const double mxx = n1.x * n1.x + n2.x * n2.x, mxy = n1.x * n1.y + n2.x * n2.y,
+                 myy = n1.y * n1.y + n2.y * n2.y;
+    const double bx = n1.x * c1 + n2.x * c2, by = n1.y * c1 + n2.y * c2;
+    const double det = mxx * myy - mxy * mxy;
+    CDPOINT best(0, 0);
+    double bestQ = q(0, 0);
+    auto consider = [&](double x, double y) {
+      x = std::clamp(x, -0.5, 0.5);
+      y = std::clamp(y, -0.5, 0.5);
+      const double val = q(x, y);
+      if (val < bestQ - 1e-12) {
+        bestQ = val;
+        best = CDPOINT(x, y);
+      }
+    };
+    bool inside = false;
+    if (det > 1e-3) {
+      const double x = (myy * bx - mxy * by) / det, y = (mxx * by - mxy * bx) / det;
+      if (std::fabs(x) <= 0.5 && std::fabs(y) <= 0.5) {
+        best = CDPOINT(x, y);
+        inside = true;
+      }
+    } else {
+      // Nearly parallel edges: the point of their common line nearest the boundary point.
+      consider(c1 * n1.x, c1 * n1.y);
+      consider(c2 * n2.x, c2 * n2.y);
+    }
+    if (!inside) {
+      for (double side : {-0.5, 0.5}) {
+        if (myy > 1e-12) consider(side, (by - mxy * side) / myy);
+        if (mxx > 1e-12) consider((bx - mxy * side) / mxx, side);
+        consider(side, -0.5);
+        consider(side, 0.5);
+      }
+    }
+    out[v] = CDPOINT(o.x + best.x, o.y + best.y);
+  }
+  return out;
+}
+
+}  // namespace plexa::faith
