@@ -17,6 +17,8 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Envelope);
   PLEXA_SUBCOMMAND(Effect);
   PLEXA_SUBCOMMAND(Centerline);
+  PLEXA_SUBCOMMAND(Weld);
+  PLEXA_SUBCOMMAND(Boolean);
 }
 
 }  // namespace plexa::tool
