@@ -312,6 +312,35 @@ Path FitPoints(const std::vector<Point>& pts, double tolerance) {
   return Path(std::move(out));
 }
 
+FillRule ParseFillRule(const std::string& rule) {
+  if (rule == "nonzero") return FillRule::kNonZero;
+  if (rule == "evenodd") return FillRule::kEvenOdd;
+  throw py::value_error("fill_rule must be 'nonzero' or 'evenodd', not '" + rule + "'");
+}
+
+// a op b (b null: the weld of a) with the GIL released; the result's outlines run
+// counter-clockwise and holes clockwise, so it reads the same under either rule.
+PathSet Combine(const PathSet& a, const PathSet* b, BooleanOp op, const std::string& rule,
+                double tolerance) {
+  BooleanOptions options;
+  options.fillRule = ParseFillRule(rule);
+  options.tolerance = tolerance;
+  const std::unique_ptr<CPolyPolyBezier> sa = a.Build();
+  const std::unique_ptr<CPolyPolyBezier> sb = b != nullptr ? b->Build() : nullptr;
+  CPolyPolyBezier out;
+  bool ok = false;
+  {
+    py::gil_scoped_release release;
+    ok = sb != nullptr ? BooleanPolyPolyBezier(*sa, *sb, op, out, options)
+                       : WeldPolyPolyBezier(*sa, out, options);
+  }
+  if (!ok)
+    throw std::runtime_error(
+        "the paths are too large to combine (over 4 million flattened edges or 16 million "
+        "crossings)");
+  return PathSet(out);
+}
+
 }  // namespace
 
 PYBIND11_MODULE(plexa, m) {
@@ -403,6 +432,55 @@ PYBIND11_MODULE(plexa, m) {
   m.def("text", &Text, py::arg("text"), py::arg("font") = "DejaVu Sans", py::arg("height") = 100.0,
         py::arg("bold") = false, py::arg("italic") = false,
         "The characters of text as outlines from a system font, the em `height` units tall.");
+  constexpr const char* kBooleanNote =
+      "\nfill_rule ('nonzero' or 'evenodd') says how each input set's paths fill; tolerance is\n"
+      "the largest distance between a curve and its flattening, in drawing units. The result's\n"
+      "edges are pieces of the inputs' own curves; outlines run counter-clockwise and holes\n"
+      "clockwise (y down). The GIL is released while it works.";
+  m.def(
+      "union",
+      [](const PathSet& a, const PathSet* b, const std::string& fill_rule, double tolerance) {
+        return Combine(a, b, BooleanOp::kUnion, fill_rule, tolerance);
+      },
+      py::arg("a"), py::arg("b") = py::none(), py::kw_only(), py::arg("fill_rule") = "nonzero",
+      py::arg("tolerance") = 0.01,
+      (std::string("The region covered by a or b; with b None, everything a covers (its weld).") +
+       kBooleanNote)
+          .c_str());
+  m.def(
+      "intersection",
+      [](const PathSet& a, const PathSet& b, const std::string& fill_rule, double tolerance) {
+        return Combine(a, &b, BooleanOp::kIntersection, fill_rule, tolerance);
+      },
+      py::arg("a"), py::arg("b"), py::kw_only(), py::arg("fill_rule") = "nonzero",
+      py::arg("tolerance") = 0.01,
+      (std::string("The region covered by both a and b.") + kBooleanNote).c_str());
+  m.def(
+      "difference",
+      [](const PathSet& a, const PathSet& b, const std::string& fill_rule, double tolerance) {
+        return Combine(a, &b, BooleanOp::kDifference, fill_rule, tolerance);
+      },
+      py::arg("a"), py::arg("b"), py::kw_only(), py::arg("fill_rule") = "nonzero",
+      py::arg("tolerance") = 0.01,
+      (std::string("The region of a outside b (b cut out of a).") + kBooleanNote).c_str());
+  m.def(
+      "xor",
+      [](const PathSet& a, const PathSet& b, const std::string& fill_rule, double tolerance) {
+        return Combine(a, &b, BooleanOp::kXor, fill_rule, tolerance);
+      },
+      py::arg("a"), py::arg("b"), py::kw_only(), py::arg("fill_rule") = "nonzero",
+      py::arg("tolerance") = 0.01,
+      (std::string("The region covered by exactly one of a and b.") + kBooleanNote).c_str());
+  m.def(
+      "weld",
+      [](const PathSet& paths, const std::string& fill_rule, double tolerance) {
+        return Combine(paths, nullptr, BooleanOp::kUnion, fill_rule, tolerance);
+      },
+      py::arg("paths"), py::arg("fill_rule") = "nonzero", py::kw_only(),
+      py::arg("tolerance") = 0.01,
+      (std::string("Overlapping outlines of paths merged into one, holes kept (as union(paths)).") +
+       kBooleanNote)
+          .c_str());
   m.def("read_svg", &ReadSvg, py::arg("path"), "Reads the paths and shapes of an SVG file.");
   m.def("write", &WriteFile, py::arg("paths"), py::arg("path"), py::arg("format") = "",
         "Writes paths as SVG, PDF, EPS, DXF or HPGL (by extension unless format is given).");

@@ -6,6 +6,7 @@
 #include "io/flatten.h"
 #include "io/svg_read.h"
 #include "tools/cli.h"
+#include "tools/weld.h"
 
 namespace plexa::tool {
 namespace {
@@ -14,6 +15,7 @@ struct ConvertOptions {
   std::string input;
   OutputOptions output;
   bool flatten = false;
+  bool weld = false;
   double scale = 0;
   double width = 0, height = 0;
 };
@@ -52,6 +54,7 @@ int RunConvert(ConvertOptions& o) {
     io::Scale(d, sx, sy);
   }
   const io::WriteOptions write = o.output.Write();
+  if (o.weld && !WeldDrawing(d, std::nullopt, write.tolerance, error)) return Fail(error);
   if (o.flatten) FlattenDrawing(d, write.tolerance);
   const int status = WriteOutput(o.output, io::WriteDrawing(d, write));
   if (status != kExitOk) return status;
@@ -75,6 +78,7 @@ void RegisterConvert(Tool& tool) {
       "warning. The page keeps the SVG's size.");
   cmd->add_option("INPUT", o->input, "the SVG to read ('-': standard input)")->required();
   AddOutput(*cmd, o->output);
+  cmd->add_flag("--weld", o->weld, "merge overlapping shapes, each filled by its own rule");
   cmd->add_flag("--flatten", o->flatten, "replace curves by straight lines within --tolerance");
   CLI::Option* scale =
       cmd->add_option("--scale", o->scale, "multiply every coordinate and the page")

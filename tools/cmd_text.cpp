@@ -19,6 +19,7 @@
 #include "io/drawing.h"
 #include "plexa/plexa.h"
 #include "tools/cli.h"
+#include "tools/weld.h"
 
 namespace plexa::tool {
 namespace {
@@ -31,6 +32,7 @@ struct TextOptions {
   double spacing = 1.2;
   double dpi = 0;
   bool listFonts = false;
+  bool weld = false;
   OutputOptions output;
 };
 
@@ -253,7 +255,12 @@ int RunText(TextOptions& o) {
 
   // Hundredths of a font unit to drawing units: the cap (or em) height becomes --height.
   io::Scale(d, height * 100.0 * unit / (o.em ? upem : cap));
-  io::GroupIntoShapes(d);
+  if (o.weld) {
+    std::string error;
+    if (!WeldDrawing(d, FillRule::kNonZero, o.output.Write().tolerance, error)) return Fail(error);
+  } else {
+    io::GroupIntoShapes(d);
+  }
   const int status = WriteOutput(o.output, io::WriteDrawing(d, o.output.Write()));
   if (status != kExitOk) return status;
   std::fprintf(o.output.path == "-" ? stderr : stdout, "set %zu shapes in %s to %s\n",
@@ -281,6 +288,7 @@ void RegisterText(Tool& tool) {
   cmd->add_option("--spacing", o->spacing, "line distance in ems (default 1.2)")
       ->check(CLI::Range(0.1, 100.0));
   AddDpi(*cmd, o->dpi, "resolution of 'px' heights (default 96)");
+  cmd->add_flag("--weld", o->weld, "merge overlapping letters into one outline");
   cmd->add_flag("--list-fonts", o->listFonts, "list the installed font families and stop");
 }
 

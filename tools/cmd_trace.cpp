@@ -8,6 +8,7 @@
 #include "plexa/raster/faithtrace.h"
 #include "plexa/raster/shapetrace.h"
 #include "tools/cli.h"
+#include "tools/weld.h"
 
 namespace plexa::tool {
 namespace {
@@ -28,6 +29,7 @@ struct TraceOptions {
   double width = 0, height = 0;  // drawing units; 0: not given
   std::int64_t max_pixels = io::kDefaultMaxPixels;
   bool progress = false;
+  bool weld = false;
 };
 
 int RunTrace(TraceOptions& o) {
@@ -114,6 +116,10 @@ int RunTrace(TraceOptions& o) {
   if (o.width > 0 && o.height <= 0) sy = sx;
   if (o.height > 0 && o.width <= 0) sx = sy;
   io::Scale(drawing, sx, sy);
+  if (o.weld) {
+    progress.Stage("welding");
+    if (!WeldDrawing(drawing, std::nullopt, o.output.Write().tolerance, error)) return Fail(error);
+  }
 
   progress.Stage("writing");
   const int status = WriteOutput(o.output, io::WriteDrawing(drawing, o.output.Write()));
@@ -142,6 +148,7 @@ void RegisterTrace(Tool& tool) {
       "(regions found on a 10-pixel grid, fitted at 5 pixels; --min-points applies to it).");
   cmd->add_option("IMAGE", o->input, "the image to trace ('-': standard input)")->required();
   AddOutput(*cmd, o->output);
+  cmd->add_flag("--weld", o->weld, "merge touching or overlapping outlines into one");
   cmd->add_flag("--invert", o->invert,
                 "trace the light pixels (light artwork on a dark ground); by default the dark "
                 "ones are traced");

@@ -18,6 +18,8 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Effect);
   PLEXA_SUBCOMMAND(Centerline);
   PLEXA_SUBCOMMAND(Scatter);
+  PLEXA_SUBCOMMAND(Weld);
+  PLEXA_SUBCOMMAND(Boolean);
 }
 
 }  // namespace plexa::tool

@@ -121,3 +121,31 @@ def test_long_calls_let_other_threads_run():
     during = [x for x in ticks if start < x < end]
     # The other thread kept ticking while the traces ran (with the GIL held it would stall).
     assert len(during) >= 3
+
+
+def grid(x0, y0, x1, y1, step):
+    return [(x0 + step * (i + 0.5), y0 + step * (j + 0.5))
+            for i in range(int((x1 - x0) / step)) for j in range(int((y1 - y0) / step))]
+
+
+def test_booleans_as_point_sets():
+    ring = plexa.PathSet([plexa.Path.circle(0, 0, 100), square(-30, -30, 60).reversed()])
+    # A u A and A n A cover what A covers (probed on a grid, points near edges left out);
+    # A - A and A xor A are empty.
+    pts = [p for p in grid(-110, -110, 110, 110, 7.3)
+           if abs(math.hypot(*p) - 100) > 0.5 and min(abs(abs(p[0]) - 30), abs(abs(p[1]) - 30)) > 0.5]
+    for same in (plexa.union(ring, ring), plexa.intersection(ring, ring), plexa.weld(ring)):
+        assert [same.contains(p) for p in pts] == [ring.contains(p) for p in pts]
+    assert len(plexa.difference(ring, ring)) == 0 and len(plexa.xor(ring, ring)) == 0
+    # Two overlapping squares: one outline, inside exactly where either square is.
+    a, b = plexa.PathSet([square(0, 0, 40)]), plexa.PathSet([square(20, 20, 40)])
+    u = plexa.union(a, b)
+    assert len(u) == 1 and not u[0].clockwise
+    for p in grid(-5, -5, 65, 65, 3.1):
+        assert u.contains(p) == (a.contains(p) or b.contains(p)), p
+        assert plexa.difference(a, b).contains(p) == (a.contains(p) and not b.contains(p)), p
+    # Fill rules: two copies of one square are empty under even-odd and filled under non-zero.
+    twice = plexa.PathSet([square(0, 0, 40), square(0, 0, 40)])
+    assert len(plexa.weld(twice, "evenodd")) == 0 and len(plexa.weld(twice)) == 1
+    with pytest.raises(ValueError):
+        plexa.weld(twice, fill_rule="odd")
