@@ -195,20 +195,56 @@ struct BitmapOwner {
   throw py::error_already_set();
 }
 
-PathSet TraceBitmap(HBITMAP bmp, const std::string& engine, int minPoints) {
+// Options of the faithful tracer that Python passes by keyword.
+struct FaithfulOptions {
+  int speckle = 2;
+  double corner_threshold = 1.0;
+  double opt_tolerance = 0.4;
+};
+
+// Traces the artwork of a two-level 32-bit bitmap (white = artwork), which it frees.
+PathSet TraceBitmap(HBITMAP bmp, const std::string& engine, int minPoints,
+                    const FaithfulOptions& f) {
   BitmapOwner own{bmp};
   CPolyPolyBezier out;
-  if (engine != "shape") throw py::value_error("engine must be 'shape'");
-  {
+  if (engine == "faithful") {
+    CFaithfulTrace::OPTIONS o;
+    o.speckle = f.speckle;
+    o.cornerThreshold = f.corner_threshold;
+    o.optTolerance = f.opt_tolerance;
+    o.invert = true;  // the artwork is white in the bitmap
+    py::gil_scoped_release release;
+    CFaithfulTrace(o).Trace(bmp, out);
+  } else if (engine == "shape") {
     py::gil_scoped_release release;
     CShapeTrace trace(bmp);
     trace.DoTrace(out, minPoints);
+  } else {
+    throw py::value_error("engine must be 'faithful' or 'shape'");
   }
   return PathSet(out);
 }
 
-PathSet Trace(const py::object& image, const std::string& engine, int threshold, bool invert,
-              int minPoints) {
+// Centre lines of the artwork's strokes, in pixel units (pixel centres at + 0.5).
+PathSet CentreLines(HBITMAP bmp) {
+  BitmapOwner own{bmp};
+  CPolyPolyBezier out;
+  {
+    py::gil_scoped_release release;
+    CSkeleton skeleton;
+    skeleton.InputMono(bmp, 0, 0);
+    skeleton.Output(out);
+  }
+  // Traced points are cells, one more than the pixel's index: move them onto pixel centres.
+  for (INT_PTR i = 0; i < out.GetSize(); ++i)
+    if (CBPointArray* p = out.GetAt(static_cast<int>(i)))
+      for (CBPOINT& n : *p)
+        for (CDPOINT* q : {&n.in, &n.anchor, &n.out}) *q = *q - CDPOINT(0.5, 0.5);
+  return PathSet(out);
+}
+
+// The two-level bitmap of an image given as a path or as rows of grey values.
+HBITMAP LoadImage(const py::object& image, int threshold, bool invert) {
   if (threshold < 0 || threshold > 256) throw py::value_error("threshold must be in 0..256");
   if (py::isinstance<py::str>(image) || py::hasattr(image, "__fspath__")) {
     const std::string path = py::str(py::module_::import("os").attr("fspath")(image));
@@ -222,13 +258,25 @@ PathSet Trace(const py::object& image, const std::string& engine, int threshold,
       img = plexa::io::LoadTwoLevelImage(path, o, error);
     }
     if (img.bitmap == nullptr) RaiseFileError(path, error);
-    return TraceBitmap(img.bitmap, engine, minPoints);
+    return img.bitmap;
   }
   // A NumPy array or nested lists: rows of grey values (0 dark .. 255 light).
   py::object rows = image;
   if (py::hasattr(image, "tolist")) rows = image.attr("tolist")();
   const auto grey = rows.cast<std::vector<std::vector<double>>>();
-  return TraceBitmap(BitmapFromRows(grey, threshold, invert), engine, minPoints);
+  return BitmapFromRows(grey, threshold, invert);
+}
+
+PathSet Trace(const py::object& image, const std::string& engine, int threshold, bool invert,
+              int minPoints, int speckle, double cornerThreshold, double optTolerance) {
+  if (engine != "faithful" && engine != "shape")
+    throw py::value_error("engine must be 'faithful' or 'shape'");
+  return TraceBitmap(LoadImage(image, threshold, invert), engine, minPoints,
+                     FaithfulOptions{speckle, cornerThreshold, optTolerance});
+}
+
+PathSet Centerline(const py::object& image, int threshold, bool invert) {
+  return CentreLines(LoadImage(image, threshold, invert));
 }
 
 PathSet FromDrawing(const plexa::io::Drawing& d) {
@@ -422,11 +470,19 @@ PYBIND11_MODULE(plexa, m) {
         return sum;
       },
       py::arg("path"), py::arg("n"));
-  m.def("trace", &Trace, py::arg("image"), py::arg("engine") = "shape", py::arg("threshold") = 128,
-        py::arg("invert") = false, py::arg("min_points") = 20,
+  m.def("centerline", &Centerline, py::arg("image"), py::arg("threshold") = 128,
+        py::arg("invert") = false,
+        "Centre lines of dark strokes (light with invert=True) as open paths in pixel units, for\n"
+        "plotters, engravers and single-line cutting. image as for trace().");
+  m.def("trace", &Trace, py::arg("image"), py::arg("engine") = "faithful",
+        py::arg("threshold") = 128, py::arg("invert") = false, py::arg("min_points") = 20,
+        py::arg("speckle") = 2, py::arg("corner_threshold") = 1.0, py::arg("opt_tolerance") = 0.4,
         "Traces dark artwork (light with invert=True) into closed outlines in pixel units.\n"
         "image: a file path (PNG, JPEG, BMP, GIF, ...) or rows of grey values 0..255 (a 2-D\n"
-        "list or NumPy array). engine 'shape' is the grid-seeded shape tracer.");
+        "list or NumPy array). engine 'faithful' (default) finds every region, keeps outlines on\n"
+        "pixel edges and places few smooth curves (speckle: regions of at most this many pixels\n"
+        "are dropped; corner_threshold: 0 all corners .. 4/3 none; opt_tolerance: curve merging\n"
+        "in pixels); engine 'shape' is the grid-seeded shape tracer (min_points).");
   m.def("fit_curve", &FitPoints, py::arg("points"), py::arg("tolerance") = 1.0,
         "A smooth path within tolerance of the (x, y) points, corners kept.");
   m.def("text", &Text, py::arg("text"), py::arg("font") = "DejaVu Sans", py::arg("height") = 100.0,

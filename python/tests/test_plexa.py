@@ -47,12 +47,25 @@ def test_tracer_finds_a_generated_ring_from_lists_and_arrays():
             for y in range(size)]
     traced = plexa.trace(rows)
     assert len(traced) == 2
+    shape = plexa.trace(rows, engine="shape")
+    assert len(shape) == 2
+    with pytest.raises(ValueError):
+        plexa.trace(rows, engine="nope")
     assert traced.holes() == [1] or traced.holes() == [0]
     assert traced.contains((30, 12)) and not traced.contains((30, 30))
     np = pytest.importorskip("numpy")
     again = plexa.trace(np.array(rows, dtype=np.uint8))
     assert len(again) == 2
     assert len(plexa.trace(rows, invert=True)) >= 2  # the paper and the hole's disc
+
+
+def test_centre_lines_follow_a_stroke():
+    rows = [[0 if 20 <= x < 180 and 45 <= y < 55 else 255 for x in range(200)] for y in range(100)]
+    lines = plexa.centerline(rows)
+    assert len(lines) == 1
+    pts = lines[0].flatten(0.5)
+    assert all(abs(y - 49.5) < 2 for _, y in pts)  # the stroke's middle row
+    assert min(x for x, _ in pts) < 30 and max(x for x, _ in pts) > 170
 
 
 def test_files_and_errors(tmp_path):
