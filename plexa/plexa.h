@@ -6,6 +6,9 @@
 //   CBPointArray path;  CPolyPolyBezier set;  CView3D view;  ...
 #pragma once
 
+// Kept in layer order, not sorted.
+// clang-format off
+
 // platform: records, failures, arrays, archive, strings, bitmaps and drawing.
 #include "plexa/platform/archive.h"
 #include "plexa/platform/array.h"
@@ -64,3 +67,4 @@
 #include "plexa/layout/pack.h"
 #include "plexa/layout/random.h"
 #include "plexa/layout/placement.h"
+// clang-format on
