@@ -13,6 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "io/drawing.h"
+#include "io/svg_read.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -69,54 +72,19 @@ int CountPaths(const std::string& svg) {
   return n;
 }
 
-// Every path's d attribute is a sequence of closed subpaths of absolute M, C and Z commands
-// with the right number of coordinates: "Mx y C x y x y x y ... Z", repeated.
-bool IsNumber(const std::string& t) {
-  if (t.empty()) return false;
-  char* end = nullptr;
-  std::strtod(t.c_str(), &end);
-  return *end == '\0';
-}
-
-bool PathDataWellFormed(const std::string& d) {
-  std::istringstream in(d);
-  std::vector<std::string> tok;
-  for (std::string t; in >> t;) tok.push_back(t);
-  std::size_t i = 0;
-  int subpaths = 0;
-  while (i < tok.size()) {
-    if (tok[i].size() < 2 || tok[i][0] != 'M' || !IsNumber(tok[i].substr(1)) ||
-        i + 1 >= tok.size() || !IsNumber(tok[i + 1]))
-      return false;
-    i += 2;
-    int curves = 0;
-    while (i < tok.size() && (tok[i][0] == 'C' || tok[i][0] == 'L')) {
-      const int numbers = tok[i][0] == 'C' ? 5 : 1;
-      if (tok[i].size() < 2 || !IsNumber(tok[i].substr(1)) || i + numbers >= tok.size())
-        return false;
-      for (int k = 1; k <= numbers; ++k)
-        if (!IsNumber(tok[i + k])) return false;
-      i += 1 + numbers;
-      ++curves;
-    }
-    if (curves == 0 || i >= tok.size() || tok[i] != "Z") return false;
-    ++i;
-    ++subpaths;
-  }
-  return subpaths > 0;
-}
-
+// The page reads back without a warning, with one even-odd item a path element and every
+// path closed.
 bool WellFormed(const std::string& svg) {
-  if (svg.rfind("<?xml", 0) != 0 || svg.find("</svg>") == std::string::npos) return false;
-  const std::string open = "<path fill-rule=\"evenodd\" d=\"";
-  int seen = 0;
-  for (std::size_t at = svg.find(open); at != std::string::npos;
-       at = svg.find(open, at + 1), ++seen) {
-    const std::size_t from = at + open.size(), to = svg.find('"', from);
-    if (to == std::string::npos || svg.compare(to, 3, "\"/>") != 0) return false;
-    if (!PathDataWellFormed(svg.substr(from, to - from))) return false;
-  }
-  return seen == CountPaths(svg);
+  plexa::io::Drawing d;
+  std::string warning, error;
+  if (svg.rfind("<?xml", 0) != 0 || !plexa::io::ReadSvg(svg, d, warning, error) ||
+      !warning.empty() || static_cast<int>(d.items.size()) != CountPaths(svg))
+    return false;
+  for (const plexa::io::Item& item : d.items)
+    if (item.rule != plexa::io::FillRule::kEvenOdd) return false;
+  for (INT_PTR i = 0; i < d.paths.GetSize(); ++i)
+    if (!d.paths[static_cast<int>(i)].IsPolyBezierClosed()) return false;
+  return true;
 }
 
 }  // namespace

@@ -13,15 +13,11 @@
 #include "plexa/geom/bezier.h"
 #include "plexa/geom/path.h"
 #include "plexa/geom/setplanar.h"
+#include "tests/support.h"
 
-using PLEXA::CBPOINT;
-using PLEXA::CDPOINT;
+using namespace plexa::test;
 
 namespace {
-
-CBPOINT Corner(double x, double y) {
-  return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y));
-}
 
 __extension__ typedef __int128 Int128;
 

@@ -8,12 +8,17 @@
 #include <random>
 #include <vector>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
 namespace {
 
 using Poly = std::vector<CDPOINT>;
+
+const BooleanOp kOps[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
+                           BooleanOp::kXor};
 
 CBPointArray* Polygon(const Poly& pts, bool close = true) {
   auto* p = new CBPointArray;
@@ -27,7 +32,8 @@ CBPointArray* Circle(double cx, double cy, double r) {
   return p;
 }
 
-// Every path sampled into a polygon (per points a segment; 1 for polygons): the oracle's view.
+// Every path sampled into a closed polygon (per points a segment; 1 for polygons): the oracle's
+// view.
 std::vector<Poly> Sampled(const CPolyPolyBezier& set, int per) {
   std::vector<Poly> out;
   for (INT_PTR i = 0; i < set.GetSize(); ++i) {
@@ -38,6 +44,7 @@ std::vector<Poly> Sampled(const CPolyPolyBezier& set, int per) {
       const CBezier b(p->GetData()[k], p->GetData()[k + 1]);
       for (int s = 0; s < per; ++s) poly.push_back(b.GetCurvePoint(s / static_cast<double>(per)));
     }
+    poly.push_back(poly[0]);
     out.push_back(poly);
   }
   return out;
@@ -56,17 +63,9 @@ int Winding(const std::vector<Poly>& polys, const CDPOINT& p) {
   return w;
 }
 
-double SegDist(const CDPOINT& p, const CDPOINT& a, const CDPOINT& b) {
-  const double dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
-  double t = l2 > 0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / l2 : 0;
-  t = std::clamp(t, 0.0, 1.0);
-  return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
-}
 double BoundaryDist(const std::vector<Poly>& polys, const CDPOINT& p) {
-  double d = std::numeric_limits<double>::infinity();
-  for (const Poly& poly : polys)
-    for (std::size_t i = 0; i < poly.size(); ++i)
-      d = std::min(d, SegDist(p, poly[i], poly[(i + 1) % poly.size()]));
+  double d = plexa::test::kInf;
+  for (const Poly& poly : polys) d = std::min(d, plexa::test::DistanceToPolyline(poly, p));
   return d;
 }
 
@@ -113,8 +112,6 @@ int CompareWithOracle(const CPolyPolyBezier& a, const CPolyPolyBezier& b, Boolea
 TEST(Boolean, RandomPolygonsMatchThePointOracle) {
   std::mt19937 rng(20261124);
   std::uniform_int_distribution<int> coord(0, 8), count(3, 6), pick(0, 3);
-  const BooleanOp ops[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
-                            BooleanOp::kXor};
   int failures = 0;
   for (int c = 0; c < 10000 && failures < 5; ++c) {
     CPolyPolyBezier a, b, out;
@@ -124,7 +121,7 @@ TEST(Boolean, RandomPolygonsMatchThePointOracle) {
         for (CDPOINT& p : poly) p = CDPOINT(coord(rng), coord(rng));
         s->Add(Polygon(poly));
       }
-    const BooleanOp op = ops[pick(rng)];
+    const BooleanOp op = kOps[pick(rng)];
     const FillRule rule = pick(rng) & 1 ? FillRule::kEvenOdd : FillRule::kNonZero;
     BooleanOptions opt;
     opt.fillRule = rule;
@@ -142,10 +139,8 @@ TEST(Boolean, SameShapeTwiceAndCurvesStayCurves) {
   a.Add(Circle(0, 0, 10));
   a.Add(Circle(8, 3, 6));
   a.Add(Polygon({{-5, -14}, {12, -12}, {3, 0}}));
-  const BooleanOp ops[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
-                            BooleanOp::kXor};
   for (FillRule rule : {FillRule::kNonZero, FillRule::kEvenOdd})
-    for (BooleanOp op : ops) {
+    for (BooleanOp op : kOps) {
       CPolyPolyBezier out;
       BooleanOptions opt;
       opt.fillRule = rule;
@@ -169,7 +164,7 @@ TEST(Boolean, SameShapeTwiceAndCurvesStayCurves) {
   b.Add(Circle(6, -4, 9));
   b.Add(Circle(-9, 6, 4));
   for (FillRule rule : {FillRule::kNonZero, FillRule::kEvenOdd})
-    for (BooleanOp op : ops) {
+    for (BooleanOp op : kOps) {
       CPolyPolyBezier out;
       BooleanOptions opt;
       opt.fillRule = rule;
@@ -192,6 +187,10 @@ TEST(Boolean, SameShapeTwiceAndCurvesStayCurves) {
 }
 
 TEST(Boolean, TouchingSharedEdgesAndSelfIntersections) {
+  using enum BooleanOp;
+  using enum FillRule;
+  const Poly sq = {{0, 0}, {4, 0}, {4, 4}, {0, 4}};
+  const Poly star = {{5, 0}, {8, 9}, {0, 3}, {10, 3}, {2, 9}};
   struct Case {
     const char* name;
     Poly a, b;
@@ -199,55 +198,15 @@ TEST(Boolean, TouchingSharedEdgesAndSelfIntersections) {
     FillRule rule;
     int paths;
   } cases[] = {
-      {"edge-touch union",
-       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
-       {{4, 0}, {8, 0}, {8, 4}, {4, 4}},
-       BooleanOp::kUnion,
-       FillRule::kNonZero,
-       1},
-      {"edge-touch intersection",
-       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
-       {{4, 1}, {8, 1}, {8, 3}, {4, 3}},
-       BooleanOp::kIntersection,
-       FillRule::kNonZero,
-       0},
-      {"partial edge union",
-       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
-       {{4, 1}, {8, 1}, {8, 3}, {4, 3}},
-       BooleanOp::kUnion,
-       FillRule::kNonZero,
-       1},
-      {"vertex-touch union",
-       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
-       {{4, 4}, {8, 4}, {8, 8}, {4, 8}},
-       BooleanOp::kUnion,
-       FillRule::kNonZero,
-       2},
-      {"vertex on edge",
-       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
-       {{4, 2}, {8, 0}, {8, 4}},
-       BooleanOp::kUnion,
-       FillRule::kNonZero,
-       2},
-      {"vertex on edge xor",
-       {{0, 0}, {4, 0}, {4, 4}, {0, 4}},
-       {{4, 2}, {1, 0}, {1, 4}},
-       BooleanOp::kXor,
-       FillRule::kNonZero,
-       3},
-      {"pentagram non-zero",
-       {{5, 0}, {8, 9}, {0, 3}, {10, 3}, {2, 9}},
-       {},
-       BooleanOp::kUnion,
-       FillRule::kNonZero,
-       1},
-      {"pentagram even-odd",
-       {{5, 0}, {8, 9}, {0, 3}, {10, 3}, {2, 9}},
-       {},
-       BooleanOp::kUnion,
-       FillRule::kEvenOdd,
-       5},
-      {"bow tie", {{0, 0}, {6, 6}, {6, 0}, {0, 6}}, {}, BooleanOp::kUnion, FillRule::kNonZero, 2},
+      {"edge-touch union", sq, {{4, 0}, {8, 0}, {8, 4}, {4, 4}}, kUnion, kNonZero, 1},
+      {"edge-touch intersection", sq, {{4, 1}, {8, 1}, {8, 3}, {4, 3}}, kIntersection, kNonZero, 0},
+      {"partial edge union", sq, {{4, 1}, {8, 1}, {8, 3}, {4, 3}}, kUnion, kNonZero, 1},
+      {"vertex-touch union", sq, {{4, 4}, {8, 4}, {8, 8}, {4, 8}}, kUnion, kNonZero, 2},
+      {"vertex on edge", sq, {{4, 2}, {8, 0}, {8, 4}}, kUnion, kNonZero, 2},
+      {"vertex on edge xor", sq, {{4, 2}, {1, 0}, {1, 4}}, kXor, kNonZero, 3},
+      {"pentagram non-zero", star, {}, kUnion, kNonZero, 1},
+      {"pentagram even-odd", star, {}, kUnion, kEvenOdd, 5},
+      {"bow tie", {{0, 0}, {6, 6}, {6, 0}, {0, 6}}, {}, kUnion, kNonZero, 2},
   };
   for (const Case& c : cases) {
     CPolyPolyBezier a, b, out;
@@ -293,11 +252,9 @@ TEST(Boolean, TreeTinyLoopsAndBadInput) {
   EXPECT_EQ(out[0].GetSize(), 5);
 
   // Quiet results on bad input.
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
   CPolyPolyBezier bad, empty;
-  bad.Add(Polygon({{0, 0}, {nan, 0}, {1, 1}}));
-  bad.Add(Polygon({{0, 0}, {inf, 0}, {1, 1}}));
+  bad.Add(Polygon({{0, 0}, {plexa::test::kNaN, 0}, {1, 1}}));
+  bad.Add(Polygon({{0, 0}, {plexa::test::kInf, 0}, {1, 1}}));
   bad.Add(new CBPointArray);
   bad.Add(nullptr);
   ASSERT_TRUE(WeldPolyPolyBezier(bad, out));
@@ -323,8 +280,6 @@ TEST(Boolean, HostileSetsGiveQuietClosedResults) {
   // coincident edges and shared vertices; curved and straight segments, open and closed paths.
   std::mt19937_64 rng(17);
   const double specials[] = {0, 1, -1, 1e300, -1e300, 1e-300, 5e-324, 3, 1e-9, 2e-9};
-  const BooleanOp ops[4] = {BooleanOp::kUnion, BooleanOp::kIntersection, BooleanOp::kDifference,
-                            BooleanOp::kXor};
   for (int c = 0; c < 300; ++c) {
     auto value = [&]() {
       const std::uint64_t r = rng();
@@ -355,7 +310,7 @@ TEST(Boolean, HostileSetsGiveQuietClosedResults) {
     BooleanOptions opt;
     opt.fillRule = c % 2 ? FillRule::kEvenOdd : FillRule::kNonZero;
     BooleanTree tree;
-    ASSERT_TRUE(BooleanPolyPolyBezier(sets[0], sets[1], ops[c % 4], out, opt, &tree)) << c;
+    ASSERT_TRUE(BooleanPolyPolyBezier(sets[0], sets[1], kOps[c % 4], out, opt, &tree)) << c;
     ASSERT_EQ(tree.parent.size(), static_cast<std::size_t>(out.GetSize()));
     for (INT_PTR i = 0; i < out.GetSize(); ++i) {
       const CBPointArray& p = out[static_cast<int>(i)];

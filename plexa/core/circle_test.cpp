@@ -7,6 +7,8 @@
 #include <limits>
 #include <numbers>
 
+#include "tests/support.h"
+
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
@@ -51,8 +53,7 @@ TEST(CircleHelpers, CircleThroughThreePointsAgreesWithTheBisectorConstruction) {
   CDPOINT c(-1, -1);
   double r = -1;
   ASSERT_TRUE(PLEXA::GetCircle(CDPOINT(8, 4), CDPOINT(3, 9), CDPOINT(-2, 4), c, r));
-  EXPECT_NEAR(c.x, 3, 1e-12);
-  EXPECT_NEAR(c.y, 4, 1e-12);
+  EXPECT_POINT_NEAR(c, CDPOINT(3, 4), 1e-12);
   EXPECT_NEAR(r, 5, 1e-12);
   c = CDPOINT(-1, -1);
   r = -1;

@@ -32,17 +32,7 @@ namespace {
 using namespace plexa::test;
 constexpr double kPi = std::numbers::pi;
 
-Pts MakePoly(std::initializer_list<CDPOINT> pts) {
-  return Array<CDPOINT>(pts);
-}
-IPoly MakeIPoly(std::initializer_list<tagPOINT> pts) {
-  return Array<tagPOINT>(pts);
-}
-CBPointArray MakePath(std::initializer_list<CDPOINT> pts) {
-  return plexa::test::Poly(pts);
-}
-
-const Pts kSquare = MakePoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
+const Pts kSquare = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
 
 }  // namespace
 
@@ -171,13 +161,13 @@ TEST(PlanarTransforms, FlipsAndRandomRange) {
 }
 
 TEST(PlanarBounds, RectanglesOfPointsArraysSetsAndPaths) {
-  const Pts tri = MakePoly({{3, -1}, {-2, 4}, {5, 2}});
+  const Pts tri = Array<CDPOINT>({{3, -1}, {-2, 4}, {5, 2}});
   EXPECT_EQ(GetPolygonRect(tri), CDRECT(-2, 5, -1, 4));
   EXPECT_EQ(GetPolygonRect(tri.GetData(), 2), CDRECT(-2, 3, -1, 4));
   EXPECT_EQ(GetPolygonRect(tri.GetData(), 0), CDRECT());
   EXPECT_EQ(GetPolygonRect(Pts()), CDRECT());
 
-  EXPECT_EQ(GetPolylineBounds(MakeIPoly({{3, -1}, {-2, 4}, {5, 2}})), CRect(-2, -1, 5, 4));
+  EXPECT_EQ(GetPolylineBounds(Array<tagPOINT>({{3, -1}, {-2, 4}, {5, 2}})), CRect(-2, -1, 5, 4));
   EXPECT_EQ(GetPolylineBounds(IPoly()), CRect());
   double x0 = 9, y0 = 9, x1 = 9, y1 = 9;
   GetPolylineBounds(tri, x0, y0, x1, y1);
@@ -205,24 +195,24 @@ TEST(PlanarBounds, RectanglesOfPointsArraysSetsAndPaths) {
 }
 
 TEST(PlanarLengths, LengthsAndLengthFractions) {
-  const Pts l = MakePoly({{0, 0}, {3, 4}, {3, 10}});
+  const Pts l = Array<CDPOINT>({{0, 0}, {3, 4}, {3, 10}});
   EXPECT_DOUBLE_EQ(GetPolylineLength(l), 11.0);
   EXPECT_DOUBLE_EQ(GetPolylineLength(l, 1), 5.0);
   EXPECT_DOUBLE_EQ(GetPolylineLength(l, 9), 11.0);
-  EXPECT_DOUBLE_EQ(GetPolylineLength(MakeIPoly({{0, 0}, {3, 4}, {3, 10}})), 11.0);
+  EXPECT_DOUBLE_EQ(GetPolylineLength(Array<tagPOINT>({{0, 0}, {3, 4}, {3, 10}})), 11.0);
   // A path's length follows the anchors, not the curves.
-  CBPointArray path = MakePath({{0, 0}, {3, 4}});
+  CBPointArray path = plexa::test::Poly({{0, 0}, {3, 4}});
   path[0].out = CDPOINT(100, 0);
   EXPECT_DOUBLE_EQ(GetPolylineLength(path), 5.0);
 
   EXPECT_EQ(GetPolylineTFromLength(l, 5.5), 0.5);
   EXPECT_EQ(GetPolylineTFromLength(l, 12), 1.0);
   EXPECT_EQ(GetPolylineTFromLength(l, -1), 0.0);
-  EXPECT_EQ(GetPolylineTFromLength(MakePoly({{1, 1}, {1, 1}}), 0.0), 0.0);
+  EXPECT_EQ(GetPolylineTFromLength(Array<CDPOINT>({{1, 1}, {1, 1}}), 0.0), 0.0);
 }
 
 TEST(PlanarLengths, PointAtFractionKeepsTheAbsoluteValue) {
-  const Pts l = MakePoly({{0, 0}, {10, 0}, {10, 10}});  // length 20
+  const Pts l = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}});  // length 20
   int seg = -1;
   // At 0.5 the first segment whose cumulative length reaches t * L; beyond the end
   // extrapolated along the last segment's line; before the start mirrored into the first
@@ -240,13 +230,13 @@ TEST(PlanarLengths, PointAtFractionKeepsTheAbsoluteValue) {
   // Degenerate inputs.
   EXPECT_EQ(GetPolylinePoint(Pts(), 0.5, &seg), CDPOINT());
   EXPECT_EQ(seg, 0);
-  EXPECT_EQ(GetPolylinePoint(MakePoly({{2, 2}, {2, 2}, {9, 2}}), 0.0, &seg), CDPOINT(2, 2));
+  EXPECT_EQ(GetPolylinePoint(Array<CDPOINT>({{2, 2}, {2, 2}, {9, 2}}), 0.0, &seg), CDPOINT(2, 2));
   const CDPOINT nan = GetPolylinePoint(l, std::numeric_limits<double>::quiet_NaN(), &seg);
   EXPECT_TRUE(std::isnan(nan.x) || std::isnan(nan.y));
 }
 
 TEST(PlanarLengths, FractionOfPointUsesAOneUnitThreshold) {
-  Pts l = MakePoly({{0, 0}, {10, 0}, {10, 10}});
+  Pts l = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}});
   EXPECT_DOUBLE_EQ(GetPolylineT(l, 1, CDPOINT(10, 5)), 0.75);
   EXPECT_DOUBLE_EQ(GetPolylineT(l, 0, CDPOINT(5, 3)), std::hypot(5, 3) / 20);  // not projected
   EXPECT_EQ(GetPolylineT(l, 2, CDPOINT(0, 0)), 1.0);                           // seg == n - 1
@@ -255,14 +245,14 @@ TEST(PlanarLengths, FractionOfPointUsesAOneUnitThreshold) {
   Pts empty;
   EXPECT_EQ(GetPolylineT(empty, -1, CDPOINT(0, 0)), 1.0);  // n - 1 is -1
   // Shorter than one unit: 0 for every point; exactly one unit is long enough.
-  Pts tiny = MakePoly({{0, 0}, {0.5, 0}, {0.9, 0}});
+  Pts tiny = Array<CDPOINT>({{0, 0}, {0.5, 0}, {0.9, 0}});
   EXPECT_EQ(GetPolylineT(tiny, 0, CDPOINT(0.3, 0)), 0.0);
-  Pts unit = MakePoly({{0, 0}, {1, 0}});
+  Pts unit = Array<CDPOINT>({{0, 0}, {1, 0}});
   EXPECT_DOUBLE_EQ(GetPolylineT(unit, 0, CDPOINT(0.25, 0)), 0.25);
 }
 
 TEST(PlanarLengths, TangentsAndClosestPoints) {
-  const Pts l = MakePoly({{0, 0}, {10, 0}, {10, 10}});
+  const Pts l = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}});
   EXPECT_DOUBLE_EQ(GetDPointTangentAngle(l, 0), 0.0);
   EXPECT_DOUBLE_EQ(GetDPointTangentAngle(l, 1), kPi / 4);
   EXPECT_DOUBLE_EQ(GetDPointTangentAngle(l, 2), kPi / 2);
@@ -281,7 +271,7 @@ TEST(PlanarLengths, TangentsAndClosestPoints) {
   far.Add(CPoint(kMin, kMax));
   EXPECT_EQ(GetClosestPointIndex(far, CPoint(kMax, kMax)), 1);
 
-  Pts poly = MakePoly({{0, 0}, {10, 0}, {10, 10}});
+  Pts poly = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}});
   int seg = -1;
   CDPOINT q(-1, -1);
   EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(4, 3), &seg, &q) && seg == 0) << seg;
@@ -289,7 +279,7 @@ TEST(PlanarLengths, TangentsAndClosestPoints) {
   // Beyond the ends: the nearer end point; at the corner the earlier segment wins the tie.
   EXPECT_TRUE(GetPolylineClosestPoint(poly, CDPOINT(13, -3), &seg, &q) && seg == 0) << seg;
   EXPECT_EQ(q, CDPOINT(10, 0));
-  Pts one = MakePoly({{1, 1}});
+  Pts one = Array<CDPOINT>({{1, 1}});
   q = CDPOINT(-7, -7);
   EXPECT_TRUE(GetPolylineClosestPoint(one, CDPOINT(4, 3), &seg, &q));
   EXPECT_EQ(seg, 0);
@@ -297,38 +287,39 @@ TEST(PlanarLengths, TangentsAndClosestPoints) {
 }
 
 TEST(PlanarConversions, ConvertTransformDuplicatesAndSimilarity) {
-  CBPointArray path = MakePath({{9, 9}, {9, 9}, {9, 9}});
-  Convert(MakePoly({{1, 2}, {3, 4}}), path);
+  CBPointArray path = plexa::test::Poly({{9, 9}, {9, 9}, {9, 9}});
+  Convert(Array<CDPOINT>({{1, 2}, {3, 4}}), path);
   ASSERT_EQ(path.GetSize(), 2);
   EXPECT_EQ(path[1], CBPOINT(CDPOINT(3, 4), CDPOINT(3, 4), CDPOINT(3, 4)));
 
-  Pts pts = MakePoly({{1, 2}, {3, 4}});
+  Pts pts = Array<CDPOINT>({{1, 2}, {3, 4}});
   CView3D view;
   view.Translate(5, 0, 0);  // a view moves the world by the negated offset
   ApplyTransformation(pts, view);
   EXPECT_POINT_NEAR(pts[1], CDPOINT(-2, 4), 1e-12);
 
-  IPoly ip = MakeIPoly({{1, 1}, {1, 1}, {2, 2}, {2, 2}, {2, 2}, {1, 1}});
+  IPoly ip = Array<tagPOINT>({{1, 1}, {1, 1}, {2, 2}, {2, 2}, {2, 2}, {1, 1}});
   DelPolylineDuplicatePoints(ip);
   ASSERT_EQ(ip.GetSize(), 3);
   EXPECT_EQ(ip[2].x, 1);
   // A chain of near repeats collapses onto its first point: each is compared with its
   // original predecessor, not with the survivor.
-  Pts chain = MakePoly({{0, 0}, {0.6e-8, 0}, {1.2e-8, 0}, {5, 0}});
+  Pts chain = Array<CDPOINT>({{0, 0}, {0.6e-8, 0}, {1.2e-8, 0}, {5, 0}});
   DelPolylineDuplicatePoints(chain);
   ASSERT_EQ(chain.GetSize(), 2);
   EXPECT_EQ(chain[1], CDPOINT(5, 0));
 
-  const CBPointArray a = MakePath({{0, 0}, {10, 0}, {10, 10}});
-  EXPECT_TRUE(AreSimilar(a, MakePath({{5, 5}, {15, 5}, {15, 15}}), 1e-9));    // translated
-  EXPECT_TRUE(AreSimilar(a, MakePath({{0, 7}, {10, -40}, {10, 99}}), 1e-9));  // y never decides
-  EXPECT_FALSE(AreSimilar(a, MakePath({{0, 0}, {10.5, 0}, {10.5, 10}}), 0.1));
-  EXPECT_FALSE(AreSimilar(a, MakePath({{0, 0}, {10, 0}}), 1.0));
+  const CBPointArray a = plexa::test::Poly({{0, 0}, {10, 0}, {10, 10}});
+  EXPECT_TRUE(AreSimilar(a, plexa::test::Poly({{5, 5}, {15, 5}, {15, 15}}), 1e-9));  // translated
+  EXPECT_TRUE(
+      AreSimilar(a, plexa::test::Poly({{0, 7}, {10, -40}, {10, 99}}), 1e-9));  // y never decides
+  EXPECT_FALSE(AreSimilar(a, plexa::test::Poly({{0, 0}, {10.5, 0}, {10.5, 10}}), 0.1));
+  EXPECT_FALSE(AreSimilar(a, plexa::test::Poly({{0, 0}, {10, 0}}), 1.0));
 
   CPolyPolyBezier s1, s2;
   EXPECT_TRUE(AreSimilar(s1, s2, 0.1));
   s1.Add(new CBPointArray(a));
-  s2.Add(new CBPointArray(MakePath({{3, 0}, {13, 9}, {13, 0}})));
+  s2.Add(new CBPointArray(plexa::test::Poly({{3, 0}, {13, 9}, {13, 0}})));
   s1.Add(nullptr);
   s2.Add(nullptr);
   EXPECT_TRUE(AreSimilar(s1, s2, 0.1));
@@ -361,54 +352,56 @@ TEST(PlanarInside, SquareEdgesAndRectangleRule) {
   EXPECT_TRUE(IsPointInPolygon(kSquare, CDPOINT(5, 5), &loose));
   EXPECT_FALSE(IsPointInPolygon(kSquare, CDPOINT(50, 5), &loose));
   // No closing edge: without the repeated first point the left edge is missing.
-  const Pts open = MakePoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}});
+  const Pts open = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}, {0, 10}});
   EXPECT_EQ(IsPointInPolygon(open, CDPOINT(5, 5), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(Pts(), CDPOINT(0, 0), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(static_cast<const CDPOINT*>(nullptr), 3, CDPOINT(0, 0), nullptr), 0);
   // NaN and infinite polygon coordinates answer without crashing.
-  const Pts wild = MakePoly({{nan, 0}, {inf, 1}, {-inf, nan}, {1e308, -1e308}, {nan, 0}});
+  const Pts wild = Array<CDPOINT>({{nan, 0}, {inf, 1}, {-inf, nan}, {1e308, -1e308}, {nan, 0}});
   EXPECT_GE(IsPointInPolygon(wild, CDPOINT(0, 0), &loose), 0);
 }
 
 TEST(PlanarInside, VertexTieBreaks) {
   // A left vertex whose neighbours lie on opposite sides counts once.
-  const Pts diamond = MakePoly({{0, 5}, {5, 0}, {10, 5}, {5, 10}, {0, 5}});
+  const Pts diamond = Array<CDPOINT>({{0, 5}, {5, 0}, {10, 5}, {5, 10}, {0, 5}});
   EXPECT_EQ(IsPointInPolygon(diamond, CDPOINT(7, 5), nullptr), 1);
   // A top vertex on the ray counts zero times: the point right of the apex is outside.
-  const Pts tri = MakePoly({{0, 0}, {10, 0}, {5, 5}, {0, 0}});
+  const Pts tri = Array<CDPOINT>({{0, 0}, {10, 0}, {5, 5}, {0, 0}});
   EXPECT_EQ(IsPointInPolygon(tri, CDPOINT(8, 5), nullptr), 0);
   // A bottom notch vertex on the ray: not counted, the point stays inside.
-  const Pts notch = MakePoly({{0, 0}, {20, 0}, {20, 10}, {10, 5}, {0, 10}, {0, 0}});
+  const Pts notch = Array<CDPOINT>({{0, 0}, {20, 0}, {20, 10}, {10, 5}, {0, 10}, {0, 0}});
   EXPECT_EQ(IsPointInPolygon(notch, CDPOINT(15, 5), nullptr), 1);
   // A flat-bottomed notch: the ray runs along it and the run is scanned for the next height.
-  const Pts step =
-      MakePoly({{0, 0}, {10, 0}, {10, 10}, {6, 10}, {6, 5}, {3, 5}, {3, 10}, {0, 10}, {0, 0}});
+  const Pts step = Array<CDPOINT>(
+      {{0, 0}, {10, 0}, {10, 10}, {6, 10}, {6, 5}, {3, 5}, {3, 10}, {0, 10}, {0, 0}});
   EXPECT_EQ(IsPointInPolygon(step, CDPOINT(8, 5), nullptr), 1);
   // On the notch's floor: its end (3, 5) is the start vertex of the next edge and the left
   // edge counts once, so the floor tests inside, like the left edge of the square.
   EXPECT_EQ(IsPointInPolygon(step, CDPOINT(4.5, 5), nullptr), 1);
   // The end vertex is the last point and the run continues at point 1: the scan wraps and
   // finds y = 0 at point 2, so the vertex is a top extremum and (6, 5) is outside.
-  const Pts wrap = MakePoly({{5, 5}, {0, 5}, {0, 0}, {10, 0}, {5, 5}});
+  const Pts wrap = Array<CDPOINT>({{5, 5}, {0, 5}, {0, 0}, {10, 0}, {5, 5}});
   EXPECT_EQ(IsPointInPolygon(wrap, CDPOINT(6, 5), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(wrap, CDPOINT(3, 2), nullptr), 1);
   // An open list ending on the ray: the search for the next height resumes at point 1, not 0.
-  EXPECT_EQ(IsPointInPolygon(MakePoly({{0, 0}, {10, 5}, {0, 10}, {5, 5}}), CDPOINT(8, 5), nullptr),
-            0);
   EXPECT_EQ(
-      IsPointInPolygon(MakeIPoly({{0, 0}, {10, 5}, {0, 10}, {5, 5}}), tagPOINT{8, 5}, nullptr), 0);
+      IsPointInPolygon(Array<CDPOINT>({{0, 0}, {10, 5}, {0, 10}, {5, 5}}), CDPOINT(8, 5), nullptr),
+      0);
+  EXPECT_EQ(IsPointInPolygon(Array<tagPOINT>({{0, 0}, {10, 5}, {0, 10}, {5, 5}}), tagPOINT{8, 5},
+                             nullptr),
+            0);
   // A crossing that rounds to the edge's start vertex is not counted: (5, 0.3) lies inside
   // this triangle geometrically, but its only crossing (0.3, 0.3) rounds to (0, 0).
-  const Pts thin = MakePoly({{0, 0}, {10, 10}, {20, 0}, {0, 0}});
+  const Pts thin = Array<CDPOINT>({{0, 0}, {10, 10}, {20, 0}, {0, 0}});
   EXPECT_EQ(IsPointInPolygon(thin, CDPOINT(5, 0.3), nullptr), 0);
   EXPECT_EQ(IsPointInPolygon(thin, CDPOINT(10, 3), nullptr), 1);
   // A sliver whose points all share the end vertex's y answers 0 for the whole test.
-  const Pts sliver = MakePoly({{0.3, 0.3}, {0.3 + 5e-9, 0.3}, {0.3, 0.3}});
+  const Pts sliver = Array<CDPOINT>({{0.3, 0.3}, {0.3 + 5e-9, 0.3}, {0.3, 0.3}});
   EXPECT_EQ(IsPointInPolygon(sliver, CDPOINT(0.3 + 5e-9, 0.3), nullptr), 0);
 }
 
 TEST(PlanarInside, IntegerOverloadsAndAsymmetricRounding) {
-  const IPoly sq = MakeIPoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
+  const IPoly sq = Array<tagPOINT>({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
   const tagRECT r{0, 0, 10, 10};
   for (auto [p, in] : {std::pair{tagPOINT{5, 5}, 1},
                        {tagPOINT{0, 5}, 1},
@@ -421,17 +414,17 @@ TEST(PlanarInside, IntegerOverloadsAndAsymmetricRounding) {
   // The crossing with the first edge is (1/49, (1/49) * 49) = (0.0204, 0.9999999999999999);
   // truncated it equals the end vertex (0, 0), a bottom extremum, so that edge does not count
   // and the point, geometrically outside, tests inside. The double test counts both edges.
-  const IPoly v = MakeIPoly({{1, 49}, {0, 0}, {-1, 49}, {1, 49}});
+  const IPoly v = Array<tagPOINT>({{1, 49}, {0, 0}, {-1, 49}, {1, 49}});
   EXPECT_EQ(IsPointInPolygon(v.GetData(), 4, tagPOINT{1, 1}, nullptr), 1);
-  const Pts vd = MakePoly({{1, 49}, {0, 0}, {-1, 49}, {1, 49}});
+  const Pts vd = Array<CDPOINT>({{1, 49}, {0, 0}, {-1, 49}, {1, 49}});
   EXPECT_EQ(IsPointInPolygon(vd, CDPOINT(1, 1), nullptr), 0);
   // Mirrored below zero the crossing's y is -0.99...: truncated (not floored) it is 0 again.
-  const IPoly w = MakeIPoly({{1, -49}, {0, 0}, {-1, -49}, {1, -49}});
+  const IPoly w = Array<tagPOINT>({{1, -49}, {0, 0}, {-1, -49}, {1, -49}});
   EXPECT_EQ(IsPointInPolygon(w.GetData(), 4, tagPOINT{1, -1}, nullptr), 1);
   // Extreme integers: the ray end min x - 1 does not overflow.
   constexpr LONG kMin = std::numeric_limits<LONG>::min(), kMax = std::numeric_limits<LONG>::max();
   const IPoly huge =
-      MakeIPoly({{kMin, kMin}, {kMax, kMin}, {kMax, kMax}, {kMin, kMax}, {kMin, kMin}});
+      Array<tagPOINT>({{kMin, kMin}, {kMax, kMin}, {kMax, kMax}, {kMin, kMax}, {kMin, kMin}});
   EXPECT_EQ(IsPointInPolygon(huge, tagPOINT{0, 0}, nullptr), 1);
 }
 
@@ -439,7 +432,7 @@ TEST(PlanarInside, SetsAndRectangles) {
   CPolyPolyDPoint set;
   set.Add(new Pts(kSquare));
   set.Add(nullptr);
-  set.Add(new Pts(MakePoly({{2, 2}, {8, 2}, {8, 8}, {2, 8}, {2, 2}})));
+  set.Add(new Pts(Array<CDPOINT>({{2, 2}, {8, 2}, {8, 8}, {2, 8}, {2, 2}})));
   CArray<CDRECT, CDRECT> rects;
   GetPolygonRects(set, rects);
   EXPECT_EQ(IsPointInPolygon(set, CDPOINT(1, 5), rects), 1);
@@ -453,8 +446,8 @@ TEST(PlanarInside, SetsAndRectangles) {
   EXPECT_THROW(IsPointInPolygon(set, CDPOINT(5, 5), rects), CInvalidArgException);
 
   CPolyPolyPoint iset;
-  iset.Add(new IPoly(MakeIPoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}})));
-  iset.Add(new IPoly(MakeIPoly({{2, 2}, {8, 2}, {8, 8}, {2, 8}, {2, 2}})));
+  iset.Add(new IPoly(Array<tagPOINT>({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}})));
+  iset.Add(new IPoly(Array<tagPOINT>({{2, 2}, {8, 2}, {8, 8}, {2, 8}, {2, 2}})));
   CArray<CRect, CRect> irects;
   irects.Add(CRect(0, 0, 10, 10));  // the second rectangle is computed
   EXPECT_EQ(IsPointInPolyPolygon(iset, CPoint(1, 5), irects), 1);
@@ -483,7 +476,7 @@ TEST(PlanarArcs, CircleAndPolylineArcStepsAndSides) {
     return out;
   };
   // Radius 1: 36 steps of 10 degrees; a half circle has 17 inner points.
-  Pts out = MakePoly({{-9, -9}});
+  Pts out = Array<CDPOINT>({{-9, -9}});
   CalcArc(out, CDPOINT(0, 0), 1, 1, 0, 0, 1, -1, 0);
   ASSERT_EQ(out.GetSize(), 1 + 19);  // appended after what was there
   EXPECT_POINT_NEAR(out[2], CDPOINT(std::cos(kPi / 18), std::sin(kPi / 18)), 1e-12);
@@ -562,7 +555,7 @@ TEST(PlanarArcs, OneSegmentBezierArc) {
 }
 
 TEST(PlanarArcs, PolylineAgainstALine) {
-  Pts poly = MakePoly({{0, 0}, {10, 0}, {10, 10}, {0, 10}});
+  Pts poly = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}, {0, 10}});
   const CDLINE vertical(CDPOINT(5, -5), CDPOINT(5, 15));
   CDPOINT hit;
   int index = 0;
@@ -582,7 +575,7 @@ TEST(PlanarArcs, PolylineAgainstALine) {
   EXPECT_EQ(search(poly, vertical, 3), std::pair(0, 3));
   EXPECT_EQ(hit, CDPOINT(0, 10));
   // A hit farther than 1e6 from the line's midpoint is not taken.
-  Pts longLine = MakePoly({{0, 0}, {1e7, 0}});
+  Pts longLine = Array<CDPOINT>({{0, 0}, {1e7, 0}});
   EXPECT_EQ(search(longLine, CDLINE(CDPOINT(5e6, -1), CDPOINT(5e6, -3e6)), 0).first, 0);
   EXPECT_EQ(hit, CDPOINT(0, 0));
 }

@@ -14,6 +14,7 @@
 #include "plexa/draw/internal/glyph_convert.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/platform/internal/font_face.h"
+#include "tests/support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -237,30 +238,6 @@ TEST(GlyphFonts, OutlinesArePlacedAtThePenAndThePenAdvances) {
   EXPECT_NEAR(box.ymax, 20, 1e-9);  // the baseline: H stands on it
 }
 
-// Dense samples of a path's curves.
-std::vector<CDPOINT> Samples(const CBPointArray& p, int per) {
-  std::vector<CDPOINT> s;
-  for (INT_PTR i = 0; i + 1 < p.GetSize(); ++i) {
-    CBezier b(p[i], p[i + 1]);
-    for (int k = 0; k <= per; ++k) s.push_back(b.GetCurvePoint(static_cast<double>(k) / per));
-  }
-  return s;
-}
-
-// Even-odd over the sampled polygons of every path.
-bool DenseInside(const std::vector<std::vector<CDPOINT>>& polys, const CDPOINT& q) {
-  bool in = false;
-  for (const auto& poly : polys) {
-    for (std::size_t i = 0, j = poly.size() - 1; i < poly.size(); j = i++) {
-      const CDPOINT& a = poly[i];
-      const CDPOINT& b = poly[j];
-      if ((a.y > q.y) != (b.y > q.y) && q.x < a.x + (q.y - a.y) * (b.x - a.x) / (b.y - a.y))
-        in = !in;
-    }
-  }
-  return in;
-}
-
 double DenseDistance(const std::vector<std::vector<CDPOINT>>& polys, const CDPOINT& q) {
   double best = INFINITY;
   for (const auto& poly : polys)
@@ -303,7 +280,7 @@ TEST(GlyphFonts, WholeFontsPassTheCurveCodeAgainstDenseOracles) {
         const CBPointArray& p = *set.GetAt(static_cast<int>(i));
         ASSERT_GE(p.GetSize(), 3) << file << " glyph " << g;
         ASSERT_TRUE(p.IsPolyBezierClosed()) << file << " glyph " << g;
-        polys.push_back(Samples(p, 48));
+        polys.push_back(plexa::test::DensePolygons({&p}, 48)[0]);
         for (std::size_t s = 1; s < polys.back().size(); ++s)
           gap = std::max(gap, std::hypot(polys.back()[s].x - polys.back()[s - 1].x,
                                          polys.back()[s].y - polys.back()[s - 1].y));
@@ -341,7 +318,8 @@ TEST(GlyphFonts, WholeFontsPassTheCurveCodeAgainstDenseOracles) {
         ASSERT_GE(best, d - gap / 2 - 1e-6) << file << " glyph " << g;
         if (best < 2.0) continue;  // the dense polygon strays from the curves by far less
         ++queries;
-        ASSERT_EQ(hit.IsPointInCurves(q), DenseInside(polys, q))
+        double nearest;
+        ASSERT_EQ(hit.IsPointInCurves(q), plexa::test::DenseInside(polys, q, nearest))
             << file << " glyph " << g << " at " << q.x << "," << q.y;
       }
     }

@@ -6,10 +6,12 @@
 
 #include <cmath>
 #include <random>
+#include <tuple>
 #include <type_traits>
 
-using PLEXA::CDPOINT;
-using PLEXA::CDRECT;
+#include "tests/support.h"
+
+using namespace plexa::test;
 
 namespace {
 
@@ -88,18 +90,13 @@ TEST(ScaleDraw, MappingRoundsHalfUpAndInvertsItself) {
   std::uniform_real_distribution<double> u(-1e5, 1e5);
   for (int i = 0; i < 100; ++i) {
     const CDPOINT p(u(gen), u(gen));
-    const CDPOINT q = sd.s2p(sd.p2sd(p));
-    EXPECT_NEAR(q.x, p.x, 1e-9 * std::fabs(p.x) + 1e-9);
-    EXPECT_NEAR(q.y, p.y, 1e-9 * std::fabs(p.y) + 1e-9);
+    EXPECT_POINT_NEAR(sd.s2p(sd.p2sd(p)), p, 1e-9 * (std::fabs(p.x) + std::fabs(p.y)) + 2e-9);
   }
   double wx, wy;
   int sx, sy;
   sd.MoveOffset({10, 10}, {13, 5});  // panning moves the screen offset only
   sd.GetOffset(wx, wy, sx, sy);
-  EXPECT_EQ(wx, 100);
-  EXPECT_EQ(wy, -40);
-  EXPECT_EQ(sx, 10);
-  EXPECT_EQ(sy, 4);
+  EXPECT_EQ(std::tie(wx, wy, sx, sy), std::make_tuple(100.0, -40.0, 10, 4));
 
   // Grid snapping: floor(w / q + 0.5) * q; a tiny step divides by 1e-8 but multiplies by q.
   CScaleDraw g;
@@ -118,8 +115,7 @@ TEST(ScaleDraw, ZoomKeepsThePointAndFitCentres) {
   const CDPOINT before = sd.s2p(p);
   sd.SetScaleZoomInPoint(p);
   EXPECT_DOUBLE_EQ(sd.GetScale(), 0.6);
-  EXPECT_NEAR(sd.s2p(p).x, before.x, 1e-9);
-  EXPECT_NEAR(sd.s2p(p).y, before.y, 1e-9);
+  EXPECT_POINT_NEAR(sd.s2p(p), before, 1e-9);
   sd.SetScaleZoomOutPoint(p);
   sd.SetScaleZoomOutPoint(p);
   EXPECT_DOUBLE_EQ(sd.GetScale(), 0.15);
@@ -142,18 +138,15 @@ TEST(ScaleDraw, ZoomKeepsThePointAndFitCentres) {
   const CRect dragged(100, 100, 300, 400);
   sd.SetScaleToRect(&dragged, &window);
   const CRect shown = sd.r2s(world);
-  EXPECT_EQ(shown.top, 0);
-  EXPECT_EQ(shown.bottom, 600);
-  EXPECT_EQ((shown.left + shown.right) / 2, 400);
+  EXPECT_EQ(std::make_tuple(shown.top, shown.bottom, (shown.left + shown.right) / 2),
+            std::make_tuple(0, 600, 400));
   // Integer halves truncate toward zero.
   const CRect odd(-5, -5, 0, 0);
   sd.SetScaleToRect(0, 0, 10, 10, &odd);
   double wx, wy;
   int sx, sy;
   sd.GetOffset(wx, wy, sx, sy);
-  EXPECT_EQ(sx, -2);
-  EXPECT_EQ(sy, -2);
-  EXPECT_EQ(wx, 5);
+  EXPECT_EQ(std::tie(wx, sx, sy), std::make_tuple(5.0, -2, -2));
 }
 
 TEST(ScaleDraw, ScreenIsNinetySixPixelsAnInchAndCopiesAreValues) {
@@ -222,9 +215,6 @@ TEST(ScaleDraw, LinesAreClippedAndCurvesStrokedOrFilled) {
   sd.PolyBezier(e.dc, square, 13, false);
   sd.PolyBezier(f.dc, square, 13, true);
   sd.PolyBezier(f.dc, nullptr, 13, true);  // nothing
-  EXPECT_TRUE(e.Lit(5, 20));
-  EXPECT_TRUE(e.Lit(35, 20));
-  EXPECT_FALSE(e.Lit(20, 20));
-  EXPECT_TRUE(f.Lit(20, 20));
-  EXPECT_FALSE(f.Lit(37, 20));
+  EXPECT_TRUE(e.Lit(5, 20) && e.Lit(35, 20) && !e.Lit(20, 20));
+  EXPECT_TRUE(f.Lit(20, 20) && !f.Lit(37, 20));
 }

@@ -4,12 +4,11 @@
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 
 #include "plexa/platform/errors.h"
+#include "tests/support.h"
 
-using PLEXA::CBPOINT;
-using PLEXA::CDPOINT;
+using namespace plexa::test;
 
 namespace {
 
@@ -18,13 +17,6 @@ Record Frame(double l, double t, double r, double b) {
   Record e{};
   e.left = l, e.top = t, e.right = r, e.bottom = b;
   return e;
-}
-
-CDPOINT Cubic(const CDPOINT p[4], double t) {
-  const double s = 1 - t;
-  return CDPOINT(
-      s * s * s * p[0].x + 3 * s * s * t * p[1].x + 3 * s * t * t * p[2].x + t * t * t * p[3].x,
-      s * s * s * p[0].y + 3 * s * s * t * p[1].y + 3 * s * t * t * p[2].y + t * t * t * p[3].y);
 }
 
 // Sign-like test outlines: a rectangle of corner nodes, an ellipse of smooth ones.
@@ -47,7 +39,7 @@ double KeptCurveError(const CBPointArray& src, const CBPointArray& out, Env& env
   INT_PTR k = 0;
   auto find = [&](const CDPOINT sp[4], const CDPOINT& a) {
     for (int g = 0; g <= kGrid; ++g) {
-      const CDPOINT s = Cubic(sp, static_cast<double>(g) / kGrid);
+      const CDPOINT s = BezierAt(sp, static_cast<double>(g) / kGrid);
       if (std::fabs(s.x - a.x) < 1e-9 && std::fabs(env.envelop(s.x, s.y) - a.y) < 1e-9)
         return static_cast<double>(g) / kGrid;
     }
@@ -66,8 +58,8 @@ double KeptCurveError(const CBPointArray& src, const CBPointArray& out, Env& env
       if (tb <= ta) return 1e9;  // a piece that does not belong to this segment
       for (int j = 0; j <= 2000; ++j) {
         const double u = j / 2000.0;
-        const CDPOINT c = Cubic(q, u);
-        const CDPOINT s = Cubic(sp, ta + (tb - ta) * u);
+        const CDPOINT c = BezierAt(q, u);
+        const CDPOINT s = BezierAt(sp, ta + (tb - ta) * u);
         worst = std::max(worst, std::fabs(c.y - env.envelop(s.x, s.y)));
         *xMiss = std::max(*xMiss, std::fabs(c.x - s.x));
       }
@@ -178,10 +170,10 @@ TEST(CEnvelop, DegenerateFramesAndArcs) {
   EXPECT_EQ(env.CalcArcPoint(arc, 10, 3), 77);
   // Non-finite fields and points give non-finite answers, quickly.
   e = Frame(0, 0, 100, 100);
-  e.topMiddle = std::numeric_limits<double>::quiet_NaN();
+  e.topMiddle = kNaN;
   env.SetEnvelop(e);
   env.envelop(50, 0);  // finishes; the value is unspecified
-  EXPECT_TRUE(std::isnan(env.envelop(50, std::numeric_limits<double>::quiet_NaN())));
+  EXPECT_TRUE(std::isnan(env.envelop(50, kNaN)));
 }
 
 TEST(CEnvelopEx, CurvesPresetsAndEvaluation) {
@@ -232,7 +224,7 @@ TEST(CEnvelopEx, CurvesPresetsAndEvaluation) {
   const CBPOINT& n1 = a.curveTop()[1];
   const CBPOINT& n2 = a.curveTop()[2];
   const CDPOINT cp[4] = {n1.anchor, n1.out, n2.in, n2.anchor};
-  EXPECT_NEAR(a.CalcCurvePoint(a.curveTop(), 50 + 0.3 * 50, 0), Cubic(cp, 0.3).y, 1e-9);
+  EXPECT_NEAR(a.CalcCurvePoint(a.curveTop(), 50 + 0.3 * 50, 0), BezierAt(cp, 0.3).y, 1e-9);
   // No inverse, intended; the copy copies everything.
   EXPECT_EQ(a.envelop_return(60, 12.5), 12.5);
   CEnvelopEx b(a);
@@ -241,8 +233,8 @@ TEST(CEnvelopEx, CurvesPresetsAndEvaluation) {
   EXPECT_EQ(b.envelop(120, 40), a.envelop(120, 40));
   // A curve too short for the quarter index fails with the containers' failure.
   CBPointArray two;
-  two.Add(CBPOINT(CDPOINT(0, 0), CDPOINT(0, 0), CDPOINT(0, 0)));
-  two.Add(CBPOINT(CDPOINT(50, 0), CDPOINT(50, 0), CDPOINT(50, 0)));
+  two.Add(Corner(0, 0));
+  two.Add(Corner(50, 0));
   EXPECT_THROW(a.CalcCurvePoint(two, 199, 0), CInvalidArgException);
   EXPECT_EQ(a.CalcCurvePoint(two, 10, 0), 0);
 }
@@ -320,15 +312,14 @@ TEST(ApplyEnvelopKeepCurves, RefusalsAndHostileInput) {
   env.SetType(1, 30);
   const CBPointArray src = Lettering(1);
   CBPointArray a(src);
-  for (double tol : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(),
-                     std::numeric_limits<double>::infinity()}) {
+  for (double tol : {0.0, -1.0, kNaN, kInf}) {
     EXPECT_FALSE(ApplyEnvelopKeepCurves(a, env, tol));
     EXPECT_TRUE(a == src);
   }
   // A NaN node and a huge one finish and keep the node order; a tiny tolerance is bounded by
   // the depth cap.
   CBPointArray h(src);
-  h[2].anchor.x = std::numeric_limits<double>::quiet_NaN();
+  h[2].anchor.x = kNaN;
   h[3].anchor.y = 1e300;
   EXPECT_TRUE(ApplyEnvelopKeepCurves(h, env, 1e-300));
   EXPECT_LE(h.GetSize(), 5 + 4 * (1 << kEnvelopMaxDepth));

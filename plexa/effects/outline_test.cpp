@@ -3,31 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 #include "plexa/geom/bezier.h"
+#include "tests/support.h"
 
-using PLEXA::CBPOINT;
-using PLEXA::CDPOINT;
+using namespace plexa::test;
 
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-double Dist(const CDPOINT& a, const CDPOINT& b) {
-  return std::hypot(a.x - b.x, a.y - b.y);
-}
-
-CBPOINT Corner(double x, double y) {
-  return CBPOINT(CDPOINT(x, y), CDPOINT(x, y), CDPOINT(x, y));
-}
-
-CBPointArray Polyline(std::initializer_list<CDPOINT> pts) {
-  CBPointArray p;
-  for (const CDPOINT& q : pts) p.Add(Corner(q.x, q.y));
-  return p;
-}
 
 CDPOINT Moved(void (*fn)(const CDPOINT*, double, double, CDPOINT*), CDPOINT c, double a, double b,
               CDPOINT p) {
@@ -58,8 +40,8 @@ TEST(OutlineEffects, PointFunctions) {
   EXPECT_NEAR(Dist(half, o), 50 * std::sin(3.1415926 / 4), 1e-9);
 
   // Spherize: beyond the extent onto the rim of R1; inside at R1 sin(pi r / (2 R2)).
-  EXPECT_NEAR(Moved(SpherizePoint, CDPOINT(0, 0), 10, 5, CDPOINT(12, 16)).x, 6, 1e-12);
-  EXPECT_NEAR(Moved(SpherizePoint, CDPOINT(0, 0), 10, 5, CDPOINT(12, 16)).y, 8, 1e-12);
+  EXPECT_POINT_NEAR(Moved(SpherizePoint, CDPOINT(0, 0), 10, 5, CDPOINT(12, 16)), CDPOINT(6, 8),
+                    1e-12);
   EXPECT_NEAR(Moved(SpherizePoint, CDPOINT(0, 0), 10, 8, CDPOINT(4, 0)).x,
               10 * std::sin(3.1415926 * 4 / 16), 1e-12);
   EXPECT_EQ(Moved(SpherizePoint, o, 10, 8, o), o);
@@ -80,11 +62,8 @@ TEST(OutlineEffects, PointFunctions) {
 
   // Twirl: angle 0 turns (1, 0) into (0, -1); at r = R an angle of 90 degrees cancels the
   // quarter turn (to the truncated constants).
-  EXPECT_NEAR(Moved(TwirlPoint, CDPOINT(0, 0), 5, 0, CDPOINT(1, 0)).x, 0, 1e-15);
-  EXPECT_NEAR(Moved(TwirlPoint, CDPOINT(0, 0), 5, 0, CDPOINT(1, 0)).y, -1, 1e-15);
-  const CDPOINT tw = Moved(TwirlPoint, o, 30, 90, CDPOINT(10 + 18, 20 + 24));
-  EXPECT_NEAR(tw.x, 28, 1e-6);
-  EXPECT_NEAR(tw.y, 44, 1e-6);
+  EXPECT_POINT_NEAR(Moved(TwirlPoint, CDPOINT(0, 0), 5, 0, CDPOINT(1, 0)), CDPOINT(0, -1), 1e-15);
+  EXPECT_POINT_NEAR(Moved(TwirlPoint, o, 30, 90, CDPOINT(28, 44)), CDPOINT(28, 44), 1e-6);
 
   // Wave and zig-zag: t = x - o.x reduced by whole periods while above the period.
   struct Row {
@@ -130,7 +109,7 @@ TEST(OutlineEffects, PointFunctionsHostileInput) {
 
 TEST(OutlineEffects, SubdivisionThenMove) {
   // A straight 100-unit line: floor(100/40) = 2 corner nodes at the thirds.
-  CBPointArray line = Polyline({CDPOINT(0, 0), CDPOINT(100, 0)});
+  CBPointArray line = Poly({CDPOINT(0, 0), CDPOINT(100, 0)});
   line[1].attr = 7;
   const CDPOINT far(1000, 1000);
   PinchOutline(&far, 1, 0, &line);
@@ -159,17 +138,17 @@ TEST(OutlineEffects, SubdivisionThenMove) {
   TwirlOutline(&c, 100, 45, &tw);
   for (INT_PTR i = 0; i < tw.GetSize(); ++i) EXPECT_NEAR(Dist(tw[i].anchor, c), 100, 0.03);
   // Degenerate and hostile paths finish.
-  CBPointArray huge = Polyline({CDPOINT(0, 0), CDPOINT(1e12, 0)});
+  CBPointArray huge = Poly({CDPOINT(0, 0), CDPOINT(1e12, 0)});
   PinchOutline(&far, 1, 0, &huge);
   EXPECT_LE(huge.GetSize(), 2 + kEffectMaxSplits);
-  CBPointArray bad = Polyline({CDPOINT(0, 0), CDPOINT(kNaN, 0), CDPOINT(kInf, 1)});
+  CBPointArray bad = Poly({CDPOINT(0, 0), CDPOINT(kNaN, 0), CDPOINT(kInf, 1)});
   TwirlOutline(&c, 10, 30, &bad);
   PinchOutline(&c, 10, 1, nullptr);
 }
 
 TEST(OutlineEffects, ZigZagResampling) {
   // Mode 0 on a rightward horizontal line: nodes every 10 units plus the end, none moved.
-  CBPointArray line = Polyline({CDPOINT(0, 5), CDPOINT(100, 5)});
+  CBPointArray line = Poly({CDPOINT(0, 5), CDPOINT(100, 5)});
   ZigZagOutline(10, 3, 0, false, &line);
   ASSERT_EQ(line.GetSize(), 11);
   for (INT_PTR i = 0; i < line.GetSize(); ++i) {
@@ -178,27 +157,26 @@ TEST(OutlineEffects, ZigZagResampling) {
     EXPECT_EQ(line[i].in, line[i].anchor);
   }
   // Mode 1 on the same line: alternately +3 and -3 in y.
-  line = Polyline({CDPOINT(0, 5), CDPOINT(100, 5)});
+  line = Poly({CDPOINT(0, 5), CDPOINT(100, 5)});
   ZigZagOutline(10, 3, 1, false, &line);
   for (INT_PTR i = 0; i < line.GetSize(); ++i) EXPECT_NEAR(line[i].anchor.y, i % 2 ? 2 : 8, 1e-9);
 
   // Normal mode on a closed square: alternate sides of each edge at distance 4; closed stays
   // closed (last node a copy of the first).
   CBPointArray sq =
-      Polyline({CDPOINT(0, 0), CDPOINT(100, 0), CDPOINT(100, 100), CDPOINT(0, 100), CDPOINT(0, 0)});
+      Poly({CDPOINT(0, 0), CDPOINT(100, 0), CDPOINT(100, 100), CDPOINT(0, 100), CDPOINT(0, 0)});
   CBPointArray z(sq);
   ZigZagOutline(20, 4, 2, false, &z);
   ASSERT_EQ(z.GetSize(), 21);
   EXPECT_TRUE(z.IsPolyBezierClosed());
   EXPECT_EQ(z[20].anchor, z[0].anchor);
   // Node 1 sits on the bottom edge (tangent 0, normal -pi/2): pushed by -4 along -y.
-  EXPECT_NEAR(z[1].anchor.x, 20, 1e-6);
-  EXPECT_NEAR(z[1].anchor.y, 4, 1e-6);
+  EXPECT_POINT_NEAR(z[1].anchor, CDPOINT(20, 4), 1e-6);
   EXPECT_NEAR(z[2].anchor.y, -4, 1e-6);
 
   // Per inch: a 254-unit segment at 4 per inch gets 5 nodes (start included), then the last
   // source node of the open path.
-  CBPointArray inch = Polyline({CDPOINT(0, 0), CDPOINT(254, 0), CDPOINT(254, 127)});
+  CBPointArray inch = Poly({CDPOINT(0, 0), CDPOINT(254, 0), CDPOINT(254, 127)});
   inch[2].attr = 9;
   ZigZagOutlinePerInch(4, 0, 2, false, &inch);
   ASSERT_EQ(inch.GetSize(), 5 + 3 + 1);
@@ -219,19 +197,19 @@ TEST(OutlineEffects, ZigZagResampling) {
     ZigZagOutline(step, 2, 2, false, &r);
     EXPECT_TRUE(r == sq) << step;
   }
-  CBPointArray r(sq), point = Polyline({CDPOINT(3, 3), CDPOINT(3, 3), CDPOINT(3, 3)}), p0(point);
+  CBPointArray r(sq), point = Poly({CDPOINT(3, 3), CDPOINT(3, 3), CDPOINT(3, 3)}), p0(point);
   ZigZagOutlinePerSegment(0, 2, 2, false, &r);
   ZigZagOutline(1, 2, 2, false, &point);  // zero length
   EXPECT_TRUE(r == sq && point == p0);
   // A huge count is capped.
-  CBPointArray longLine = Polyline({CDPOINT(0, 0), CDPOINT(1e9, 0)});
+  CBPointArray longLine = Poly({CDPOINT(0, 0), CDPOINT(1e9, 0)});
   ZigZagOutline(1e-3, 1, 2, false, &longLine);
   EXPECT_LE(longLine.GetSize(), kEffectMaxNodes + 1);
 }
 
 TEST(OutlineEffects, RoughenStaysWithinAmplitude) {
   CBPointArray sq =
-      Polyline({CDPOINT(0, 0), CDPOINT(100, 0), CDPOINT(100, 100), CDPOINT(0, 100), CDPOINT(0, 0)});
+      Poly({CDPOINT(0, 0), CDPOINT(100, 0), CDPOINT(100, 100), CDPOINT(0, 100), CDPOINT(0, 0)});
   CBPointArray r(sq);
   RoughenOutline(2, 5, 2, false, &r);
   ASSERT_EQ(r.GetSize(), 201);
@@ -255,7 +233,7 @@ TEST(OutlineEffects, GeometricEcho) {
   // Anticlockwise on a y-up page (IsClockwise false): copies pushed by +i*step along the
   // turned directions.
   const CBPointArray sq =
-      Polyline({CDPOINT(0, 0), CDPOINT(0, 100), CDPOINT(100, 100), CDPOINT(100, 0), CDPOINT(0, 0)});
+      Poly({CDPOINT(0, 0), CDPOINT(0, 100), CDPOINT(100, 100), CDPOINT(100, 0), CDPOINT(0, 0)});
   CPolyPolyBezier out;
   out.Add(new CBPointArray(sq));
   GeometricEcho(sq, out, 3, 5, true);
@@ -269,11 +247,10 @@ TEST(OutlineEffects, GeometricEcho) {
     }
     // Node 1 (0, 100): incoming up (0, 1) turns to (-1, 0), outgoing right turns to (0, 1).
     const double s = 5.0 * (i + 1) * sign / std::sqrt(2.0);
-    EXPECT_NEAR(out[i][1].anchor.x, -s, 1e-9);
-    EXPECT_NEAR(out[i][1].anchor.y, 100 + s, 1e-9);
+    EXPECT_POINT_NEAR(out[i][1].anchor, CDPOINT(-s, 100 + s), 1e-9);
   }
   GeometricEcho(sq, out, 0, 5, false);
   EXPECT_EQ(out.GetSize(), 0);
-  GeometricEcho(Polyline({CDPOINT(0, 0), CDPOINT(1, 1)}), out, 3, 5, false);
+  GeometricEcho(Poly({CDPOINT(0, 0), CDPOINT(1, 1)}), out, 3, 5, false);
   EXPECT_EQ(out.GetSize(), 0);
 }

@@ -29,8 +29,7 @@ TEST(PathMeasure, LengthAndHalfwayPoint) {
   line.CreateLine(CDPOINT(0, 0), CDPOINT(30, 40));
   EXPECT_NEAR(line.CalcLength(), 50, 1e-9);
   const CDPOINT mid = line.CalcHalfwayPoint();
-  EXPECT_NEAR(mid.x, 15, 1e-6);
-  EXPECT_NEAR(mid.y, 20, 1e-6);
+  EXPECT_POINT_NEAR(mid, CDPOINT(15, 20), 1e-6);
 
   CBPointArray circle;
   circle.CreateCircle(CDRECT(-100, 100, -100, 100));
@@ -38,8 +37,7 @@ TEST(PathMeasure, LengthAndHalfwayPoint) {
   // about 1e-4 relative of 2 pi r.
   EXPECT_NEAR(circle.CalcLength(), 2 * std::numbers::pi * 100, 0.1);
   const CDPOINT half = circle.CalcHalfwayPoint();  // opposite the start (0, -100)
-  EXPECT_NEAR(half.x, 0, 1e-6);
-  EXPECT_NEAR(half.y, 100, 1e-6);
+  EXPECT_POINT_NEAR(half, CDPOINT(0, 100), 1e-6);
 
   // Two equal straight segments: the running sum meets half exactly at the middle anchor.
   CBPointArray two = Poly({{0, 0}, {10, 0}, {20, 0}});

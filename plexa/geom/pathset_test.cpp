@@ -19,10 +19,6 @@ namespace {
 
 using namespace plexa::test;
 
-CBPointArray Line(std::initializer_list<CDPOINT> pts) {
-  return Poly(pts);
-}
-
 // An S-shaped open path of two curved segments.
 CBPointArray Wave() {
   CBPointArray p;
@@ -58,7 +54,7 @@ std::vector<int> Holes(const CPolyPolyBezier& set, double ratio, bool holes = tr
 }
 
 TEST(PathSet, ClosingAndClosedness) {
-  CBPointArray open = Line({{0, 0}, {10, 0}});
+  CBPointArray open = Poly({{0, 0}, {10, 0}});
   open[0].attr = 7;
   ClosePolyBezier(open);
   ASSERT_EQ(open.GetSize(), 3);
@@ -66,15 +62,15 @@ TEST(PathSet, ClosingAndClosedness) {
 
   EXPECT_EQ(SizeAfterClosing(Rect(0, 0, 10, 10)), 5);  // already closed
   // The test is per coordinate: just under 1e-8 counts as closed, exactly 1e-8 does not.
-  EXPECT_EQ(SizeAfterClosing(Line({{0, 0}, {10, 0}, {10, 10}, {0.5e-8, 0}})), 4);
-  EXPECT_EQ(SizeAfterClosing(Line({{0, 0}, {10, 0}, {10, 10}, {0, 1e-8}})), 5);
-  EXPECT_EQ(SizeAfterClosing(Line({{3, 3}})), 1);
+  EXPECT_EQ(SizeAfterClosing(Poly({{0, 0}, {10, 0}, {10, 10}, {0.5e-8, 0}})), 4);
+  EXPECT_EQ(SizeAfterClosing(Poly({{0, 0}, {10, 0}, {10, 10}, {0, 1e-8}})), 5);
+  EXPECT_EQ(SizeAfterClosing(Poly({{3, 3}})), 1);
 
   CPolyPolyBezier set;
   EXPECT_FALSE(IsPolyPolyBezierClosed(set));
   set.Add(nullptr);
   EXPECT_TRUE(IsPolyPolyBezierClosed(set));
-  AddTo(set, Line({{0, 0}, {5, 0}, {5, 5}}));
+  AddTo(set, Poly({{0, 0}, {5, 0}, {5, 5}}));
   EXPECT_FALSE(IsPolyPolyBezierClosed(set));
   ClosePolyPolyBezier(set);
   EXPECT_TRUE(IsPolyPolyBezierClosed(set));
@@ -102,14 +98,14 @@ TEST(PathSet, CyclicIndexes) {
             (std::vector<int>{0, 3, 0, 3, 2, 3, 3, 0}));
   // Node 1 repeats node 0; backwards from 1 past 0 and the closing node 4; cyclically from 4
   // past 0 and 1; out of range, or no other node: -1. A different control is a different node.
-  const CBPointArray p = Line({{0, 0}, {0, 0}, {5, 0}, {5, 5}, {0, 0}});
-  CBPointArray ctl = Line({{0, 0}, {0, 0}});
+  const CBPointArray p = Poly({{0, 0}, {0, 0}, {5, 0}, {5, 5}, {0, 0}});
+  CBPointArray ctl = Poly({{0, 0}, {0, 0}});
   ctl[1].out.x = 1;
   EXPECT_EQ(
       (std::vector<int>{GetNextBpArIndex(p, 0), GetNextBpArIndex(p, 3), GetPrevBpArIndex(p, 1),
                         GetNextBpArIndex(p, 4), GetNextBpArIndex(p, 5), GetPrevBpArIndex(p, -1),
-                        GetNextBpArIndex(Line({{1, 1}, {1, 1}, {1, 1}}), 1),
-                        GetNextBpArIndex(Line({{1, 1}}), 0), GetPrevBpArIndex(ctl, 0)}),
+                        GetNextBpArIndex(Poly({{1, 1}, {1, 1}, {1, 1}}), 1),
+                        GetNextBpArIndex(Poly({{1, 1}}), 0), GetPrevBpArIndex(ctl, 0)}),
       (std::vector<int>{2, 4, 3, 2, -1, -1, -1, -1, 1}));
 }
 
@@ -221,7 +217,7 @@ TEST(PathSet, ContainmentAndParity) {
   EXPECT_TRUE(IsPolyBezierInPolyBezier(outer, over, 0.4));
   EXPECT_TRUE(IsPolyBezierInPolyBezier(outer, over, -0.4));  // the size of tol counts
   EXPECT_FALSE(IsPolyBezierInPolyBezier(outer, over, kNaN));
-  EXPECT_FALSE(IsPolyBezierInPolyBezier(Line({{0, 0}}), dot, 0));
+  EXPECT_FALSE(IsPolyBezierInPolyBezier(Poly({{0, 0}}), dot, 0));
   EXPECT_FALSE(IsPolyBezierInPolyBezier(outer, CBPointArray(), 0.5));
 
   CPolyPolyBezier set;
@@ -312,18 +308,18 @@ TEST(PathSet, MaxSegmentLengthRebuild) {
   for (int i = 0; i + 1 < c.GetSize(); ++i) EXPECT_LE(CBezier(c[i], c[i + 1]).GetLength(), 7);
 
   // Hostile input ends: infinite lengths stop at the depth cap, tiny limits at the ceiling.
-  CBPointArray inf = Line({{0, 0}, {kInf, 0}});
+  CBPointArray inf = Poly({{0, 0}, {kInf, 0}});
   SetMaxBezierLength(inf, 1);
   EXPECT_LE(inf.GetSize(), kMaxLengthSegmentCeiling + 1);
-  CBPointArray nan = Line({{0, 0}, {kNaN, 0}});
+  CBPointArray nan = Poly({{0, 0}, {kNaN, 0}});
   SetMaxBezierLength(nan, 1);
   EXPECT_EQ(nan.GetSize(), 2);
 }
 
 TEST(PathSet, MatchingAndBlending) {
   // A 2-node and a 3-node version of the same 0..90 line: the longer list of fractions wins.
-  const CBPointArray a = Line({{0, 0}, {90, 0}});
-  const CBPointArray b = Line({{0, 10}, {30, 10}, {90, 10}});
+  const CBPointArray a = Poly({{0, 0}, {90, 0}});
+  const CBPointArray b = Poly({{0, 10}, {30, 10}, {90, 10}});
   CBPointArray a2, b2;
   CArray<double, const double&> params;
   ASSERT_TRUE(MatchPoints(a, b, a2, b2, params));
@@ -345,7 +341,7 @@ TEST(PathSet, MatchingAndBlending) {
 
   EXPECT_FALSE(MatchPoints(CBPointArray(), w, a2, b2, params));
   EXPECT_TRUE(a2.IsEmpty());
-  ASSERT_TRUE(MatchPoints(Line({{5, 5}}), w, a2, b2, params));  // one node is repeated
+  ASSERT_TRUE(MatchPoints(Poly({{5, 5}}), w, a2, b2, params));  // one node is repeated
   EXPECT_EQ(a2.GetSize(), 3);
   EXPECT_EQ(a2[2].anchor, CDPOINT(5, 5));
 
@@ -366,8 +362,8 @@ TEST(PathSet, MatchingAndBlending) {
   EXPECT_TRUE(blend(3, a, CBPointArray(), true).empty());
 
   // Hostile coordinates finish and keep the counts equal.
-  ASSERT_TRUE(MatchPoints(Line({{0, 0}, {kNaN, 1}, {2, 2}}),
-                          Line({{0, 0}, {kInf, 0}, {3, 3}, {4, 4}}), a2, b2, params));
+  ASSERT_TRUE(MatchPoints(Poly({{0, 0}, {kNaN, 1}, {2, 2}}),
+                          Poly({{0, 0}, {kInf, 0}, {3, 3}, {4, 4}}), a2, b2, params));
   EXPECT_EQ(a2.GetSize(), b2.GetSize());
 }
 
@@ -432,7 +428,7 @@ TEST(PathSet, InsertingNodesKeepsTheShape) {
   EXPECT_EQ(AddPointToPolyBezier(s, flat, ends, -1), -1);
   EXPECT_EQ(AddPointToPolyBezier(s, flat, ends, static_cast<int>(flat.GetSize())), -1);
   EXPECT_EQ(s.GetSize(), 3);
-  CBPointArray one = Line({{1, 1}});
+  CBPointArray one = Poly({{1, 1}});
   EXPECT_EQ(AddPointToPolyBezier(one, CDPOINT(1, 1)), -1);
 }
 
@@ -450,14 +446,14 @@ TEST(PathSet, PositionsAndTangents) {
     EXPECT_POINT_NEAR(CBezier(w[seg2], w[seg2 + 1]).GetCurvePoint(t2), pt, 1e-6);
   }
   EXPECT_NEAR(GetSegmentT2PathPos(w, 9, 2.0), length, 1e-9);  // clamped to the end
-  EXPECT_EQ(GetSegmentT2PathPos(Line({{1, 1}}), 0, 0.5), 0);
+  EXPECT_EQ(GetSegmentT2PathPos(Poly({{1, 1}}), 0, 0.5), 0);
   int seg = 5;
   double t = 5;
-  EXPECT_EQ(GetPointFromPosition(Line({{4, 2}}), 3, &seg, &t), CDPOINT(4, 2));
+  EXPECT_EQ(GetPointFromPosition(Poly({{4, 2}}), 3, &seg, &t), CDPOINT(4, 2));
   EXPECT_EQ(seg, -1);
   EXPECT_EQ(GetCurvePointSegmentT(CBPointArray(), CDPOINT(), seg, t), -1);
 
-  const CBPointArray diag = Line({{0, 0}, {10, 10}, {10, 10}, {10, 20}});
+  const CBPointArray diag = Poly({{0, 0}, {10, 10}, {10, 10}, {10, 20}});
   EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 0, 0.5), M_PI / 4, 1e-9);
   EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 1, 0.5), M_PI / 2,
               1e-9);  // a point: the next segment's chord
@@ -465,7 +461,7 @@ TEST(PathSet, PositionsAndTangents) {
   EXPECT_NEAR(GetBPointArrayTangentAngle(diag, 7, 1.0), M_PI / 2, 1e-9);
   // A circle starts at the middle of its top (ymin) edge heading towards +x.
   EXPECT_NEAR(GetBPointArrayTangentAngle(Circle(0, 0, 10), 0, 0.0), 0, 1e-2);
-  EXPECT_EQ(GetBPointArrayTangentAngle(Line({{1, 1}, {1, 1}}), 0, 0.5), 0);
+  EXPECT_EQ(GetBPointArrayTangentAngle(Poly({{1, 1}, {1, 1}}), 0, 0.5), 0);
   EXPECT_EQ(GetBPointArrayTangentAngle(diag, 0, kNaN), 0);
 
   CPolyPolyDPoint polys;
@@ -481,11 +477,11 @@ TEST(PathSet, PositionsAndTangents) {
   EXPECT_POINT_NEAR(AveragePoint(Rect(0, 0, 10, 20), false, 1.0), CDPOINT(5, 10), 1e-12);
   EXPECT_POINT_NEAR(AveragePoint(Circle(7, -3, 40), true, 0.5), CDPOINT(7, -3), 0.3);
   EXPECT_EQ(AveragePoint(CBPointArray(), true, 1.0), CDPOINT());
-  EXPECT_EQ(AveragePoint(Line({{2, 3}}), true, 1.0), CDPOINT(2, 3));
+  EXPECT_EQ(AveragePoint(Poly({{2, 3}}), true, 1.0), CDPOINT(2, 3));
 }
 
 TEST(PathSet, SmoothAndQuadraticConversions) {
-  CBPointArray p = Line({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
+  CBPointArray p = Poly({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
   CBPointArray straight = p;
   CalcBezierPoints(&straight, 0);
   EXPECT_TRUE(ArePolyBezierEqual(straight, p));
@@ -531,16 +527,16 @@ TEST(PathSet, SmoothAndQuadraticConversions) {
 
 TEST(PathSet, AdjacencyJoinsAndMerges) {
   const CBPointArray a = Wave();                        // (0,0) -> (80,0)
-  const CBPointArray fwd = Line({{80, 0}, {80, 50}});   // starts at a's end
-  const CBPointArray back = Line({{80, 50}, {80, 0}});  // ends at a's end
-  const CBPointArray before = Line({{0, 50}, {0, 0}});  // ends at a's start
-  const CBPointArray head = Line({{0, 0}, {0, 50}});    // starts at a's start
+  const CBPointArray fwd = Poly({{80, 0}, {80, 50}});   // starts at a's end
+  const CBPointArray back = Poly({{80, 50}, {80, 0}});  // ends at a's end
+  const CBPointArray before = Poly({{0, 50}, {0, 0}});  // ends at a's start
+  const CBPointArray head = Poly({{0, 0}, {0, 50}});    // starts at a's start
   EXPECT_EQ(AreBPointArraysAdjacent(a, fwd, 0), kAdjacentEndStart);
   EXPECT_EQ(AreBPointArraysAdjacent(a, back, 0), kAdjacentEndEnd);
   EXPECT_EQ(AreBPointArraysAdjacent(a, head, 0), kAdjacentStartStart);
   EXPECT_EQ(AreBPointArraysAdjacent(a, before, 0), kAdjacentStartEnd);
-  EXPECT_EQ(AreBPointArraysAdjacent(a, Line({{80.5, 0}, {90, 0}}), 0), kAdjacentNone);
-  EXPECT_EQ(AreBPointArraysAdjacent(a, Line({{80.5, 0}, {90, 0}}), 0.6), kAdjacentEndStart);
+  EXPECT_EQ(AreBPointArraysAdjacent(a, Poly({{80.5, 0}, {90, 0}}), 0), kAdjacentNone);
+  EXPECT_EQ(AreBPointArraysAdjacent(a, Poly({{80.5, 0}, {90, 0}}), 0.6), kAdjacentEndStart);
   EXPECT_EQ(AreBPointArraysAdjacent(Rect(0, 0, 80, 5), fwd, 1), kAdjacentNone);  // closed
 
   for (const CBPointArray* other : {&fwd, &back, &head, &before}) {
@@ -551,16 +547,16 @@ TEST(PathSet, AdjacencyJoinsAndMerges) {
     EXPECT_TRUE(IsSubPolyBezier(j, a, 1e-9));
   }
   CBPointArray j = a;
-  EXPECT_FALSE(JoinAdjacentBPointArrays(j, Line({{5, 5}, {6, 6}}), 0));
+  EXPECT_FALSE(JoinAdjacentBPointArrays(j, Poly({{5, 5}, {6, 6}}), 0));
   EXPECT_TRUE(ArePolyBezierEqual(j, a));
 
   // Three sides of a triangle in mixed directions merge into one closed path.
   CPolyPolyBezier set;
-  AddTo(set, Line({{0, 0}, {10, 0}}));
+  AddTo(set, Poly({{0, 0}, {10, 0}}));
   set.Add(nullptr);
-  AddTo(set, Line({{5, 8}, {10, 0}}));
-  AddTo(set, Line({{30, 30}, {40, 40}}));
-  AddTo(set, Line({{0, 0}, {5, 8}}));
+  AddTo(set, Poly({{5, 8}, {10, 0}}));
+  AddTo(set, Poly({{30, 30}, {40, 40}}));
+  AddTo(set, Poly({{0, 0}, {5, 8}}));
   EXPECT_EQ(MergePolyBezierCurves(set, 0), 2);
   ASSERT_EQ(set.GetSize(), 2);
   EXPECT_TRUE(set[0].IsPolyBezierClosed());
@@ -572,15 +568,15 @@ TEST(PathSet, AdjacencyJoinsAndMerges) {
   EXPECT_NEAR(all.CalcLength(), set[0].CalcLength() + std::hypot(30, 30) + set[1].CalcLength(),
               1e-9);
   CPolyPolyBezier touching;
-  AddTo(touching, Line({{0, 0}, {1, 0}}));
-  AddTo(touching, Line({{1, 0}, {2, 0}}));
+  AddTo(touching, Poly({{0, 0}, {1, 0}}));
+  AddTo(touching, Poly({{1, 0}, {2, 0}}));
   ConnectPolyBezierCurves(touching, all);
   EXPECT_EQ(all.GetSize(), 3);  // coinciding ends merge
 
   EXPECT_TRUE(
-      IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{0, 10}, {0, 0}, {10, 0}}), 1e-9));  // wraps
-  EXPECT_TRUE(IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{10, 0}, {0, 0}}), 1e-9));   // reversed
-  EXPECT_FALSE(IsSubPolyBezier(Rect(0, 0, 10, 10), Line({{10, 0}, {0, 10}}), 1e-9));
+      IsSubPolyBezier(Rect(0, 0, 10, 10), Poly({{0, 10}, {0, 0}, {10, 0}}), 1e-9));  // wraps
+  EXPECT_TRUE(IsSubPolyBezier(Rect(0, 0, 10, 10), Poly({{10, 0}, {0, 0}}), 1e-9));   // reversed
+  EXPECT_FALSE(IsSubPolyBezier(Rect(0, 0, 10, 10), Poly({{10, 0}, {0, 10}}), 1e-9));
   EXPECT_FALSE(IsSubPolyBezier(Rect(0, 0, 10, 10), CBPointArray(), 1));
 }
 
@@ -604,7 +600,7 @@ TEST(PathSet, SubCurvesDuplicatesAndQuantising) {
   EXPECT_EQ(piece.GetSize(), 3);
   EXPECT_EQ(piece[0].anchor, w[2].anchor);
 
-  CBPointArray d = Line({{0, 0}, {5, 0}, {5, 0.5e-8}, {5, 0}, {9, 9}});
+  CBPointArray d = Poly({{0, 0}, {5, 0}, {5, 0.5e-8}, {5, 0}, {9, 9}});
   d[2].out = CDPOINT(7, 1);
   EXPECT_EQ(DelPolyBezierDuplicatePoints(d), 2);
   ASSERT_EQ(d.GetSize(), 3);
@@ -612,7 +608,7 @@ TEST(PathSet, SubCurvesDuplicatesAndQuantising) {
   EXPECT_EQ(DelPolyBezierDuplicatePoints(d), 0);
 
   CPolyPolyBezier set;
-  AddTo(set, Line({{0.2, 0.2}, {0.7, 0.9}, {1.6, 0.1}, {2.2, 2.4}}));
+  AddTo(set, Poly({{0.2, 0.2}, {0.7, 0.9}, {1.6, 0.1}, {2.2, 2.4}}));
   (*set.GetAt(0))[1].attr = 5;
   set.Add(nullptr);
   int removed = -1;
@@ -632,14 +628,14 @@ TEST(PathSet, HostileCoordinatesFinish) {
   // NaN rounds to 0 and huge values saturate in the integer polygons; nothing traps.
   CPolyPolyBezier set;
   AddTo(set, Rect(0, 0, 100, 100));
-  AddTo(set, Line({{kNaN, 0}, {10, kNaN}, {kNaN, kNaN}}));
+  AddTo(set, Poly({{kNaN, 0}, {10, kNaN}, {kNaN, kNaN}}));
   AddTo(set, Rect(-1e300, -1e300, 1e300, 1e300));
-  AddTo(set, Line({{kInf, 5}, {5, -kInf}, {kInf, 5}}));
+  AddTo(set, Poly({{kInf, 5}, {5, -kInf}, {kInf, 5}}));
   EXPECT_NE(Holes(set, 0.5).size(), 0u);
-  EXPECT_FALSE(IsPolyBezierInPolyPolyBezier(set, Line({{kNaN, kNaN}, {kNaN, kNaN}}), 0.5) &&
-               IsPolyBezierInPolyPolyBezier(set, Line({{kNaN, kNaN}, {kNaN, kNaN}}), 0));
+  EXPECT_FALSE(IsPolyBezierInPolyPolyBezier(set, Poly({{kNaN, kNaN}, {kNaN, kNaN}}), 0.5) &&
+               IsPolyBezierInPolyPolyBezier(set, Poly({{kNaN, kNaN}, {kNaN, kNaN}}), 0));
 
-  CBPointArray p = Line({{0, 0}, {kNaN, 1}, {2, kInf}});
+  CBPointArray p = Poly({{0, 0}, {kNaN, 1}, {2, kInf}});
   EXPECT_GE(AddPointToPolyBezier(p, CDPOINT(kNaN, kNaN)), -1);
   int seg;
   double t;
@@ -650,7 +646,7 @@ TEST(PathSet, HostileCoordinatesFinish) {
   TripleToQuadraticBezier(&p, quad);
   EXPECT_LE(quad.GetSize(), 2 * 2 * (1 << kQuadraticMaxDepth) + 1);
   CPolyPolyBezier huge;
-  AddTo(huge, Line({{0, 0}, {1e300, 0}}));
+  AddTo(huge, Poly({{0, 0}, {1e300, 0}}));
   SetMaxBezierLength(huge, 1e-300);  // a length that overflows is not split
   EXPECT_GE(huge[0].GetSize(), 2);
 }

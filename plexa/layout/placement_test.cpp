@@ -10,7 +10,11 @@
 #include <cstdlib>
 #include <vector>
 
+#include "tests/support.h"
+
 using PLEXA::CDPOINT;
+using plexa::test::Dist;
+using plexa::test::DistanceToPolyline;
 using Poly = CRandPolylinePlacement::vvPolyline;
 
 namespace {
@@ -45,24 +49,12 @@ std::vector<CDPOINT> Copy(CView3D v, const CArray<tagPOINT, tagPOINT>& outline) 
   return out;
 }
 
-double PointSegment(CDPOINT p, CDPOINT a, CDPOINT b) {
-  const double dx = b.x - a.x, dy = b.y - a.y;
-  const double t =
-      std::clamp(((p.x - a.x) * dx + (p.y - a.y) * dy) / (dx * dx + dy * dy), 0.0, 1.0);
-  return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
-}
-
 // Closest approach of two closed polylines' edges (no crossings assumed: then it lies at a
 // vertex of one of them).
 double Gap(const std::vector<CDPOINT>& a, const std::vector<CDPOINT>& b) {
   double d = INFINITY;
-  for (int k = 0; k < 2; ++k) {
-    const auto& p = k ? b : a;
-    const auto& q = k ? a : b;
-    for (const CDPOINT& v : p)
-      for (std::size_t j = 0; j + 1 < q.size(); ++j)
-        d = std::min(d, PointSegment(v, q[j], q[j + 1]));
-  }
+  for (const CDPOINT& v : a) d = std::min(d, DistanceToPolyline(b, v));
+  for (const CDPOINT& v : b) d = std::min(d, DistanceToPolyline(a, v));
   return d;
 }
 
@@ -109,25 +101,20 @@ TEST(RandPolylinePlacement, CopiesKeepTheirClearanceInsideTheArea) {
     all = CRect(std::min(all.left, r.left), std::min(all.top, r.top), std::max(all.right, r.right),
                 std::max(all.bottom, r.bottom));
     for (const CDPOINT& p : shapes.back()) {
-      EXPECT_GE(p.x, area.left + 118);
-      EXPECT_LE(p.x, area.right - 118);
-      EXPECT_GE(p.y, area.top + 118);
-      EXPECT_LE(p.y, area.bottom - 118);
+      EXPECT_TRUE(p.x >= area.left + 118 && p.x <= area.right - 118) << p.x;
+      EXPECT_TRUE(p.y >= area.top + 118 && p.y <= area.bottom - 118) << p.y;
       const double dx = std::max({obstacle.left - p.x, p.x - obstacle.right, 0.0});
       const double dy = std::max({obstacle.top - p.y, p.y - obstacle.bottom, 0.0});
       EXPECT_GE(std::hypot(dx, dy), 118) << i;
     }
     // The copy's own transform: scale 0.6 .. 1.2 about the outline's centre (500, 500).
-    const double side = std::hypot(shapes.back()[1].x - shapes.back()[0].x,
-                                   shapes.back()[1].y - shapes.back()[0].y);
-    EXPECT_GE(side, 600 - 1e-6);
-    EXPECT_LE(side, 1200 + 1e-6);
+    const double side = Dist(shapes.back()[1], shapes.back()[0]);
+    EXPECT_TRUE(side >= 600 - 1e-6 && side <= 1200 + 1e-6) << side;
   }
   for (std::size_t i = 0; i < shapes.size(); ++i)
     for (std::size_t j = i + 1; j < shapes.size(); ++j)
       EXPECT_GE(Gap(shapes[i], shapes[j]), 238) << i << " " << j;
-  EXPECT_EQ(offset.x, (all.left + all.right) / 2 - 7000);
-  EXPECT_EQ(offset.y, (all.top + all.bottom) / 2 - 6000);
+  EXPECT_EQ(offset, CPoint((all.left + all.right) / 2 - 7000, (all.top + all.bottom) / 2 - 6000));
 
   // The same seed gives the same placement.
   std::vector<CView3D> again;

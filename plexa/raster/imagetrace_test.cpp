@@ -29,10 +29,6 @@ CDPOINT End(const CPolyPolyBezier& s, int i, bool last) {
   return s[i][last ? static_cast<int>(s[i].GetSize()) - 1 : 0].anchor;
 }
 
-bool Same(CDPOINT a, double x, double y) {
-  return a.x == x && a.y == y;
-}
-
 }  // namespace
 
 TEST(CImageTrace, SmallLineShapes) {
@@ -47,7 +43,7 @@ TEST(CImageTrace, SmallLineShapes) {
     Bits b(20, 5, [](int x, int y) { return y == 2 && x >= 3 && x < 13; });
     t.AutoTrace(b.bmp, out);
     ASSERT_EQ(out.GetSize(), 1);
-    EXPECT_TRUE(Same(End(out, 0, false), 4, 3) && Same(End(out, 0, true), 13, 3));
+    EXPECT_TRUE(End(out, 0, false) == CDPOINT(4, 3) && End(out, 0, true) == CDPOINT(13, 3));
   }
   {  // a ring without junctions: one path from its first pixel in row order, open by a cell
     Bits b(30, 30,
@@ -66,7 +62,7 @@ TEST(CImageTrace, SmallLineShapes) {
     t.AutoTrace(b.bmp, out);
     ASSERT_EQ(out.GetSize(), 3);
     for (int i = 0; i < 3; ++i)
-      EXPECT_TRUE(Same(End(out, i, false), 11, 4) || Same(End(out, i, true), 11, 4)) << i;
+      EXPECT_TRUE(End(out, i, false) == CDPOINT(11, 4) || End(out, i, true) == CDPOINT(11, 4)) << i;
   }
   {  // thick input is not what the walk is for, but a solid block and a hatch of 4-connected
      // staircases finish quickly

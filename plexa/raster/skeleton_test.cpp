@@ -9,9 +9,9 @@
 
 #include "plexa/geom/bezier.h"
 #include "plexa/raster/imgproc.h"
+#include "tests/support.h"
 
-using PLEXA::CBPOINT;
-using PLEXA::CDPOINT;
+using namespace plexa::test;
 
 namespace {
 
@@ -69,15 +69,19 @@ void ReferenceThin(CSkeleton::image& img) {
       at(r, c) = (r > 0 && c > 0 && r < R - 1 && c < C - 1 && at(r, c)) ? 0 : 255;
 }
 
-// A 32-bit picture: white paper with black strokes of the given pen width along polylines.
+// A 32-bit picture: paper (white unless told) with black strokes of the given pen width along
+// polylines.
 struct Picture {
   HBITMAP bmp;
-  Picture(int w, int h, int pen, const std::vector<std::vector<POINT>>& lines)
+  Picture(int w, int h, int pen, const std::vector<std::vector<POINT>>& lines,
+          COLORREF paper = RGB(255, 255, 255))
       : bmp(CImgProc::CreateBitmap32(w, h)) {
     HDC dc = CreateCompatibleDC(nullptr);
     HGDIOBJ old = SelectObject(dc, bmp);
     const RECT all{0, 0, w, h};
-    FillRect(dc, &all, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
+    HBRUSH brush = CreateSolidBrush(paper);
+    FillRect(dc, &all, brush);
+    DeleteObject(brush);
     HPEN p = CreatePen(PS_SOLID, pen, RGB(0, 0, 0));
     SelectObject(dc, p);
     for (const auto& l : lines) Polyline(dc, l.data(), static_cast<int>(l.size()));
@@ -87,13 +91,6 @@ struct Picture {
   }
   ~Picture() { DeleteObject(bmp); }
 };
-
-double SegDist(CDPOINT p, POINT a, POINT b) {
-  const double dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
-  double t = l2 > 0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / l2 : 0;
-  t = std::clamp(t, 0.0, 1.0);
-  return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
-}
 
 // Largest distance from the traced curves (cell coordinates, pixel + 1; pixel centres at
 // pixel + 0.5) to the source strokes' centre lines, by dense sampling.
@@ -105,10 +102,12 @@ double WorstDistance(const CPolyPolyBezier& paths, const std::vector<std::vector
       for (int s = 0; s <= 16; ++s) {
         CDPOINT p = seg.GetCurvePoint(s / 16.0);
         p.x -= 0.5, p.y -= 0.5;
-        double best = 1e300;
-        for (const auto& l : lines)
-          for (std::size_t j = 0; j + 1 < l.size(); ++j)
-            best = std::min(best, SegDist(p, l[j], l[j + 1]));
+        double best = kInf;
+        for (const auto& l : lines) {
+          std::vector<CDPOINT> pts;
+          for (POINT q : l) pts.emplace_back(q.x, q.y);
+          best = std::min(best, DistanceToPolyline(pts, p));
+        }
         worst = std::max(worst, best);
       }
     }
@@ -250,8 +249,8 @@ TEST(CSkeleton, VectorInputComesBackInTheCallersUnits) {
   CPolyPolyBezier in;
   auto* path = new CBPointArray;
   const CDPOINT a(1000, 2000), b(5000, 3000);
-  path->Add(CBPOINT(a, a, a));
-  path->Add(CBPOINT(b, b, b));
+  path->Add(Corner(a));
+  path->Add(Corner(b));
   in.Add(path);
   CDWordArray types;
   Skel s;
@@ -261,17 +260,12 @@ TEST(CSkeleton, VectorInputComesBackInTheCallersUnits) {
   ASSERT_GE(out.GetSize(), 1);
   const double unit = 4000.0 / 500.0;
   for (INT_PTR i = 0; i < out.GetSize(); ++i)
-    for (INT_PTR k = 0; k < out[i].GetSize(); ++k) {
-      const CDPOINT p = out[i][k].anchor;
-      const double t = std::clamp(
-          ((p.x - a.x) * 4000 + (p.y - a.y) * 1000) / (4000.0 * 4000 + 1000 * 1000), 0.0, 1.0);
-      EXPECT_LT(std::hypot(p.x - a.x - t * 4000, p.y - a.y - t * 1000), 2 * unit);
-    }
+    for (INT_PTR k = 0; k < out[i].GetSize(); ++k)
+      EXPECT_LT(DistanceToPolyline({a, b}, out[i][k].anchor), 2 * unit);
   // No finite node: no paths.
   CPolyPolyBezier bad;
   auto* nan = new CBPointArray;
-  const CDPOINT q(std::nan(""), 0);
-  nan->Add(CBPOINT(q, q, q));
+  nan->Add(Corner(kNaN, 0));
   bad.Add(nan);
   s.Input(bad, types, 0, 512);
   s.Output(out);
@@ -309,11 +303,11 @@ TEST(CSkeleton, RenderedStrokesStayOnTheirCentreLines) {
     for (int i = 0; i < out.GetSize(); ++i)
       for (bool last : {false, true}) {
         const CDPOINT e = End(out, i, last);
-        if (std::hypot(e.x - 0.5 - c.junction.x, e.y - 0.5 - c.junction.y) < pen) near.push_back(e);
+        if (Dist(e, CDPOINT(c.junction.x + 0.5, c.junction.y + 0.5)) < pen) near.push_back(e);
       }
     EXPECT_GE(near.size(), 2u) << c.name;
     for (const CDPOINT& e : near)
-      for (const CDPOINT& f : near) EXPECT_LE(std::hypot(e.x - f.x, e.y - f.y), 3.0) << c.name;
+      for (const CDPOINT& f : near) EXPECT_LE(Dist(e, f), 3.0) << c.name;
   }
 }
 
@@ -321,22 +315,13 @@ TEST(CSkeleton, DegeneratePictures) {
   // Fully black and fully white pictures finish and give nothing; a 1000 x 1000 page of line
   // art never comes back empty.
   for (COLORREF fill : {RGB(0, 0, 0), RGB(255, 255, 255)}) {
-    HBITMAP bmp = CImgProc::CreateBitmap32(400, 300);
-    HDC dc = CreateCompatibleDC(nullptr);
-    HGDIOBJ old = SelectObject(dc, bmp);
-    HBRUSH brush = CreateSolidBrush(fill);
-    const RECT all{0, 0, 400, 300};
-    FillRect(dc, &all, brush);
-    SelectObject(dc, old);
-    DeleteObject(brush);
-    DeleteDC(dc);
+    Picture pic(400, 300, 1, {}, fill);
     Skel s;
-    s.Input(bmp, 0, 0);
+    s.Input(pic.bmp, 0, 0);
     CPolyPolyBezier out;
     s.Output(out);
     EXPECT_EQ(out.GetSize(), 0);
-    s.InputMono(bmp, 0, 0);  // all white as 1-bit object: a full block thins without hanging
-    DeleteObject(bmp);
+    s.InputMono(pic.bmp, 0, 0);  // all white as 1-bit object: a full block thins without hanging
   }
   std::vector<std::vector<POINT>> art;
   for (int k = 0; k < 12; ++k)
