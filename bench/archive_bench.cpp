@@ -40,11 +40,15 @@ class FixedBuf : public std::streambuf {
     return n;
   }
   pos_type seekoff(off_type off, std::ios_base::seekdir dir, std::ios_base::openmode) override {
-    const off_type base = dir == std::ios_base::beg ? 0 : dir == std::ios_base::cur ? gptr() - eback() : egptr() - eback();
+    const off_type base = dir == std::ios_base::beg   ? 0
+                          : dir == std::ios_base::cur ? gptr() - eback()
+                                                      : egptr() - eback();
     setg(eback(), eback() + base + off, egptr());
     return base + off;
   }
-  pos_type seekpos(pos_type pos, std::ios_base::openmode m) override { return seekoff(off_type(pos), std::ios_base::beg, m); }
+  pos_type seekpos(pos_type pos, std::ios_base::openmode m) override {
+    return seekoff(off_type(pos), std::ios_base::beg, m);
+  }
 
  private:
   std::vector<char>& buf_;
@@ -53,7 +57,8 @@ class FixedBuf : public std::streambuf {
 CBPointArray MakeNodes() {
   CBPointArray a;
   a.SetSize(kNodes);
-  for (int i = 0; i < kNodes; ++i) a[i] = PLEXA::CBPOINT(PLEXA::CDPOINT(i, 1), PLEXA::CDPOINT(i, 2), PLEXA::CDPOINT(i, 3));
+  for (int i = 0; i < kNodes; ++i)
+    a[i] = PLEXA::CBPOINT(PLEXA::CDPOINT(i, 1), PLEXA::CDPOINT(i, 2), PLEXA::CDPOINT(i, 3));
   return a;
 }
 

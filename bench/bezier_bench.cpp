@@ -12,8 +12,8 @@
 // measured flattening error.
 //
 // The summary table times every operation over all curves, 9 rounds, and prints the median
-// thread-CPU nanoseconds per operation and the ratio plexa / peer (below 1: plexa is faster). Google
-// Benchmark runs afterwards on the plexa operations for the usual statistics.
+// thread-CPU nanoseconds per operation and the ratio plexa / peer (below 1: plexa is faster).
+// Google Benchmark runs afterwards on the plexa operations for the usual statistics.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

@@ -58,7 +58,9 @@ struct OutlineBuilder {
   CDPOINT last;
 };
 
-CDPOINT Pt(const FT_Vector* v) { return CDPOINT(static_cast<double>(v->x), static_cast<double>(-v->y)); }
+CDPOINT Pt(const FT_Vector* v) {
+  return CDPOINT(static_cast<double>(v->x), static_cast<double>(-v->y));
+}
 
 // Ends the current node's outgoing side at c and adds a node at p whose incoming control is d.
 void AddNode(OutlineBuilder& b, CDPOINT c, CDPOINT d, CDPOINT p) {
@@ -122,7 +124,9 @@ void LoadGlyphs(std::vector<std::unique_ptr<Drawing>>& out) {
 
 // ---- Generated icons ---------------------------------------------------------------------
 
-CBPOINT Corner(CDPOINT p) { return CBPOINT(p, p, p); }
+CBPOINT Corner(CDPOINT p) {
+  return CBPOINT(p, p, p);
+}
 
 CBPointArray Circle(double cx, double cy, double r) {
   CBPointArray c;
@@ -147,7 +151,8 @@ void Gear(CPolyPolyBezier& set) {
   set.Add(p);
   set.Add(new CBPointArray(Circle(0, 0, 120)));
   for (int w = 0; w < 4; ++w)
-    set.Add(new CBPointArray(Circle(260 * std::cos(w * M_PI / 2), 260 * std::sin(w * M_PI / 2), 70)));
+    set.Add(
+        new CBPointArray(Circle(260 * std::cos(w * M_PI / 2), 260 * std::sin(w * M_PI / 2), 70)));
 }
 
 // A heart of four curves (y down: the lobes on top, the tip at the bottom).
@@ -208,9 +213,11 @@ std::vector<std::unique_ptr<Drawing>>& Drawings() {
       d->set.CalcFrame(box, 1.0);
       // Points over the frame grown by a tenth on each side, so some fall outside.
       const double mx = 0.1 * box.Width(), my = 0.1 * box.Height();
-      std::uniform_real_distribution<double> ux(box.xmin - mx, box.xmax + mx), uy(box.ymin - my, box.ymax + my);
+      std::uniform_real_distribution<double> ux(box.xmin - mx, box.xmax + mx),
+          uy(box.ymin - my, box.ymax + my);
       for (int i = 0; i < kPointsPerDrawing; ++i) d->points.emplace_back(ux(rng), uy(rng));
-      for (INT_PTR i = 0; i < d->set.GetSize(); ++i) d->segments += static_cast<int>(d->set[static_cast<int>(i)].GetSize()) - 1;
+      for (INT_PTR i = 0; i < d->set.GetSize(); ++i)
+        d->segments += static_cast<int>(d->set[static_cast<int>(i)].GetSize()) - 1;
     }
     return v;
   }();
@@ -277,8 +284,8 @@ std::vector<CairoDrawing>& CairoDrawings() {
           if (p[k].out == p[k].anchor && p[k + 1].in == p[k + 1].anchor)
             cairo_line_to(cr, p[k + 1].anchor.x, p[k + 1].anchor.y);
           else
-            cairo_curve_to(cr, p[k].out.x, p[k].out.y, p[k + 1].in.x, p[k + 1].in.y, p[k + 1].anchor.x,
-                           p[k + 1].anchor.y);
+            cairo_curve_to(cr, p[k].out.x, p[k].out.y, p[k + 1].in.x, p[k + 1].in.y,
+                           p[k + 1].anchor.x, p[k + 1].anchor.y);
         }
         cairo_close_path(cr);
       }
@@ -361,15 +368,16 @@ bool CheckAgreement() {
       plainDiff += d->hit.IsPointInCurves(p) != plain.IsPointInCurvesPlain(p);
     }
   }
-  std::printf("drawings %zu, segments %d, queries %d; plain walk disagrees on %d\n", Drawings().size(),
-              TotalSegments(), queries, plainDiff);
+  std::printf("drawings %zu, segments %d, queries %d; plain walk disagrees on %d\n",
+              Drawings().size(), TotalSegments(), queries, plainDiff);
 #ifdef PLEXA_BENCH_CAIRO
   int cairoDiff = 0;
   double nearest = 0;  // the farthest a disagreeing point lies from the outline
   for (size_t k = 0; k < Drawings().size(); ++k) {
     int diff = 0;
     for (const CDPOINT& p : Drawings()[k]->points) {
-      const bool a = Drawings()[k]->hit.IsPointInCurves(p), b = cairo_in_fill(CairoDrawings()[k].cr, p.x, p.y);
+      const bool a = Drawings()[k]->hit.IsPointInCurves(p),
+                 b = cairo_in_fill(CairoDrawings()[k].cr, p.x, p.y);
       if (a != b) {
         ++diff;
         nearest = std::max(nearest, DistanceToOutline(Drawings()[k]->set, p));
@@ -377,8 +385,11 @@ bool CheckAgreement() {
     }
     cairoDiff += diff;
   }
-  std::printf("cairo_in_fill (flattening to 0.1) disagrees on %d of %d points (%.3f%%), all within %.3f units "
-              "of an outline\n", cairoDiff, queries, 100.0 * cairoDiff / queries, nearest);
+  std::printf(
+      "cairo_in_fill (flattening to 0.1) disagrees on %d of %d points (%.3f%%), all within %.3f "
+      "units "
+      "of an outline\n",
+      cairoDiff, queries, 100.0 * cairoDiff / queries, nearest);
 #else
   std::printf("cairo not found at configure time: no peer measured\n");
 #endif

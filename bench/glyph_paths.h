@@ -24,7 +24,9 @@ struct Sink {
   CBPointArray* path = nullptr;
   double dx = 0;
   PLEXA::CDPOINT last;
-  PLEXA::CDPOINT At(const FT_Vector* v) const { return PLEXA::CDPOINT(v->x + dx, -static_cast<double>(v->y)); }
+  PLEXA::CDPOINT At(const FT_Vector* v) const {
+    return PLEXA::CDPOINT(v->x + dx, -static_cast<double>(v->y));
+  }
   void Cubic(PLEXA::CDPOINT c1, PLEXA::CDPOINT c2, PLEXA::CDPOINT p) {
     (*path)[path->GetUpperBound()].out = c1;
     path->Add(PLEXA::CBPOINT(c2, p, p));
@@ -62,7 +64,8 @@ inline int CubicTo(const FT_Vector* c1, const FT_Vector* c2, const FT_Vector* to
 #endif
 
 // Appends the outlines of the characters of text to set; returns how many paths it added.
-inline int LoadGlyphPaths(CPolyPolyBezier& set, const std::string& text, const char* font = kBenchFont) {
+inline int LoadGlyphPaths(CPolyPolyBezier& set, const std::string& text,
+                          const char* font = kBenchFont) {
 #ifdef PLEXA_BENCH_FREETYPE
   FT_Library lib;
   if (FT_Init_FreeType(&lib)) return 0;
@@ -74,8 +77,12 @@ inline int LoadGlyphPaths(CPolyPolyBezier& set, const std::string& text, const c
   const INT_PTR before = set.GetSize();
   bench_detail::Sink sink;
   sink.set = &set;
-  FT_Outline_Funcs funcs{&bench_detail::MoveTo, &bench_detail::LineTo, &bench_detail::ConicTo,
-                         &bench_detail::CubicTo, 0, 0};
+  FT_Outline_Funcs funcs{&bench_detail::MoveTo,
+                         &bench_detail::LineTo,
+                         &bench_detail::ConicTo,
+                         &bench_detail::CubicTo,
+                         0,
+                         0};
   for (unsigned char c : text) {
     if (FT_Load_Char(face, c, FT_LOAD_NO_SCALE | FT_LOAD_NO_HINTING)) continue;
     FT_Outline_Decompose(&face->glyph->outline, &funcs, &sink);

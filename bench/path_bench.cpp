@@ -34,18 +34,21 @@ std::int64_t Segments() {
 
 void BM_CalcLength(benchmark::State& state) {
   const CPolyPolyBezier& set = Glyphs();
-  if (set.GetSize() == 0) return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
+  if (set.GetSize() == 0)
+    return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
   for (auto _ : state) {
     double total = 0;
     for (int i = 0; i < set.GetSize(); ++i) total += set[i].CalcLength();
     benchmark::DoNotOptimize(total);
   }
-  state.counters["segments/s"] = benchmark::Counter(static_cast<double>(Segments()), benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["segments/s"] = benchmark::Counter(static_cast<double>(Segments()),
+                                                    benchmark::Counter::kIsIterationInvariantRate);
 }
 
 void BM_ExecuteBPointArrayT(benchmark::State& state) {
   const CPolyPolyBezier& set = Glyphs();
-  if (set.GetSize() == 0) return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
+  if (set.GetSize() == 0)
+    return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
   CArray<PLEXA::CDPOINT> pts;
   CDWordArray ends;
   std::int64_t points = 0;
@@ -60,12 +63,14 @@ void BM_ExecuteBPointArrayT(benchmark::State& state) {
     benchmark::DoNotOptimize(points);
   }
   state.counters["points"] = static_cast<double>(points);
-  state.counters["points/s"] = benchmark::Counter(static_cast<double>(points), benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["points/s"] = benchmark::Counter(static_cast<double>(points),
+                                                  benchmark::Counter::kIsIterationInvariantRate);
 }
 
 void BM_ExecuteBPointArrayTEx(benchmark::State& state) {
   const CPolyPolyBezier& set = Glyphs();
-  if (set.GetSize() == 0) return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
+  if (set.GetSize() == 0)
+    return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
   CArray<PLEXA::CDPOINT> pts;
   CArray<double> params;
   CDWordArray ends;
@@ -82,13 +87,15 @@ void BM_ExecuteBPointArrayTEx(benchmark::State& state) {
     benchmark::DoNotOptimize(points);
   }
   state.counters["points"] = static_cast<double>(points);
-  state.counters["points/s"] = benchmark::Counter(static_cast<double>(points), benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["points/s"] = benchmark::Counter(static_cast<double>(points),
+                                                  benchmark::Counter::kIsIterationInvariantRate);
 }
 
 #ifdef PLEXA_BENCH_CAIRO
 void BM_CairoCopyPathFlat(benchmark::State& state) {
   const CPolyPolyBezier& set = Glyphs();
-  if (set.GetSize() == 0) return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
+  if (set.GetSize() == 0)
+    return state.SkipWithError("no glyph outlines (FreeType or DejaVu missing)");
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, 1, 1);
   cairo_t* cr = cairo_create(surface);
   cairo_set_tolerance(cr, 1.0);
@@ -100,7 +107,8 @@ void BM_CairoCopyPathFlat(benchmark::State& state) {
       cairo_new_path(cr);
       cairo_move_to(cr, p[0].anchor.x, p[0].anchor.y);
       for (INT_PTR k = 0; k + 1 < p.GetSize(); ++k)
-        cairo_curve_to(cr, p[k].out.x, p[k].out.y, p[k + 1].in.x, p[k + 1].in.y, p[k + 1].anchor.x, p[k + 1].anchor.y);
+        cairo_curve_to(cr, p[k].out.x, p[k].out.y, p[k + 1].in.x, p[k + 1].in.y, p[k + 1].anchor.x,
+                       p[k + 1].anchor.y);
       cairo_path_t* flat = cairo_copy_path_flat(cr);
       for (int d = 0; d < flat->num_data; d += flat->data[d].header.length) ++points;
       cairo_path_destroy(flat);
@@ -110,7 +118,8 @@ void BM_CairoCopyPathFlat(benchmark::State& state) {
   cairo_destroy(cr);
   cairo_surface_destroy(surface);
   state.counters["points"] = static_cast<double>(points);
-  state.counters["points/s"] = benchmark::Counter(static_cast<double>(points), benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["points/s"] = benchmark::Counter(static_cast<double>(points),
+                                                  benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_CairoCopyPathFlat)->Unit(benchmark::kMicrosecond);
 #endif

@@ -50,7 +50,9 @@ struct Builder {
   std::vector<std::unique_ptr<CBPointArray>> paths;
   CDPOINT origin;
   CDPOINT last;
-  CDPOINT Map(const FT_Vector* v) const { return CDPOINT(origin.x + v->x / 64.0, origin.y - v->y / 64.0); }
+  CDPOINT Map(const FT_Vector* v) const {
+    return CDPOINT(origin.x + v->x / 64.0, origin.y - v->y / 64.0);
+  }
 };
 
 int MoveTo(const FT_Vector* to, void* user) {
@@ -107,7 +109,8 @@ bool GlyphPage(std::size_t outlines, CPolyPolyBezier& page) {
   b.origin = CDPOINT(0, kLineHeight);
   for (std::size_t k = 0; b.paths.size() < outlines; ++k) {
     const char ch = text[k % text.size()];
-    if (FT_Load_Char(face, static_cast<FT_ULong>(static_cast<unsigned char>(ch)), FT_LOAD_NO_BITMAP | FT_LOAD_NO_HINTING))
+    if (FT_Load_Char(face, static_cast<FT_ULong>(static_cast<unsigned char>(ch)),
+                     FT_LOAD_NO_BITMAP | FT_LOAD_NO_HINTING))
       continue;
     const std::size_t before = b.paths.size();
     FT_Outline_Decompose(&face->glyph->outline, &funcs, &b);
@@ -133,7 +136,8 @@ void GeneratedPage(std::size_t outlines, CPolyPolyBezier& page) {
       page.Add(p.release());
     }
   }
-  while (page.GetSize() > static_cast<INT_PTR>(outlines)) page.RemoveAt(static_cast<int>(page.GetSize() - 1));
+  while (page.GetSize() > static_cast<INT_PTR>(outlines))
+    page.RemoveAt(static_cast<int>(page.GetSize() - 1));
 }
 
 const CPolyPolyBezier& Page(std::size_t outlines) {
@@ -161,10 +165,11 @@ void HolesReference(const CPolyPolyBezier& set, CArray<int, int>& holes, double 
     CDWordArray ends;
     set.GetAt(i)->ExecuteBPointArrayT(flat, ends, 1.0);
     for (const CDPOINT& q : flat)
-      polys[static_cast<std::size_t>(i)].Add(
-          tagPOINT{static_cast<LONG>(std::floor(q.x + 0.5)), static_cast<LONG>(std::floor(q.y + 0.5))});
-    rects[static_cast<std::size_t>(i)] = GetPolygonRect(polys[static_cast<std::size_t>(i)].GetData(),
-                                                        static_cast<int>(polys[static_cast<std::size_t>(i)].GetSize()));
+      polys[static_cast<std::size_t>(i)].Add(tagPOINT{static_cast<LONG>(std::floor(q.x + 0.5)),
+                                                      static_cast<LONG>(std::floor(q.y + 0.5))});
+    rects[static_cast<std::size_t>(i)] =
+        GetPolygonRect(polys[static_cast<std::size_t>(i)].GetData(),
+                       static_cast<int>(polys[static_cast<std::size_t>(i)].GetSize()));
   }
   std::vector<bool> hole(static_cast<std::size_t>(n), false);
   for (int i = 0; i < n; ++i)
@@ -174,8 +179,10 @@ void HolesReference(const CPolyPolyBezier& set, CArray<int, int>& holes, double 
       const auto& pj = polys[static_cast<std::size_t>(j)];
       int count = 0;
       for (const tagPOINT& q : pj)
-        count += IsPointInPolygon(pi.GetData(), static_cast<int>(pi.GetSize()), q, &rects[static_cast<std::size_t>(i)]);
-      if (static_cast<double>(count) / static_cast<double>(pj.GetSize()) >= ratio) hole[static_cast<std::size_t>(j)] = true;
+        count += IsPointInPolygon(pi.GetData(), static_cast<int>(pi.GetSize()), q,
+                                  &rects[static_cast<std::size_t>(i)]);
+      if (static_cast<double>(count) / static_cast<double>(pj.GetSize()) >= ratio)
+        hole[static_cast<std::size_t>(j)] = true;
     }
   for (int j = 0; j < n; ++j)
     if (hole[static_cast<std::size_t>(j)]) holes.Add(j);
@@ -192,7 +199,13 @@ void BM_GetPolyPolyHoles(benchmark::State& state) {
   }
   state.counters["holes"] = static_cast<double>(holes.GetSize());
 }
-BENCHMARK(BM_GetPolyPolyHoles)->Arg(100)->Arg(200)->Arg(400)->Arg(800)->Arg(1600)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GetPolyPolyHoles)
+    ->Arg(100)
+    ->Arg(200)
+    ->Arg(400)
+    ->Arg(800)
+    ->Arg(1600)
+    ->Unit(benchmark::kMillisecond);
 
 void BM_HolesReference(benchmark::State& state) {
   const CPolyPolyBezier& page = Page(static_cast<std::size_t>(state.range(0)));
@@ -213,7 +226,8 @@ const std::vector<tagPOINT>& HullInput() {
     std::mt19937 rng(2024);
     std::normal_distribution<double> d(0, 10000);  // a round cloud: a hull of a few dozen corners
     std::vector<tagPOINT> v;
-    for (int i = 0; i < kHullPoints; ++i) v.push_back(tagPOINT{static_cast<LONG>(d(rng)), static_cast<LONG>(d(rng))});
+    for (int i = 0; i < kHullPoints; ++i)
+      v.push_back(tagPOINT{static_cast<LONG>(d(rng)), static_cast<LONG>(d(rng))});
     return v;
   }();
   return pts;
@@ -259,13 +273,14 @@ void CheckBeforeTiming() {
     HolesReference(Page(n), plain, kRatio);
     bool same = fast.GetSize() == plain.GetSize();
     for (INT_PTR k = 0; same && k < fast.GetSize(); ++k) same = fast[k] == plain[k];
-    std::printf("page of %zu outlines: %lld holes, %s the plain rule\n", n, static_cast<long long>(fast.GetSize()),
-                same ? "same as" : "DIFFERENT FROM");
+    std::printf("page of %zu outlines: %lld holes, %s the plain rule\n", n,
+                static_cast<long long>(fast.GetSize()), same ? "same as" : "DIFFERENT FROM");
   }
   CArray<tagPOINT> pts;
   for (const tagPOINT& p : HullInput()) pts.Add(p);
   GetConvexHull(pts);
-  std::printf("hull of %d points: %lld corners", kHullPoints, static_cast<long long>(pts.GetSize() - 1));
+  std::printf("hull of %d points: %lld corners", kHullPoints,
+              static_cast<long long>(pts.GetSize() - 1));
 #ifdef PLEXA_BENCH_BOOST
   bg::model::multi_point<BPoint> mp;
   for (const tagPOINT& p : HullInput()) mp.emplace_back(p.x, p.y);
@@ -273,14 +288,18 @@ void CheckBeforeTiming() {
   bg::convex_hull(mp, hull);
   std::vector<std::pair<double, double>> ours, theirs;
   for (INT_PTR k = 0; k + 1 < pts.GetSize(); ++k) ours.emplace_back(pts[k].x, pts[k].y);
-  for (std::size_t k = 0; k + 1 < hull.outer().size(); ++k) theirs.emplace_back(hull.outer()[k].x(), hull.outer()[k].y());
+  for (std::size_t k = 0; k + 1 < hull.outer().size(); ++k)
+    theirs.emplace_back(hull.outer()[k].x(), hull.outer()[k].y());
   std::sort(ours.begin(), ours.end());
   std::sort(theirs.begin(), theirs.end());
-  std::printf(" (Boost.Geometry: %zu, %s corners)", theirs.size(), ours == theirs ? "the same" : "different");
+  std::printf(" (Boost.Geometry: %zu, %s corners)", theirs.size(),
+              ours == theirs ? "the same" : "different");
   for (const auto& c : theirs)
-    if (!std::binary_search(ours.begin(), ours.end(), c)) std::printf("; Boost only (%.0f, %.0f)", c.first, c.second);
+    if (!std::binary_search(ours.begin(), ours.end(), c))
+      std::printf("; Boost only (%.0f, %.0f)", c.first, c.second);
   for (const auto& c : ours)
-    if (!std::binary_search(theirs.begin(), theirs.end(), c)) std::printf("; plexa only (%.0f, %.0f)", c.first, c.second);
+    if (!std::binary_search(theirs.begin(), theirs.end(), c))
+      std::printf("; plexa only (%.0f, %.0f)", c.first, c.second);
 #endif
   std::printf("\n");
 }

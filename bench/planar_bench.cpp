@@ -111,7 +111,8 @@ Outline MakeOutline(Kind kind, int n) {
   Outline o;
   o.pts = kind == kStar ? StarPoints(n) : GearPoints(n);
   for (const CDPOINT& p : o.pts)
-    o.ipts.Add(tagPOINT{static_cast<LONG>(std::lround(10 * p.x)), static_cast<LONG>(std::lround(10 * p.y))});
+    o.ipts.Add(tagPOINT{static_cast<LONG>(std::lround(10 * p.x)),
+                        static_cast<LONG>(std::lround(10 * p.y))});
   const CDRECT box = GetPolygonRect(o.pts);
   std::mt19937 gen(12345);
   std::uniform_real_distribution<double> ux(box.xmin, box.xmax), uy(box.ymin, box.ymax);
@@ -127,7 +128,8 @@ Outline MakeOutline(Kind kind, int n) {
 // Built once per (kind, size) and checked against the peers before any timing.
 const Outline& OutlineOf(const benchmark::State& state) {
   static std::map<std::pair<int, int>, Outline> cache;
-  const auto key = std::make_pair(static_cast<int>(state.range(1)), static_cast<int>(state.range(0)));
+  const auto key =
+      std::make_pair(static_cast<int>(state.range(1)), static_cast<int>(state.range(0)));
   if (auto it = cache.find(key); it != cache.end()) return it->second;
   const Outline& o = cache[key] = MakeOutline(static_cast<Kind>(key.first), key.second);
   const int m = static_cast<int>(o.pts.GetSize());
@@ -144,7 +146,8 @@ const Outline& OutlineOf(const benchmark::State& state) {
     bad += ours != static_cast<int>(bg::within(BoostPoint(p.x, p.y), poly));
 #endif
     const tagPOINT& ip = o.iqueries[q];
-    bad += IsPointInPolygon(o.ipts.GetData(), m, ip, &irect) != PlainCrossings(o.ipts.GetData(), m, ip.x + 0.0, ip.y + 0.0);
+    bad += IsPointInPolygon(o.ipts.GetData(), m, ip, &irect) !=
+           PlainCrossings(o.ipts.GetData(), m, ip.x + 0.0, ip.y + 0.0);
   }
   if (bad != 0) {
     std::fprintf(stderr, "outline %d/%d: %d answers differ from the peers\n", key.first, m, bad);

@@ -70,8 +70,8 @@ struct Decomposer {
   static int Conic(const FT_Vector* c, const FT_Vector* to, void* u) {
     auto* d = static_cast<Decomposer*>(u);
     const double x0 = d->lastX, y0 = d->lastY;
-    d->Cubic(x0 + 2.0 / 3 * (c->x - x0), y0 + 2.0 / 3 * (c->y - y0), to->x + 2.0 / 3 * (c->x - to->x),
-             to->y + 2.0 / 3 * (c->y - to->y), to->x, to->y);
+    d->Cubic(x0 + 2.0 / 3 * (c->x - x0), y0 + 2.0 / 3 * (c->y - y0),
+             to->x + 2.0 / 3 * (c->x - to->x), to->y + 2.0 / 3 * (c->y - to->y), to->x, to->y);
     return 0;
   }
   static int CubicTo(const FT_Vector* c1, const FT_Vector* c2, const FT_Vector* to, void* u) {
@@ -100,7 +100,8 @@ bool SetText(Outline& o, const char* text, int pixels, int lineHeight) {
       penX = 40, penY += lineHeight;
       continue;
     }
-    if (FT_Load_Char(face, static_cast<FT_ULong>(*p), FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP)) continue;
+    if (FT_Load_Char(face, static_cast<FT_ULong>(*p), FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP))
+      continue;
     Decomposer d{&o.contours, penX, penY};
     FT_Outline_Decompose(&face->glyph->outline, &funcs, &d);
     penX += face->glyph->advance.x / 64.0;
@@ -142,8 +143,10 @@ Outline MakeOutline(bool large) {
       "window graphics, banners.\nEvery glyph becomes a path\nof cubic Bezier curves;\n"
       "offsets add a weeding\nborder and round corners.\nQuick brown foxes jump!\n"
       "0123456789 (&%$#@?)\nABCDEFGHIJKLMNOPQR\nSTUVWXYZ abcdefghijk";
-  const bool ok = large ? SetText(o, para, 120, 160)
-                        : SetText(o, "Weeding\nBorders &\nRound Cut\nPlotters!\nVinyl Signs\nDecals 2026 %@", 250, 320);
+  const bool ok =
+      large ? SetText(o, para, 120, 160)
+            : SetText(o, "Weeding\nBorders &\nRound Cut\nPlotters!\nVinyl Signs\nDecals 2026 %@",
+                      250, 320);
   if (!ok) o.contours.clear();
 #endif
   if (o.contours.empty()) SetGears(o, large ? 16 : 4, large ? 300 : 130);
@@ -289,10 +292,12 @@ void Compare() {
           differ += a != b;
         }
       }
-      std::printf("check %-5s %-7s: %zu segments, plexa covers %ld px, %ld differ from cairo (%.3f%%)%s\n",
-                  Get(large).name.c_str(), width == 0 ? "fill" : ("pen " + std::to_string(width)).c_str(),
-                  Get(large).segments, covered, differ, covered ? 100.0 * differ / covered : 0.0,
-                  width == 1 ? "  [Bresenham lines against cairo's 1-pixel-wide area: unlike by design]" : "");
+      std::printf(
+          "check %-5s %-7s: %zu segments, plexa covers %ld px, %ld differ from cairo (%.3f%%)%s\n",
+          Get(large).name.c_str(), width == 0 ? "fill" : ("pen " + std::to_string(width)).c_str(),
+          Get(large).segments, covered, differ, covered ? 100.0 * differ / covered : 0.0,
+          width == 1 ? "  [Bresenham lines against cairo's 1-pixel-wide area: unlike by design]"
+                     : "");
     }
   }
 }
@@ -320,15 +325,23 @@ int main(int argc, char** argv) {
     const bool large = l == 1;
     for (int m = 0; m < 2; ++m) {
       const std::string what = m == kFill ? "fill" : "stroke";
-      auto* b = benchmark::RegisterBenchmark(("plexa_" + what + "_" + sizes[l]).c_str(),
-                                             [=](benchmark::State& s) { BM_Plexa(s, large, Mode(m)); });
+      auto* b =
+          benchmark::RegisterBenchmark(("plexa_" + what + "_" + sizes[l]).c_str(),
+                                       [=](benchmark::State& s) { BM_Plexa(s, large, Mode(m)); });
       b->Unit(benchmark::kMillisecond);
-      if (m == kFill) b->Arg(0); else b->Arg(1)->Arg(20)->Arg(200);
+      if (m == kFill)
+        b->Arg(0);
+      else
+        b->Arg(1)->Arg(20)->Arg(200);
 #ifdef PLEXA_BENCH_CAIRO
-      auto* c = benchmark::RegisterBenchmark(("cairo_" + what + "_" + sizes[l]).c_str(),
-                                             [=](benchmark::State& s) { BM_Cairo(s, large, Mode(m)); });
+      auto* c =
+          benchmark::RegisterBenchmark(("cairo_" + what + "_" + sizes[l]).c_str(),
+                                       [=](benchmark::State& s) { BM_Cairo(s, large, Mode(m)); });
       c->Unit(benchmark::kMillisecond);
-      if (m == kFill) c->Arg(0); else c->Arg(1)->Arg(20)->Arg(200);
+      if (m == kFill)
+        c->Arg(0);
+      else
+        c->Arg(1)->Arg(20)->Arg(200);
 #endif
     }
   }
@@ -336,7 +349,8 @@ int main(int argc, char** argv) {
 #ifdef PLEXA_BENCH_CAIRO
   Compare();
 #else
-  std::printf("cairo was not found at build time: plexa alone (scripts/bench-peers.sh installs it)\n");
+  std::printf(
+      "cairo was not found at build time: plexa alone (scripts/bench-peers.sh installs it)\n");
 #endif
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -346,7 +360,8 @@ int main(int argc, char** argv) {
     if (name.rfind("plexa_", 0) != 0) continue;
     auto it = reporter.times.find("cairo_" + name.substr(6));
     if (it != reporter.times.end() && it->second > 0)
-      std::printf("  %-24s %8.2f ms vs %8.2f ms  ratio %.2f\n", name.c_str(), t, it->second, t / it->second);
+      std::printf("  %-24s %8.2f ms vs %8.2f ms  ratio %.2f\n", name.c_str(), t, it->second,
+                  t / it->second);
   }
 #endif
   benchmark::Shutdown();

@@ -38,7 +38,8 @@ HBITMAP Page(int lines, double em, int& width, int& height, int& outlines) {
     const CBPointArray& p = text[i];
     std::vector<POINT> pts;
     auto at = [&](const PLEXA::CDPOINT& q) {
-      return POINT{static_cast<LONG>((q.x - r.xmin) * s + 10), static_cast<LONG>((q.y - r.ymin) * s + 10)};
+      return POINT{static_cast<LONG>((q.x - r.xmin) * s + 10),
+                   static_cast<LONG>((q.y - r.ymin) * s + 10)};
     };
     pts.push_back(at(p[0].anchor));
     for (INT_PTR k = 0; k + 1 < p.GetSize(); ++k) {
@@ -74,7 +75,8 @@ void BM_ShapeTrace(benchmark::State& state) {
   DeleteObject(page);
   state.counters["pixels"] = static_cast<double>(w) * h;
   state.counters["outlines"] = traced;
-  state.counters["Mpixels/s"] = benchmark::Counter(static_cast<double>(w) * h / 1e6, benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["Mpixels/s"] = benchmark::Counter(static_cast<double>(w) * h / 1e6,
+                                                   benchmark::Counter::kIsIterationInvariantRate);
 }
 
 }  // namespace

@@ -25,9 +25,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const std::string bytes(reinterpret_cast<const char*>(data + 1), size - 1);
   switch (data[0] % 3) {
-    case 0: Load<CBPointArray>(bytes); break;
-    case 1: Load<CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>>(bytes); break;
-    default: Load<CArray<double, const double&>>(bytes); break;
+    case 0:
+      Load<CBPointArray>(bytes);
+      break;
+    case 1:
+      Load<CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>>(bytes);
+      break;
+    default:
+      Load<CArray<double, const double&>>(bytes);
+      break;
   }
   return 0;
 }

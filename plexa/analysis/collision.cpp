@@ -1,5 +1,4 @@
 #include "plexa/analysis/collision.h"
-#include "plexa/platform/internal/grow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,6 +6,7 @@
 #include <new>
 
 #include "plexa/core/internal/numerics.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CDPOINT;
 using PLEXA::CDRECT;
@@ -29,7 +29,8 @@ inline constexpr double kInnerLineFractions[7] = {0.5, 0.25, 0.75, 0.125, 0.375,
 // of the coefficients' magnitudes: relative for normal numbers, plus an absolute part for
 // subnormal ones (whose rounding is absolute).
 inline double RoundingMargin(double mag) {
-  return kBoundUlps * (std::numeric_limits<double>::epsilon() * mag + std::numeric_limits<double>::denorm_min());
+  return kBoundUlps *
+         (std::numeric_limits<double>::epsilon() * mag + std::numeric_limits<double>::denorm_min());
 }
 
 // c0 + c1 t + c2 t^2 + c3 t^3, in that order of terms.
@@ -37,7 +38,9 @@ inline double Eval(const double* c, double t) {
   return plexa::num::PowerSum(c, t);
 }
 
-inline int Sign(double v) { return (v > 0) - (v < 0); }
+inline int Sign(double v) {
+  return (v > 0) - (v < 0);
+}
 
 // Ascending with NaN last, a strict weak order even for non-finite input.
 void SortAscending(CArray<double>& xs) {
@@ -54,8 +57,10 @@ double CrossingX(const CCurveCollision::BEZPROFILE& bp, int k, double y) {
   for (int steps = 0; steps < kCollisionMaxBisections; ++steps) {
     const double yt = Eval(bp.y, t);
     if (!(std::fabs(yt - y) > kCollisionTolerance)) break;
-    if (rising ? (yt > y) : (y > yt)) hi = t;
-    else lo = t;
+    if (rising ? (yt > y) : (y > yt))
+      hi = t;
+    else
+      lo = t;
     t = (lo + hi) / 2;
   }
   return Eval(bp.x, (lo + hi) / 2);
@@ -64,7 +69,8 @@ double CrossingX(const CCurveCollision::BEZPROFILE& bp, int k, double y) {
 // Bounds of x over [ta, tb]: the hull of the control points of that part of the curve (the
 // power form re-expanded about ta), widened by the rounding margin. No roots are involved, so
 // the bound holds however badly conditioned the segment is.
-void PieceXRange(const CCurveCollision::BEZPROFILE& bp, double ta, double tb, double& lo, double& hi) {
+void PieceXRange(const CCurveCollision::BEZPROFILE& bp, double ta, double tb, double& lo,
+                 double& hi) {
   const double* c = bp.x;
   const double h = tb - ta;
   const double a0 = Eval(c, ta);
@@ -100,7 +106,9 @@ void CCurveCollision::SetCurves(const CPolyPolyBezier& set) {
     if (const CBPointArray* path = set.GetAt(static_cast<int>(i))) ProcessCurve(*path);
 }
 
-void CCurveCollision::DeleteProfile() { m_lists.clear(); }
+void CCurveCollision::DeleteProfile() {
+  m_lists.clear();
+}
 
 int CCurveCollision::GetProfileCount(int i) const {
   if (i < 0 || i >= static_cast<int>(m_lists.size())) return 0;
@@ -178,14 +186,18 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
     // A NaN height must never reject: the plain walk does not skip a piece beside NaN.
     for (int k = 0; k < bp.count; ++k)
       if (std::isnan(bp.pt[k].y)) pb.ymin = pb.ymax = std::numeric_limits<double>::quiet_NaN();
-    const double ymag = std::fabs(bp.y[0]) + std::fabs(bp.y[1]) + std::fabs(bp.y[2]) + std::fabs(bp.y[3]);
+    const double ymag =
+        std::fabs(bp.y[0]) + std::fabs(bp.y[1]) + std::fabs(bp.y[2]) + std::fabs(bp.y[3]);
     const double ymargin = RoundingMargin(ymag);
     for (int k = 1; k < bp.count; ++k) {
       const int piece = k - 1;
       PieceXRange(bp, bp.t[k - 1], bp.t[k], pb.xlo[piece], pb.xhi[piece]);
-      if (std::isnan(pb.xhi[piece])) finite = false;
-      else if (i == 0 && k == 1) xmax = pb.xhi[piece];
-      else xmax = std::max(xmax, pb.xhi[piece]);
+      if (std::isnan(pb.xhi[piece]))
+        finite = false;
+      else if (i == 0 && k == 1)
+        xmax = pb.xhi[piece];
+      else
+        xmax = std::max(xmax, pb.xhi[piece]);
       // Steps: the last parameter of a converged bisection has a computed height within the
       // tolerance of the query's, and a true height within ymargin of that.
       const double ta = bp.t[k - 1], tb = bp.t[k];
@@ -199,7 +211,8 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
           if (std::isnan(pb.sxhi[piece][j - 1])) usable = false;
         }
       }
-      pb.window[piece] = usable ? kCollisionTolerance + 4 * ymargin : std::numeric_limits<double>::quiet_NaN();
+      pb.window[piece] =
+          usable ? kCollisionTolerance + 4 * ymargin : std::numeric_limits<double>::quiet_NaN();
     }
   }
   if (!finite) ymin = ymax = xmax = std::numeric_limits<double>::quiet_NaN();
@@ -212,7 +225,8 @@ void CCurveCollision::ProcessCurve(const CBPointArray& path) {
   }
 }
 
-int CCurveCollision::Intersections(const BEZPROFILE& bp, const CDPOINT& p, bool& hasPrev, double& prevDir) const {
+int CCurveCollision::Intersections(const BEZPROFILE& bp, const CDPOINT& p, bool& hasPrev,
+                                   double& prevDir) const {
   int count = 0;
   for (int k = 1; k < bp.count; ++k) {
     const double y0 = bp.pt[k - 1].y, y1 = bp.pt[k].y;
@@ -252,8 +266,8 @@ int CCurveCollision::StepSide(const PieceBounds& b, int piece, const CDPOINT& p)
   return 0;
 }
 
-int CCurveCollision::FastIntersections(const BEZPROFILE& bp, const PieceBounds& b, const CDPOINT& p, bool& hasPrev,
-                                       double& prevDir) const {
+int CCurveCollision::FastIntersections(const BEZPROFILE& bp, const PieceBounds& b, const CDPOINT& p,
+                                       bool& hasPrev, double& prevDir) const {
   // Wholly above or below the point: every piece would reset.
   if (p.y < b.ymin || p.y > b.ymax) {
     hasPrev = false;
@@ -317,13 +331,15 @@ bool CCurveCollision::IsPointInCurves(const CDPOINT& p) const {
     double prevDir = 0;
     FastIntersections(profiles[n - 1], bounds[n - 1], p, hasPrev, prevDir);
     int sum = 0;
-    for (size_t i = 0; i < n; ++i) sum += FastIntersections(profiles[i], bounds[i], p, hasPrev, prevDir);
+    for (size_t i = 0; i < n; ++i)
+      sum += FastIntersections(profiles[i], bounds[i], p, hasPrev, prevDir);
     total += sum & 1;
   }
   return (total & 1) != 0;
 }
 
-int CCurveCollision::Intersections(const BEZPROFILE& bp, double y, double& prevDir, CArray<double>& xs) const {
+int CCurveCollision::Intersections(const BEZPROFILE& bp, double y, double& prevDir,
+                                   CArray<double>& xs) const {
   int count = 0;
   for (int k = 1; k < bp.count; ++k) {
     const double y0 = bp.pt[k - 1].y, y1 = bp.pt[k].y;

@@ -67,13 +67,13 @@ class PLEXA_API CCurveCollision {
  public:
   // One cubic segment in power form, split into y-monotone pieces.
   struct BEZPROFILE {
-    double x[4];            // x(t) = x[0] + x[1] t + x[2] t^2 + x[3] t^3
-    double y[4];            // y(t) likewise
-    double dx[3];           // dx/dt coefficients (x[1], 2 x[2], 3 x[3])
-    double dy[3];           // dy/dt coefficients
-    double t[4];            // break parameters, ascending: 0, roots of dy/dt in (0, 1), 1
-    PLEXA::CDPOINT pt[4];   // curve point at each break parameter
-    int count;              // break parameters in use, 2 to 4
+    double x[4];           // x(t) = x[0] + x[1] t + x[2] t^2 + x[3] t^3
+    double y[4];           // y(t) likewise
+    double dx[3];          // dx/dt coefficients (x[1], 2 x[2], 3 x[3])
+    double dy[3];          // dy/dt coefficients
+    double t[4];           // break parameters, ascending: 0, roots of dy/dt in (0, 1), 1
+    PLEXA::CDPOINT pt[4];  // curve point at each break parameter
+    int count;             // break parameters in use, 2 to 4
   };
 
   // Empty: no profiles, zero rectangle.
@@ -128,14 +128,17 @@ class PLEXA_API CCurveCollision {
   static void Derivative(const double* c, int n, double* d);
   // Counted crossings of the ray from p towards +x with one segment, updating the shared
   // hasPrev / prevDir state of the walk (the plain algorithm, without the speed-ups).
-  int Intersections(const BEZPROFILE& bp, const PLEXA::CDPOINT& p, bool& hasPrev, double& prevDir) const;
+  int Intersections(const BEZPROFILE& bp, const PLEXA::CDPOINT& p, bool& hasPrev,
+                    double& prevDir) const;
   // Crossings of the whole line at height y with one segment: each crossing's x is appended
   // to xs unless its direction has the sign of prevDir; prevDir is set by each recorded
   // crossing only (misses do not reset it). Returns the number appended.
   int Intersections(const BEZPROFILE& bp, double y, double& prevDir, CArray<double>& xs) const;
 
   // The loaded profile list i (read only); i must be in range.
-  const std::vector<BEZPROFILE>& GetProfileList(int i) const { return m_lists[static_cast<size_t>(i)].profiles; }
+  const std::vector<BEZPROFILE>& GetProfileList(int i) const {
+    return m_lists[static_cast<size_t>(i)].profiles;
+  }
 
  private:
   // Bounds of the pieces of one profile (piece k runs from break k - 1 to break k): the

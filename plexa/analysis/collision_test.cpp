@@ -9,8 +9,8 @@
 #include <random>
 #include <vector>
 
-#include "tests/support.h"
 #include "bench/glyph_paths.h"
+#include "tests/support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;

@@ -1,9 +1,10 @@
 #include "plexa/analysis/connect.h"
-#include "plexa/platform/internal/grow.h"
 
 #include <cmath>
 #include <memory>
 #include <vector>
+
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -17,7 +18,9 @@ bool Touch(const CDPOINT& a, const CDPOINT& b) {
   return std::fabs(a.x - b.x) < kConnectTolerance && std::fabs(a.y - b.y) < kConnectTolerance;
 }
 
-bool Joinable(const CBPointArray* p) { return p != nullptr && p->GetSize() >= 2 && !p->IsPolyBezierClosed(); }
+bool Joinable(const CBPointArray* p) {
+  return p != nullptr && p->GetSize() >= 2 && !p->IsPolyBezierClosed();
+}
 
 // chain + piece, the chain's last node and the piece's first made one.
 void AppendTo(CBPointArray& chain, const CBPointArray& piece) {
@@ -26,7 +29,8 @@ void AppendTo(CBPointArray& chain, const CBPointArray& piece) {
 }
 
 // Grows chain at its end with the first unused path that touches it; false when none does.
-bool GrowEnd(CBPointArray& chain, const std::vector<const CBPointArray*>& paths, std::vector<bool>& used) {
+bool GrowEnd(CBPointArray& chain, const std::vector<const CBPointArray*>& paths,
+             std::vector<bool>& used) {
   const CDPOINT end = chain[chain.GetUpperBound()].anchor;
   for (std::size_t k = 0; k < paths.size(); ++k) {
     if (used[k]) continue;

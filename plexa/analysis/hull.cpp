@@ -49,7 +49,8 @@ void GetConvexHull(CArray<tagPOINT>& pts) {
 
   INT_PTR pivotIndex = 0;
   for (INT_PTR i = 1; i < n; ++i)
-    if (P[i].y > P[pivotIndex].y || (P[i].y == P[pivotIndex].y && P[i].x > P[pivotIndex].x)) pivotIndex = i;
+    if (P[i].y > P[pivotIndex].y || (P[i].y == P[pivotIndex].y && P[i].x > P[pivotIndex].x))
+      pivotIndex = i;
   const tagPOINT pivot = P[pivotIndex];
   // The ray end is computed in 64 bits: pivot.x + 1000 may leave the LONG range, and the angle
   // function takes doubles anyway.
@@ -64,7 +65,8 @@ void GetConvexHull(CArray<tagPOINT>& pts) {
   std::vector<Keyed> keyed;
   keyed.reserve(static_cast<std::size_t>(n));
   for (INT_PTR i = 0; i < n; ++i) {
-    const double dx = static_cast<double>(P[i].x) - pivot.x, dy = static_cast<double>(P[i].y) - pivot.y;
+    const double dx = static_cast<double>(P[i].x) - pivot.x,
+                 dy = static_cast<double>(P[i].y) - pivot.y;
     keyed.push_back({P[i], 0.0, dx * dx + dy * dy});
   }
   auto angle_at_pivot = [&pivot, rx, ry](const tagPOINT& q) {

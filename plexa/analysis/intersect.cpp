@@ -32,7 +32,8 @@ void SortAscending(CArray<double>& xs) {
 // The shared segment-against-line test: the line parameter s when segment p -> q crosses the
 // line segment l1 -> l2 (0 <= s <= 1 and 0 <= u <= 1, both inclusive); exactly parallel pairs
 // (collinear ones included) never cross.
-bool SegmentCrossesLine(const CDPOINT& p, const CDPOINT& q, const CDPOINT& l1, const CDPOINT& l2, double& s) {
+bool SegmentCrossesLine(const CDPOINT& p, const CDPOINT& q, const CDPOINT& l1, const CDPOINT& l2,
+                        double& s) {
   const double dx = q.x - p.x, dy = q.y - p.y;
   const double ex = l2.x - l1.x, ey = l2.y - l1.y;
   const double den = dx * ey - dy * ex;
@@ -49,8 +50,8 @@ bool SegmentCrossesLine(const CDPOINT& p, const CDPOINT& q, const CDPOINT& l1, c
 // Roots of the per-segment power forms against the value v on one axis: appends i + t and
 // the points for every root of axis(t) = v whose other coordinate passes keep.
 template <typename Keep>
-void AppendAxisRoots(const double axis[4], const double other[4], bool axisIsX, double v, int i, Keep keep,
-                     CArray<double>& ts, CArray<CDPOINT>* pts) {
+void AppendAxisRoots(const double axis[4], const double other[4], bool axisIsX, double v, int i,
+                     Keep keep, CArray<double>& ts, CArray<CDPOINT>* pts) {
   double c[4] = {axis[0] - v, axis[1], axis[2], axis[3]};
   double roots[4];
   const int n = FindPolynomialRoots(c, 0.0, 1.0, roots);
@@ -79,7 +80,8 @@ int FindPolynomialRoots(const double c[4], double a, double b, double roots[4]) 
   return plexa::num::SolveCubic(c, a, b, roots);
 }
 
-void FindLineIntersections(const CArray<CDPOINT>& poly, const PLEXA::CDLINE& line, CArray<double>& s) {
+void FindLineIntersections(const CArray<CDPOINT>& poly, const PLEXA::CDLINE& line,
+                           CArray<double>& s) {
   const CDPOINT* p = poly.GetData();
   for (INT_PTR i = 0; i + 1 < poly.GetSize(); ++i) {
     double sv;
@@ -94,13 +96,16 @@ void FindLineIntersections(const CBPointArray& path, const PLEXA::CDLINE& line, 
   FindLineIntersections(pts, line, s);
 }
 
-void FindLineIntersections(const CPolyPolyBezier& set, const PLEXA::CDLINE& line, CArray<double>& s) {
+void FindLineIntersections(const CPolyPolyBezier& set, const PLEXA::CDLINE& line,
+                           CArray<double>& s) {
   for (INT_PTR i = 0; i < set.GetSize(); ++i)
-    if (const CBPointArray* path = set.GetAt(static_cast<int>(i))) FindLineIntersections(*path, line, s);
+    if (const CBPointArray* path = set.GetAt(static_cast<int>(i)))
+      FindLineIntersections(*path, line, s);
   SortAscending(s);
 }
 
-bool FindNextIntersection(const CPolyPolyDPoint& set, const PLEXA::CDLINE& line, int& poly, int& seg, double& s) {
+bool FindNextIntersection(const CPolyPolyDPoint& set, const PLEXA::CDLINE& line, int& poly,
+                          int& seg, double& s) {
   if (poly < 0) poly = 0;
   if (seg < 0) seg = 0;
   for (INT_PTR k = poly; k < set.GetSize(); ++k) {
@@ -148,24 +153,28 @@ void FindAxisIntersections(const CBPointArray& path, double v, bool vertical, CA
   for (INT_PTR i = 0; i + 1 < path.GetSize(); ++i) {
     double ax[4], ay[4];
     SegmentConstants(path, i, ax, ay);
-    if (vertical) AppendAxisRoots(ax, ay, true, v, static_cast<int>(i), all, ts, pts);
-    else AppendAxisRoots(ay, ax, false, v, static_cast<int>(i), all, ts, pts);
+    if (vertical)
+      AppendAxisRoots(ax, ay, true, v, static_cast<int>(i), all, ts, pts);
+    else
+      AppendAxisRoots(ay, ax, false, v, static_cast<int>(i), all, ts, pts);
   }
   if (sort && !ts.IsEmpty()) SortAscending(ts);
 }
 
 }  // namespace
 
-void FindXIntersections(const CBPointArray& path, double y, CArray<double>& ts, CArray<CDPOINT>* pts, bool sort) {
+void FindXIntersections(const CBPointArray& path, double y, CArray<double>& ts,
+                        CArray<CDPOINT>* pts, bool sort) {
   FindAxisIntersections(path, y, false, ts, pts, sort);
 }
 
-void FindYIntersections(const CBPointArray& path, double x, CArray<double>& ts, CArray<CDPOINT>* pts, bool sort) {
+void FindYIntersections(const CBPointArray& path, double x, CArray<double>& ts,
+                        CArray<CDPOINT>* pts, bool sort) {
   FindAxisIntersections(path, x, true, ts, pts, sort);
 }
 
-void FindRectIntersections(const CBPointArray& path, const CDRECT& rect, CArray<double>& ts, CArray<CDPOINT>* pts,
-                           bool sort) {
+void FindRectIntersections(const CBPointArray& path, const CDRECT& rect, CArray<double>& ts,
+                           CArray<CDPOINT>* pts, bool sort) {
   ClearOutputs(ts, pts);
   const double x0 = std::min(rect.xmin, rect.xmax), x1 = std::max(rect.xmin, rect.xmax);
   const double y0 = std::min(rect.ymin, rect.ymax), y1 = std::max(rect.ymin, rect.ymax);
@@ -203,11 +212,14 @@ int GetPolyLineWithLineIntersection(CArray<CDPOINT>& poly, PLEXA::CDLINE line, C
     const CDPOINT a = p[i], b = p[i + 1];
     if (OutsideBand(a, b, lo, hi)) continue;
     double ix, iy;
-    if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix, &iy)) continue;
+    if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix,
+                              &iy))
+      continue;
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
     if (!(plexa::num::Dist(ix, iy, line.p1.x, line.p1.y) >= kLineHitMinDistance)) continue;
     const double toEnd = plexa::num::Dist(ix, iy, line.p2.x, line.p2.y);
-    if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy) && !(toEnd < kLineHitMargin))
+    if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy) &&
+        !(toEnd < kLineHitMargin))
       continue;
     if (toEnd < best) {
       best = toEnd;
@@ -218,8 +230,8 @@ int GetPolyLineWithLineIntersection(CArray<CDPOINT>& poly, PLEXA::CDLINE line, C
   return found ? 1 : 0;
 }
 
-void GetPolyLineWithLineIntersections(CArray<CDPOINT>& poly, PLEXA::CDLINE line, CArray<CDPOINT>& hits,
-                                      CDWordArray* segs) {
+void GetPolyLineWithLineIntersections(CArray<CDPOINT>& poly, PLEXA::CDLINE line,
+                                      CArray<CDPOINT>& hits, CDWordArray* segs) {
   constexpr INT_PTR kGrowBy = 16;
   hits.SetSize(0, kGrowBy);
   if (segs) segs->SetSize(0, kGrowBy);
@@ -230,7 +242,9 @@ void GetPolyLineWithLineIntersections(CArray<CDPOINT>& poly, PLEXA::CDLINE line,
     const CDPOINT a = p[i], b = p[i + 1];
     if (OutsideBand(a, b, lo, hi)) continue;
     double ix, iy;
-    if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix, &iy)) continue;
+    if (!GetLinesIntersection(a.x, a.y, b.x, b.y, line.p1.x, line.p1.y, line.p2.x, line.p2.y, &ix,
+                              &iy))
+      continue;
     if (!IsPointInLineRange(a.x, a.y, b.x, b.y, ix, iy)) continue;
     if (!(plexa::num::Dist(ix, iy, line.p2.x, line.p2.y) >= kLineHitMinDistance)) continue;
     if (!IsPointInLineRange(line.p1.x, line.p1.y, line.p2.x, line.p2.y, ix, iy)) continue;

@@ -10,7 +10,9 @@ void Preview(CArray<PLEXA::CDPOINT>& poly, int penWidth) {
   if (poly.GetSize() < 2) return;
   PLEXA::CDRECT r;
   GetPolylineBounds(poly, r);
-  if (!std::isfinite(r.xmin) || !std::isfinite(r.xmax) || !std::isfinite(r.ymin) || !std::isfinite(r.ymax)) return;
+  if (!std::isfinite(r.xmin) || !std::isfinite(r.xmax) || !std::isfinite(r.ymin) ||
+      !std::isfinite(r.ymax))
+    return;
   const int pen = std::clamp(penWidth, 1, 1000);
   const double w = std::min(r.xmax - r.xmin + 1.0 + pen, static_cast<double>(kScreenWidth));
   const double h = std::min(r.ymax - r.ymin + 1.0 + pen, static_cast<double>(kScreenHeight));
@@ -35,8 +37,10 @@ void Preview(CArray<PLEXA::CDPOINT>& poly, int penWidth) {
   auto at = [&](const PLEXA::CDPOINT& p, bool move) {
     const int x = static_cast<int>(std::clamp(p.x + dx, -1e6, 1e6));
     const int y = static_cast<int>(std::clamp(p.y + dy, -1e6, 1e6));
-    if (move) MoveToEx(dc, x, y, nullptr);
-    else LineTo(dc, x, y);
+    if (move)
+      MoveToEx(dc, x, y, nullptr);
+    else
+      LineTo(dc, x, y);
   };
   BeginPath(dc);
   at(poly[0], true);

@@ -20,7 +20,9 @@ constexpr long long kScanMaxLines = 1000000;
 // Serpentine joins: the default join tolerance, as a fraction of the line spacing (see above).
 constexpr double kScanJoinDefaultTolerance = 0.05;
 
-bool Finite(const CDPOINT& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+bool Finite(const CDPOINT& p) {
+  return std::isfinite(p.x) && std::isfinite(p.y);
+}
 
 // The segments the inside test uses for one path: n - 1 when the ends meet within the
 // collision tolerance, else n with the closing curve from the last node to the first.
@@ -33,12 +35,14 @@ INT_PTR SegmentCount(const CBPointArray& path) {
 
 }  // namespace
 
-bool CCurveScanLines::SetCurves(const CPolyPolyBezier& set, double spacing, double angle, double phase) {
+bool CCurveScanLines::SetCurves(const CPolyPolyBezier& set, double spacing, double angle,
+                                double phase) {
   m_scan.RemoveAll();
   m_hit = CCurveCollision();
   m_loaded = false;
   m_lineCount = 0;
-  if (!(std::isfinite(spacing) && spacing > 0) || !std::isfinite(angle) || !std::isfinite(phase)) return false;
+  if (!(std::isfinite(spacing) && spacing > 0) || !std::isfinite(angle) || !std::isfinite(phase))
+    return false;
   m_spacing = spacing;
   m_angle = angle;
   m_phase = phase;
@@ -63,7 +67,8 @@ bool CCurveScanLines::SetCurves(const CPolyPolyBezier& set, double spacing, doub
     }
     const INT_PTR n = path->GetSize(), segs = SegmentCount(*path);
     for (INT_PTR s = 0; s < segs; ++s) {
-      const PLEXA::CDRECT r = CBezier(path->GetData()[s], path->GetData()[(s + 1) % n]).CalcTightRect();
+      const PLEXA::CDRECT r =
+          CBezier(path->GetData()[s], path->GetData()[(s + 1) % n]).CalcTightRect();
       vmin = any ? std::min(vmin, r.ymin) : r.ymin;
       vmax = any ? std::max(vmax, r.ymax) : r.ymax;
       any = true;
@@ -72,7 +77,8 @@ bool CCurveScanLines::SetCurves(const CPolyPolyBezier& set, double spacing, doub
   }
   if (!any) return false;
   // Line k lies at (k + phase) * spacing; take every k whose level is within [vmin, vmax].
-  const double kFirst = std::ceil(vmin / spacing - phase), kLast = std::floor(vmax / spacing - phase);
+  const double kFirst = std::ceil(vmin / spacing - phase),
+               kLast = std::floor(vmax / spacing - phase);
   if (!(kLast - kFirst < static_cast<double>(kScanMaxLines))) {
     m_scan.RemoveAll();
     return false;
@@ -136,9 +142,11 @@ void CCurveScanLines::GetAllSpans(CArray<CDLINE>& spans, bool alternate) const {
     LineSpans(i, line);
     const double v = GetLineLevel(i);
     if (alternate && (i & 1)) {
-      for (auto it = line.rbegin(); it != line.rend(); ++it) plexa::grow::Append(spans, CDLINE(ToPlane(it->u1, v), ToPlane(it->u0, v)));
+      for (auto it = line.rbegin(); it != line.rend(); ++it)
+        plexa::grow::Append(spans, CDLINE(ToPlane(it->u1, v), ToPlane(it->u0, v)));
     } else {
-      for (const Span& s : line) plexa::grow::Append(spans, CDLINE(ToPlane(s.u0, v), ToPlane(s.u1, v)));
+      for (const Span& s : line)
+        plexa::grow::Append(spans, CDLINE(ToPlane(s.u0, v), ToPlane(s.u1, v)));
     }
   }
 }

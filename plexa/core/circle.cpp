@@ -32,7 +32,8 @@ double Bound0To2PI(double a) {
   return r;
 }
 
-bool GetCircle(const CDPOINT& p1, const CDPOINT& p2, const CDPOINT& p3, CDPOINT& center, double& radius) {
+bool GetCircle(const CDPOINT& p1, const CDPOINT& p2, const CDPOINT& p3, CDPOINT& center,
+               double& radius) {
   if (ArePointsCollinear(p1, p2, p3)) return false;
   const double bx = p2.x - p1.x, by = p2.y - p1.y;
   const double cx = p3.x - p1.x, cy = p3.y - p1.y;

@@ -125,9 +125,18 @@ void Rotate3D(int axis, double a, double M[4][4]) {
 void Rotate3D(double ax, double ay, double az, double M[4][4]) {
   UnityMat(M);
   double f[4][4];
-  if (std::fabs(az) >= kAngleSkip) { Rotate3D(3, az, f); MultMat(M, f, M); }
-  if (std::fabs(ay) >= kAngleSkip) { Rotate3D(2, ay, f); MultMat(M, f, M); }
-  if (std::fabs(ax) >= kAngleSkip) { Rotate3D(1, ax, f); MultMat(M, f, M); }
+  if (std::fabs(az) >= kAngleSkip) {
+    Rotate3D(3, az, f);
+    MultMat(M, f, M);
+  }
+  if (std::fabs(ay) >= kAngleSkip) {
+    Rotate3D(2, ay, f);
+    MultMat(M, f, M);
+  }
+  if (std::fabs(ax) >= kAngleSkip) {
+    Rotate3D(1, ax, f);
+    MultMat(M, f, M);
+  }
 }
 
 void Skew2D(bool vertical, double a, double M[4][4]) {
@@ -143,10 +152,14 @@ void PrepareMat3D(double tx, double ty, double tz, double sx, double sy, double 
                   double ry, double rz, double M[4][4]) {
   double f[4][4];
   Translate3D(tx, ty, tz, M);
-  Rotate3D(3, rz, f); MultMat(M, f, M);
-  Rotate3D(2, ry, f); MultMat(M, f, M);
-  Rotate3D(1, rx, f); MultMat(M, f, M);
-  Scale3D(sx, sy, sz, f); MultMat(M, f, M);
+  Rotate3D(3, rz, f);
+  MultMat(M, f, M);
+  Rotate3D(2, ry, f);
+  MultMat(M, f, M);
+  Rotate3D(1, rx, f);
+  MultMat(M, f, M);
+  Scale3D(sx, sy, sz, f);
+  MultMat(M, f, M);
 }
 
 void PrepareInvMat3D(double tx, double ty, double tz, double sx, double sy, double sz, double rx,

@@ -18,7 +18,9 @@ int TruncToByte(double v) {
   return static_cast<int>(v);
 }
 
-double ClampUnit(double v) { return std::clamp(v, 0.0, 1.0); }
+double ClampUnit(double v) {
+  return std::clamp(v, 0.0, 1.0);
+}
 
 }  // namespace
 

@@ -1,11 +1,11 @@
 #include "plexa/effects/spiral.h"
-#include "plexa/platform/internal/grow.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "plexa/core/internal/numerics.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;

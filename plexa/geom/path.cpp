@@ -48,7 +48,9 @@ double CBPointArray::OrientationSum() const {
   return s;
 }
 
-bool CBPointArray::IsClockwise() const { return OrientationSum() <= 0.0; }
+bool CBPointArray::IsClockwise() const {
+  return OrientationSum() <= 0.0;
+}
 
 void CBPointArray::ApplyTransformation(CView3D& view) {
   for (CBPOINT& node : *this) {

@@ -47,7 +47,8 @@ int CBPointArray::FindBPoint(const CDPOINT& p) const {
   const INT_PTR n = GetSize();
   for (INT_PTR i = 0; i + 1 < n; ++i) {
     const CDPOINT& a = GetData()[i].anchor;
-    if (std::fabs(a.x - p.x) <= kFindRadius && std::fabs(a.y - p.y) <= kFindRadius) return static_cast<int>(i);
+    if (std::fabs(a.x - p.x) <= kFindRadius && std::fabs(a.y - p.y) <= kFindRadius)
+      return static_cast<int>(i);
   }
   return -1;
 }
@@ -57,7 +58,8 @@ bool CBPointArray::SetStartingPoint(int k) {
   if (k < 0 || k >= n || n < 3) return false;
   const CBPOINT& first = GetData()[0];
   const CBPOINT& last = GetData()[n - 1];
-  if (!Within(first.in, last.in, PLEXA::kCoincide) || !Within(first.anchor, last.anchor, PLEXA::kCoincide) ||
+  if (!Within(first.in, last.in, PLEXA::kCoincide) ||
+      !Within(first.anchor, last.anchor, PLEXA::kCoincide) ||
       !Within(first.out, last.out, PLEXA::kCoincide))
     return false;
   const INT_PTR m = n - 1;
@@ -69,13 +71,15 @@ bool CBPointArray::SetStartingPoint(int k) {
   return true;
 }
 
-void CBPointArray::MBPScaleRotate(const CDPOINT& O, CDPOINT& Q, const CDPOINT& A, const CDPOINT& B) {
+void CBPointArray::MBPScaleRotate(const CDPOINT& O, CDPOINT& Q, const CDPOINT& A,
+                                  const CDPOINT& B) {
   double s, theta;
   ScaleTurn(O, A, B, s, theta);
   Q = O + Turn((Q - O) * s, theta);
 }
 
-void CBPointArray::MBPScaleRotate2(const CDPOINT& A, const CDPOINT& B, const CDPOINT& O, CDPOINT& Q) {
+void CBPointArray::MBPScaleRotate2(const CDPOINT& A, const CDPOINT& B, const CDPOINT& O,
+                                   CDPOINT& Q) {
   double s, theta;
   ScaleTurn(O, A, B, s, theta);
   Q = A + Turn((Q - A) * s, theta);
@@ -118,7 +122,8 @@ bool CBPointArray::IsSame(const CBPointArray& other, double tol) const {
   for (INT_PTR i = 0; i < GetSize(); ++i) {
     const CBPOINT& a = GetData()[i];
     const CBPOINT& b = other.GetData()[i];
-    if (Dist(a.anchor, b.anchor) > tol || Dist(a.in, b.in) > tol || Dist(a.out, b.out) > tol) return false;
+    if (Dist(a.anchor, b.anchor) > tol || Dist(a.in, b.in) > tol || Dist(a.out, b.out) > tol)
+      return false;
   }
   return true;
 }
@@ -130,7 +135,8 @@ void CBPointArray::SplitBPointArray(int k, CBPointArray& a, CBPointArray& b) con
   AppendRange(*this, k, n - 1, b);
 }
 
-void CBPointArray::SplitBPointArray(int k1, int k2, CBPointArray& a, CBPointArray& b, CBPointArray& c) const {
+void CBPointArray::SplitBPointArray(int k1, int k2, CBPointArray& a, CBPointArray& b,
+                                    CBPointArray& c) const {
   const INT_PTR n = GetSize();
   if (k1 > k2) std::swap(k1, k2);
   if (k1 < 0 || k2 >= n) return;

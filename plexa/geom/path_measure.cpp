@@ -25,14 +25,15 @@ constexpr int kInsideEvenLines = 32;
 using plexa::num::Dist;
 constexpr auto Distance = [](const CDPOINT& a, const CDPOINT& b) { return Dist(a, b); };
 
-void AddPieces(const CBezier& bez, double t0, double t1, CArray<CDPOINT>& pts, CArray<double>* params,
-               double ratio, int depth) {
+void AddPieces(const CBezier& bez, double t0, double t1, CArray<CDPOINT>& pts,
+               CArray<double>* params, double ratio, int depth) {
   CBezier piece;
   bez.Split(t0, t1, piece);
   const CDPOINT* p = piece.GetPoints();
   const double legs = Distance(p[0], p[1]) + Distance(p[1], p[2]) + Distance(p[2], p[3]);
   const double chord = Distance(p[0], p[3]);
-  if (chord * ratio < legs && depth < kFlattenExMaxDepth && pts.GetSize() <= kFlattenExPointCeiling) {
+  if (chord * ratio < legs && depth < kFlattenExMaxDepth &&
+      pts.GetSize() <= kFlattenExPointCeiling) {
     const double tm = (t0 + t1) / 2;
     AddPieces(bez, t0, tm, pts, params, ratio, depth + 1);
     AddPieces(bez, tm, t1, pts, params, ratio, depth + 1);
@@ -60,7 +61,8 @@ void Spans(const std::vector<CDPOINT>& poly, double y, std::vector<double>& xs) 
 
 double CBPointArray::CalcLength() const {
   double len = 0;
-  for (INT_PTR i = 0; i + 1 < GetSize(); ++i) len += CBezier(GetData()[i], GetData()[i + 1]).GetLength();
+  for (INT_PTR i = 0; i + 1 < GetSize(); ++i)
+    len += CBezier(GetData()[i], GetData()[i + 1]).GetLength();
   return len;
 }
 
@@ -80,7 +82,8 @@ CDPOINT CBPointArray::CalcHalfwayPoint() const {
   return CDPOINT();
 }
 
-void CBPointArray::ExecuteBPointArrayT(CArray<CDPOINT>& pts, CDWordArray& segEnds, double resolution) const {
+void CBPointArray::ExecuteBPointArrayT(CArray<CDPOINT>& pts, CDWordArray& segEnds,
+                                       double resolution) const {
   for (INT_PTR i = 0; i + 1 < GetSize(); ++i) {
     CBezier seg(GetData()[i], GetData()[i + 1]);
     seg.SetResolution(resolution);
@@ -94,8 +97,8 @@ void CBPointArray::AddBezierPoints(const CBezier& bez, double t0, double t1, CAr
   AddPieces(bez, t0, t1, pts, params, ratio, 0);
 }
 
-void CBPointArray::ExecuteBPointArrayTEx(CArray<CDPOINT>& pts, CArray<double>* params, CDWordArray* segEnds,
-                                         double ratio) const {
+void CBPointArray::ExecuteBPointArrayTEx(CArray<CDPOINT>& pts, CArray<double>* params,
+                                         CDWordArray* segEnds, double ratio) const {
   if (GetSize() == 0) return;
   pts.Add(GetData()[0].anchor);
   if (params) params->Add(0.0);
@@ -147,7 +150,9 @@ bool CBPointArray::GetInternalPoint(CDPOINT& pt, const CDRECT* clip) const {
   if (ys.size() < 2) return false;
 
   // Candidate lines: (y, half-height of the band it lies in).
-  struct Line { double y, room; };
+  struct Line {
+    double y, room;
+  };
   std::vector<Line> bands;
   for (std::size_t i = 0; i + 1 < ys.size(); ++i)
     bands.push_back({ys[i] / 2 + ys[i + 1] / 2, ys[i + 1] / 2 - ys[i] / 2});
@@ -162,7 +167,8 @@ bool CBPointArray::GetInternalPoint(CDPOINT& pt, const CDRECT* clip) const {
     std::sort(bands.begin(), bands.end(), [](const Line& a, const Line& b) { return a.y < b.y; });
     for (int k = 1; k <= kInsideEvenLines; ++k) {
       const double y = ys.front() + (ys.back() - ys.front()) * k / (kInsideEvenLines + 1);
-      auto it = std::lower_bound(bands.begin(), bands.end(), y, [](const Line& l, double v) { return l.y < v; });
+      auto it = std::lower_bound(bands.begin(), bands.end(), y,
+                                 [](const Line& l, double v) { return l.y < v; });
       if (it == bands.end()) continue;
       const auto above = std::upper_bound(ys.begin(), ys.end(), y);
       if (above == ys.begin() || above == ys.end() || *(above - 1) == y) continue;

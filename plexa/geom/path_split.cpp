@@ -12,22 +12,28 @@ using PLEXA::CDPOINT;
 
 namespace {
 
-CBezier Segment(const CBPointArray& p, INT_PTR i) { return CBezier(p.GetData()[i], p.GetData()[i + 1]); }
+CBezier Segment(const CBPointArray& p, INT_PTR i) {
+  return CBezier(p.GetData()[i], p.GetData()[i + 1]);
+}
 
-double Clamp01(double t) { return std::isnan(t) ? 0.0 : std::clamp(t, 0.0, 1.0); }
+double Clamp01(double t) {
+  return std::isnan(t) ? 0.0 : std::clamp(t, 0.0, 1.0);
+}
 
 // Appends the forward piece from (i1, t1) to (i2, t2), with (i1, t1) <= (i2, t2). When out
 // already ends at the piece's start anchor, the piece's first node is merged into that
 // last node (its outgoing control replaced) instead of being appended.
-void AppendPiece(const CBPointArray& p, INT_PTR i1, double t1, INT_PTR i2, double t2, CBPointArray& out,
-                 bool merge) {
+void AppendPiece(const CBPointArray& p, INT_PTR i1, double t1, INT_PTR i2, double t2,
+                 CBPointArray& out, bool merge) {
   // A cut at the very end of a segment is the start of the next, and vice versa, so inner
   // nodes stay whole copies.
   if (t1 == 1 && i1 < i2) ++i1, t1 = 0;
   if (t2 == 0 && i2 > i1) --i2, t2 = 1;
   auto put_first = [&](const CBPOINT& n) {
-    if (merge && !out.IsEmpty()) out[out.GetUpperBound()].out = n.out;
-    else plexa::grow::Append(out, n);
+    if (merge && !out.IsEmpty())
+      out[out.GetUpperBound()].out = n.out;
+    else
+      plexa::grow::Append(out, n);
   };
   if (i1 == i2) {
     CBezier part;
@@ -54,7 +60,8 @@ void CBPointArray::SplitBPointArray(int i1, double t1, int i2, double t2, CBPoin
   out.RemoveAll();
   const INT_PTR segments = GetSize() - 1;
   if (segments < 1) return;
-  INT_PTR a = std::clamp<INT_PTR>(i1, 0, segments - 1), b = std::clamp<INT_PTR>(i2, 0, segments - 1);
+  INT_PTR a = std::clamp<INT_PTR>(i1, 0, segments - 1),
+          b = std::clamp<INT_PTR>(i2, 0, segments - 1);
   t1 = Clamp01(t1), t2 = Clamp01(t2);
   const bool backwards = a > b || (a == b && t1 > t2);
   if (!backwards) {
@@ -110,7 +117,9 @@ bool CBPointArrayMath::Locate(double pos, int& segment, double& t) {
   const double len = e[i] - before;
   segment = static_cast<int>(i);
   // Exact ends where the position falls on a node; the bisection only between them.
-  t = pos >= e[i] ? 1.0 : (pos <= before || !(len > 0)) ? 0.0 : Segment(m_path, i).GetTFromLength(pos - before);
+  t = pos >= e[i]                     ? 1.0
+      : (pos <= before || !(len > 0)) ? 0.0
+                                      : Segment(m_path, i).GetTFromLength(pos - before);
   return true;
 }
 
@@ -137,7 +146,8 @@ bool CBPointArray::IsSubset(const CBPointArray& other, int& first, int& last, do
   for (INT_PTR s = 0; s < cycle; ++s) {
     if (!closed && s + k > n) break;
     bool all = true;
-    for (INT_PTR j = 0; j < k && all; ++j) all = near(GetData()[(s + j) % cycle].anchor, other.GetData()[j].anchor);
+    for (INT_PTR j = 0; j < k && all; ++j)
+      all = near(GetData()[(s + j) % cycle].anchor, other.GetData()[j].anchor);
     if (!all) continue;
     first = static_cast<int>(s);
     last = static_cast<int>((s + k - 1) % cycle);
@@ -175,7 +185,8 @@ CBPointArray Refined(const CBPointArray& p, INT_PTR n) {
   return r;
 }
 
-void Blend(CBPointArray& out, const CBPointArray& p, const CBPointArray& q, bool varying, double t) {
+void Blend(CBPointArray& out, const CBPointArray& p, const CBPointArray& q, bool varying,
+           double t) {
   if (p.IsEmpty() || q.IsEmpty()) {
     const CBPointArray copy(p.IsEmpty() ? q : p);  // p or q may be out itself
     out.Copy(copy);
@@ -185,7 +196,8 @@ void Blend(CBPointArray& out, const CBPointArray& p, const CBPointArray& q, bool
   const CBPointArray a = Refined(p, n), b = Refined(q, n);
   out.SetSize(n);
   for (INT_PTR i = 0; i < n; ++i) {
-    const double w = varying ? (n > 1 ? static_cast<double>(i) / static_cast<double>(n - 1) : 0.0) : t;
+    const double w =
+        varying ? (n > 1 ? static_cast<double>(i) / static_cast<double>(n - 1) : 0.0) : t;
     out[i] = CBezierPoint::Lerp(w, a[i], b[i]);
   }
 }
@@ -196,4 +208,6 @@ void CBPointArray::Interpolate(double t, const CBPointArray& p, const CBPointArr
   Blend(*this, p, q, false, t);
 }
 
-void CBPointArray::InterpolateVaring(const CBPointArray& p, const CBPointArray& q) { Blend(*this, p, q, true, 0); }
+void CBPointArray::InterpolateVaring(const CBPointArray& p, const CBPointArray& q) {
+  Blend(*this, p, q, true, 0);
+}

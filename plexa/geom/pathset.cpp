@@ -1,5 +1,4 @@
 // Path sets: closing, equality and containment, index arithmetic, flattening, holes.
-#include "plexa/platform/internal/grow.h"
 #include "plexa/geom/pathset.h"
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/geom/internal/pathset_common.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -265,7 +265,8 @@ void GetPolyPolyNoHoles(const CPolyPolyBezier& set, CArray<int, int>& outlines, 
   for (int i = 0; i < set.GetSize(); ++i) {
     if (h < holes.GetSize() && holes[h] == i)
       ++h;
-    else plexa::grow::Append(outlines, i);
+    else
+      plexa::grow::Append(outlines, i);
   }
 }
 

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "plexa/platform/internal/grow.h"
 #include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/geom/internal/pathset_common.h"
 #include "plexa/geom/pathset.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -156,7 +156,8 @@ int DelPolyBezierDuplicatePoints(CBPointArray& path) {
     CBPOINT& kept = out[out.GetUpperBound()];
     if (Coincide(path[i].anchor, kept.anchor))
       kept.out = path[i].out;
-    else plexa::grow::Append(out, path[i]);
+    else
+      plexa::grow::Append(out, path[i]);
   }
   const int removed = static_cast<int>(n - out.GetSize());
   if (removed > 0) path = std::move(out);

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "plexa/platform/internal/grow.h"
 #include "plexa/core/planar.h"
 #include "plexa/geom/bezier.h"
 #include "plexa/geom/internal/pathset_common.h"
 #include "plexa/geom/pathset.h"
+#include "plexa/platform/internal/grow.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;

@@ -80,7 +80,8 @@ int IsPointInPolygon(CPolyPolyDPoint& set, const CDPOINT& p, CArray<CDRECT, CDRE
   for (int i = 0; i < set.GetSize(); ++i) {
     const auto* poly = set.GetAt(i);
     if (poly == nullptr) continue;
-    if (IsPointInPolygon(poly->GetData(), static_cast<int>(poly->GetSize()), p, &rects[i]) != 0) ++count;
+    if (IsPointInPolygon(poly->GetData(), static_cast<int>(poly->GetSize()), p, &rects[i]) != 0)
+      ++count;
   }
   return count & 1;
 }
@@ -97,8 +98,8 @@ int IsPointInPolyPolygon(CPolyPolyPoint& set, const CPoint& p, const CArray<CRec
   return parity;
 }
 
-bool IsPointInPolyPolygon(const CPolyPolyDPoint& set, const CDPOINT& p, const CArray<CDRECT, CDRECT>& rects,
-                          bool evenOdd) {
+bool IsPointInPolyPolygon(const CPolyPolyDPoint& set, const CDPOINT& p,
+                          const CArray<CDRECT, CDRECT>& rects, bool evenOdd) {
   int parity = 0;
   for (int i = 0; i < set.GetSize(); ++i) {
     const auto* poly = set.GetAt(i);

@@ -19,9 +19,13 @@ constexpr double kDegenerate = 1e-8;
 // Straight-line handles sit at this fraction of the chord from each end.
 constexpr double kLineHandle = 0.3;
 
-CBPOINT Corner(const CDPOINT& p) { return CBPOINT(p, p, p); }
+CBPOINT Corner(const CDPOINT& p) {
+  return CBPOINT(p, p, p);
+}
 
-CDPOINT Centre(const CDRECT& r) { return CDPOINT((r.xmin + r.xmax) / 2, (r.ymin + r.ymax) / 2); }
+CDPOINT Centre(const CDRECT& r) {
+  return CDPOINT((r.xmin + r.xmax) / 2, (r.ymin + r.ymax) / 2);
+}
 
 CDRECT SquareAbout(const CDRECT& r) {
   const double s = std::max(std::fabs(r.xmax - r.xmin), std::fabs(r.ymax - r.ymin)) / 2;
@@ -121,7 +125,8 @@ void CBPointArray::GetRoundRectBPoints(const CDRECT& r, CBPointArray& path, doub
   const CDPOINT a[8] = {{r.xmin + rx, r.ymin}, {r.xmax - rx, r.ymin}, {r.xmax, r.ymin + ry},
                         {r.xmax, r.ymax - ry}, {r.xmax - rx, r.ymax}, {r.xmin + rx, r.ymax},
                         {r.xmin, r.ymax - ry}, {r.xmin, r.ymin + ry}};
-  const CDPOINT corner[4] = {{r.xmax, r.ymin}, {r.xmax, r.ymax}, {r.xmin, r.ymax}, {r.xmin, r.ymin}};
+  const CDPOINT corner[4] = {
+      {r.xmax, r.ymin}, {r.xmax, r.ymax}, {r.xmin, r.ymax}, {r.xmin, r.ymin}};
   CBPOINT nodes[8];
   for (int i = 0; i < 8; ++i) nodes[i] = Corner(a[i]);
   for (int j = 0; j < 4; ++j) {

@@ -16,7 +16,8 @@ template <typename T>
 T ToLittle(T v) {
   if constexpr (std::endian::native == std::endian::big) {
     T r = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i) r = static_cast<T>((r << 8) | ((v >> (8 * i)) & 0xFF));
+    for (std::size_t i = 0; i < sizeof(T); ++i)
+      r = static_cast<T>((r << 8) | ((v >> (8 * i)) & 0xFF));
     return r;
   }
   return v;
@@ -49,13 +50,34 @@ void CArchive::ReadExact(void* data, std::size_t bytes) {
     AfxThrowArchiveException(CArchiveException::endOfFile);
 }
 
-void CArchive::WriteU16(std::uint16_t v) { v = ToLittle(v); Write(&v, sizeof v); }
-void CArchive::WriteU32(std::uint32_t v) { v = ToLittle(v); Write(&v, sizeof v); }
-void CArchive::WriteU64(std::uint64_t v) { v = ToLittle(v); Write(&v, sizeof v); }
+void CArchive::WriteU16(std::uint16_t v) {
+  v = ToLittle(v);
+  Write(&v, sizeof v);
+}
+void CArchive::WriteU32(std::uint32_t v) {
+  v = ToLittle(v);
+  Write(&v, sizeof v);
+}
+void CArchive::WriteU64(std::uint64_t v) {
+  v = ToLittle(v);
+  Write(&v, sizeof v);
+}
 
-std::uint16_t CArchive::ReadU16() { std::uint16_t v; ReadExact(&v, sizeof v); return ToLittle(v); }
-std::uint32_t CArchive::ReadU32() { std::uint32_t v; ReadExact(&v, sizeof v); return ToLittle(v); }
-std::uint64_t CArchive::ReadU64() { std::uint64_t v; ReadExact(&v, sizeof v); return ToLittle(v); }
+std::uint16_t CArchive::ReadU16() {
+  std::uint16_t v;
+  ReadExact(&v, sizeof v);
+  return ToLittle(v);
+}
+std::uint32_t CArchive::ReadU32() {
+  std::uint32_t v;
+  ReadExact(&v, sizeof v);
+  return ToLittle(v);
+}
+std::uint64_t CArchive::ReadU64() {
+  std::uint64_t v;
+  ReadExact(&v, sizeof v);
+  return ToLittle(v);
+}
 
 void CArchive::WriteCount(std::size_t count) {
   if (count < 0xFFFF) {
@@ -77,19 +99,31 @@ std::size_t CArchive::ReadCount() {
   const std::uint32_t c32 = ReadU32();
   if (c32 != 0xFFFFFFFFu) return c32;
   const std::uint64_t c64 = ReadU64();
-  if (c64 > std::numeric_limits<std::size_t>::max()) AfxThrowArchiveException(CArchiveException::endOfFile);
+  if (c64 > std::numeric_limits<std::size_t>::max())
+    AfxThrowArchiveException(CArchiveException::endOfFile);
   return static_cast<std::size_t>(c64);
 }
 
 std::size_t CArchive::RemainingHint() {
   const auto here = m_stream.tellg();
-  if (here < 0) { m_stream.clear(); return std::numeric_limits<std::size_t>::max(); }
+  if (here < 0) {
+    m_stream.clear();
+    return std::numeric_limits<std::size_t>::max();
+  }
   m_stream.seekg(0, std::ios::end);
   const auto end = m_stream.tellg();
   m_stream.seekg(here);
-  if (end < 0 || !m_stream) { m_stream.clear(); m_stream.seekg(here); return std::numeric_limits<std::size_t>::max(); }
+  if (end < 0 || !m_stream) {
+    m_stream.clear();
+    m_stream.seekg(here);
+    return std::numeric_limits<std::size_t>::max();
+  }
   return static_cast<std::size_t>(end - here);
 }
 
-void CArchive::Flush() { m_stream.flush(); }
-void CArchive::Close() { Flush(); }
+void CArchive::Flush() {
+  m_stream.flush();
+}
+void CArchive::Close() {
+  Flush();
+}

@@ -128,7 +128,8 @@ std::uint32_t RawMask(const Bitmap& b) {
 }
 
 std::uint32_t ToRaw(const Bitmap& b, COLORREF c) {
-  if (b.bpp >= 24) return GetBValue(c) | (std::uint32_t{GetGValue(c)} << 8) | (std::uint32_t{GetRValue(c)} << 16);
+  if (b.bpp >= 24)
+    return GetBValue(c) | (std::uint32_t{GetGValue(c)} << 8) | (std::uint32_t{GetRValue(c)} << 16);
   // Nearest palette entry; the first of equally near entries wins.
   std::uint32_t best = 0;
   int bestDistance = 0x7FFFFFFF;
@@ -160,13 +161,17 @@ std::uint32_t ReadRaw(const Bitmap& b, int x, int y) {
     case 8:
       return row[x];
     case 24:
-      return row[3 * x] | (std::uint32_t{row[3 * x + 1]} << 8) | (std::uint32_t{row[3 * x + 2]} << 16);
+      return row[3 * x] | (std::uint32_t{row[3 * x + 1]} << 8) |
+             (std::uint32_t{row[3 * x + 2]} << 16);
     default:
-      return row[4 * x] | (std::uint32_t{row[4 * x + 1]} << 8) | (std::uint32_t{row[4 * x + 2]} << 16);
+      return row[4 * x] | (std::uint32_t{row[4 * x + 1]} << 8) |
+             (std::uint32_t{row[4 * x + 2]} << 16);
   }
 }
 
-void WriteRaw(Bitmap& b, int x, int y, std::uint32_t raw) { PaintSpan(b, y, x, x, raw); }
+void WriteRaw(Bitmap& b, int x, int y, std::uint32_t raw) {
+  PaintSpan(b, y, x, x, raw);
+}
 
 void PaintSpan(Bitmap& b, int y, int x0, int x1, std::uint32_t raw) {
   BYTE* row = b.Row(y);
@@ -180,7 +185,8 @@ void PaintSpan(Bitmap& b, int y, int x0, int x1, std::uint32_t raw) {
         apply(b0, m0 & m1);
       } else {
         apply(b0, m0);
-        if (b1 > b0 + 1) std::memset(row + b0 + 1, raw ? 0xFF : 0, static_cast<std::size_t>(b1 - b0 - 1));
+        if (b1 > b0 + 1)
+          std::memset(row + b0 + 1, raw ? 0xFF : 0, static_cast<std::size_t>(b1 - b0 - 1));
         apply(b1, m1);
       }
       break;
@@ -241,7 +247,8 @@ HBITMAP CreateDIBSection(HDC, const BITMAPINFO* info, UINT usage, void** bits, H
     const DWORD n = h.biClrUsed == 0 ? full : std::min(h.biClrUsed, full);
     b->palette.resize(n);
     // The colour table starts biSize bytes after the start of the record.
-    std::memcpy(b->palette.data(), reinterpret_cast<const BYTE*>(info) + h.biSize, n * sizeof(RGBQUAD));
+    std::memcpy(b->palette.data(), reinterpret_cast<const BYTE*>(info) + h.biSize,
+                n * sizeof(RGBQUAD));
   }
   try {
     b->buffer.assign(static_cast<std::size_t>((bytes + 3) / 4), 0);
@@ -311,7 +318,9 @@ BOOL DeleteObject(HGDIOBJ object) {
   return TRUE;
 }
 
-BOOL GdiFlush() { return TRUE; }
+BOOL GdiFlush() {
+  return TRUE;
+}
 
 HGDIOBJ GetStockObject(int index) {
   Table& t = TheTable();
@@ -320,7 +329,8 @@ HGDIOBJ GetStockObject(int index) {
 }
 
 HPEN CreatePen(int style, int width, COLORREF color) {
-  if (style < PS_SOLID || style > PS_INSIDEFRAME || width < 0 || width > kMaxCoordinate) return nullptr;
+  if (style < PS_SOLID || style > PS_INSIDEFRAME || width < 0 || width > kMaxCoordinate)
+    return nullptr;
   auto p = std::make_unique<Pen>();
   p->style = style;
   p->width = width;

@@ -32,9 +32,13 @@ bool AllInRange(const POINT* pts, std::size_t n) {
   return true;
 }
 
-PointD ToD(const POINT& p) { return {double(p.x), double(p.y)}; }
+PointD ToD(const POINT& p) {
+  return {double(p.x), double(p.y)};
+}
 
-Bitmap* Target(Dc* d) { return d->bitmap && d->bitmap->HasPixels() ? d->bitmap : nullptr; }
+Bitmap* Target(Dc* d) {
+  return d->bitmap && d->bitmap->HasPixels() ? d->bitmap : nullptr;
+}
 
 void Stroke(Dc* d, std::span<const Figure> figures) {
   Bitmap* b = Target(d);
@@ -74,7 +78,7 @@ Figure BezierFigure(const POINT* pts, DWORD count) {
   f.points.push_back(ToD(pts[0]));
   for (DWORD i = 0; i + 3 < count; i += 3) {
     plexa::rasterizer::FlattenBezier(ToD(pts[i]), ToD(pts[i + 1]), ToD(pts[i + 2]), ToD(pts[i + 3]),
-                                 kFlattenTolerance, kMaxFlattenSteps, f.points);
+                                     kFlattenTolerance, kMaxFlattenSteps, f.points);
   }
   return f;
 }
@@ -195,9 +199,15 @@ BOOL DrawPath(HDC dc, bool fill, bool stroke) {
 
 }  // namespace
 
-BOOL StrokePath(HDC dc) { return DrawPath(dc, false, true); }
-BOOL FillPath(HDC dc) { return DrawPath(dc, true, false); }
-BOOL StrokeAndFillPath(HDC dc) { return DrawPath(dc, true, true); }
+BOOL StrokePath(HDC dc) {
+  return DrawPath(dc, false, true);
+}
+BOOL FillPath(HDC dc) {
+  return DrawPath(dc, true, false);
+}
+BOOL StrokeAndFillPath(HDC dc) {
+  return DrawPath(dc, true, true);
+}
 
 BOOL FillRect(HDC dc, const RECT* rect, HBRUSH brush) {
   Dc* d = Find<Dc>(dc);
@@ -235,27 +245,36 @@ COLORREF GetPixel(HDC dc, int x, int y) {
 namespace {
 
 bool NeedsSource(DWORD rop) {
-  return rop == SRCCOPY || rop == SRCPAINT || rop == SRCAND || rop == SRCINVERT || rop == NOTSRCCOPY;
+  return rop == SRCCOPY || rop == SRCPAINT || rop == SRCAND || rop == SRCINVERT ||
+         rop == NOTSRCCOPY;
 }
 
 std::uint32_t Apply(DWORD rop, std::uint32_t src, std::uint32_t dst, std::uint32_t mask) {
   switch (rop) {
-    case SRCCOPY: return src;
-    case SRCPAINT: return src | dst;
-    case SRCAND: return src & dst;
-    case SRCINVERT: return src ^ dst;
-    case NOTSRCCOPY: return ~src & mask;
-    case DSTINVERT: return ~dst & mask;
-    case BLACKNESS: return 0;
-    default: return mask;  // WHITENESS
+    case SRCCOPY:
+      return src;
+    case SRCPAINT:
+      return src | dst;
+    case SRCAND:
+      return src & dst;
+    case SRCINVERT:
+      return src ^ dst;
+    case NOTSRCCOPY:
+      return ~src & mask;
+    case DSTINVERT:
+      return ~dst & mask;
+    case BLACKNESS:
+      return 0;
+    default:
+      return mask;  // WHITENESS
   }
 }
 
 // Which source index (0..sourceCount-1 from the low end) each destination index samples: the
 // one under the destination pixel's centre.
 std::int64_t Sample(std::int64_t i, std::int64_t destCount, std::int64_t sourceCount, bool mirror) {
-  const std::int64_t v = static_cast<std::int64_t>(
-      (i128(2 * i + 1) * sourceCount) / (2 * destCount));
+  const std::int64_t v =
+      static_cast<std::int64_t>((i128(2 * i + 1) * sourceCount) / (2 * destCount));
   return mirror ? sourceCount - 1 - v : v;
 }
 
@@ -280,8 +299,8 @@ class Stepper {
   std::int64_t den_, qstep_, rstep_, q_ = 0, r_ = 0;
 };
 
-BOOL Blit(HDC dest, int x, int y, int width, int height, HDC source, int sx, int sy, int sw,
-          int sh, DWORD rop) {
+BOOL Blit(HDC dest, int x, int y, int width, int height, HDC source, int sx, int sy, int sw, int sh,
+          DWORD rop) {
   const bool known = NeedsSource(rop) || rop == BLACKNESS || rop == WHITENESS || rop == DSTINVERT;
   Dc* d = Find<Dc>(dest);
   if (d == nullptr || !known) return FALSE;
@@ -310,8 +329,10 @@ BOOL Blit(HDC dest, int x, int y, int width, int height, HDC source, int sx, int
     snapshot = *db;
     sb = &snapshot;
   }
-  const std::int64_t i0 = std::max<std::int64_t>(0, -dl), i1 = std::min<std::int64_t>(aw, db->width - dl);
-  const std::int64_t j0 = std::max<std::int64_t>(0, -dt), j1 = std::min<std::int64_t>(ah, db->rows - dt);
+  const std::int64_t i0 = std::max<std::int64_t>(0, -dl),
+                     i1 = std::min<std::int64_t>(aw, db->width - dl);
+  const std::int64_t j0 = std::max<std::int64_t>(0, -dt),
+                     j1 = std::min<std::int64_t>(ah, db->rows - dt);
   const std::uint32_t mask = RawMask(*db);
   COLORREF lastColour = CLR_INVALID;
   std::uint32_t lastRaw = 0;

@@ -74,7 +74,9 @@ void SortByRow(std::vector<T>& v, Less less) {
   v.swap(out);
 }
 
-bool IsWhole(double v) { return std::floor(v) == v && std::fabs(v) <= kExactLimit; }
+bool IsWhole(double v) {
+  return std::floor(v) == v && std::fabs(v) <= kExactLimit;
+}
 
 // The latest run of each row of a stroke's band of rows, kept outside the coverage: a run that
 // touches or overlaps it merges at once (consecutive capsules of a path overlap on most rows),
@@ -127,7 +129,8 @@ class RowRuns {
  private:
   const int* Slice(const std::vector<int>& v, std::int64_t y, std::size_t n) const {
     const std::int64_t slot = y - first_;
-    if (slot < 0 || slot + static_cast<std::int64_t>(n) > static_cast<std::int64_t>(v.size())) return nullptr;
+    if (slot < 0 || slot + static_cast<std::int64_t>(n) > static_cast<std::int64_t>(v.size()))
+      return nullptr;
     return v.data() + slot;
   }
 
@@ -150,8 +153,15 @@ class Capsule {
   // previous segment's end disc covers the start); the exact test still takes the whole
   // capsule, so the runs lie between those two sets, which is exact for the union.
   Capsule(PointD a, PointD b, double width, bool startDisc = true)
-      : start_disc_(startDisc), a_(a), b_(b), r_(width / 2), r2_(r_ * r_), dx_(b.x - a.x), dy_(b.y - a.y),
-        l2_(dx_ * dx_ + dy_ * dy_), rl_(r_ * std::sqrt(l2_)) {
+      : start_disc_(startDisc),
+        a_(a),
+        b_(b),
+        r_(width / 2),
+        r2_(r_ * r_),
+        dx_(b.x - a.x),
+        dy_(b.y - a.y),
+        l2_(dx_ * dx_ + dy_ * dy_),
+        rl_(r_ * std::sqrt(l2_)) {
     exact_ = IsWhole(a.x) && IsWhole(a.y) && IsWhole(b.x) && IsWhole(b.y) && IsWhole(width);
     if (exact_) {
       ax2_ = static_cast<std::int64_t>(2 * a.x);
@@ -160,7 +170,8 @@ class Capsule {
       by2_ = static_cast<std::int64_t>(2 * b.y);
       w_ = static_cast<std::int64_t>(width);
     }
-    const double m = std::max({std::fabs(a.x), std::fabs(a.y), std::fabs(b.x), std::fabs(b.y)}) + r_;
+    const double m =
+        std::max({std::fabs(a.x), std::fabs(a.y), std::fabs(b.x), std::fabs(b.y)}) + r_;
     slack_ = kRoundingShare * (1 + m * m);
     inv_dx_ = dx_ != 0 ? 1 / dx_ : 0;
     inv_dy_ = dy_ != 0 ? 1 / dy_ : 0;
@@ -395,7 +406,8 @@ void Line(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, bo
 
 }  // namespace
 
-Coverage::Coverage(int width, int height) : width_(std::max(width, 0)), height_(std::max(height, 0)) {}
+Coverage::Coverage(int width, int height)
+    : width_(std::max(width, 0)), height_(std::max(height, 0)) {}
 
 void Coverage::Clear() {
   spans_.clear();
@@ -427,10 +439,9 @@ void Coverage::Finish() {
 }
 
 bool Coverage::Covered(int x, int y) const {
-  auto it = std::upper_bound(spans_.begin(), spans_.end(), Span{y, x, x},
-                             [](const Span& a, const Span& b) {
-                               return a.y != b.y ? a.y < b.y : a.x0 < b.x0;
-                             });
+  auto it = std::upper_bound(
+      spans_.begin(), spans_.end(), Span{y, x, x},
+      [](const Span& a, const Span& b) { return a.y != b.y ? a.y < b.y : a.x0 < b.x0; });
   if (it == spans_.begin()) return false;
   --it;
   return it->y == y && it->x0 <= x && x <= it->x1;
@@ -473,9 +484,11 @@ void FillEvenOdd(std::span<const Figure> figures, Coverage& out) {
 namespace {
 // Capsule of segment i of a figure with at least two points; the start disc only for the
 // first segment (every other start is the end of the segment before it).
-void Segment(const Figure& f, std::size_t i, double width, bool cull, RowRuns& rows, Scratch& scratch) {
+void Segment(const Figure& f, std::size_t i, double width, bool cull, RowRuns& rows,
+             Scratch& scratch) {
   const std::size_t n = f.points.size();
-  Capsule(f.points[i], f.points[i + 1 < n ? i + 1 : 0], width, i == 0).Rasterise(rows, scratch, cull);
+  Capsule(f.points[i], f.points[i + 1 < n ? i + 1 : 0], width, i == 0)
+      .Rasterise(rows, scratch, cull);
 }
 }  // namespace
 
@@ -559,8 +572,7 @@ void FlattenBezier(PointD p0, PointD p1, PointD p2, PointD p3, double tolerance,
                             std::hypot(p1.x - 2 * p2.x + p3.x, p1.y - 2 * p2.y + p3.y));
   // Wang's bound for a cubic: n >= sqrt(3/4 * m / tolerance) keeps every line within tolerance.
   const double want = tolerance > 0 ? std::ceil(std::sqrt(0.75 * m / tolerance)) : kInf;
-  const int n = want >= 1 && want <= maxSteps ? static_cast<int>(want)
-                                              : (want < 1 ? 1 : maxSteps);
+  const int n = want >= 1 && want <= maxSteps ? static_cast<int>(want) : (want < 1 ? 1 : maxSteps);
   for (int k = 1; k < n; ++k) {
     const double t = double(k) / n, s = 1 - t;
     const double b0 = s * s * s, b1 = 3 * s * s * t, b2 = 3 * s * t * t, b3 = t * t * t;

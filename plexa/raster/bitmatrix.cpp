@@ -24,7 +24,8 @@ void WithSurface(CDC* dc, F paint) {
 CBitMatrix::CBitMatrix(const CBitMatrix& other)
     : m_width(other.m_width), m_height(other.m_height), m_bytesPerRow(other.m_bytesPerRow) {
   if (other.m_bits) {
-    const std::size_t n = static_cast<std::size_t>(m_bytesPerRow) * static_cast<std::size_t>(m_height);
+    const std::size_t n =
+        static_cast<std::size_t>(m_bytesPerRow) * static_cast<std::size_t>(m_height);
     m_bits = std::make_unique<unsigned char[]>(n);
     std::memcpy(m_bits.get(), other.m_bits.get(), n);
   }
@@ -108,7 +109,9 @@ void CByteMatrix::SetSize(int w, int h) {
   if (w > 0 && h > 0 && std::int64_t{w} * h > kMaxMatrixBytes) throw std::bad_alloc();
   m_width = w;
   m_height = h;
-  if (h > 0) m_rows.assign(static_cast<std::size_t>(h), std::vector<unsigned char>(w > 0 ? static_cast<std::size_t>(w) : 0, 0));
+  if (h > 0)
+    m_rows.assign(static_cast<std::size_t>(h),
+                  std::vector<unsigned char>(w > 0 ? static_cast<std::size_t>(w) : 0, 0));
 }
 
 unsigned char CByteMatrix::Get(int x, int y) const {

@@ -28,9 +28,13 @@ BYTE* RowOf(const tagBITMAP& bm, int x, int y, std::int64_t stride) {
 
 }  // namespace
 
-HBITMAP CImgProc::CreateBitmapBW(int w, int h) { return CreateSection(w, h, 1); }
+HBITMAP CImgProc::CreateBitmapBW(int w, int h) {
+  return CreateSection(w, h, 1);
+}
 
-HBITMAP CImgProc::CreateBitmap32(int w, int h) { return CreateSection(w, h, 32); }
+HBITMAP CImgProc::CreateBitmap32(int w, int h) {
+  return CreateSection(w, h, 32);
+}
 
 bool CImgProc::GetPixel(const tagBITMAP& bm, int x, int y) {
   if (bm.bmBitsPixel == 1) {

@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "plexa/geom/fitcurve.h"
-#include "plexa/raster/imgproc.h"
 #include "plexa/platform/internal/grow.h"
+#include "plexa/raster/imgproc.h"
 
 using PLEXA::CDPOINT;
 
@@ -27,7 +27,9 @@ constexpr int kDy[8] = {0, 1, 1, 1, 0, -1, -1, -1};
 
 CShapeTrace::CShapeTrace(HBITMAP bmp) {
   DIBSECTION ds{};
-  if (bmp == nullptr || GetObjectW(bmp, sizeof(DIBSECTION), &ds) != static_cast<int>(sizeof(DIBSECTION))) return;
+  if (bmp == nullptr ||
+      GetObjectW(bmp, sizeof(DIBSECTION), &ds) != static_cast<int>(sizeof(DIBSECTION)))
+    return;
   const LONG w = ds.dsBmih.biWidth;
   const LONG h = std::abs(ds.dsBmih.biHeight);
   if (w <= 0 || h <= 0) return;
@@ -42,7 +44,8 @@ CShapeTrace::CShapeTrace(HBITMAP bmp) {
   info.bmiColors[0] = RGBQUAD{0, 0, 0, 0};
   info.bmiColors[1] = RGBQUAD{255, 255, 255, 0};
   void* bits = nullptr;
-  m_source = CreateDIBSection(nullptr, reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS, &bits, nullptr, 0);
+  m_source = CreateDIBSection(nullptr, reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS, &bits,
+                              nullptr, 0);
   if (m_source == nullptr) return;
 
   HDC from = CreateCompatibleDC(nullptr);
@@ -202,7 +205,8 @@ void CShapeTrace::POP(int& y, int& xl, int& xr, int& dy) {
 
 void CShapeTrace::SeedFill(int x, int y) {
   m_stack.clear();
-  if (m_sourceBits == nullptr || x < 0 || y < 0 || x >= m_width || y >= m_height || !GetPixel(x, y)) return;
+  if (m_sourceBits == nullptr || x < 0 || y < 0 || x >= m_width || y >= m_height || !GetPixel(x, y))
+    return;
   PUSH(y, x, x, 1);
   PUSH(y + 1, x, x, -1);
   while (!m_stack.empty()) {

@@ -37,9 +37,9 @@ struct Bitmap : Object {
   int bpp = 0;
   bool topDown = false;
   std::int64_t stride = 0;
-  bool dib = true;                     // false: the stock bitmap, described as a plain bitmap
+  bool dib = true;                    // false: the stock bitmap, described as a plain bitmap
   std::vector<std::uint32_t> buffer;  // 32-bit units keep every row aligned for 32-bit pixels
-  std::vector<RGBQUAD> palette;        // 1 and 8 bits a pixel
+  std::vector<RGBQUAD> palette;       // 1 and 8 bits a pixel
   Dc* selectedInto = nullptr;
 
   bool HasPixels() const { return !buffer.empty(); }
@@ -95,15 +95,25 @@ Object* Find(const void* handle, Kind k);
 template <class T>
 T* Find(const void* handle);
 template <>
-inline Bitmap* Find<Bitmap>(const void* h) { return static_cast<Bitmap*>(Find(h, Kind::Bitmap)); }
+inline Bitmap* Find<Bitmap>(const void* h) {
+  return static_cast<Bitmap*>(Find(h, Kind::Bitmap));
+}
 template <>
-inline Pen* Find<Pen>(const void* h) { return static_cast<Pen*>(Find(h, Kind::Pen)); }
+inline Pen* Find<Pen>(const void* h) {
+  return static_cast<Pen*>(Find(h, Kind::Pen));
+}
 template <>
-inline Brush* Find<Brush>(const void* h) { return static_cast<Brush*>(Find(h, Kind::Brush)); }
+inline Brush* Find<Brush>(const void* h) {
+  return static_cast<Brush*>(Find(h, Kind::Brush));
+}
 template <>
-inline Font* Find<Font>(const void* h) { return static_cast<Font*>(Find(h, Kind::Font)); }
+inline Font* Find<Font>(const void* h) {
+  return static_cast<Font*>(Find(h, Kind::Font));
+}
 template <>
-inline Dc* Find<Dc>(const void* h) { return static_cast<Dc*>(Find(h, Kind::Dc)); }
+inline Dc* Find<Dc>(const void* h) {
+  return static_cast<Dc*>(Find(h, Kind::Dc));
+}
 
 // Gives a new object to the table; returns its handle.
 void* Adopt(std::unique_ptr<Object> object);
