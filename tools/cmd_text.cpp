@@ -56,15 +56,15 @@ std::string Lower(std::string s) {
 }
 
 // "FAMILY[:bold][:italic]" into a logical-font record at an em of `em` pixels.
-bool ParseFont(const std::string& spec, LONG em, LOGFONTW& lf, std::string& family) {
+bool ParseFont(const std::string& desc, LONG em, LOGFONTW& lf, std::string& family) {
   lf = LOGFONTW{};
   lf.lfHeight = -em;
   lf.lfWeight = FW_NORMAL;
   std::size_t start = 0;
   bool first = true;
-  while (start <= spec.size()) {
-    const std::size_t end = std::min(spec.find(':', start), spec.size());
-    const std::string part = spec.substr(start, end - start);
+  while (start <= desc.size()) {
+    const std::size_t end = std::min(desc.find(':', start), desc.size());
+    const std::string part = desc.substr(start, end - start);
     if (first) {
       family = part;
     } else if (Lower(part) == "bold") {
