@@ -241,4 +241,21 @@ void AddProgress(CLI::App& cmd, bool& progress) {
                "terminal");
 }
 
+io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
+                            std::int64_t maxPixels, const std::string& noisy, std::string& error) {
+  io::ImageOptions image;
+  image.invert = invert;
+  image.threshold = threshold == "auto" ? -1 : std::stoi(threshold);
+  image.max_pixels = maxPixels;
+  io::LoadedImage img = io::LoadTwoLevelImage(input, image, error);
+  if (img.bitmap != nullptr && threshold == "auto" && img.separation < io::kTwoLevelSeparation) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%.2f", img.separation);
+    Warn((input == "-" ? std::string("standard input") : input) +
+         " is far from two-level (separation " + line + ", clean artwork scores above 0.9): " +
+         "threshold " + std::to_string(img.threshold) + " may give noisy " + noisy);
+  }
+  return img;
+}
+
 }  // namespace plexa::tool

@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "io/image_read.h"
 #include "io/write.h"
 
 namespace plexa::tool {
@@ -80,6 +81,12 @@ bool ParseLength(const std::string& text, double& units);
 void AddSize(CLI::App& cmd, double& width, double& height);
 // --dpi: a positive, possibly fractional resolution.
 CLI::Option* AddDpi(CLI::App& cmd, double& dpi, const std::string& help);
+
+// Reads an image to trace, reduced to two levels (threshold: a number, or "auto" for Otsu's
+// choice, which warns when the image is far from two-level, naming what may come out noisy).
+// On failure the bitmap is null and error holds the reason.
+io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
+                            std::int64_t maxPixels, const std::string& noisy, std::string& error);
 
 // Progress on standard error for work that takes more than a second: a line naming the stage
 // and the time spent, refreshed four times a second, shown only when standard error is a

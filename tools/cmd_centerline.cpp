@@ -103,19 +103,9 @@ int RunCenterline(CenterlineOptions& o) {
   }
   Progress progress("centerline", o.progress);
   progress.Stage("reading");
-  io::ImageOptions image;
-  image.invert = o.invert;
-  image.threshold = o.threshold == "auto" ? -1 : std::stoi(o.threshold);
-  image.max_pixels = o.max_pixels;
-  io::LoadedImage img = io::LoadTwoLevelImage(o.input, image, error);
+  io::LoadedImage img = ReadArtwork(o.input, o.threshold, o.invert, o.max_pixels, "lines", error);
   if (img.bitmap == nullptr) return Fail(error);
   const std::string name = o.input == "-" ? "standard input" : o.input;
-  if (o.threshold == "auto" && img.separation < io::kTwoLevelSeparation) {
-    char line[64];
-    std::snprintf(line, sizeof line, "%.2f", img.separation);
-    Warn(name + " is far from two-level (separation " + line + ", clean artwork scores above " +
-         "0.9): threshold " + std::to_string(img.threshold) + " may give noisy lines");
-  }
 
   progress.Stage("thinning and tracing");
   io::Drawing drawing;
