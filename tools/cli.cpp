@@ -241,6 +241,20 @@ void AddProgress(CLI::App& cmd, bool& progress) {
                "terminal");
 }
 
+void AddThreshold(CLI::App& cmd, std::string& threshold) {
+  cmd.add_option("--threshold", threshold,
+                 "luminance 0..255 at or above which a pixel is light (default 128), or 'auto' "
+                 "(Otsu's method, for photos and scans)")
+      ->check([](const std::string& v) -> std::string {
+        if (v == "auto") return "";
+        char* end = nullptr;
+        const long n = std::strtol(v.c_str(), &end, 10);
+        if (v.empty() || *end != '\0' || n < 0 || n > 255)
+          return "--threshold needs a whole number from 0 to 255 or 'auto'";
+        return "";
+      });
+}
+
 io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
                             std::int64_t maxPixels, const std::string& noisy, std::string& error) {
   io::ImageOptions image;

@@ -82,6 +82,9 @@ void AddSize(CLI::App& cmd, double& width, double& height);
 // --dpi: a positive, possibly fractional resolution.
 CLI::Option* AddDpi(CLI::App& cmd, double& dpi, const std::string& help);
 
+// --threshold: a luminance 0..255 at or above which a pixel is light, or "auto" (Otsu).
+void AddThreshold(CLI::App& cmd, std::string& threshold);
+
 // Reads an image to trace, reduced to two levels (threshold: a number, or "auto" for Otsu's
 // choice, which warns when the image is far from two-level, naming what may come out noisy).
 // On failure the bitmap is null and error holds the reason.

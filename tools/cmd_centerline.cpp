@@ -168,17 +168,7 @@ void RegisterCenterline(Tool& tool) {
   AddOutput(*cmd, o->output);
   cmd->add_flag("--invert", o->invert,
                 "trace light strokes on a dark ground; by default the dark strokes are traced");
-  cmd->add_option("--threshold", o->threshold,
-                  "luminance 0..255 at or above which a pixel is light (default 128), or 'auto' "
-                  "(Otsu's method, for photos and scans)")
-      ->check([](const std::string& v) -> std::string {
-        if (v == "auto") return "";
-        char* end = nullptr;
-        const long n = std::strtol(v.c_str(), &end, 10);
-        if (v.empty() || *end != '\0' || n < 0 || n > 255)
-          return "--threshold needs a whole number from 0 to 255 or 'auto'";
-        return "";
-      });
+  AddThreshold(*cmd, o->threshold);
   cmd->add_option("--min-dot", o->min_dot,
                   "regions of fewer pixels than this that leave no line are dropped as specks; "
                   "larger ones become dots (default 4)")

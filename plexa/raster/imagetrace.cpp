@@ -96,10 +96,11 @@ bool CImageTrace::GetNextPolyline(CArray<tagPOINT, tagPOINT>& pts, int& row, boo
   return true;
 }
 
-bool CImageTrace::GetNextPolylineFromAnchor(CArray<tagPOINT, tagPOINT>& pts, int& row) {
+// The next polyline walked from the first cell of the given kind at or below row.
+bool CImageTrace::NextPolylineFrom(int kind, CArray<tagPOINT, tagPOINT>& pts, int& row) {
   for (int y = row < 0 ? 0 : row; y < m_mat.GetHeight(); ++y)
     for (int x = 0; x < m_mat.GetWidth(); ++x) {
-      if (m_mat.Get(x, y) != kAnchor) continue;
+      if (m_mat.Get(x, y) != kind) continue;
       AddPoint(pts, x, y);
       TracePolyline(pts);
       if (pts.GetSize() >= 1) {
@@ -110,18 +111,12 @@ bool CImageTrace::GetNextPolylineFromAnchor(CArray<tagPOINT, tagPOINT>& pts, int
   return false;
 }
 
+bool CImageTrace::GetNextPolylineFromAnchor(CArray<tagPOINT, tagPOINT>& pts, int& row) {
+  return NextPolylineFrom(kAnchor, pts, row);
+}
+
 bool CImageTrace::GetNextPolylineFromImage(CArray<tagPOINT, tagPOINT>& pts, int& row) {
-  for (int y = row < 0 ? 0 : row; y < m_mat.GetHeight(); ++y)
-    for (int x = 0; x < m_mat.GetWidth(); ++x) {
-      if (m_mat.Get(x, y) != kLine) continue;
-      AddPoint(pts, x, y);
-      TracePolyline(pts);
-      if (pts.GetSize() >= 1) {
-        row = y;
-        return true;
-      }
-    }
-  return false;
+  return NextPolylineFrom(kLine, pts, row);
 }
 
 void CImageTrace::TracePolyline(CArray<tagPOINT, tagPOINT>& pts) {

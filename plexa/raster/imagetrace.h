@@ -81,4 +81,7 @@ class PLEXA_API CImageTrace {
   void CheckAnchor(int x, int y);
 
   CByteMatrix m_mat;  // the label raster
+
+ private:
+  bool NextPolylineFrom(int kind, CArray<tagPOINT, tagPOINT>& pts, int& row);
 };
