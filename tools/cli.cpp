@@ -255,6 +255,17 @@ void AddThreshold(CLI::App& cmd, std::string& threshold) {
       });
 }
 
+void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
+                     std::int64_t& maxPixels) {
+  CLI::Option* d = AddDpi(cmd, dpi, "the image's resolution in pixels per inch (default 96)");
+  AddSize(cmd, width, height);
+  d->excludes(cmd.get_option("--width"))->excludes(cmd.get_option("--height"));
+  cmd.add_option("--max-pixels", maxPixels,
+                 "refuse images whose header promises more pixels than this (default "
+                 "100000000, about 1 GB of work)")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40));
+}
+
 io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
                             std::int64_t maxPixels, const std::string& noisy, std::string& error) {
   io::ImageOptions image;

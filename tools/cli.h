@@ -85,6 +85,11 @@ CLI::Option* AddDpi(CLI::App& cmd, double& dpi, const std::string& help);
 // --threshold: a luminance 0..255 at or above which a pixel is light, or "auto" (Otsu).
 void AddThreshold(CLI::App& cmd, std::string& threshold);
 
+// The options of an image input: --dpi (the image's resolution, default 96), --width and
+// --height (which exclude --dpi), and --max-pixels (refused from the header above it).
+void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
+                     std::int64_t& maxPixels);
+
 // Reads an image to trace, reduced to two levels (threshold: a number, or "auto" for Otsu's
 // choice, which warns when the image is far from two-level, naming what may come out noisy).
 // On failure the bitmap is null and error holds the reason.

@@ -173,13 +173,7 @@ void RegisterCenterline(Tool& tool) {
                   "regions of fewer pixels than this that leave no line are dropped as specks; "
                   "larger ones become dots (default 4)")
       ->check(CLI::Range(1, 1000000000));
-  CLI::Option* dpi = AddDpi(*cmd, o->dpi, "the image's resolution in pixels per inch (default 96)");
-  AddSize(*cmd, o->width, o->height);
-  dpi->excludes(cmd->get_option("--width"))->excludes(cmd->get_option("--height"));
-  cmd->add_option("--max-pixels", o->max_pixels,
-                  "refuse images whose header promises more pixels than this (default "
-                  "100000000)")
-      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40));
+  AddImageOptions(*cmd, o->dpi, o->width, o->height, o->max_pixels);
   AddProgress(*cmd, o->progress);
 }
 

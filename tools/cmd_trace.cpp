@@ -165,13 +165,7 @@ void RegisterTrace(Tool& tool) {
   cmd->add_option("--min-points", o->min_points,
                   "with --engine shape: drop boundaries of this many pixels or fewer (default 10)")
       ->check(CLI::Range(0, 1000000000));
-  CLI::Option* dpi = AddDpi(*cmd, o->dpi, "the image's resolution in pixels per inch (default 96)");
-  AddSize(*cmd, o->width, o->height);
-  dpi->excludes(cmd->get_option("--width"))->excludes(cmd->get_option("--height"));
-  cmd->add_option("--max-pixels", o->max_pixels,
-                  "refuse images whose header promises more pixels than this (default "
-                  "100000000, about 1 GB of work)")
-      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40));
+  AddImageOptions(*cmd, o->dpi, o->width, o->height, o->max_pixels);
   AddProgress(*cmd, o->progress);
 }
 

@@ -30,6 +30,18 @@ bool FindLabel(const CByteMatrix& m, int& x, int& y, unsigned char label) {
   return false;
 }
 
+// Walks from (cx, cy) along the line cells, appending each step to pts and clearing the line
+// cells it passes (anchors stay); (cx, cy) ends on the walk's last cell. At most one step a
+// cell of the raster.
+void Follow(CByteMatrix& m, int& cx, int& cy, CArray<tagPOINT, tagPOINT>& pts) {
+  bool first = true;
+  for (std::int64_t i = 0, limit = Cells(m); i < limit && NextPoint(m, cx, cy, first); ++i) {
+    pts.Add(tagPOINT{cx, cy});
+    if (m.Get(cx, cy) == kLine) m.Set(cx, cy, kEmpty);
+    first = false;
+  }
+}
+
 }  // namespace
 
 void CImgProc::InitMat(HBITMAP bmp) {
@@ -84,13 +96,7 @@ bool CImgProc::GetPolylineFromAnchor(int x, int y, CArray<tagPOINT, tagPOINT>& p
   }
   pts.Add(tagPOINT{x, y});
   int cx = x, cy = y;
-  bool first = true;
-  for (std::int64_t i = 0, limit = Cells(m_mat); i < limit && NextPoint(m_mat, cx, cy, first);
-       ++i) {
-    pts.Add(tagPOINT{cx, cy});
-    if (m_mat.Get(cx, cy) == kLine) m_mat.Set(cx, cy, kEmpty);
-    first = false;
-  }
+  Follow(m_mat, cx, cy, pts);
   RetireAnchor(m_mat, x, y);
   RetireAnchor(m_mat, cx, cy);
   return true;
@@ -102,13 +108,7 @@ bool CImgProc::TraceLinePoint(int x, int y, CArray<tagPOINT, tagPOINT>& pts) {
   pts.Add(tagPOINT{x, y});
   m_mat.Set(x, y, kEmpty);
   int cx = x, cy = y;
-  bool first = true;
-  for (std::int64_t i = 0, limit = Cells(m_mat); i < limit && NextPoint(m_mat, cx, cy, first);
-       ++i) {
-    pts.Add(tagPOINT{cx, cy});
-    if (m_mat.Get(cx, cy) == kLine) m_mat.Set(cx, cy, kEmpty);
-    first = false;
-  }
+  Follow(m_mat, cx, cy, pts);
   RetireAnchor(m_mat, cx, cy);
   const tagPOINT last = pts[pts.GetSize() - 1];
   if (pts.GetSize() > 2 && std::abs(last.x - x) <= 1 && std::abs(last.y - y) <= 1)
