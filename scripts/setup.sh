@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 packages=(cmake g++ ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev
           libfreetype-dev libfontconfig-dev fonts-dejavu-core libstb-dev libcli11-dev
-          libpugixml-dev libharfbuzz-dev python3
+          libpugixml-dev libharfbuzz-dev libimagequant-dev python3
           pybind11-dev python3-pybind11 python3-pytest python3-numpy clang-format)
 sanitize=0; bench=0; fuzz=0; tests=ON
 for arg in "$@"; do

@@ -125,6 +125,56 @@ void Join(CBPointArray& loop, const CBPointArray& chain, bool reversed) {
 
 }  // namespace
 
+long long MergeSmallRegions(std::span<std::uint32_t> labels, int width, int height, int minPixels) {
+  if (width <= 0 || height <= 0 || minPixels < 2) return 0;
+  const long long pixels = static_cast<long long>(width) * height;
+  if (pixels > kColourRegionsMaxPixels || static_cast<long long>(labels.size()) != pixels) return 0;
+  std::vector<std::uint8_t> seen(labels.size(), 0);
+  std::vector<std::size_t> part, stack;
+  std::unordered_map<std::uint32_t, long long> around;
+  long long merged = 0;
+  auto neighbours = [&](std::size_t p, auto&& f) {
+    const int x = static_cast<int>(p % static_cast<std::size_t>(width));
+    const int y = static_cast<int>(p / static_cast<std::size_t>(width));
+    if (x > 0) f(p - 1);
+    if (x + 1 < width) f(p + 1);
+    if (y > 0) f(p - static_cast<std::size_t>(width));
+    if (y + 1 < height) f(p + static_cast<std::size_t>(width));
+  };
+  for (std::size_t start = 0; start < labels.size(); ++start) {
+    if (seen[start]) continue;
+    const std::uint32_t label = labels[start];
+    part.clear();
+    stack.assign(1, start);
+    seen[start] = 1;
+    while (!stack.empty()) {  // each pixel enters once
+      const std::size_t p = stack.back();
+      stack.pop_back();
+      part.push_back(p);
+      neighbours(p, [&](std::size_t q) {
+        if (!seen[q] && labels[q] == label) {
+          seen[q] = 1;
+          stack.push_back(q);
+        }
+      });
+    }
+    if (part.size() >= static_cast<std::size_t>(minPixels)) continue;
+    around.clear();
+    for (std::size_t p : part)
+      neighbours(p, [&](std::size_t q) {
+        if (labels[q] != label) ++around[labels[q]];
+      });
+    if (around.empty()) continue;
+    auto best = around.begin();
+    for (auto it = around.begin(); it != around.end(); ++it)
+      if (it->second > best->second || (it->second == best->second && it->first < best->first))
+        best = it;
+    for (std::size_t p : part) labels[p] = best->first;
+    ++merged;
+  }
+  return merged;
+}
+
 std::uint32_t CColourRegions::GetLabel(int i) const {
   return i >= 0 && i < GetRegionCount() ? m_labels[static_cast<std::size_t>(i)] : 0;
 }

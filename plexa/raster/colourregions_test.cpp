@@ -105,3 +105,22 @@ TEST(ColourRegions, LoopsHolesCrosswiseCornersAndDegenerateInput) {
   EXPECT_EQ(r.GetOutlines(5).GetSize(), 0);
   EXPECT_EQ(r.GetLabel(-1), 0u);
 }
+
+TEST(ColourRegions, SmallRegionsMergeIntoTheirMostCommonNeighbour) {
+  // 6 x 4: a speck of 9 inside 1s, a pair of 5s touching 1s four times and 2s twice, and a
+  // corner region of three 7s among 1s.
+  std::vector<std::uint32_t> l = {1, 1, 1, 1, 7, 7,  //
+                                  1, 9, 1, 1, 1, 7,  //
+                                  1, 1, 5, 5, 1, 1,  //
+                                  2, 2, 2, 2, 2, 2};
+  EXPECT_EQ(MergeSmallRegions(l, 6, 4, 4), 3);
+  const std::vector<std::uint32_t> expected = {1, 1, 1, 1, 1, 1,  //
+                                               1, 1, 1, 1, 1, 1,  //
+                                               1, 1, 1, 1, 1, 1,  //
+                                               2, 2, 2, 2, 2, 2};
+  EXPECT_EQ(l, expected);
+  EXPECT_EQ(MergeSmallRegions(l, 6, 4, 1), 0);  // nothing below 2 pixels
+  std::vector<std::uint32_t> alone(4, 3);       // no other label: stays
+  EXPECT_EQ(MergeSmallRegions(alone, 2, 2, 100), 0);
+  EXPECT_EQ(MergeSmallRegions(alone, 3, 2, 100), 0);  // wrong size
+}
