@@ -14,6 +14,7 @@ debian_peers=(
   python3-pyclipper
   libopencv-contrib-dev
   libpolyclipping-dev
+  mate-backgrounds
 )
 missing=()
 for p in "${debian_peers[@]}"; do
@@ -33,4 +34,10 @@ elif [ ! -d bench/peers/node_modules/potpack ]; then
   echo "bench-peers: installing potpack into bench/peers"
   npm install --prefix bench/peers --no-audit --no-fund potpack >/dev/null ||
     echo "bench-peers: potpack install failed; pack_bench will skip its comparison"
+fi
+# imagetracerjs: colours_bench traces the same decoded pixels with it through node.
+if command -v npm >/dev/null 2>&1 && [ ! -d bench/peers/node_modules/imagetracerjs ]; then
+  echo "bench-peers: installing imagetracerjs into bench/peers"
+  npm install --prefix bench/peers --no-audit --no-fund imagetracerjs >/dev/null ||
+    echo "bench-peers: imagetracerjs install failed; colours_bench will skip its comparison"
 fi

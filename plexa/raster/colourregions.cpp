@@ -16,6 +16,9 @@ namespace {
 // Directions of a step along pixel edges: 0 right, 1 down, 2 left, 3 up (y down).
 constexpr int kStepX[4] = {1, 0, -1, 0};
 constexpr int kStepY[4] = {0, 1, 0, -1};
+// Chains of at most this many points are kept as straight pieces through their edge midpoints:
+// a curve fitted to a handful of points may bulge across a neighbouring chain.
+constexpr INT_PTR kMinFitPoints = 2;
 // Progress is reported every this many rows.
 constexpr int kProgressRows = 64;
 
@@ -105,9 +108,11 @@ void FitChain(const std::vector<long long>& verts, int stride, double tol, CBPoi
     plexa::grow::Append(pts, pts[0]);
   else
     plexa::grow::Append(pts, pos(verts.back()));
-  FitCurve(pts.GetData(), static_cast<int>(pts.GetSize()), &out, tol);
-  if (out.GetSize() >= 2) return;
-  out.RemoveAll();  // the fitter gave up: the points as corners
+  if (pts.GetSize() > kMinFitPoints) {
+    FitCurve(pts.GetData(), static_cast<int>(pts.GetSize()), &out, tol);
+    if (out.GetSize() >= 2) return;
+  }
+  out.RemoveAll();  // short chains, or the fitter gave up: the points as corners
   for (const CDPOINT& p : pts) out.Add(CBPOINT(p, p, p));
 }
 
