@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <unordered_map>
 #include <utility>
 
+#include "plexa/core/internal/numerics.h"
 #include "plexa/geom/fitcurve.h"
 #include "plexa/platform/internal/grow.h"
 
@@ -19,6 +21,14 @@ constexpr int kStepY[4] = {0, 1, 0, -1};
 // Chains of at most this many points are kept as straight pieces through their edge midpoints:
 // a curve fitted to a handful of points may bulge across a neighbouring chain.
 constexpr INT_PTR kMinFitPoints = 2;
+// The crossing test flattens curves into pieces of about this length (pixels), at most this
+// many a segment, and buckets them in square cells of this side.
+constexpr double kFlattenStep = 1.0;
+constexpr int kMaxFlatten = 16;
+constexpr int kCellSize = 4;
+// Rounds of straightening crossing chains (each round rechecks; straight chains never cross,
+// so the rounds only catch fitted chains that crossed a chain straightened before them).
+constexpr int kRepairRounds = 4;
 // Progress is reported every this many rows.
 constexpr int kProgressRows = 64;
 
@@ -92,7 +102,9 @@ void ReversePath(CBPointArray& p) {
 }
 
 // Fits one chain of pixel corners (vertex ids along the chain; closed when first == last).
-void FitChain(const std::vector<long long>& verts, int stride, double tol, CBPointArray& out) {
+// straight: no fitting, the edge midpoints joined by lines (such chains never cross).
+void FitChain(const std::vector<long long>& verts, int stride, double tol, bool straight,
+              CBPointArray& out) {
   auto pos = [&](long long v) {
     return CDPOINT(static_cast<double>(v % stride), static_cast<double>(v / stride));
   };
@@ -108,12 +120,73 @@ void FitChain(const std::vector<long long>& verts, int stride, double tol, CBPoi
     plexa::grow::Append(pts, pts[0]);
   else
     plexa::grow::Append(pts, pos(verts.back()));
-  if (pts.GetSize() > kMinFitPoints) {
+  out.RemoveAll();
+  if (!straight && pts.GetSize() > kMinFitPoints) {
     FitCurve(pts.GetData(), static_cast<int>(pts.GetSize()), &out, tol);
     if (out.GetSize() >= 2) return;
   }
   out.RemoveAll();  // short chains, or the fitter gave up: the points as corners
   for (const CDPOINT& p : pts) out.Add(CBPOINT(p, p, p));
+}
+
+// The fitted chains that cross another chain or themselves: their curves, flattened into
+// pieces of about kFlattenStep, are bucketed in cells of kCellSize pixels and every pair of
+// pieces in a cell is tested for a proper crossing (touching ends, as at junctions, is none).
+std::vector<bool> CrossingChains(const std::vector<CBPointArray>& fitted, int width, int height) {
+  struct Piece {
+    CDPOINT a, b;
+    int chain, index, count;
+  };
+  std::vector<Piece> pieces;
+  for (std::size_t c = 0; c < fitted.size(); ++c) {
+    const CBPointArray& p = fitted[c];
+    const int first = static_cast<int>(pieces.size());
+    for (INT_PTR k = 0; k + 1 < p.GetSize(); ++k) {
+      const CBPOINT &u = p[k], &v = p[k + 1];
+      const double len = plexa::num::Dist(u.anchor, u.out) + plexa::num::Dist(u.out, v.in) +
+                         plexa::num::Dist(v.in, v.anchor);
+      const int n = std::clamp(static_cast<int>(std::ceil(len / kFlattenStep)), 1, kMaxFlatten);
+      CDPOINT prev = u.anchor;
+      for (int i = 1; i <= n; ++i) {
+        const CDPOINT q = i == n ? v.anchor
+                                 : plexa::num::BezierPoint(u.anchor, u.out, v.in, v.anchor,
+                                                           static_cast<double>(i) / n);
+        pieces.push_back(
+            {prev, q, static_cast<int>(c), static_cast<int>(pieces.size()) - first, 0});
+        prev = q;
+      }
+    }
+    for (std::size_t i = static_cast<std::size_t>(first); i < pieces.size(); ++i)
+      pieces[i].count = static_cast<int>(pieces.size()) - first;
+  }
+  const int cw = width / kCellSize + 3, ch = height / kCellSize + 3;
+  std::vector<std::vector<int>> cells(static_cast<std::size_t>(cw) * ch);
+  auto cell = [&](double v, int n) {
+    return std::clamp(static_cast<int>(std::floor(v / kCellSize)) + 1, 0, n - 1);
+  };
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    const Piece& p = pieces[i];
+    for (int y = cell(std::min(p.a.y, p.b.y), ch); y <= cell(std::max(p.a.y, p.b.y), ch); ++y)
+      for (int x = cell(std::min(p.a.x, p.b.x), cw); x <= cell(std::max(p.a.x, p.b.x), cw); ++x)
+        cells[static_cast<std::size_t>(y) * cw + x].push_back(static_cast<int>(i));
+  }
+  std::vector<bool> bad(fitted.size(), false);
+  for (const std::vector<int>& in : cells)
+    for (std::size_t i = 0; i < in.size(); ++i)
+      for (std::size_t j = i + 1; j < in.size(); ++j) {
+        const Piece &p = pieces[static_cast<std::size_t>(in[i])],
+                    &q = pieces[static_cast<std::size_t>(in[j])];
+        if (p.chain == q.chain) {
+          const int d = std::abs(p.index - q.index);
+          if (d <= 1 || d == p.count - 1) continue;  // neighbours along the chain
+        }
+        const double d1 = plexa::num::Cross(p.a, p.b, q.a), d2 = plexa::num::Cross(p.a, p.b, q.b);
+        const double d3 = plexa::num::Cross(q.a, q.b, p.a), d4 = plexa::num::Cross(q.a, q.b, p.b);
+        if (((d1 > 0 && d2 < 0) || (d1 < 0 && d2 > 0)) &&
+            ((d3 > 0 && d4 < 0) || (d3 < 0 && d4 > 0)))
+          bad[static_cast<std::size_t>(p.chain)] = bad[static_cast<std::size_t>(q.chain)] = true;
+      }
+  return bad;
 }
 
 // Appends a chain to a loop under construction, merging the shared junction node.
@@ -218,6 +291,8 @@ bool CColourRegions::Trace(std::span<const std::uint32_t> labels, int width, int
   std::vector<std::uint8_t> visited(static_cast<std::size_t>(pixels), 0);
   std::unordered_map<long long, int> chainIndex;  // canonical key -> fitted chain
   std::vector<CBPointArray> fitted;
+  std::vector<std::vector<long long>> chainVerts;                        // canonical orientation
+  std::vector<std::pair<int, std::vector<std::pair<int, bool>>>> loops;  // region, chains
   std::vector<long long> verts;
   std::vector<int> dirs;
   std::vector<std::pair<int, bool>> parts;
@@ -279,7 +354,8 @@ bool CColourRegions::Trace(std::span<const std::uint32_t> labels, int width, int
           if (added) {
             if (reversed) std::reverse(chain.begin(), chain.end());
             fitted.emplace_back();
-            FitChain(chain, stride, tol, fitted.back());
+            FitChain(chain, stride, tol, false, fitted.back());
+            chainVerts.push_back(std::move(chain));
             ++m_chains;
           }
           parts.push_back({it->second, reversed});
@@ -303,16 +379,31 @@ bool CColourRegions::Trace(std::span<const std::uint32_t> labels, int width, int
             use(std::min(forward, backward), std::move(chain), forward > backward);
           }
         }
-        auto loop = std::make_unique<CBPointArray>();
-        for (const auto& [c, rev] : parts) Join(*loop, fitted[static_cast<std::size_t>(c)], rev);
-        if (loop->GetSize() >= 2) {
-          CBPOINT& first = (*loop)[0];
-          const CBPOINT& last = (*loop)[loop->GetSize() - 1];
-          first.in = last.in;
-          (*loop)[loop->GetSize() - 1] = first;
-        }
-        m_outlines[static_cast<std::size_t>(r)]->Add(loop.release());
+        loops.push_back({r, parts});
       }
+  }
+  // Fitted chains that cross: straightened, so no sliver is left to neither side.
+  std::vector<bool> straightened(fitted.size(), false);
+  for (int round = 0; round < kRepairRounds; ++round) {
+    const std::vector<bool> bad = CrossingChains(fitted, width, height);
+    bool any = false;
+    for (std::size_t c = 0; c < bad.size(); ++c)
+      if (bad[c] && !straightened[c]) {
+        FitChain(chainVerts[c], stride, tol, true, fitted[c]);
+        straightened[c] = any = true;
+      }
+    if (!any) break;
+  }
+  for (const auto& [r, chains] : loops) {
+    auto loop = std::make_unique<CBPointArray>();
+    for (const auto& [c, rev] : chains) Join(*loop, fitted[static_cast<std::size_t>(c)], rev);
+    if (loop->GetSize() >= 2) {
+      CBPOINT& first = (*loop)[0];
+      const CBPOINT& last = (*loop)[loop->GetSize() - 1];
+      first.in = last.in;
+      (*loop)[loop->GetSize() - 1] = first;
+    }
+    m_outlines[static_cast<std::size_t>(r)]->Add(loop.release());
   }
   if (progress) progress(1.0);
   return true;

@@ -17,10 +17,10 @@
 // both regions beside it use that one fitted curve, one of them reversed. So the union of all
 // outlines is the image rectangle and two regions never overlap: rendered back at pixel
 // centres every pixel belongs to exactly one region, the one whose label it has up to the
-// fitting's smoothing of staircases. The one exception is where two fitted chains less than
-// about twice the tolerance apart (a region one or two pixels thin) cross each other: the
-// sliver between them is then left to neither side (on real photographs reduced to 16
-// colours, a few pixels in a hundred thousand; a smaller tolerance makes it rarer).
+// fitting's smoothing of staircases. Fitted chains that would cross another chain or
+// themselves (regions one or two pixels thin, where two chains lie closer than the tolerance)
+// are straightened through their edge midpoints, which never cross: the crossing test
+// flattens curves at about a pixel, so a crossing shallower than that may remain.
 //
 // Invariants of a result: one region per distinct label, in order of first appearance (rows
 // from the top, left to right); its outlines are every boundary loop of that label (all its
