@@ -32,7 +32,9 @@
 // Degenerate input: width or height not positive, labels.size() not width * height, or more
 // than kColourRegionsMaxPixels pixels: Trace returns false and the result is empty. A tolerance
 // that is NaN or not positive means kColourRegionsDefaultTolerance.
-// Bounds: the boundary walk visits each pixel side once; fitting is FitCurve's cost per chain.
+// Bounds: the boundary walk visits each pixel side once; fitting is FitCurve's cost per chain;
+// the crossing test is linear in the flattened pieces (at most 16 a segment) times the pieces
+// sharing a 4-pixel cell.
 #pragma once
 
 #include <cstdint>
