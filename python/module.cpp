@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "io/colour_image.h"
 #include "io/drawing.h"
 #include "io/image_read.h"
 #include "io/output_file.h"
@@ -279,6 +280,35 @@ PathSet Centerline(const py::object& image, int threshold, bool invert) {
   return CentreLines(LoadImage(image, threshold, invert));
 }
 
+// Every colour region of a picture: a list of ((r, g, b), PathSet) in order of first
+// appearance, each set even-odd with its holes, neighbours sharing their boundaries.
+py::list TraceColours(const std::string& path, int colours, int speckle, double tolerance) {
+  if (colours < 1 || colours > plexa::io::kMaxPaletteColours)
+    throw py::value_error("colours must be 1 to " + std::to_string(plexa::io::kMaxPaletteColours));
+  std::string error;
+  plexa::io::Palette palette;
+  CColourRegions regions;
+  bool ok = false;
+  {
+    py::gil_scoped_release release;
+    const plexa::io::ColourImage img =
+        plexa::io::LoadColourImage(path, plexa::io::kDefaultMaxPixels, error);
+    if (!img.rgb.empty() && plexa::io::ReduceColours(img, colours, palette, error)) {
+      MergeSmallRegions(palette.labels, img.width, img.height, speckle);
+      ok = regions.Trace(palette.labels, img.width, img.height, tolerance);
+      if (!ok) error = "the image is too large to trace in colour";
+    }
+  }
+  if (!ok) RaiseFileError(path, error);
+  py::list out;
+  for (int i = 0; i < regions.GetRegionCount(); ++i) {
+    const std::uint32_t c = palette.colours[regions.GetLabel(i)];
+    out.append(py::make_tuple(py::make_tuple((c >> 16) & 0xFF, (c >> 8) & 0xFF, c & 0xFF),
+                              PathSet(regions.GetOutlines(i))));
+  }
+  return out;
+}
+
 PathSet FromDrawing(const plexa::io::Drawing& d) {
   return PathSet(d.paths);
 }
@@ -483,6 +513,12 @@ PYBIND11_MODULE(plexa, m) {
         "pixel edges and places few smooth curves (speckle: regions of at most this many pixels\n"
         "are dropped; corner_threshold: 0 all corners .. 4/3 none; opt_tolerance: curve merging\n"
         "in pixels); engine 'shape' is the grid-seeded shape tracer (min_points).");
+  m.def("trace_colours", &TraceColours, py::arg("path"), py::arg("colours") = 16,
+        py::arg("speckle") = 8, py::arg("tolerance") = 1.0,
+        "Traces every colour region of a picture file, its palette reduced to at most colours\n"
+        "(1..256), regions under speckle pixels merged into their neighbours: a list of\n"
+        "((r, g, b), PathSet) in pixel units, each set even-odd with its holes; neighbouring\n"
+        "regions share their boundary curves (tolerance in pixels).");
   m.def("fit_curve", &FitPoints, py::arg("points"), py::arg("tolerance") = 1.0,
         "A smooth path within tolerance of the (x, y) points, corners kept.");
   m.def("text", &Text, py::arg("text"), py::arg("font") = "DejaVu Sans", py::arg("height") = 100.0,

@@ -162,3 +162,23 @@ def test_booleans_as_point_sets():
     assert len(plexa.weld(twice, "evenodd")) == 0 and len(plexa.weld(twice)) == 1
     with pytest.raises(ValueError):
         plexa.weld(twice, fill_rule="odd")
+
+
+def test_colour_regions_tile_a_generated_picture(tmp_path):
+    # A flat picture of two colours written as a binary PPM: a red disc on blue.
+    size = 40
+    pixels = bytearray()
+    for y in range(size):
+        for x in range(size):
+            pixels += b"\xff\x00\x00" if math.hypot(x - 20, y - 20) < 12 else b"\x00\x00\xff"
+    path = tmp_path / "disc.ppm"
+    path.write_bytes(b"P6 %d %d 255\n" % (size, size) + bytes(pixels))
+    regions = plexa.trace_colours(str(path), colours=2)
+    assert [colour for colour, _ in regions] == [(0, 0, 255), (255, 0, 0)]
+    assert len(regions[0][1]) == 2 and len(regions[1][1]) == 1  # the blue has the disc as hole
+    assert regions[1][1].contains((20, 20)) and not regions[0][1].contains((20, 20))
+    assert regions[0][1].contains((2, 2))
+    with pytest.raises(ValueError):
+        plexa.trace_colours(str(path), colours=1000)
+    with pytest.raises(OSError):
+        plexa.trace_colours(str(tmp_path / "missing.png"))
