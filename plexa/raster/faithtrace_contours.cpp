@@ -67,7 +67,7 @@ bool BitImage::Init(int width, int height) {
 }
 
 void Decompose(const BitImage& img, CFaithfulTrace::TurnPolicy policy, int speckle,
-               const std::function<void(Boundary&)>& sink) {
+               BoundarySink sink) {
   const int w = img.Width(), h = img.Height();
   if (w < 1 || h < 1) return;
   struct Mark {
