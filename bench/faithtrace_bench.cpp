@@ -3,7 +3,8 @@
 // (FillPolyPolyEvenOdd) and compared with the source: differing pixels, drawn segments (a
 // potrace corner counts as its two lines), regions of 3+ pixels lost and holes of 3+ pixels
 // filled (a source component of which less than half comes back). The tracing calls are
-// timed by Google Benchmark (medians with --benchmark_repetitions); whole processes, `plexa
+// timed by Google Benchmark (medians with --benchmark_repetitions; both given the image one bit
+// a pixel); whole processes, `plexa
 // trace` against the potrace program on the same file (a PBM, then a 24-bit BMP), the median of
 // several runs taken in turn.
 // Pathological art (a checkerboard, thin rings, a blank page) is timed last.
@@ -278,12 +279,25 @@ void Judge(const Img& img, const std::vector<std::uint8_t>& back, Quality& q) {
     }
 }
 
+// Both tracers are handed the image packed one bit a pixel, prepared outside the timing.
+std::vector<std::uint8_t> PackedRows(const Img& img) {
+  const int stride = (img.w + 7) / 8;
+  std::vector<std::uint8_t> bits(static_cast<std::size_t>(stride) * img.h, 0);
+  for (int y = 0; y < img.h; ++y)
+    for (int x = 0; x < img.w; ++x)
+      if (img.fg[static_cast<std::size_t>(y) * img.w + x])
+        bits[static_cast<std::size_t>(y) * stride + x / 8] |=
+            static_cast<std::uint8_t>(0x80 >> (x % 8));
+  return bits;
+}
+
 void BM_Faithful(benchmark::State& state, std::size_t index) {
   const Img& img = Images()[index];
+  const std::vector<std::uint8_t> bits = PackedRows(img);
   CFaithfulTrace trace;
   CPolyPolyBezier out;
   for (auto _ : state) {
-    trace.Trace(img.grey, img.w, img.h, img.w, out);
+    trace.TraceBits(bits, img.w, img.h, (img.w + 7) / 8, out);
     benchmark::DoNotOptimize(out.GetSize());
   }
   state.counters["paths"] = static_cast<double>(out.GetSize());
