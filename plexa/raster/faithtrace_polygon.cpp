@@ -81,6 +81,15 @@ Window WindowOf(const std::vector<Sums>& sums, const IPoint& o, std::size_t i, s
   return w;
 }
 
+// f / g rounded down, for 0 <= f < 2^62 and 0 < g: by a floating division, corrected exactly
+// (cheaper than a 64-bit integer division).
+std::int64_t FloorDiv(std::int64_t f, std::int64_t g) {
+  std::int64_t t = static_cast<std::int64_t>(static_cast<double>(f) / static_cast<double>(g));
+  while (t > 0 && t * g > f) --t;
+  while ((t + 1) * g <= f) ++t;
+  return t;
+}
+
 int StepDir(const IPoint& a, const IPoint& b) {
   if (b.x > a.x) return 0;
   if (b.y > a.y) return 1;
@@ -147,9 +156,11 @@ void FitPolygon(const std::vector<IPoint>& input, PolygonWork& w, std::vector<CD
 
   std::vector<std::size_t>& lon = w.lon;
   lon.resize(n);
-  for (std::size_t i = 0; i < n; ++i) {
+  // Ranges must not shrink as i grows (a later start never reaches less far): lon(i) is held
+  // to lon(i + 1), so the walks go backwards and stop there.
+  for (std::size_t i = n; i-- > 0;) {
     const IPoint& pi = up[i];
-    const std::size_t limit = i + span;
+    const std::size_t limit = i + 1 < n ? std::min(i + span, lon[i + 1]) : i + span;
     int used = 1 << dirs[i];
     bool coned = false;
     V lo{0, 0}, hi{0, 0};
@@ -171,7 +182,7 @@ void FitPolygon(const std::vector<IPoint>& input, PolygonWork& w, std::vector<CD
             tmax = 0;
             break;
           }
-          if (f1[q] < 0 && f0[q] < tmax * -f1[q]) tmax = f0[q] / -f1[q];
+          if (f1[q] < 0 && f0[q] < tmax * -f1[q]) tmax = FloorDiv(f0[q], -f1[q]);
         }
       }
       if (tmax < static_cast<std::int64_t>(c - k)) {
@@ -244,8 +255,6 @@ void FitPolygon(const std::vector<IPoint>& input, PolygonWork& w, std::vector<CD
     }
     lon[i] = std::max(result, i + 1);
   }
-  // Ranges must not shrink as i grows: a later start never reaches less far.
-  for (std::size_t i = n - 1; i-- > 0;) lon[i] = std::min(lon[i], lon[i + 1]);
 
   // Prefix sums of the coordinates and their products over up[0 .. n], wrapping modulo 2^64:
   // every window's own sums, and the penalties below, are small integers, so the wrapped

@@ -108,8 +108,8 @@ struct CurvePiece {
 };
 struct CurveWork {
   std::vector<CurvePiece> pieces, merged, segs;
-  std::vector<PLEXA::CDPOINT> samples;
-  std::vector<double> params;
+  std::vector<PLEXA::CDPOINT> samples, pieceSamples;
+  std::vector<double> params, pieceSteps;
 };
 
 // Appends the closed path of corners, lines and cubics that smooths the polygon.
