@@ -104,7 +104,7 @@ bool TraceImage(const BitImage& img, const CFaithfulTrace::OPTIONS& o, CPolyPoly
   std::vector<PLEXA::CDPOINT> polygon;
   auto sink = [&](plexa::faith::Boundary& b) {
     auto path = std::make_unique<CBPointArray>();
-    plexa::faith::FitPolygon(b.points, polygonWork, polygon);
+    plexa::faith::FitPolygon(b.points, b.area, polygonWork, polygon);
     plexa::faith::PlaceCurves(polygon, o.cornerThreshold, o.optTolerance, curveWork, *path);
     out.Add(path.release());
     tree.push_back({b.parent, b.depth, b.hole, b.area});

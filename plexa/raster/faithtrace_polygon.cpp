@@ -19,6 +19,7 @@
 // allows: the edges end up along the lines the staircases stand for.
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include "plexa/core/internal/numerics.h"
 #include "plexa/raster/internal/faithtrace_stages.h"
@@ -45,6 +46,9 @@ constexpr std::int64_t kScale = 8;
 constexpr std::int64_t kReach = 7;
 constexpr std::int64_t kShortReach = 4;
 constexpr std::size_t kShortBoundary = 32;
+// A polygon enclosing less than kCollapsed of its boundary's pixels (a thin stroke whose two
+// sides the loose corridor let meet) is fitted again within the strict one.
+constexpr double kCollapsed = 0.65;
 // Previous vertices weighed for each vertex in the shortest-path sweep (all with the fewest
 // edges are weighed up to this many; beyond it the nearest are taken).
 constexpr int kMaxCandidates = 96;
@@ -115,7 +119,10 @@ void FitLine(const Window& w, CDPOINT& centre, CDPOINT& dir, CDPOINT chord) {
 
 }  // namespace
 
-void FitPolygon(const std::vector<IPoint>& input, PolygonWork& w, std::vector<CDPOINT>& out) {
+namespace {
+
+void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, PolygonWork& w,
+                      std::vector<CDPOINT>& out) {
   const std::size_t n = input.size();
   out.clear();
   if (n < 4) {
@@ -130,7 +137,6 @@ void FitPolygon(const std::vector<IPoint>& input, PolygonWork& w, std::vector<CD
       first = k;
 
   // At most half the boundary, so that every polygon has at least three vertices.
-  const std::int64_t reach = n <= kShortBoundary ? kShortReach : kReach;
   const std::size_t span = std::max<std::size_t>(1, std::min<std::size_t>(kMaxSpan, (n - 1) / 2));
 
   // The boundary from the start point, unwrapped up to index len (< 2n) for the walks below:
@@ -382,6 +388,25 @@ void FitPolygon(const std::vector<IPoint>& input, PolygonWork& w, std::vector<CD
     }
     out[v] = CDPOINT(o.x + best.x, o.y + best.y);
   }
+}
+
+}  // namespace
+
+void FitPolygon(const std::vector<IPoint>& input, std::int64_t area, PolygonWork& w,
+                std::vector<CDPOINT>& out) {
+  if (input.size() <= kShortBoundary) {
+    FitPolygonWithin(input, kShortReach, w, out);
+    return;
+  }
+  FitPolygonWithin(input, kReach, w, out);
+  double twice = 0;  // twice the polygon's signed area
+  for (std::size_t k = 0, m = out.size(); k < m; ++k) {
+    const CDPOINT& a = out[k];
+    const CDPOINT& b = out[k + 1 < m ? k + 1 : 0];
+    twice += a.x * b.y - a.y * b.x;
+  }
+  if (std::fabs(twice) < 2 * kCollapsed * static_cast<double>(std::llabs(area)))
+    FitPolygonWithin(input, kShortReach, w, out);
 }
 
 }  // namespace plexa::faith

@@ -94,9 +94,9 @@ struct PolygonWork {
   std::vector<PLEXA::CDPOINT> centre, dir;
 };
 
-// The adjusted polygon of a boundary into out (at least 3 vertices for any boundary of 4+
-// points).
-void FitPolygon(const std::vector<IPoint>& points, PolygonWork& work,
+// The adjusted polygon of a boundary enclosing `area` pixels (signed as Boundary::area) into
+// out (at least 3 vertices for any boundary of 4+ points).
+void FitPolygon(const std::vector<IPoint>& points, std::int64_t area, PolygonWork& work,
                 std::vector<PLEXA::CDPOINT>& out);
 
 // Buffers of the curve stage, kept from one polygon to the next.
