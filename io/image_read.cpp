@@ -2,7 +2,9 @@
 
 #include <stb_image.h>
 
+#include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -44,31 +46,91 @@ int OtsuThreshold(const std::uint64_t (&histogram)[256], double& separation) {
   return bestT;
 }
 
-LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& options,
-                              std::string& error) {
-  LoadedImage result;
+namespace {
+
+// A binary PBM's header: "P4", width, height, then one whitespace byte; '#' starts a comment
+// running to the end of its line. Returns the offset of the pixel data, 0 when the bytes are
+// not a binary PBM.
+std::size_t PbmHeader(const std::string& b, int& w, int& h) {
+  if (b.size() < 3 || b[0] != 'P' || b[1] != '4') return 0;
+  std::size_t i = 2;
+  int* fields[2] = {&w, &h};
+  for (int* f : fields) {
+    for (;;) {  // whitespace and comments; i only grows, bounded by the size
+      if (i >= b.size()) return 0;
+      if (b[i] == '#') {
+        while (i < b.size() && b[i] != '\n') ++i;
+      } else if (std::isspace(static_cast<unsigned char>(b[i]))) {
+        ++i;
+      } else {
+        break;
+      }
+    }
+    std::int64_t v = 0;
+    const std::size_t digits = i;
+    while (i < b.size() && b[i] >= '0' && b[i] <= '9' && v <= INT32_MAX)
+      v = v * 10 + (b[i++] - '0');
+    if (i == digits || v < 1 || v > INT32_MAX) return 0;
+    *f = static_cast<int>(v);
+  }
+  if (i >= b.size() || !std::isspace(static_cast<unsigned char>(b[i]))) return 0;
+  return i + 1;
+}
+
+bool TooLarge(const std::string& name, int w, int h, const ImageOptions& options,
+              std::string& error) {
+  if (static_cast<std::int64_t>(w) * h <= options.max_pixels) return false;
+  error = name + " is " + std::to_string(w) + " x " + std::to_string(h) +
+          " pixels, more than the limit of " + std::to_string(options.max_pixels) +
+          " (raise it with --max-pixels)";
+  return true;
+}
+
+}  // namespace
+
+bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoLevelMask& mask,
+                      std::string& error) {
+  mask = TwoLevelMask{};
   const std::string name = path == "-" ? "standard input" : "'" + path + "'";
   std::string bytes;
-  if (!ReadAll(path, bytes, kMaxImageBytes, error)) return result;
+  if (!ReadAll(path, bytes, kMaxImageBytes, error)) return false;
+  int w = 0, h = 0;
+  if (const std::size_t at = PbmHeader(bytes, w, h); at > 0) {
+    if (TooLarge(name, w, h, options, error)) return false;
+    const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
+    if ((bytes.size() - at) / stride < static_cast<std::size_t>(h)) {
+      error = name + " is a truncated PBM image";
+      return false;
+    }
+    mask.bits.assign(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                     bytes.begin() + static_cast<std::ptrdiff_t>(at + stride * h));
+    // Black (set) is dark; the padding bits past the width are cleared.
+    const std::uint8_t pad = static_cast<std::uint8_t>(0xFF00 >> (w % 8 == 0 ? 8 : w % 8));
+    for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
+      std::uint8_t* row = mask.bits.data() + y * stride;
+      if (options.invert)
+        for (std::size_t k = 0; k < stride; ++k) row[k] = static_cast<std::uint8_t>(~row[k]);
+      row[stride - 1] &= pad;
+    }
+    mask.width = w;
+    mask.height = h;
+    mask.stride = static_cast<int>(stride);
+    mask.threshold = options.threshold < 0 ? 128 : options.threshold;
+    return true;
+  }
   const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
   const int size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT32_MAX));
-  int w = 0, h = 0, channels = 0;
+  int channels = 0;
   if (!stbi_info_from_memory(data, size, &w, &h, &channels)) {
     error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
-    return result;
+    return false;
   }
-  const std::int64_t pixels = static_cast<std::int64_t>(w) * h;
-  if (pixels > options.max_pixels) {
-    error = name + " is " + std::to_string(w) + " x " + std::to_string(h) +
-            " pixels, more than the limit of " + std::to_string(options.max_pixels) +
-            " (raise it with --max-pixels)";
-    return result;
-  }
+  if (TooLarge(name, w, h, options, error)) return false;
   std::unique_ptr<stbi_uc, void (*)(void*)> px(
       stbi_load_from_memory(data, size, &w, &h, &channels, 4), &stbi_image_free);
   if (!px) {
     error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
-    return result;
+    return false;
   }
   bytes = std::string();  // the compressed bytes are no longer needed
   // Luminance in whole steps, over white paper: c * a + 255 * (1 - a), integers scaled by 255.
@@ -87,23 +149,45 @@ LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& optio
   px.reset();
   double separation = 1.0;
   const int otsu = OtsuThreshold(histogram, separation);
-  result.threshold = options.threshold < 0 ? otsu : options.threshold;
-  result.separation = separation;
+  mask.threshold = options.threshold < 0 ? otsu : options.threshold;
+  mask.separation = separation;
+  const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
+  mask.bits.assign(stride * static_cast<std::size_t>(h), 0);
+  std::size_t i = 0;
+  for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
+    std::uint8_t* row = mask.bits.data() + y * stride;
+    for (std::size_t x = 0; x < static_cast<std::size_t>(w); ++x, ++i)
+      if ((lum[i] >= mask.threshold) == options.invert)
+        row[x >> 3] = static_cast<std::uint8_t>(row[x >> 3] | (0x80u >> (x & 7)));
+  }
+  mask.width = w;
+  mask.height = h;
+  mask.stride = static_cast<int>(stride);
+  return true;
+}
 
+LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& options,
+                              std::string& error) {
+  LoadedImage result;
+  TwoLevelMask mask;
+  if (!LoadTwoLevelMask(path, options, mask, error)) return result;
+  const int w = mask.width, h = mask.height;
+  result.threshold = mask.threshold;
+  result.separation = mask.separation;
   HBITMAP bmp = CImgProc::CreateBitmap32(w, h);
   if (bmp == nullptr) {
+    const std::string name = path == "-" ? "standard input" : "'" + path + "'";
     error = name + " is too large to trace (" + std::to_string(w) + " x " + std::to_string(h) +
             " pixels)";
     return result;
   }
   BITMAP bm{};
   GetObjectW(bmp, sizeof bm, &bm);
-  std::size_t i = 0;
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x, ++i) {
-      const bool light = lum[i] >= result.threshold;
-      if (light == options.invert) CImgProc::SetPixel32(bm, x, y, RGB(255, 255, 255));
-    }
+  for (int y = 0; y < h; ++y) {
+    const std::uint8_t* row = mask.bits.data() + static_cast<std::size_t>(y) * mask.stride;
+    for (int x = 0; x < w; ++x)
+      if ((row[x >> 3] >> (7 - (x & 7))) & 1) CImgProc::SetPixel32(bm, x, y, RGB(255, 255, 255));
+  }
   result.bitmap = bmp;
   result.width = w;
   result.height = h;

@@ -6,7 +6,8 @@
 //   if (img.bitmap == nullptr) { report(error); }
 //   ... CShapeTrace trace(img.bitmap); ...; DeleteObject(img.bitmap);
 //
-// Formats: PNG, JPEG, BMP, GIF (first frame), PNM, TGA, PSD, HDR, PIC, through stb_image.
+// Formats: PNG, JPEG, BMP, GIF (first frame), PNM, TGA, PSD, HDR, PIC, through stb_image,
+// and binary PBM (P4) read directly.
 // Transparent pixels are laid over white paper. Luminance is 0.299 R + 0.587 G + 0.114 B,
 // in whole steps 0..255 (truncated). The traced pixels (white in the bitmap, the regions the
 // tracer follows) are the dark ones, luminance below the threshold; `invert` traces the light
@@ -19,6 +20,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "plexa/platform/gdi.h"
 
@@ -47,6 +49,24 @@ struct LoadedImage {
   int threshold = 0;        // the threshold used (chosen by Otsu's method when asked)
   double separation = 1.0;  // 0..1: how two-level the luminance is (1 for one flat colour)
 };
+
+// The two-level image one bit a pixel, in the layout of a binary PBM file: row y is
+// bits[y * stride .. y * stride + stride), pixel x in byte x / 8 at bit 7 - x % 8 (most
+// significant first); a set bit is a traced pixel, the bits past the width are clear.
+struct TwoLevelMask {
+  std::vector<std::uint8_t> bits;
+  int width = 0;
+  int height = 0;
+  int stride = 0;           // bytes a row: (width + 7) / 8
+  int threshold = 0;        // as in LoadedImage
+  double separation = 1.0;  // as in LoadedImage
+};
+
+// Reads path ("-": standard input) into mask, the same pixels LoadTwoLevelImage gives. A
+// binary PBM (P4) is read directly, without decoding to colour: its black pixels are the dark
+// ones. False, with a one-line reason in error, on failure.
+bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoLevelMask& mask,
+                      std::string& error);
 
 // Reads path ("-": standard input). On failure returns a null bitmap and puts a one-line
 // reason into error.

@@ -266,21 +266,44 @@ void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
       ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40));
 }
 
-io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
-                            std::int64_t maxPixels, const std::string& noisy, std::string& error) {
+namespace {
+
+void WarnIfNotTwoLevel(const std::string& input, const std::string& threshold, double separation,
+                       int used, const std::string& noisy) {
+  if (threshold != "auto" || separation >= io::kTwoLevelSeparation) return;
+  char line[64];
+  std::snprintf(line, sizeof line, "%.2f", separation);
+  Warn((input == "-" ? std::string("standard input") : input) +
+       " is far from two-level (separation " + line + ", clean artwork scores above 0.9): " +
+       "threshold " + std::to_string(used) + " may give noisy " + noisy);
+}
+
+io::ImageOptions ArtworkOptions(const std::string& threshold, bool invert, std::int64_t maxPixels) {
   io::ImageOptions image;
   image.invert = invert;
   image.threshold = threshold == "auto" ? -1 : std::stoi(threshold);
   image.max_pixels = maxPixels;
-  io::LoadedImage img = io::LoadTwoLevelImage(input, image, error);
-  if (img.bitmap != nullptr && threshold == "auto" && img.separation < io::kTwoLevelSeparation) {
-    char line[64];
-    std::snprintf(line, sizeof line, "%.2f", img.separation);
-    Warn((input == "-" ? std::string("standard input") : input) +
-         " is far from two-level (separation " + line + ", clean artwork scores above 0.9): " +
-         "threshold " + std::to_string(img.threshold) + " may give noisy " + noisy);
-  }
+  return image;
+}
+
+}  // namespace
+
+io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
+                            std::int64_t maxPixels, const std::string& noisy, std::string& error) {
+  io::LoadedImage img =
+      io::LoadTwoLevelImage(input, ArtworkOptions(threshold, invert, maxPixels), error);
+  if (img.bitmap != nullptr)
+    WarnIfNotTwoLevel(input, threshold, img.separation, img.threshold, noisy);
   return img;
+}
+
+bool ReadArtworkMask(const std::string& input, const std::string& threshold, bool invert,
+                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelMask& mask,
+                     std::string& error) {
+  if (!io::LoadTwoLevelMask(input, ArtworkOptions(threshold, invert, maxPixels), mask, error))
+    return false;
+  WarnIfNotTwoLevel(input, threshold, mask.separation, mask.threshold, noisy);
+  return true;
 }
 
 }  // namespace plexa::tool

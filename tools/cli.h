@@ -95,6 +95,10 @@ void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
 // On failure the bitmap is null and error holds the reason.
 io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
                             std::int64_t maxPixels, const std::string& noisy, std::string& error);
+// The same pixels one bit a pixel (see io::TwoLevelMask), for the tracers that take them so.
+bool ReadArtworkMask(const std::string& input, const std::string& threshold, bool invert,
+                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelMask& mask,
+                     std::string& error);
 
 // Progress on standard error for work that takes more than a second: a line naming the stage
 // and the time spent, refreshed four times a second, shown only when standard error is a

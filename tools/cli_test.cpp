@@ -89,6 +89,38 @@ bool WellFormed(const std::string& svg) {
 
 }  // namespace
 
+// A binary PBM (comment in the header, padding bits set) reads as the same pixels as a PNG of
+// the same art: the same shapes, with or without --invert.
+TEST_F(Cli, TracesBinaryPbmLikeThePng) {
+  auto art = [](int x, int y) {
+    const double r = std::hypot(x - 20, y - 15);
+    return (r < 12 && r >= 5) || (x >= 36 && x < 45 && y >= 4 && y < 26);
+  };
+  const int w = 45, h = 30, stride = (w + 7) / 8;
+  std::string pbm = "P4\n# made by hand\n45 30\n";
+  for (int y = 0; y < h; ++y)
+    for (int b = 0; b < stride; ++b) {
+      unsigned byte = 0;
+      for (int k = 0; k < 8; ++k)
+        if (8 * b + k >= w || art(8 * b + k, y)) byte |= 0x80u >> k;
+      pbm += static_cast<char>(byte);
+    }
+  const std::string file = (dir_ / "art.pbm").string();
+  std::ofstream(file, std::ios::binary) << pbm;
+  const std::string png = Png("art.png", w, h, art);
+  const std::string svg = (dir_ / "art.svg").string();
+  for (const char* flags : {"", " --invert"}) {
+    const Result a = Run("trace '" + file + "'" + flags + " -o '" + svg + "'");
+    ASSERT_EQ(a.status, 0) << a.err;
+    const std::string fromPbm = Slurp(svg);
+    const Result b = Run("trace '" + png + "'" + flags + " -o '" + svg + "'");
+    ASSERT_EQ(b.status, 0) << b.err;
+    EXPECT_EQ(fromPbm, Slurp(svg)) << flags;
+  }
+  std::ofstream(file, std::ios::binary) << pbm.substr(0, pbm.size() / 2);
+  EXPECT_NE(Run("trace '" + file + "' -o '" + svg + "'").status, 0);
+}
+
 TEST_F(Cli, TracesDarkArtworkWithHolesIntoOneShapeEach) {
   // A dark ring (outline with a hole) and a dark square, on light paper.
   const std::string img = Png("art.png", 120, 80, [](int x, int y) {

@@ -40,14 +40,17 @@ int RunTrace(TraceOptions& o) {
   }
   Progress progress("trace", o.progress);
   progress.Stage("reading");
-  io::LoadedImage img =
-      ReadArtwork(o.input, o.threshold, o.invert, o.max_pixels, "outlines", error);
-  if (img.bitmap == nullptr) return Fail(error);
   const std::string name = o.input == "-" ? "standard input" : o.input;
-
-  progress.Stage("tracing");
   io::Drawing drawing;
+  int width = 0, height = 0, threshold = 0;
   if (o.engine == "shape") {
+    io::LoadedImage img =
+        ReadArtwork(o.input, o.threshold, o.invert, o.max_pixels, "outlines", error);
+    if (img.bitmap == nullptr) return Fail(error);
+    width = img.width;
+    height = img.height;
+    threshold = img.threshold;
+    progress.Stage("tracing");
     {
       CShapeTrace trace(img.bitmap);
       const bool ok = trace.DoTrace(drawing.paths, o.min_points);
@@ -68,18 +71,24 @@ int RunTrace(TraceOptions& o) {
       drawing.items.push_back(io::Item{{static_cast<int>(i)}, io::FillRule::kEvenOdd});
     io::GroupIntoShapes(drawing);
   } else {
-    // The loaded bitmap is black and white with the traced pixels white: the faithful tracer
-    // takes its light pixels. Its tree gives each outline its holes directly.
+    // The artwork one bit a pixel, set where traced. The tracer's tree gives each outline its
+    // holes directly.
+    io::TwoLevelMask mask;
+    if (!ReadArtworkMask(o.input, o.threshold, o.invert, o.max_pixels, "outlines", mask, error))
+      return Fail(error);
+    width = mask.width;
+    height = mask.height;
+    threshold = mask.threshold;
+    progress.Stage("tracing");
     CFaithfulTrace::OPTIONS opt = o.faithful;
-    opt.threshold = 128;
-    opt.invert = true;
+    opt.invert = false;
     opt.turnPolicy = o.turn_policy == "majority" ? CFaithfulTrace::TurnPolicy::Majority
                      : o.turn_policy == "black"  ? CFaithfulTrace::TurnPolicy::Foreground
                      : o.turn_policy == "white"  ? CFaithfulTrace::TurnPolicy::Background
                                                  : CFaithfulTrace::TurnPolicy::Minority;
     CFaithfulTrace trace(opt);
-    const bool ok = trace.Trace(img.bitmap, drawing.paths);
-    DeleteObject(img.bitmap);
+    const bool ok = trace.TraceBits(mask.bits, width, height, mask.stride, drawing.paths);
+    mask = io::TwoLevelMask{};
     if (!ok) return Fail("'" + name + "' could not be traced (too large or out of memory)");
     const auto& tree = trace.Tree();
     std::vector<int> item(tree.size(), -1);
@@ -95,15 +104,15 @@ int RunTrace(TraceOptions& o) {
   }
   if (drawing.items.empty())
     Warn("nothing traced in " + name + ": no " + (o.invert ? "light" : "dark") +
-         " region (threshold " + std::to_string(img.threshold) + ") survived");
-  drawing.width = img.width;
-  drawing.height = img.height;
+         " region (threshold " + std::to_string(threshold) + ") survived");
+  drawing.width = width;
+  drawing.height = height;
 
   // Pixels to drawing units: by resolution, or to the size asked for (one side given: the
   // other follows).
   double sx = io::kUnitsPerInch / (o.dpi > 0 ? o.dpi : kDefaultDpi), sy = sx;
-  if (o.width > 0) sx = o.width / img.width;
-  if (o.height > 0) sy = o.height / img.height;
+  if (o.width > 0) sx = o.width / width;
+  if (o.height > 0) sy = o.height / height;
   if (o.width > 0 && o.height <= 0) sy = sx;
   if (o.height > 0 && o.width <= 0) sx = sy;
   io::Scale(drawing, sx, sy);
@@ -119,7 +128,7 @@ int RunTrace(TraceOptions& o) {
   for (const io::Item& item : drawing.items) holes += item.paths.size() - 1;
   std::fprintf(o.output.path == "-" ? stderr : stdout,
                "traced %s (%d x %d pixels): %zu outlines with %zu holes written to %s\n",
-               name.c_str(), img.width, img.height, drawing.items.size(), holes,
+               name.c_str(), width, height, drawing.items.size(), holes,
                o.output.path == "-" ? "standard output" : o.output.path.c_str());
   return kExitOk;
 }

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstring>
 
 #include "plexa/platform/internal/rasterizer.h"
 #include "plexa/raster/internal/faithtrace_stages.h"
@@ -25,6 +27,53 @@ constexpr int kRenderMaxSteps = 1 << 12;
 
 int Grey(int r, int g, int b) {
   return (r * 299 + g * 587 + b * 114 + 500) / 1000;
+}
+
+// Bit i of the result is set when byte i of v (in memory order) is below t, for t in 1 .. 255:
+// eight unsigned comparisons at once. Per byte, (v | 0x80) - (t & 0x7F) never borrows from
+// the next byte and has its top bit set when v's low seven bits are at least t's; the top bits
+// themselves decide when they differ.
+std::uint64_t BelowBits(std::uint64_t v, std::uint64_t t) {
+  constexpr std::uint64_t kHigh = 0x8080808080808080ull, kLow = ~kHigh;
+  const std::uint64_t vh = v & kHigh, th = t & kHigh;
+  const std::uint64_t geLow = ((v | kHigh) - (t & kLow)) & kHigh;
+  const std::uint64_t ge = (vh & ~th) | (~(vh ^ th) & geLow & kHigh);
+  const std::uint64_t below = ~ge & kHigh;
+  // Gather the eight top bits into the low byte, byte i's to bit i.
+  return ((below >> 7) * 0x0102040810204080ull) >> 56;
+}
+
+// v with the order of the bits within each byte reversed (bit 7 of a byte becomes bit 0).
+std::uint64_t ReverseBitsInBytes(std::uint64_t v) {
+  v = ((v >> 1) & 0x5555555555555555ull) | ((v & 0x5555555555555555ull) << 1);
+  v = ((v >> 2) & 0x3333333333333333ull) | ((v & 0x3333333333333333ull) << 2);
+  return ((v >> 4) & 0x0F0F0F0F0F0F0F0Full) | ((v & 0x0F0F0F0F0F0F0F0Full) << 4);
+}
+
+// Sets in row the foreground bits of width grey pixels (row starts zeroed).
+void PackGreyRow(const std::uint8_t* src, int width, int threshold, bool invert,
+                 std::uint64_t* row) {
+  if (threshold <= 0 || threshold >= 256) {
+    const bool fg = (threshold >= 256) != invert;  // every level is below 256, none below 0
+    if (!fg) return;
+    for (int x = 0; x < width; ++x) row[x >> 6] |= std::uint64_t{1} << (x & 63);
+    return;
+  }
+  const std::uint64_t t = 0x0101010101010101ull * static_cast<std::uint64_t>(threshold);
+  int x = 0;
+  if constexpr (std::endian::native == std::endian::little) {
+    for (; x + 8 <= width; x += 8) {
+      std::uint64_t v;
+      std::memcpy(&v, src + x, 8);
+      std::uint64_t bits = BelowBits(v, t);
+      if (invert) bits ^= 0xFF;
+      row[x >> 6] |= bits << (x & 63);
+    }
+  }
+  for (; x < width; ++x) {
+    const bool fg = invert ? src[x] >= threshold : src[x] < threshold;
+    row[x >> 6] |= static_cast<std::uint64_t>(fg) << (x & 63);
+  }
 }
 
 CFaithfulTrace::OPTIONS Sanitised(CFaithfulTrace::OPTIONS o) {
@@ -50,13 +99,17 @@ namespace {
 
 bool TraceImage(const BitImage& img, const CFaithfulTrace::OPTIONS& o, CPolyPolyBezier& out,
                 std::vector<CFaithfulTrace::NODE>& tree) {
-  plexa::faith::Decompose(img, o.turnPolicy, o.speckle, [&](plexa::faith::Boundary& b) {
+  plexa::faith::PolygonWork polygonWork;
+  plexa::faith::CurveWork curveWork;
+  std::vector<PLEXA::CDPOINT> polygon;
+  auto sink = [&](plexa::faith::Boundary& b) {
     auto path = std::make_unique<CBPointArray>();
-    plexa::faith::PlaceCurves(plexa::faith::FitPolygon(b.points), o.cornerThreshold, o.optTolerance,
-                              *path);
+    plexa::faith::FitPolygon(b.points, b.area, polygonWork, polygon);
+    plexa::faith::PlaceCurves(polygon, o.cornerThreshold, o.optTolerance, curveWork, *path);
     out.Add(path.release());
     tree.push_back({b.parent, b.depth, b.hole, b.area});
-  });
+  };
+  plexa::faith::Decompose(img, o.turnPolicy, o.speckle, plexa::faith::BoundarySink(sink));
   return true;
 }
 
@@ -73,14 +126,41 @@ bool CFaithfulTrace::Trace(std::span<const std::uint8_t> grey, int width, int he
     return false;
   BitImage img;
   if (!img.Init(width, height)) return false;
+  for (int y = 0; y < height; ++y)
+    PackGreyRow(grey.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride), width,
+                o.threshold, o.invert, img.Row(y));
+  return TraceImage(img, o, out, m_tree);
+}
+
+bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, int height,
+                               int stride, CPolyPolyBezier& out) {
+  out.RemoveAll();
+  m_tree.clear();
+  const OPTIONS o = Sanitised(m_options);
+  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
+      std::int64_t{width} * height > kMaxPixels || stride < (width + 7) / 8 ||
+      static_cast<std::int64_t>(bits.size()) <
+          std::int64_t{stride} * (height - 1) + (width + 7) / 8)
+    return false;
+  BitImage img;
+  if (!img.Init(width, height)) return false;
+  const std::size_t rowBytes = (static_cast<std::size_t>(width) + 7) / 8;
+  const std::uint64_t flip = o.invert ? ~std::uint64_t{0} : 0;
   for (int y = 0; y < height; ++y) {
     const std::uint8_t* src =
-        grey.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
+        bits.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
     std::uint64_t* row = img.Row(y);
-    for (int x = 0; x < width; ++x) {
-      const bool fg = o.invert ? src[x] >= o.threshold : src[x] < o.threshold;
-      row[x >> 6] |= static_cast<std::uint64_t>(fg) << (x & 63);
+    for (std::size_t k = 0; k * 8 < rowBytes; ++k) {
+      std::uint64_t v = 0;
+      const std::size_t take = std::min<std::size_t>(8, rowBytes - k * 8);
+      // Byte j of the word is source byte 8k + j, whatever the machine's byte order.
+      for (std::size_t j = 0; j < take; ++j) v |= std::uint64_t{src[k * 8 + j]} << (8 * j);
+      row[k] = ReverseBitsInBytes(v) ^ flip;
     }
+    // Pixels past the width are background.
+    const std::size_t last = static_cast<std::size_t>(width) >> 6;
+    row[last] &= (std::uint64_t{1} << (width & 63)) - 1;
+    for (std::size_t k = last + 1; k < img.WordsPerRow(); ++k) row[k] = 0;
   }
   return TraceImage(img, o, out, m_tree);
 }

@@ -98,6 +98,13 @@ class PLEXA_API CFaithfulTrace {
   bool Trace(std::span<const std::uint8_t> grey, int width, int height, int stride,
              CPolyPolyBezier& out);
 
+  // Traces a two-level buffer one bit a pixel, rows as in a binary PBM file: row y starts at
+  // bits[y * stride] (stride in bytes, at least (width + 7) / 8), pixel x is bit 7 - x % 8 of
+  // the row's byte x / 8; set bits are foreground (clear ones with `invert`); `threshold` is
+  // not used. The fastest way in: no grey levels to compare.
+  bool TraceBits(std::span<const std::uint8_t> bits, int width, int height, int stride,
+                 CPolyPolyBezier& out);
+
   const std::vector<NODE>& Tree() const { return m_tree; }
   // Paths with hole == false, and with hole == true, in the last result.
   int OutlineCount() const;

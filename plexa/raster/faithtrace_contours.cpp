@@ -67,18 +67,22 @@ bool BitImage::Init(int width, int height) {
 }
 
 void Decompose(const BitImage& img, CFaithfulTrace::TurnPolicy policy, int speckle,
-               const std::function<void(Boundary&)>& sink) {
+               BoundarySink sink) {
   const int w = img.Width(), h = img.Height();
   if (w < 1 || h < 1) return;
+  // Marks for the rows below the current one: per row a singly linked list in flat arrays
+  // (no allocation per row).
   struct Mark {
     int x;
     int id;
+    std::int64_t next;  // index of the row's next mark, -1 at the end
   };
   struct Info {
     int kept;  // index among handed-out boundaries, -1 when dropped
     int depth;
   };
-  std::vector<std::vector<Mark>> below(static_cast<std::size_t>(h));
+  std::vector<Mark> marks;
+  std::vector<std::int64_t> below(static_cast<std::size_t>(h), -1);  // first mark of each row
   std::vector<int> rowId(static_cast<std::size_t>(w) + 1, -1);
   std::vector<int> touched;
   std::vector<int> stack;
@@ -90,11 +94,12 @@ void Decompose(const BitImage& img, CFaithfulTrace::TurnPolicy policy, int speck
       (std::int64_t{w} + 1) * h + std::int64_t{w} * (std::int64_t{h} + 1) + 4;
 
   for (int y = 0; y < h; ++y) {
-    for (const Mark& m : below[static_cast<std::size_t>(y)]) {
+    for (std::int64_t k = below[static_cast<std::size_t>(y)]; k >= 0;) {
+      const Mark& m = marks[static_cast<std::size_t>(k)];
       rowId[static_cast<std::size_t>(m.x)] = m.id;
       touched.push_back(m.x);
+      k = m.next;
     }
-    std::vector<Mark>().swap(below[static_cast<std::size_t>(y)]);
     stack.clear();
 
     auto mark = [&](int x, int row, int id) {
@@ -102,7 +107,9 @@ void Decompose(const BitImage& img, CFaithfulTrace::TurnPolicy policy, int speck
         rowId[static_cast<std::size_t>(x)] = id;
         touched.push_back(x);
       } else {
-        below[static_cast<std::size_t>(row)].push_back({x, id});
+        std::int64_t& head = below[static_cast<std::size_t>(row)];
+        marks.push_back({x, id, head});
+        head = static_cast<std::int64_t>(marks.size()) - 1;
       }
     };
 

@@ -36,16 +36,12 @@ constexpr double kFlatTurn = 0.02;      // radians: a vertex turning less goes e
 constexpr double kMaxMergedTurn = 3.1;  // radians (about 178 degrees) per merged curve
 constexpr int kMaxMerge = 24;           // pieces per merged curve
 constexpr int kSamplesPerPiece = 4;     // interior samples of each piece when merging
-constexpr double kCollinear = 0.02;
-constexpr int kRefits = 2;  // reparametrisations of a merged curve's samples     // pixels:
-                            // straight pieces joined when this near
+constexpr double kCollinear = 0.02;     // pixels: straight pieces joined when this near
+constexpr int kRefits = 2;              // reparametrisations of a merged curve's samples
+// Newton's steps for a nearest point stop once the parameter moves less than this.
+constexpr double kParamConverged = 1e-9;
 
-struct Piece {
-  bool curve = false;
-  CDPOINT p0, p1, p2, p3;  // a straight piece has p1 == p0, p2 == p3
-  int turn = 0;            // sign of the turn at the vertex
-  double angle = 0;        // turning angle at the vertex, radians
-};
+using Piece = CurvePiece;
 
 CDPOINT Sub(CDPOINT a, CDPOINT b) {
   return CDPOINT(a.x - b.x, a.y - b.y);
@@ -67,28 +63,42 @@ CDPOINT At(const Piece& c, double t) {
 
 // Parameter of the point of the cubic c nearest s, by Newton's steps from t.
 double NearestParam(const Piece& c, CDPOINT s, double t) {
+  // The cubic minus s in power form, B(t) - s = ((A t + B) t + C) t + D: point and
+  // derivatives by Horner's rule.
+  const double ax = c.p3.x - c.p0.x + 3 * (c.p1.x - c.p2.x);
+  const double ay = c.p3.y - c.p0.y + 3 * (c.p1.y - c.p2.y);
+  const double bx = 3 * (c.p0.x - 2 * c.p1.x + c.p2.x), by = 3 * (c.p0.y - 2 * c.p1.y + c.p2.y);
+  const double cx = 3 * (c.p1.x - c.p0.x), cy = 3 * (c.p1.y - c.p0.y);
+  const double dx = c.p0.x - s.x, dy = c.p0.y - s.y;
   for (int it = 0; it < 4; ++it) {
-    const CDPOINT b = At(c, t);
-    const CDPOINT d1 = num::BezierDerivative(c.p0, c.p1, c.p2, c.p3, t);
-    // Second derivative.
-    const double u = 1 - t;
-    const CDPOINT d2(6 * (u * (c.p2.x - 2 * c.p1.x + c.p0.x) + t * (c.p3.x - 2 * c.p2.x + c.p1.x)),
-                     6 * (u * (c.p2.y - 2 * c.p1.y + c.p0.y) + t * (c.p3.y - 2 * c.p2.y + c.p1.y)));
-    const CDPOINT r = Sub(b, s);
-    const double num1 = Dot(r, d1), den = Dot(d1, d1) + Dot(r, d2);
+    const double rx = ((ax * t + bx) * t + cx) * t + dx, ry = ((ay * t + by) * t + cy) * t + dy;
+    const double d1x = (3 * ax * t + 2 * bx) * t + cx, d1y = (3 * ay * t + 2 * by) * t + cy;
+    const double d2x = 6 * ax * t + 2 * bx, d2y = 6 * ay * t + 2 * by;
+    const double num1 = rx * d1x + ry * d1y;
+    const double den = d1x * d1x + d1y * d1y + rx * d2x + ry * d2y;
     if (!(std::fabs(den) > 1e-12)) break;
-    t = std::clamp(t - num1 / den, 0.0, 1.0);
+    const double next = std::clamp(t - num1 / den, 0.0, 1.0);
+    const bool done = std::fabs(next - t) < kParamConverged;
+    t = next;
+    if (done) break;
   }
   return t;
 }
 
-double DistanceNear(const Piece& c, CDPOINT s, double t) {
-  return Dist(At(c, NearestParam(c, s, t)), s);
+// Whether the cubic c passes within tol of s; t is a parameter near s's nearest point. The
+// point at t itself answers most samples (the nearest point is no further away).
+bool Within(const Piece& c, CDPOINT s, double t, double tol) {
+  auto near = [&](double at) {
+    const CDPOINT d = Sub(At(c, at), s);
+    return d.x * d.x + d.y * d.y <= tol * tol;
+  };
+  return near(t) || near(NearestParam(c, s, t));
 }
 
 // One cubic for pieces[a..b] (indexes modulo the count); false when none fits.
-bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, double tol,
-            Piece& out) {
+bool FitRun(const CurveWork& work, std::size_t a, std::size_t b, double tol,
+            std::vector<CDPOINT>& pts, std::vector<double>& u, Piece& out) {
+  const std::vector<Piece>& pieces = work.pieces;
   const std::size_t n = pieces.size();
   const Piece& first = pieces[a % n];
   const Piece& last = pieces[b % n];
@@ -101,13 +111,15 @@ bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, doub
   const double s = Cross(d, t1) / den, r = Cross(t0, d) / den;
   if (!(s > 0 && r > 0)) return false;
 
-  std::vector<CDPOINT> pts;
+  pts.clear();
+  u.clear();
   pts.push_back(p0);
+  u.push_back(0);
   for (std::size_t k = a; k <= b; ++k)
-    for (int q = 1; q <= kSamplesPerPiece; ++q)
-      pts.push_back(At(pieces[k % n], static_cast<double>(q) / kSamplesPerPiece));
-  std::vector<double> u(pts.size(), 0);
-  for (std::size_t k = 1; k < pts.size(); ++k) u[k] = u[k - 1] + Dist(pts[k - 1], pts[k]);
+    for (std::size_t q = (k % n) * kSamplesPerPiece, e = q + kSamplesPerPiece; q < e; ++q) {
+      pts.push_back(work.pieceSamples[q]);
+      u.push_back(u.back() + work.pieceSteps[q]);
+    }
   if (!(u.back() > 0)) return false;
   for (double& v : u) v /= u.back();
 
@@ -142,7 +154,7 @@ bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, doub
     // Judged where the pieces meet and at their middles (every second sample).
     bool fits = true;
     for (std::size_t k = 2; k + 1 < pts.size() && fits; k += 2)
-      fits = DistanceNear(out, pts[k], u[k]) <= tol;
+      fits = Within(out, pts[k], u[k], tol);
     if (fits) return true;
   }
   return false;
@@ -151,11 +163,11 @@ bool FitRun(const std::vector<Piece>& pieces, std::size_t a, std::size_t b, doub
 }  // namespace
 
 void PlaceCurves(const std::vector<CDPOINT>& poly, double cornerThreshold, double optTolerance,
-                 CBPointArray& out) {
+                 CurveWork& work, CBPointArray& out) {
   const std::size_t m = poly.size();
   if (m < 3) return;
-  std::vector<Piece> pieces;
-  pieces.reserve(2 * m);
+  std::vector<Piece>& pieces = work.pieces;
+  pieces.clear();
   for (std::size_t i = 0; i < m; ++i) {
     const CDPOINT& vp = poly[(i + m - 1) % m];
     const CDPOINT& v = poly[i];
@@ -184,14 +196,26 @@ void PlaceCurves(const std::vector<CDPOINT>& poly, double cornerThreshold, doubl
 
   // Merge runs of smooth pieces, starting just after a straight piece when there is one.
   const std::size_t n = pieces.size();
+  // Each piece's samples for merging, and the distance of each from the one before.
+  work.pieceSamples.resize(n * kSamplesPerPiece);
+  work.pieceSteps.resize(n * kSamplesPerPiece);
+  for (std::size_t k = 0; k < n; ++k) {
+    CDPOINT before = pieces[k].p0;
+    for (int q = 1; q <= kSamplesPerPiece; ++q) {
+      const CDPOINT at = At(pieces[k], static_cast<double>(q) / kSamplesPerPiece);
+      work.pieceSamples[k * kSamplesPerPiece + q - 1] = at;
+      work.pieceSteps[k * kSamplesPerPiece + q - 1] = Dist(before, at);
+      before = at;
+    }
+  }
   std::size_t start = 0;
   for (std::size_t k = 0; k < n; ++k)
     if (!pieces[k].curve) {
       start = (k + 1) % n;
       break;
     }
-  std::vector<Piece> merged;
-  merged.reserve(n);
+  std::vector<Piece>& merged = work.merged;
+  merged.clear();
   for (std::size_t k = 0; k < n;) {
     const Piece& here = pieces[(start + k) % n];
     std::size_t best = k;
@@ -209,7 +233,8 @@ void PlaceCurves(const std::vector<CDPOINT>& poly, double cornerThreshold, doubl
           turn = next.turn;
         }
         Piece trial;
-        if (!FitRun(pieces, start + k, start + j, optTolerance, trial)) break;
+        if (!FitRun(work, start + k, start + j, optTolerance, work.samples, work.params, trial))
+          break;
         fit = trial;
         best = j;
       }
@@ -219,8 +244,8 @@ void PlaceCurves(const std::vector<CDPOINT>& poly, double cornerThreshold, doubl
   }
 
   // Join straight pieces that continue one another.
-  std::vector<Piece> segs;
-  segs.reserve(merged.size());
+  std::vector<Piece>& segs = work.segs;
+  segs.clear();
   for (const Piece& p : merged) {
     if (!segs.empty() && !p.curve && !segs.back().curve) {
       Piece& q = segs.back();

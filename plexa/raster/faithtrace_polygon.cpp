@@ -19,6 +19,7 @@
 // allows: the edges end up along the lines the staircases stand for.
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include "plexa/core/internal/numerics.h"
 #include "plexa/raster/internal/faithtrace_stages.h"
@@ -45,6 +46,9 @@ constexpr std::int64_t kScale = 8;
 constexpr std::int64_t kReach = 7;
 constexpr std::int64_t kShortReach = 4;
 constexpr std::size_t kShortBoundary = 32;
+// A polygon enclosing less than kCollapsed of its boundary's pixels (a thin stroke whose two
+// sides the loose corridor let meet) is fitted again within the strict one.
+constexpr double kCollapsed = 0.65;
 // Previous vertices weighed for each vertex in the shortest-path sweep (all with the fewest
 // edges are weighed up to this many; beyond it the nearest are taken).
 constexpr int kMaxCandidates = 96;
@@ -59,57 +63,36 @@ std::int64_t Dot(V a, V b) {
   return a.x * b.x + a.y * b.y;
 }
 
-// Window sums over points k = i..j relative to point i, exact (prefix sums wrap modulo 2^64,
-// the window's own sums are small).
+// Sums over points k = i..j relative to point i, exact.
 struct Window {
   std::int64_t m, x, y, xx, xy, yy;
 };
 
-class Prefix {
- public:
-  explicit Prefix(const std::vector<IPoint>& p, std::size_t count) : p_(p) {
-    const std::size_t n = p.size();
-    s_.resize(count + 1);
-    S acc{};
-    s_[0] = acc;
-    for (std::size_t k = 0; k < count; ++k) {
-      const IPoint& q = p[k % n];
-      const std::uint64_t x = static_cast<std::uint64_t>(static_cast<std::int64_t>(q.x));
-      const std::uint64_t y = static_cast<std::uint64_t>(static_cast<std::int64_t>(q.y));
-      acc.x += x;
-      acc.y += y;
-      acc.xx += x * x;
-      acc.xy += x * y;
-      acc.yy += y * y;
-      s_[k + 1] = acc;
-    }
-  }
-  // Points i..j inclusive (unwrapped indexes), relative to point i.
-  Window Get(std::size_t i, std::size_t j) const {
-    const IPoint& o = p_[i % p_.size()];
-    const std::uint64_t ox = static_cast<std::uint64_t>(static_cast<std::int64_t>(o.x));
-    const std::uint64_t oy = static_cast<std::uint64_t>(static_cast<std::int64_t>(o.y));
-    const std::uint64_t m = j - i + 1;
-    const S& a = s_[i];
-    const S& b = s_[j + 1];
-    const std::uint64_t sx = b.x - a.x, sy = b.y - a.y;
-    Window w;
-    w.m = static_cast<std::int64_t>(m);
-    w.x = static_cast<std::int64_t>(sx - m * ox);
-    w.y = static_cast<std::int64_t>(sy - m * oy);
-    w.xx = static_cast<std::int64_t>((b.xx - a.xx) - 2 * ox * sx + m * ox * ox);
-    w.yy = static_cast<std::int64_t>((b.yy - a.yy) - 2 * oy * sy + m * oy * oy);
-    w.xy = static_cast<std::int64_t>((b.xy - a.xy) - ox * sy - oy * sx + m * ox * oy);
-    return w;
-  }
+Window WindowOf(const std::vector<Sums>& sums, const IPoint& o, std::size_t i, std::size_t j) {
+  const std::uint64_t ox = static_cast<std::uint64_t>(std::int64_t{o.x});
+  const std::uint64_t oy = static_cast<std::uint64_t>(std::int64_t{o.y});
+  const std::uint64_t m = j - i + 1;
+  const Sums& a = sums[i];
+  const Sums& b = sums[j + 1];
+  const std::uint64_t sx = b.x - a.x, sy = b.y - a.y;
+  Window w;
+  w.m = static_cast<std::int64_t>(m);
+  w.x = static_cast<std::int64_t>(sx - m * ox);
+  w.y = static_cast<std::int64_t>(sy - m * oy);
+  w.xx = static_cast<std::int64_t>((b.xx - a.xx) - 2 * ox * sx + m * ox * ox);
+  w.yy = static_cast<std::int64_t>((b.yy - a.yy) - 2 * oy * sy + m * oy * oy);
+  w.xy = static_cast<std::int64_t>((b.xy - a.xy) - ox * sy - oy * sx + m * ox * oy);
+  return w;
+}
 
- private:
-  struct S {
-    std::uint64_t x = 0, y = 0, xx = 0, xy = 0, yy = 0;
-  };
-  const std::vector<IPoint>& p_;
-  std::vector<S> s_;
-};
+// f / g rounded down, for 0 <= f < 2^62 and 0 < g: by a floating division, corrected exactly
+// (cheaper than a 64-bit integer division).
+std::int64_t FloorDiv(std::int64_t f, std::int64_t g) {
+  std::int64_t t = static_cast<std::int64_t>(static_cast<double>(f) / static_cast<double>(g));
+  while (t > 0 && t * g > f) --t;
+  while ((t + 1) * g <= f) ++t;
+  return t;
+}
 
 int StepDir(const IPoint& a, const IPoint& b) {
   if (b.x > a.x) return 0;
@@ -136,12 +119,15 @@ void FitLine(const Window& w, CDPOINT& centre, CDPOINT& dir, CDPOINT chord) {
 
 }  // namespace
 
-std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
+namespace {
+
+void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, PolygonWork& w,
+                      std::vector<CDPOINT>& out) {
   const std::size_t n = input.size();
-  std::vector<CDPOINT> out;
+  out.clear();
   if (n < 4) {
     for (const IPoint& q : input) out.emplace_back(q.x, q.y);
-    return out;
+    return;
   }
   // Start at the top-left corner: a convex corner of every boundary.
   std::size_t first = 0;
@@ -149,37 +135,38 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
     if (input[k].y < input[first].y ||
         (input[k].y == input[first].y && input[k].x < input[first].x))
       first = k;
-  std::vector<IPoint> p(n);
-  for (std::size_t k = 0; k < n; ++k) p[k] = input[(first + k) % n];
-  auto at = [&](std::size_t k) -> const IPoint& { return p[k % n]; };
-  auto dirOf = [&](std::size_t k) { return StepDir(at(k), at(k + 1)); };
 
   // At most half the boundary, so that every polygon has at least three vertices.
-  const std::int64_t reach = n <= kShortBoundary ? kShortReach : kReach;
   const std::size_t span = std::max<std::size_t>(1, std::min<std::size_t>(kMaxSpan, (n - 1) / 2));
 
-  // Unwrapped copies for the walks below (indexes up to n + span): points, step directions
-  // and the next corner after each index (the first c > k where the step direction changes).
+  // The boundary from the start point, unwrapped up to index len (< 2n) for the walks below:
+  // points, step directions and the next corner after each index (the first c > k where the
+  // step direction changes; len when there is none before len).
   const std::size_t len = n + span + 1;
-  std::vector<IPoint> up(len);
-  std::vector<std::uint8_t> dirs(len);
-  std::vector<std::size_t> nextCorner(len);
-  for (std::size_t k = 0; k < len; ++k) {
-    up[k] = at(k);
-    dirs[k] = static_cast<std::uint8_t>(dirOf(k));
+  std::vector<IPoint>& up = w.points;
+  up.resize(len + 1);
+  for (std::size_t k = 0, src = first; k <= len; ++k) {
+    up[k] = input[src];
+    if (++src == n) src = 0;
   }
-  {
-    std::size_t c = 2 * n;
-    for (std::size_t k = 2 * n; k-- > 0;) {
-      if (k < len) nextCorner[k] = c;
-      if (dirOf(k) != dirOf(k + n - 1)) c = k;
-    }
+  std::vector<std::uint8_t>& dirs = w.dirs;
+  dirs.resize(len);
+  for (std::size_t k = 0; k < len; ++k)
+    dirs[k] = static_cast<std::uint8_t>(StepDir(up[k], up[k + 1]));
+  std::vector<std::size_t>& nextCorner = w.nextCorner;
+  nextCorner.resize(len);
+  for (std::size_t k = len, c = len; k-- > 0;) {
+    nextCorner[k] = c;
+    if (dirs[k] != dirs[k > 0 ? k - 1 : n - 1]) c = k;
   }
 
-  std::vector<std::size_t> lon(n);
-  for (std::size_t i = 0; i < n; ++i) {
+  std::vector<std::size_t>& lon = w.lon;
+  lon.resize(n);
+  // Ranges must not shrink as i grows (a later start never reaches less far): lon(i) is held
+  // to lon(i + 1), so the walks go backwards and stop there.
+  for (std::size_t i = n; i-- > 0;) {
     const IPoint& pi = up[i];
-    const std::size_t limit = i + span;
+    const std::size_t limit = i + 1 < n ? std::min(i + span, lon[i + 1]) : i + span;
     int used = 1 << dirs[i];
     bool coned = false;
     V lo{0, 0}, hi{0, 0};
@@ -201,7 +188,7 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
             tmax = 0;
             break;
           }
-          if (f1[q] < 0 && f0[q] < tmax * -f1[q]) tmax = f0[q] / -f1[q];
+          if (f1[q] < 0 && f0[q] < tmax * -f1[q]) tmax = FloorDiv(f0[q], -f1[q]);
         }
       }
       if (tmax < static_cast<std::int64_t>(c - k)) {
@@ -219,16 +206,46 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
         break;
       }
       // Narrow the cone by the square around point k (a square that holds point i admits
-      // every direction).
+      // every direction). Its extreme corners seen from point i follow from the side of the
+      // square point i lies on; no side of the square passes through point i (the square's
+      // sides sit at odd multiples of 1/8 pixel... off the integer grid).
       const IPoint& pc = up[k];
-      const V q{kScale * (pc.x - pi.x), kScale * (pc.y - pi.y)};
-      if (std::llabs(q.x) <= reach && std::llabs(q.y) <= reach) continue;
-      V ccw = {q.x - reach, q.y - reach}, cw = ccw;
-      for (int e = 1; e < 4; ++e) {
-        const V corner{q.x + ((e & 1) ? reach : -reach), q.y + ((e & 2) ? reach : -reach)};
-        if (Cross(ccw, corner) > 0) ccw = corner;
-        if (Cross(corner, cw) > 0) cw = corner;
+      const std::int64_t x0 = kScale * (pc.x - pi.x) - reach, x1 = x0 + 2 * reach;
+      const std::int64_t y0 = kScale * (pc.y - pi.y) - reach, y1 = y0 + 2 * reach;
+      V e1, e2;
+      if (x0 > 0) {
+        if (y0 > 0) {
+          e1 = {x1, y0};
+          e2 = {x0, y1};
+        } else if (y1 < 0) {
+          e1 = {x0, y0};
+          e2 = {x1, y1};
+        } else {
+          e1 = {x0, y0};
+          e2 = {x0, y1};
+        }
+      } else if (x1 < 0) {
+        if (y0 > 0) {
+          e1 = {x1, y1};
+          e2 = {x0, y0};
+        } else if (y1 < 0) {
+          e1 = {x0, y1};
+          e2 = {x1, y0};
+        } else {
+          e1 = {x1, y1};
+          e2 = {x1, y0};
+        }
+      } else if (y0 > 0) {
+        e1 = {x1, y0};
+        e2 = {x0, y0};
+      } else if (y1 < 0) {
+        e1 = {x0, y1};
+        e2 = {x1, y1};
+      } else {
+        continue;
       }
+      // e2 lies counter-clockwise of e1 (in x-right, y-up terms) in every case above.
+      const V cw = e1, ccw = e2;
       if (!coned) {
         lo = cw;
         hi = ccw;
@@ -244,14 +261,27 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
     }
     lon[i] = std::max(result, i + 1);
   }
-  // Ranges must not shrink as i grows: a later start never reaches less far.
-  for (std::size_t i = n - 1; i-- > 0;) lon[i] = std::min(lon[i], lon[i + 1]);
+
+  // Prefix sums of the coordinates and their products over up[0 .. n], wrapping modulo 2^64:
+  // every window's own sums, and the penalties below, are small integers, so the wrapped
+  // arithmetic gives them exactly.
+  std::vector<Sums>& sums = w.sums;
+  sums.resize(n + 2);
+  sums[0] = Sums{};
+  for (std::size_t k = 0; k <= n; ++k) {
+    const std::uint64_t x = static_cast<std::uint64_t>(std::int64_t{up[k].x});
+    const std::uint64_t y = static_cast<std::uint64_t>(std::int64_t{up[k].y});
+    const Sums& a = sums[k];
+    sums[k + 1] = Sums{a.x + x, a.y + y, a.xx + x * x, a.xy + x * y, a.yy + y * y};
+  }
 
   // Shortest path from point 0 to point n (= point 0 again).
-  const Prefix prefix(p, n + 1);
-  std::vector<int> count(n + 1, 0);
-  std::vector<double> pen(n + 1, 0);
-  std::vector<std::size_t> prev(n + 1, 0);
+  std::vector<int>& count = w.count;
+  std::vector<double>& pen = w.pen;
+  std::vector<std::size_t>& prev = w.prev;
+  count.assign(n + 1, 0);
+  pen.assign(n + 1, 0);
+  prev.assign(n + 1, 0);
   std::size_t lowest = 0;
   for (std::size_t j = 1; j <= n; ++j) {
     while (lowest < j && std::min(lon[lowest], n) < j) ++lowest;
@@ -259,18 +289,25 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
     double bestPen = 0;
     std::size_t bestI = lowest;
     int weighed = 0;
+    const IPoint& b = up[j];
+    const Sums& sj = sums[j + 1];
     for (std::size_t i = lowest; i < j && count[i] == best && weighed < kMaxCandidates;
          ++i, ++weighed) {
-      const Window w = prefix.Get(i, j);
-      const IPoint& a = at(i);
-      const IPoint& b = at(j);
-      const double ex = b.x - a.x, ey = b.y - a.y;
-      const double len2 = ex * ex + ey * ey;
-      double e = 0;
-      if (len2 > 0)
-        e = (ex * ex * static_cast<double>(w.yy) - 2 * ex * ey * static_cast<double>(w.xy) +
-             ey * ey * static_cast<double>(w.xx)) /
-            len2;
+      // Sum over points k = i..j of (e x (p_k - p_i))^2, e = p_j - p_i: the squared
+      // distances to the edge times |e|^2.
+      const IPoint& a = up[i];
+      const Sums& si = sums[i];
+      const std::uint64_t ex = static_cast<std::uint64_t>(std::int64_t{b.x} - a.x);
+      const std::uint64_t ey = static_cast<std::uint64_t>(std::int64_t{b.y} - a.y);
+      const std::uint64_t ax = static_cast<std::uint64_t>(std::int64_t{a.x});
+      const std::uint64_t ay = static_cast<std::uint64_t>(std::int64_t{a.y});
+      const std::uint64_t m = j - i + 1;
+      const std::uint64_t c = ex * ay - ey * ax;
+      const std::uint64_t sx = sj.x - si.x, sy = sj.y - si.y;
+      const std::uint64_t sq = ex * ex * (sj.yy - si.yy) - 2 * ex * ey * (sj.xy - si.xy) +
+                               ey * ey * (sj.xx - si.xx) - 2 * c * (ex * sy - ey * sx) + m * c * c;
+      const double len2 = static_cast<double>(static_cast<std::int64_t>(ex * ex + ey * ey));
+      const double e = len2 > 0 ? static_cast<double>(static_cast<std::int64_t>(sq)) / len2 : 0;
       const double total = pen[i] + e;
       if (weighed == 0 || total < bestPen) {
         bestPen = total;
@@ -281,19 +318,24 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
     pen[j] = bestPen;
     prev[j] = bestI;
   }
-  std::vector<std::size_t> idx;
+  std::vector<std::size_t>& idx = w.idx;
+  idx.clear();
   for (std::size_t j = n; j > 0 && idx.size() <= n; j = prev[j]) idx.push_back(prev[j]);
   std::reverse(idx.begin(), idx.end());  // vertex boundary indexes, idx[0] == 0
   const std::size_t m = idx.size();
+  auto at = [&](std::size_t k) -> const IPoint& { return up[k]; };
 
   // Least-squares line of each edge (idx[e] .. idx[e + 1]), in absolute coordinates.
-  std::vector<CDPOINT> centre(m), dir(m);
+  std::vector<CDPOINT>& centre = w.centre;
+  std::vector<CDPOINT>& dir = w.dir;
+  centre.resize(m);
+  dir.resize(m);
   for (std::size_t e = 0; e < m; ++e) {
     const std::size_t s = idx[e], t = e + 1 < m ? idx[e + 1] : n;
     const IPoint& a = at(s);
     const IPoint& b = at(t);
     CDPOINT c, d;
-    FitLine(prefix.Get(s, t), c, d, CDPOINT(b.x - a.x, b.y - a.y));
+    FitLine(WindowOf(sums, a, s, t), c, d, CDPOINT(b.x - a.x, b.y - a.y));
     centre[e] = CDPOINT(c.x + a.x, c.y + a.y);
     dir[e] = d;
   }
@@ -346,7 +388,25 @@ std::vector<CDPOINT> FitPolygon(const std::vector<IPoint>& input) {
     }
     out[v] = CDPOINT(o.x + best.x, o.y + best.y);
   }
-  return out;
+}
+
+}  // namespace
+
+void FitPolygon(const std::vector<IPoint>& input, std::int64_t area, PolygonWork& w,
+                std::vector<CDPOINT>& out) {
+  if (input.size() <= kShortBoundary) {
+    FitPolygonWithin(input, kShortReach, w, out);
+    return;
+  }
+  FitPolygonWithin(input, kReach, w, out);
+  double twice = 0;  // twice the polygon's signed area
+  for (std::size_t k = 0, m = out.size(); k < m; ++k) {
+    const CDPOINT& a = out[k];
+    const CDPOINT& b = out[k + 1 < m ? k + 1 : 0];
+    twice += a.x * b.y - a.y * b.x;
+  }
+  if (std::fabs(twice) < 2 * kCollapsed * static_cast<double>(std::llabs(area)))
+    FitPolygonWithin(input, kShortReach, w, out);
 }
 
 }  // namespace plexa::faith

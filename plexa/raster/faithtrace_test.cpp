@@ -261,4 +261,56 @@ TEST(FaithfulTrace, ReadsOneBitSections) {
   EXPECT_NEAR(box.ymax, 7, 1e-9);
 }
 
+// Packed rows (most significant bit first, garbage in the padding bits) and grey levels around
+// every threshold must give the same pixels: the oracle is a per-pixel comparison written
+// plainly here, each row traced on its own beside a reference trace of the 0/1 image.
+TEST(FaithfulTrace, PackedBitsAndGreyLevelsReadTheSamePixels) {
+  std::mt19937 rng(7);
+  for (const int w : {1, 7, 8, 9, 63, 64, 65, 130}) {
+    const int h = 5, stride = (w + 7) / 8 + 1;
+    std::vector<std::uint8_t> grey(static_cast<std::size_t>(w) * h);
+    for (auto& g : grey) g = static_cast<std::uint8_t>(rng() & 0xFF);
+    for (const int t : {0, 1, 77, 128, 200, 255, 256})
+      for (const bool invert : {false, true}) {
+        Image fg(grey.size());
+        std::vector<std::uint8_t> bits(static_cast<std::size_t>(stride) * h, 0);
+        for (int y = 0; y < h; ++y) {
+          bits[static_cast<std::size_t>(y) * stride + stride - 1] = 0xA5;  // past the width
+          if (w % 8) bits[static_cast<std::size_t>(y) * stride + w / 8] = 0xFF >> (w % 8);
+          for (int x = 0; x < w; ++x) {
+            const std::size_t i = static_cast<std::size_t>(y) * w + x;
+            fg[i] = invert ? grey[i] >= t : grey[i] < t;
+            if (fg[i] != invert)
+              bits[static_cast<std::size_t>(y) * stride + x / 8] |=
+                  static_cast<std::uint8_t>(0x80 >> (x % 8));
+          }
+        }
+        Result ref;
+        TraceBack(fg, w, h, ref);
+        CFaithfulTrace::OPTIONS opt;
+        opt.threshold = t;
+        opt.invert = invert;
+        CFaithfulTrace a(opt), b(opt);
+        CPolyPolyBezier fromGrey, fromBits;
+        ASSERT_TRUE(a.Trace(grey, w, h, w, fromGrey));
+        ASSERT_TRUE(b.TraceBits(bits, w, h, stride, fromBits));
+        ASSERT_EQ(fromGrey.GetSize(), ref.paths.GetSize()) << w << " " << t << " " << invert;
+        ASSERT_EQ(fromBits.GetSize(), ref.paths.GetSize()) << w << " " << t << " " << invert;
+        for (int i = 0; i < ref.paths.GetSize(); ++i) {
+          ASSERT_EQ(fromGrey[i].GetSize(), ref.paths[i].GetSize());
+          ASSERT_EQ(fromBits[i].GetSize(), ref.paths[i].GetSize());
+          for (INT_PTR k = 0; k < ref.paths[i].GetSize(); ++k) {
+            EXPECT_EQ(fromGrey[i][k].anchor, ref.paths[i][k].anchor);
+            EXPECT_EQ(fromBits[i][k].anchor, ref.paths[i][k].anchor);
+          }
+        }
+      }
+  }
+  CFaithfulTrace trace;
+  CPolyPolyBezier out;
+  const std::vector<std::uint8_t> few(3, 0xFF);
+  EXPECT_FALSE(trace.TraceBits(few, 16, 2, 2, out));  // shorter than two rows
+  EXPECT_FALSE(trace.TraceBits(few, 16, 1, 1, out));  // stride shorter than a row
+}
+
 }  // namespace

@@ -9,7 +9,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <vector>
 
 #include "plexa/core/types.h"
@@ -61,16 +60,60 @@ struct Boundary {
   bool hole = false;
 };
 
+// A callable taking Boundary&, by reference (the callable outlives the call it is passed to).
+class BoundarySink {
+ public:
+  template <class F>
+  explicit BoundarySink(F& f)
+      : obj_(&f), call_([](void* o, Boundary& b) { (*static_cast<F*>(o))(b); }) {}
+  void operator()(Boundary& b) const { call_(obj_, b); }
+
+ private:
+  void* obj_;
+  void (*call_)(void*, Boundary&);
+};
+
 // Hands every kept boundary to sink in scan order (parents first). Boundaries enclosing at
 // most `speckle` pixels are dropped with everything inside them.
 void Decompose(const BitImage& image, CFaithfulTrace::TurnPolicy policy, int speckle,
-               const std::function<void(Boundary&)>& sink);
+               BoundarySink sink);
 
-// The adjusted polygon of a boundary (at least 3 vertices for any boundary of 4+ points).
-std::vector<PLEXA::CDPOINT> FitPolygon(const std::vector<IPoint>& points);
+// Prefix sums of boundary coordinates and their products, wrapping modulo 2^64.
+struct Sums {
+  std::uint64_t x = 0, y = 0, xx = 0, xy = 0, yy = 0;
+};
+
+// Buffers of the polygon stage, kept from one boundary to the next.
+struct PolygonWork {
+  std::vector<IPoint> points;
+  std::vector<std::uint8_t> dirs;
+  std::vector<std::size_t> nextCorner, lon, prev, idx;
+  std::vector<Sums> sums;
+  std::vector<int> count;
+  std::vector<double> pen;
+  std::vector<PLEXA::CDPOINT> centre, dir;
+};
+
+// The adjusted polygon of a boundary enclosing `area` pixels (signed as Boundary::area) into
+// out (at least 3 vertices for any boundary of 4+ points).
+void FitPolygon(const std::vector<IPoint>& points, std::int64_t area, PolygonWork& work,
+                std::vector<PLEXA::CDPOINT>& out);
+
+// Buffers of the curve stage, kept from one polygon to the next.
+struct CurvePiece {
+  bool curve = false;
+  PLEXA::CDPOINT p0, p1, p2, p3;  // a straight piece has p1 == p0, p2 == p3
+  int turn = 0;                   // sign of the turn at the vertex
+  double angle = 0;               // turning angle at the vertex, radians
+};
+struct CurveWork {
+  std::vector<CurvePiece> pieces, merged, segs;
+  std::vector<PLEXA::CDPOINT> samples, pieceSamples;
+  std::vector<double> params, pieceSteps;
+};
 
 // Appends the closed path of corners, lines and cubics that smooths the polygon.
 void PlaceCurves(const std::vector<PLEXA::CDPOINT>& polygon, double cornerThreshold,
-                 double optTolerance, CBPointArray& out);
+                 double optTolerance, CurveWork& work, CBPointArray& out);
 
 }  // namespace plexa::faith
