@@ -15,6 +15,7 @@ debian_peers=(
   libopencv-contrib-dev
   libpolyclipping-dev
   libnest2d-dev
+  libnlopt-cxx-dev
 )
 missing=()
 for p in "${debian_peers[@]}"; do
