@@ -20,6 +20,7 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Scatter);
   PLEXA_SUBCOMMAND(Weld);
   PLEXA_SUBCOMMAND(Boolean);
+  PLEXA_SUBCOMMAND(Nest);
 }
 
 }  // namespace plexa::tool
