@@ -131,6 +131,7 @@ const std::vector<CPolyPolyBezier>& Shapes(int n) {
 struct Outcome {
   double fill0 = 0;
   int sheets = 0, placed = 0, overlaps = 0;
+  double transformError = 0;  // peer only: largest box corner mismatch (drawing units)
 };
 std::map<std::string, Outcome> g_outcomes;
 
@@ -153,6 +154,7 @@ void Report(benchmark::State& state, const std::string& name, const Outcome& o) 
   state.counters["sheets"] = o.sheets;
   state.counters["placed"] = o.placed;
   state.counters["overlaps"] = o.overlaps;
+  if (o.transformError > 0) state.counters["box_err"] = o.transformError;
   g_outcomes[name] = o;
 }
 
@@ -255,6 +257,13 @@ void BM_Libnest2d(benchmark::State& state) {
     t.dy = static_cast<double>(items[k].translation().Y) / kPeerScale;
     placed[i] = shapes[i];
     t.Apply(placed[i]);
+    // The transform read back must move our outline onto the peer's own placed polygon.
+    const PLEXA::CDRECT ours = GetPolyPolyBezierRect(placed[i], 1.0);
+    const auto theirs = libnest2d::sl::boundingBox(items[k].transformedShape());
+    const double err =
+        std::max(std::abs(ours.xmin - static_cast<double>(theirs.minCorner().X) / kPeerScale),
+                 std::abs(ours.ymin - static_cast<double>(theirs.minCorner().Y) / kPeerScale));
+    r.transformError = std::max(r.transformError, err);
     sheet[i] = items[k].binId();
     ++r.placed;
     if (sheet[i] == 0) r.fill0 += GetShapeArea(shapes[i]) / (kSheetW * kSheetH);
