@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -131,12 +132,15 @@ const std::vector<CPolyPolyBezier>& Shapes(int n) {
 struct Outcome {
   double fill0 = 0;
   int sheets = 0, placed = 0, overlaps = 0;
+  double fill0Clean = 0;      // peer only: first-sheet fill of the shapes that overlap nothing
   double transformError = 0;  // peer only: largest box corner mismatch (drawing units)
 };
 std::map<std::string, Outcome> g_outcomes;
 
-// Overlaps of the placed shapes, sheet by sheet, on the exact curves.
-int CountOverlaps(const std::vector<CPolyPolyBezier>& placed, const std::vector<int>& sheet) {
+// Overlaps of the placed shapes, sheet by sheet, on the exact curves; marks the shapes involved.
+int CountOverlaps(const std::vector<CPolyPolyBezier>& placed, const std::vector<int>& sheet,
+                  std::vector<bool>& involved) {
+  involved.assign(placed.size(), false);
   int total = 0;
   const int sheets = sheet.empty() ? 0 : *std::max_element(sheet.begin(), sheet.end()) + 1;
   for (int s = 0; s < sheets; ++s) {
@@ -145,6 +149,7 @@ int CountOverlaps(const std::vector<CPolyPolyBezier>& placed, const std::vector<
       if (sheet[i] == s) one[i] = placed[i];
     std::vector<std::pair<int, int>> pairs;
     total += FindShapeOverlaps(one, 1.0, pairs);  // more than 0.01 mm^2 in common
+    for (auto [i, j] : pairs) involved[size_t(i)] = involved[size_t(j)] = true;
   }
   return total;
 }
@@ -155,6 +160,7 @@ void Report(benchmark::State& state, const std::string& name, const Outcome& o) 
   state.counters["placed"] = o.placed;
   state.counters["overlaps"] = o.overlaps;
   if (o.transformError > 0) state.counters["box_err"] = o.transformError;
+  if (o.fill0Clean > 0) state.counters["fill0_clean"] = o.fill0Clean;
   g_outcomes[name] = o;
 }
 
@@ -172,13 +178,21 @@ void BM_PlexaNest(benchmark::State& state) {
   }
   Outcome r;
   r.fill0 = nest.GetSheetFill(0);
+  if (std::getenv("NEST_DEBUG")) {
+    for (int k = 0; k < nest.GetSheetCount(); ++k) {
+      int n = 0;
+      for (int i = 0; i < nest.GetShapeCount(); ++i) n += nest.GetShape(i).transform.sheet == k;
+      std::fprintf(stderr, "sheet %d: %d shapes, fill %.3f\n", k, n, nest.GetSheetFill(k));
+    }
+  }
   r.sheets = nest.GetSheetCount();
   r.placed = nest.GetNestedCount();
   std::vector<CPolyPolyBezier> placed;
   nest.GetPlacedShapes(placed);
   std::vector<int> sheet;
   for (int i = 0; i < nest.GetShapeCount(); ++i) sheet.push_back(nest.GetShape(i).transform.sheet);
-  r.overlaps = CountOverlaps(placed, sheet);
+  std::vector<bool> involved;
+  r.overlaps = CountOverlaps(placed, sheet, involved);
   Report(state,
          "BM_PlexaNest/" + std::to_string(state.range(0)) + "/" + std::to_string(state.range(1)),
          r);
@@ -266,9 +280,15 @@ void BM_Libnest2d(benchmark::State& state) {
     r.transformError = std::max(r.transformError, err);
     sheet[i] = items[k].binId();
     ++r.placed;
-    if (sheet[i] == 0) r.fill0 += GetShapeArea(shapes[i]) / (kSheetW * kSheetH);
   }
-  r.overlaps = CountOverlaps(placed, sheet);
+  std::vector<bool> involved;
+  r.overlaps = CountOverlaps(placed, sheet, involved);
+  for (size_t i = 0; i < shapes.size(); ++i) {
+    if (sheet[i] != 0) continue;
+    const double a = GetShapeArea(shapes[i]) / (kSheetW * kSheetH);
+    r.fill0 += a;
+    if (!involved[i]) r.fill0Clean += a;
+  }
   Report(state, "BM_Libnest2d/" + std::to_string(state.range(0)), r);
 }
 BENCHMARK(BM_Libnest2d)->Arg(50)->Arg(200)->Iterations(1)->Unit(benchmark::kMillisecond);
@@ -292,5 +312,10 @@ int main(int argc, char** argv) {
           n, a->second.fill0, b->second.fill0, a->second.fill0 / b->second.fill0, a->second.sheets,
           b->second.sheets, a->second.placed, b->second.placed, a->second.overlaps,
           b->second.overlaps);
+    if (a != g_outcomes.end() && b != g_outcomes.end() && b->second.fill0Clean > 0)
+      std::printf(
+          "%s shapes: first-sheet fill against the peer's shapes that overlap nothing: "
+          "%.3f vs %.3f = %.2fx\n",
+          n, a->second.fill0, b->second.fill0Clean, a->second.fill0 / b->second.fill0Clean);
   }
 }

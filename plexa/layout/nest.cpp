@@ -34,6 +34,8 @@ constexpr int kMaxRaster = 2048;
 // Slack on the number of whole pixels along a sheet side (sizes that are whole multiples of
 // the pixel must not lose their last pixel to rounding); far below the 0.19 pixel reserve.
 constexpr double kWholePixelSlack = 1e-9;
+// Which height of a footprint its position is ranked by: 0 its top, 1 its middle, 2 its bottom.
+constexpr int kHeightWeight = 2;
 // Most turns Options::rotations asks for.
 constexpr int kMaxRotationSteps = 360;
 
@@ -103,6 +105,7 @@ struct Footprint {
   std::vector<int> rowStart;  // h + 1 entries into spans
   std::vector<std::pair<int, int>> spans;
   std::int64_t cells = 0;
+  int widestRow = 0, widestLen = 0;  // the row holding the longest span, and its length
 };
 
 struct Unit {
@@ -169,6 +172,7 @@ bool MakeFootprint(const std::vector<const CPolyPolyBezier*>& shapes, double ang
   for (const rast::Span& s : cov.Spans()) {
     f.spans[static_cast<size_t>(fill[s.y]++)] = {s.x0, s.x1};
     f.cells += s.x1 - s.x0 + 1;
+    if (s.x1 - s.x0 + 1 > f.widestLen) f.widestLen = s.x1 - s.x0 + 1, f.widestRow = s.y;
   }
   return true;
 }
@@ -180,7 +184,7 @@ bool MakeFootprint(const std::vector<const CPolyPolyBezier*>& shapes, double ang
 class Sheet {
  public:
   Sheet(int w, int h, int usableW, int usableH, const std::vector<CDRECT>& keepOut, double pixel)
-      : w_(w), h_(h), run_(static_cast<size_t>(w) * h, 1) {
+      : w_(w), h_(h), run_(static_cast<size_t>(w) * h, 1), longest_(static_cast<size_t>(h), 0) {
     for (int y = 0; y < h; ++y) {
       for (int x = 0; x < w; ++x)
         if (x >= usableW || y >= usableH) Cell(x, y) = 0;
@@ -198,6 +202,7 @@ class Sheet {
         for (int x = cx0; x < cx1; ++x) Cell(x, y) = 0;
     }
     for (int y = 0; y < h; ++y) RebuildRow(y);
+    for (std::int16_t v : run_) free_ += v > 0;
   }
 
   // Whether f fits with its cell (0, 0) at (x, y); when not, next is the smallest x' > x that
@@ -219,8 +224,10 @@ class Sheet {
     return true;
   }
 
-  // First x in row y where f fits, or -1.
+  // First x in row y where f fits, or -1. A row whose longest free run is shorter than the
+  // footprint's longest span is refused at once.
   int FirstFit(const Footprint& f, int y, int& hint) const {
+    if (longest_[static_cast<size_t>(y + f.widestRow)] < f.widestLen) return -1;
     for (int x = 0; x + f.w <= w_;) {
       int next = x + 1;
       if (Fits(f, x, y, hint, next)) return x;
@@ -234,11 +241,13 @@ class Sheet {
       for (int s = f.rowStart[r]; s < f.rowStart[r + 1]; ++s) {
         const auto [a, b] = f.spans[static_cast<size_t>(s)];
         for (int c = x + a; c <= x + b; ++c) Cell(c, y + r) = 0;
+        free_ -= b - a + 1;
       }
       RebuildRow(y + r);
     }
   }
 
+  std::int64_t FreeCells() const { return free_; }
   int Width() const { return w_; }
   int Height() const { return h_; }
 
@@ -246,20 +255,24 @@ class Sheet {
   std::int16_t& Cell(int x, int y) { return run_[static_cast<size_t>(y) * w_ + x]; }
   void RebuildRow(int y) {
     std::int16_t* row = &run_[static_cast<size_t>(y) * w_];
-    int free = 0, taken = 0;
+    int free = 0, taken = 0, longest = 0;
     for (int x = w_ - 1; x >= 0; --x) {
       if (row[x] > 0) {
         taken = 0;
         row[x] = static_cast<std::int16_t>(++free);
+        longest = std::max(longest, free);
       } else {
         free = 0;
         row[x] = static_cast<std::int16_t>(-++taken);
       }
     }
+    longest_[static_cast<size_t>(y)] = longest;
   }
 
   int w_, h_;
   std::vector<std::int16_t> run_;
+  std::vector<int> longest_;  // longest free run of each row
+  std::int64_t free_ = 0;     // free cells in all
 };
 
 struct Spot {
@@ -275,8 +288,9 @@ Spot Search(const Sheet& sheet, const Unit& u, Clock::time_point deadline, bool 
   Spot best;
   for (size_t o = 0; o < u.footprints.size(); ++o) {
     const Footprint& f = u.footprints[o];
+    if (f.cells > sheet.FreeCells()) continue;
     int hint = 0;
-    const int lastY = std::min(sheet.Height() - f.h, best.bottom - f.h);
+    const int lastY = std::min(sheet.Height() - f.h, (best.bottom - kHeightWeight * f.h) / 2);
     for (int y = 0; y <= lastY; ++y) {
       if (timed && (y & 15) == 0 && Clock::now() > deadline) {
         stopped = true;
@@ -284,9 +298,9 @@ Spot Search(const Sheet& sheet, const Unit& u, Clock::time_point deadline, bool 
       }
       const int x = sheet.FirstFit(f, y, hint);
       if (x < 0) continue;
-      if (y + f.h < best.bottom || x < best.x) {
+      if (2 * y + kHeightWeight * f.h < best.bottom || x < best.x) {
         best.orientation = static_cast<int>(o);
-        best.x = x, best.y = y, best.bottom = y + f.h;
+        best.x = x, best.y = y, best.bottom = 2 * y + kHeightWeight * f.h;
       }
       break;
     }
