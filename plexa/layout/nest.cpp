@@ -28,13 +28,19 @@ constexpr double kFlattenPixels = 0.1;
 constexpr double kSafetyPixels = 1.0;
 // Cap of line pieces one cubic flattens into (footprints and areas).
 constexpr int kMaxFlattenSteps = 256;
-// Page raster sides.
+// Page raster sides. The default resolution of 1024 was measured against 512 and 2048 on the
+// benchmark: 512 fills the first sheet 6 % less at 50 parts; 2048 takes 4 to 5 times as long
+// for no better fill (the heuristic, not the pixel, limits it there).
 constexpr int kMinRaster = 64;
 constexpr int kMaxRaster = 2048;
 // Slack on the number of whole pixels along a sheet side (sizes that are whole multiples of
 // the pixel must not lose their last pixel to rounding); far below the 0.19 pixel reserve.
 constexpr double kWholePixelSlack = 1e-9;
 // Which height of a footprint its position is ranked by: 0 its top, 1 its middle, 2 its bottom.
+// Measured on 50 and 200 glyphs, icons and traced parts (bench/nest_bench.cpp, sheet 18 x 12
+// cm): the three fill the first sheet alike (0.727 and 0.846); ranking by the bottom needs the
+// fewest sheets (2 against 3 for 50 parts). Ordering units by footprint area beats ordering by
+// footprint box area (first sheet 0.727 / 0.846 against 0.682 / 0.664).
 constexpr int kHeightWeight = 2;
 // Most turns Options::rotations asks for.
 constexpr int kMaxRotationSteps = 360;
