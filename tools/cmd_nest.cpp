@@ -127,7 +127,7 @@ int RunNest(NestCmdOptions& o) {
     if (s == CNest::Status::kTooLarge || s == CNest::Status::kInvalid) {
       const Source& src = sources[static_cast<size_t>(i)];
       return Fail("part " + std::to_string(src.shape + 1) + " of " + o.inputs[src.file] + " is " +
-                  Reason(s) + " (" + o.sheet + " less the gap)");
+                  Reason(s) + " (sheet " + o.sheet + ")");
     }
   }
   const int sheets = nest.GetSheetCount();
