@@ -116,9 +116,25 @@ struct Footprint {
 
 struct Unit {
   std::vector<int> members;
-  std::vector<Footprint> footprints;
+  std::vector<std::pair<double, bool>> orientations;  // (angle, mirrored)
+  std::vector<Footprint> footprints;  // built when the unit's turn comes, dropped after it
+  std::int64_t cells = 0;             // footprint size of the first orientation that fits
   double area = 0;
 };
+
+bool SameSet(const CPolyPolyBezier& a, const CPolyPolyBezier& b) {
+  if (a.GetSize() != b.GetSize()) return false;
+  for (INT_PTR i = 0; i < a.GetSize(); ++i) {
+    const CBPointArray* p = a.GetAt(static_cast<int>(i));
+    const CBPointArray* q = b.GetAt(static_cast<int>(i));
+    if ((p == nullptr) != (q == nullptr)) return false;
+    if (p == nullptr) continue;
+    if (p->GetSize() != q->GetSize()) return false;
+    for (INT_PTR k = 0; k < p->GetSize(); ++k)
+      if (!((*p)[k] == (*q)[k])) return false;
+  }
+  return true;
+}
 
 // Builds the footprint; false when the unit is wider or taller than maxW x maxH pixels.
 bool MakeFootprint(const std::vector<const CPolyPolyBezier*>& shapes, double angle, bool mirrored,
@@ -471,7 +487,14 @@ bool CNest::Nest(const Options& o) {
     units[u].area += d.area;
   }
 
-  // Orientations and footprints; a unit no orientation of which fits the raster is too large.
+  // Orientations, and the size that orders the units. Footprints of all orientations are built
+  // only when a unit's turn comes (so memory holds one unit's), and reused by the next unit
+  // when it is a copy of the same shapes.
+  const auto shapesOf = [&](const Unit& u) {
+    std::vector<const CPolyPolyBezier*> shapes;
+    for (int m : u.members) shapes.push_back(&m_shapes[static_cast<size_t>(m)].shape);
+    return shapes;
+  };
   for (Unit& u : units) {
     const NestData& first = m_shapes[static_cast<size_t>(u.members[0])];
     std::vector<double> angles;
@@ -481,23 +504,28 @@ bool CNest::Nest(const Options& o) {
       const int steps = std::clamp(o.rotations, 1, kMaxRotationSteps);
       for (int k = 0; k < steps; ++k) angles.push_back(2 * std::numbers::pi * k / steps);
     }
-    std::vector<const CPolyPolyBezier*> shapes;
-    for (int m : u.members) shapes.push_back(&m_shapes[static_cast<size_t>(m)].shape);
-    for (int mirror = 0; mirror < ((o.mirror && first.mirror) ? 2 : 1); ++mirror) {
-      for (double a : angles) {
-        Footprint f;
-        if (MakeFootprint(shapes, a, mirror == 1, pixel, grow, o.partInPart, usableW, usableH, f))
-          u.footprints.push_back(std::move(f));
+    for (int mirror = 0; mirror < ((o.mirror && first.mirror) ? 2 : 1); ++mirror)
+      for (double a : angles) u.orientations.emplace_back(a, mirror == 1);
+    for (const auto& [a, mirrored] : u.orientations) {
+      Footprint f;
+      if (MakeFootprint(shapesOf(u), a, mirrored, pixel, grow, o.partInPart, usableW, usableH, f)) {
+        u.cells = f.cells;
+        break;
       }
     }
   }
   std::vector<size_t> order(units.size());
   for (size_t i = 0; i < order.size(); ++i) order[i] = i;
-  const auto size = [&](size_t i) {
-    return units[i].footprints.empty() ? std::int64_t{0} : units[i].footprints[0].cells;
-  };
   std::stable_sort(order.begin(), order.end(),
-                   [&](size_t a, size_t b) { return size(a) > size(b); });
+                   [&](size_t a, size_t b) { return units[a].cells > units[b].cells; });
+  const auto sameUnits = [&](const Unit& a, const Unit& b) {
+    if (a.members.size() != b.members.size() || a.orientations != b.orientations) return false;
+    for (size_t i = 0; i < a.members.size(); ++i)
+      if (!SameSet(m_shapes[static_cast<size_t>(a.members[i])].shape,
+                   m_shapes[static_cast<size_t>(b.members[i])].shape))
+        return false;
+    return true;
+  };
 
   const auto setStatus = [&](const Unit& u, Status s) {
     for (int m : u.members) m_shapes[static_cast<size_t>(m)].status = s;
@@ -507,12 +535,25 @@ bool CNest::Nest(const Options& o) {
   const int maxSheets = o.maxSheets > 0 ? o.maxSheets : std::numeric_limits<int>::max();
   bool stopped = false;
   int done = 0;
+  Unit* previous = nullptr;
   for (size_t idx : order) {
-    const Unit& u = units[idx];
+    Unit& u = units[idx];
     if (stopped) {
       setStatus(u, Status::kStopped);
       continue;
     }
+    if (previous != nullptr && sameUnits(*previous, u)) {
+      u.footprints = std::move(previous->footprints);
+    } else {
+      if (previous != nullptr) previous->footprints.clear();
+      for (const auto& [a, mirrored] : u.orientations) {
+        Footprint f;
+        if (u.cells > 0 &&
+            MakeFootprint(shapesOf(u), a, mirrored, pixel, grow, o.partInPart, usableW, usableH, f))
+          u.footprints.push_back(std::move(f));
+      }
+    }
+    previous = &u;
     if (u.footprints.empty()) {
       setStatus(u, Status::kTooLarge);
     } else {

@@ -56,12 +56,13 @@
 // left out of it.
 //
 // Bounds: the work is bounded by units x orientations x sheets x raster cells; the time limit
-// is checked between rows of every search, and the progress callback runs after every unit
-// (returning false cancels). Orientations are capped at kMaxNestAngles; sheets at
-// Options::maxSheets (0: as many as the units need, at most one per unit). A sheet costs two
-// bytes a raster cell (8 MB at 2048 x 2048). Nest returns false, placing nothing, for a sheet
-// size or gap that is NaN, infinite, zero or negative (gap: negative), or a resolution out of
-// range after clamping (never: it is clamped).
+// is checked between rows of every search and after every unit, and the progress callback runs
+// after every unit (returning false cancels). Orientations are capped at kMaxNestAngles; sheets
+// at Options::maxSheets (0: as many as the units need, at most one per unit). A sheet costs
+// two bytes a raster cell (8 MB at 2048 x 2048); footprints are held for one unit at a time
+// (and reused by the next unit when it is a copy of the same shapes). Nest returns false,
+// placing nothing, for a sheet size that is NaN, infinite, zero or negative, or a gap that is
+// NaN, infinite or negative; the resolution is clamped, never refused.
 //
 // Thread safety: one CNest is used by one thread at a time; separate objects are independent.
 #pragma once

@@ -197,6 +197,12 @@ TEST(CNest, BadInputIsReportedNotPlaced) {
     EXPECT_FALSE(nest.Nest(o));
     EXPECT_EQ(nest.GetNestedCount(), 0);
   }
+  // A time limit that has passed before the first search stops everything, quietly.
+  o.width = o.height = 1000, o.gap = 0, o.maxSheets = 0, o.timeLimit = 1e-9;
+  ASSERT_TRUE(nest.Nest(o));
+  EXPECT_EQ(nest.GetNestedCount(), 0);
+  EXPECT_EQ(nest.GetShape(9).status, Status::kStopped);
+  o.timeLimit = 0;
   // Cancelling after the first unit stops the rest.
   o.width = o.height = 1000, o.gap = 0, o.maxSheets = 0;
   o.progress = [](int done, int) { return done < 1; };
