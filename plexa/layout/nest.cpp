@@ -371,7 +371,7 @@ double GetShapeArea(const CPolyPolyBezier& shape) {
     Piece p{PathArea(*path), {}, {}};
     const CDRECT box = path->GetPolyBezierRect(1.0);
     const double extent = std::max(box.xmax - box.xmin, box.ymax - box.ymin);
-    FlattenPath(*path, Affine(), 1.0, std::max(extent * 1e-5, 1e-12), p.poly);
+    FlattenPath(*path, Affine(), 1.0, std::max(extent * 1e-4, 1e-12), p.poly);
     p.box = {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
              std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
     for (const rast::PointD& q : p.poly) {
