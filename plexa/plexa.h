@@ -66,8 +66,9 @@
 #include "plexa/draw/glyph.h"
 #include "plexa/draw/scaledraw.h"
 
-// layout: rectangle packing, the seedable generator, random placement.
+// layout: rectangle packing, the seedable generator, random placement, nesting.
 #include "plexa/layout/pack.h"
 #include "plexa/layout/random.h"
 #include "plexa/layout/placement.h"
+#include "plexa/layout/nest.h"
 // clang-format on

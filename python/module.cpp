@@ -419,6 +419,47 @@ PathSet Combine(const PathSet& a, const PathSet* b, BooleanOp op, const std::str
   return PathSet(out);
 }
 
+// The parts nested on sheets (CNest) with the GIL released: one entry a part, the placed
+// copy and its sheet, or None with the reason it was not placed.
+py::dict Nest(const std::vector<PathSet>& parts, double width, double height, double gap,
+              int rotations, bool mirror, bool partInPart, int maxSheets, int resolution,
+              double timeLimit) {
+  CNest nest;
+  for (const PathSet& part : parts) nest.AddShape(*part.Build());
+  CNest::Options o;
+  o.width = width, o.height = height, o.gap = gap, o.rotations = rotations;
+  o.mirror = mirror, o.partInPart = partInPart, o.maxSheets = maxSheets;
+  o.resolution = resolution, o.timeLimit = timeLimit;
+  bool ok = false;
+  {
+    py::gil_scoped_release release;
+    ok = nest.Nest(o);
+  }
+  if (!ok) throw py::value_error("width and height must be finite and positive, gap >= 0");
+  static const char* const kStatus[] = {"not tried", "placed",  "empty",  "invalid",
+                                        "too large", "no room", "stopped"};
+  std::vector<CPolyPolyBezier> placed;
+  nest.GetPlacedShapes(placed);
+  py::list items;
+  for (int i = 0; i < nest.GetShapeCount(); ++i) {
+    const CNest::NestData& d = nest.GetShape(i);
+    py::dict item;
+    item["status"] = kStatus[static_cast<int>(d.status)];
+    item["sheet"] = d.transform.sheet;
+    item["paths"] = d.status == CNest::Status::kPlaced ? py::cast(PathSet(placed[i])) : py::none();
+    item["angle"] = d.transform.angle;
+    item["mirrored"] = d.transform.mirrored;
+    items.append(item);
+  }
+  py::dict result;
+  result["parts"] = items;
+  result["sheets"] = nest.GetSheetCount();
+  result["nested"] = nest.GetNestedCount();
+  result["fill"] = nest.GetFillRatio();
+  result["seconds"] = nest.GetElapsedSeconds();
+  return result;
+}
+
 }  // namespace
 
 PYBIND11_MODULE(plexa, m) {
@@ -573,6 +614,14 @@ PYBIND11_MODULE(plexa, m) {
       (std::string("Overlapping outlines of paths merged into one, holes kept (as union(paths)).") +
        kBooleanNote)
           .c_str());
+  m.def("nest", &Nest, py::arg("parts"), py::kw_only(), py::arg("width"), py::arg("height"),
+        py::arg("gap") = 0.0, py::arg("rotations") = 4, py::arg("mirror") = false,
+        py::arg("part_in_part") = true, py::arg("max_sheets") = 0, py::arg("resolution") = 1024,
+        py::arg("time_limit") = 0.0,
+        "Places the parts (PathSets: outlines with holes) on width x height sheets without\n"
+        "overlap, at least gap apart. Returns a dict: 'parts' (per part: 'status', 'sheet',\n"
+        "'paths' moved onto the sheet or None, 'angle', 'mirrored'), 'sheets', 'nested',\n"
+        "'fill' and 'seconds'. The GIL is released while it works.");
   m.def("read_svg", &ReadSvg, py::arg("path"), "Reads the paths and shapes of an SVG file.");
   m.def("write", &WriteFile, py::arg("paths"), py::arg("path"), py::arg("format") = "",
         "Writes paths as SVG, PDF, EPS, DXF or HPGL (by extension unless format is given).");

@@ -15,6 +15,8 @@ debian_peers=(
   libopencv-contrib-dev
   libpolyclipping-dev
   mate-backgrounds
+  libnest2d-dev
+  libnlopt-cxx-dev
 )
 missing=()
 for p in "${debian_peers[@]}"; do

@@ -21,6 +21,7 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Weld);
   PLEXA_SUBCOMMAND(Boolean);
   PLEXA_SUBCOMMAND(Colours);
+  PLEXA_SUBCOMMAND(Nest);
 }
 
 }  // namespace plexa::tool

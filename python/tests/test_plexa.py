@@ -182,3 +182,21 @@ def test_colour_regions_tile_a_generated_picture(tmp_path):
         plexa.trace_colours(str(path), colours=1000)
     with pytest.raises(OSError):
         plexa.trace_colours(str(tmp_path / "missing.png"))
+
+
+def test_nest_places_without_overlap_and_reports_the_rest():
+    parts = [plexa.PathSet([square(0, 0, 30)]) for _ in range(5)]
+    parts.append(plexa.PathSet([square(0, 0, 500)]))  # larger than the sheet
+    r = plexa.nest(parts, width=100, height=50, gap=2)  # three squares a sheet
+    assert r["nested"] == 5 and r["sheets"] == 2
+    assert r["parts"][5]["status"] == "too large" and r["parts"][5]["paths"] is None
+    placed = [p for p in r["parts"] if p["status"] == "placed"]
+    for i, a in enumerate(placed):
+        x0, y0, x1, y1 = a["paths"].bounds()
+        assert 0 <= x0 and x1 <= 100 and 0 <= y0 and y1 <= 50
+        for b in placed[i + 1:]:
+            if a["sheet"] == b["sheet"]:
+                assert len(plexa.intersection(a["paths"], b["paths"])) == 0
+    assert r["fill"] == pytest.approx(5 * 900 / (2 * 100 * 50))
+    with pytest.raises(ValueError):
+        plexa.nest(parts, width=0, height=70)

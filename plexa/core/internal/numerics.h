@@ -86,6 +86,23 @@ inline CDPOINT BezierDerivative(const CDPOINT& p0, const CDPOINT& p1, const CDPO
   return CDPOINT(a * (p1.x - p0.x) + b * (p2.x - p1.x) + c * (p3.x - p2.x),
                  a * (p1.y - p0.y) + b * (p2.y - p1.y) + c * (p3.y - p2.y));
 }
+// Signed area swept by the cubic p0..p3 about the origin, (1/2) integral of x dy - y dx over
+// t in [0, 1]; summed over a closed path it is the enclosed area, positive for a path that
+// runs clockwise on a y-down screen. The integrand is a polynomial of degree 5, so the
+// three-point Gauss-Legendre rule is exact (up to rounding).
+inline double BezierSignedArea(const CDPOINT& p0, const CDPOINT& p1, const CDPOINT& p2,
+                               const CDPOINT& p3) {
+  constexpr double kNode = 0.38729833462074168852;  // sqrt(15) / 10
+  constexpr double kT[3] = {0.5 - kNode, 0.5, 0.5 + kNode};
+  constexpr double kW[3] = {5.0 / 18, 8.0 / 18, 5.0 / 18};
+  double sum = 0;
+  for (int i = 0; i < 3; ++i) {
+    const CDPOINT p = BezierPoint(p0, p1, p2, p3, kT[i]);
+    const CDPOINT d = BezierDerivative(p0, p1, p2, p3, kT[i]);
+    sum += kW[i] * (p.x * d.y - p.y * d.x);
+  }
+  return 0.5 * sum;
+}
 // Power-form coefficients of one coordinate, lowest first: c[0] + c[1] t + c[2] t^2 +
 // c[3] t^3, built as c1 = 3 (p1 - p0), c2 = 3 (p2 - p1) - c1, c3 = p3 - p0 - c1 - c2.
 inline void PowerForm(double p0, double p1, double p2, double p3, double c[4]) {

@@ -1,0 +1,100 @@
+// plexa nest as a user runs it: SVG parts in, the sheets read back and checked for overlaps on
+// the exact curves; bad input refused with nothing written.
+#include "plexa/layout/nest.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "io/svg_read.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class NestTool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() /
+           ("plexa_nest_" + std::to_string(::getpid()) + "_" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // An SVG whose user unit is a millimetre.
+  std::string Svg(const std::string& name, const std::string& body) {
+    const std::string path = (dir_ / name).string();
+    std::ofstream(path) << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"200mm\" "
+                           "height=\"200mm\" viewBox=\"0 0 200 200\">"
+                        << body << "</svg>";
+    return path;
+  }
+  int Run(const std::string& args) {
+    const std::string cmd = std::string("'") + PLEXA_CLI + "' nest " + args + " >/dev/null 2>&1";
+    const int raw = std::system(cmd.c_str());
+    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  }
+  // The shapes of a written sheet (outlines with their holes).
+  std::vector<CPolyPolyBezier> Shapes(const std::string& path) {
+    plexa::io::Drawing d;
+    std::string warning, error;
+    EXPECT_TRUE(plexa::io::ReadSvgFile(path, d, warning, error)) << error;
+    plexa::io::GroupIntoShapes(d);
+    std::vector<CPolyPolyBezier> out;
+    for (const plexa::io::Item& item : d.items) {
+      out.emplace_back();
+      for (int p : item.paths) out.back().Add(new CBPointArray(d.paths[p]));
+    }
+    return out;
+  }
+  fs::path dir_;
+};
+
+TEST_F(NestTool, PartsFillSheetsWithoutOverlap) {
+  // A ring (with a hole big enough for the small squares) and squares, 6 copies each, on
+  // 130 x 130 mm sheets: four rings a sheet, so the copies need two sheets.
+  const std::string parts =
+      Svg("parts.svg",
+          "<path d='M0 0H60V60H0Z M10 10V50H50V10Z'/>"
+          "<rect x='100' y='0' width='18' height='18'/><circle cx='150' cy='30' r='12'/>");
+  const std::string out = (dir_ / "out.svg").string();
+  ASSERT_EQ(Run(parts + " -o " + out + " --sheet 130x130 --gap 1 --copies 6"), 0);
+  double area = 0;
+  int count = 0;
+  for (const std::string name : {"out.svg", "out-2.svg"}) {
+    ASSERT_TRUE(fs::exists(dir_ / name)) << name;
+    const std::vector<CPolyPolyBezier> shapes = Shapes((dir_ / name).string());
+    std::vector<std::pair<int, int>> pairs;
+    EXPECT_EQ(FindShapeOverlaps(shapes, 1e-6, pairs), 0) << name;
+    for (const CPolyPolyBezier& s : shapes) area += GetShapeArea(s), ++count;
+  }
+  EXPECT_FALSE(fs::exists(dir_ / "out-3.svg"));
+  EXPECT_EQ(count, 18);
+  // Drawing units are tenths of a millimetre.
+  EXPECT_NEAR(area, 6 * (3600 - 1600 + 324 + 3.14159265 * 144) * 100, 6 * 0.5 * 100);
+}
+
+TEST_F(NestTool, BadInputIsRefusedAndNothingWritten) {
+  const std::string big = Svg("big.svg", "<rect x='0' y='0' width='150' height='150'/>");
+  const std::string empty = Svg("empty.svg", "");
+  const std::string ok = Svg("ok.svg", "<rect x='0' y='0' width='10' height='10'/>");
+  const std::string out = (dir_ / "out.svg").string();
+  EXPECT_EQ(Run(big + " -o " + out + " --sheet 100x100"), 1);          // larger than the sheet
+  EXPECT_EQ(Run(empty + " -o " + out + " --sheet 100x100"), 1);        // no part
+  EXPECT_EQ(Run(ok + " -o " + out + " --sheet 0x100"), 2);             // zero sheet
+  EXPECT_EQ(Run(ok + " -o " + out + " --sheet -5x100"), 2);            // negative sheet
+  EXPECT_EQ(Run(ok + " -o " + out + " --sheet nanxnan"), 2);           // not a number
+  EXPECT_EQ(Run(ok + " -o " + out + " --sheet 100x100 --gap -1"), 2);  // negative gap
+  EXPECT_FALSE(fs::exists(out));
+  EXPECT_EQ(Run(ok + " -o " + out + " --sheet 4inx4in --rotations 3"), 0);
+  EXPECT_TRUE(fs::exists(out));
+}
+
+}  // namespace
