@@ -61,15 +61,17 @@ PLEXA_API void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEX
 // PackRectangleFFD(rect, state, gap, vertical) with the same rectangles in the same order
 // would hold, and each rectangle gets the same position, bit for bit (NaN sizes included).
 //
-// Invariants: the bands live in a balanced tree of their own, in state order, each subtree
-// knowing its lowest filled end and widest band, built only by Pack. Gap and mode are fixed at
-// construction. Copies are independent packings; a moved-from packer is empty.
+// Invariants: up to a couple of thousand bands the packer keeps the plain state and scans it
+// (faster there); then its bands live in a balanced tree of their own, in state order, each
+// subtree knowing a staircase of its widest bands against their lowest filled ends, built
+// once from the state and then only by Pack. Gap and mode are fixed at construction. Copies
+// are independent packings; a moved-from packer is empty.
 //
-// Cost a rectangle: finding the first band with room descends the tree, passing over every
-// subtree in which no band has room, and a split or a new band adds one node: O(log bands) on
-// packings of sorted cut lists (a descent can detour into subtrees whose room and width sit on
-// different bands; the band found is still the first). State() builds the state array afresh:
-// O(bands) a call, so ask for it once the packing is done.
+// Cost a rectangle, past that: finding the first band with room descends the tree, passing
+// over every subtree in which no band has room, and a split or a new band adds one node:
+// O(log bands) on packings of sorted cut lists (a descent can detour into subtrees whose room
+// and width sit on different bands; the band found is still the first). State() builds the
+// state array afresh: O(bands) a call, so ask for it once the packing is done.
 class PLEXA_API CRectanglePacker {
  public:
   explicit CRectanglePacker(double gap = 0, bool vertical = true);
