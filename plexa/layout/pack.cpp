@@ -392,9 +392,9 @@ class BandTree {
 };
 
 // Below this many bands the plain scan is faster than the tree (a band test costs about 0.3 ns
-// and a tree update about 1 us; on a sign shop's cut list the two meet near 2,000 bands): the
+// and a tree update about 1 us; on a sign shop's cut list the two meet near 3,000 bands): the
 // packer keeps the plain state until then, and builds the tree from it once, in one pass.
-constexpr INT_PTR kTreeMinBands = 2000;
+constexpr INT_PTR kTreeMinBands = 3000;
 
 class CRectanglePacker::Index {
  public:

@@ -61,7 +61,7 @@ PLEXA_API void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEX
 // PackRectangleFFD(rect, state, gap, vertical) with the same rectangles in the same order
 // would hold, and each rectangle gets the same position, bit for bit (NaN sizes included).
 //
-// Invariants: up to a couple of thousand bands the packer keeps the plain state and scans it
+// Invariants: up to 3,000 bands the packer keeps the plain state and scans it
 // (faster there); then its bands live in a balanced tree of their own, in state order, each
 // subtree knowing a staircase of its widest bands against their lowest filled ends, built
 // once from the state and then only by Pack. Gap and mode are fixed at construction. Copies

@@ -255,7 +255,7 @@ TEST(CRectanglePacker, RandomInputsPlaceAsThePlainRule) {
       ASSERT_EQ(std::memcmp(&s[i], &want, sizeof want), 0) << "case " << c.seed << ", point " << i;
       ASSERT_EQ(std::memcmp(&plain[i], &want, sizeof want), 0) << "case " << c.seed;
     }
-    // Past 2,000 bands the packer searches its tree (a split adds a band as a new one does).
+    // Past 3,000 bands the packer searches its tree (a split adds a band as a new one does).
     EXPECT_GT(s.GetSize() / 2, 4000) << "case " << c.seed;
   }
 }
