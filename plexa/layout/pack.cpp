@@ -123,20 +123,21 @@ void PackRectangleFFD(CDRECT& rect, State& state, double gap, bool vertical) {
 }
 
 // The bands after the first pair, in state order, as the in-order sequence of a binary tree
-// balanced by weight: every node's children hold at most kHeavy of its bands (the subtree
-// holding the most bands is rebuilt perfectly balanced when an insertion breaks this), so the
-// height stays below log(n) / log(1 / kHeavy) + 1 (about 42 at 160,000 bands) and an insertion
-// costs O(log n) amortized. Each node keeps, over its subtree, the lowest filled end (NaN ends
-// never leave room and are left out; NaN when every end is NaN) and the widest span (a NaN
-// span rejects nothing and counts as +inf).
+// balanced by weight: neither child of a node holds more than 3/4 of its bands (the highest
+// subtree that breaks this on an insertion is rebuilt perfectly balanced), so the height stays
+// below log(n) / log(4/3) + 1 (about 42 at 160,000 bands) and an insertion costs O(log n)
+// amortized. Each node keeps, over its subtree, a staircase of up to kSteps (span, end) steps
+// (see Front): exactly the bands that no other band beats on both width and room while there
+// are that few, else a merged staircase that only ever claims more room than there is.
 //
-// Find descends to the first band that fits, passing over a subtree when its lowest end leaves
-// no room (gap + lowest + len > limit: rounding is monotone, so no band of it has more room)
-// or when the rectangle is wider than its widest span; a subtree it enters but that holds no
-// band that fits (a low end and a wide span on different bands) is left after its own pruned
-// descent. Bands themselves are tested with the exact comparisons of the scan, so the band
-// found is the scan's, bit for bit. On packings grown by the first-fit rule the descent rarely
-// leaves the path to the band found: O(log n) a query (the benchmark counts it).
+// Find descends to the first band that fits, passing over a subtree when the lowest end among
+// its steps at least as wide as the rectangle leaves no room (gap + end + len > limit: rounding
+// is monotone, so no band of it has more room); NaN ends never leave room and are left out, a
+// NaN span rejects nothing and counts as +inf, and a NaN sum proves nothing, so it enters.
+// Bands themselves are tested with the exact comparisons of the scan, so the band found is the
+// scan's, bit for bit. A subtree entered whose staircase claimed too much is left after its own
+// pruned descent: on packings of sorted cut lists that is rare and a query costs about
+// O(log n); no bound better than O(n) holds for every input (pack_bench measures the growth).
 class BandTree {
  public:
   using Id = std::int32_t;  // node ids; the node store would exceed memory long before 2^31
