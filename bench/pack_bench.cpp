@@ -1,16 +1,27 @@
-// First-fit rectangle packing on cut lists of 2,500, 10,000 and 40,000 rectangles with a
-// spread of sizes like a sign shop's job (many small decals and letters, fewer panels, a few
+// First-fit rectangle packing on cut lists of 2,500, 10,000, 40,000 and 160,000 rectangles with
+// a spread of sizes like a sign shop's job (many small decals and letters, fewer panels, a few
 // large pieces), seeded and sorted by decreasing size as a host does before packing.
-// Reports microseconds a rectangle for PackRectangleFFD (the plain form: every band visited
-// in order, the host's own state) and for CRectanglePacker (the first band with room found
-// through its band index), after checking that both give identical placements and states. Compares
-// the fill with potpack (run under node, when scripts/bench-peers.sh installed it) on the same bin
-// shape: the strip's height is set to the height of potpack's bin by a zero-width first rectangle,
-// and fill is placed area over bin area for both.
+//
+// Before timing, CRectanglePacker (the first band with room found through its search tree) is
+// checked against PackRectangleFFD (the plain form: every band visited in order, the host's
+// own state): identical placements and states, bit for bit, at every count up to 40,000 in
+// every order and gap, and at 160,000 for the height order without gap. Then it reports
+// microseconds a rectangle for both (the plain form only up to 40,000: it is quadratic), the
+// packer's cost a rectangle at each count against 10,000's (below 3,000 bands the packer scans
+// like the plain form), and the ratios packer / plain.
+//
+// The peer, potpack (run under node when scripts/bench-peers.sh installed it), chooses a bin
+// of its own, close to a square. To compare fill on the same bin shape, the packing is asked
+// for potpack's bin height (columns) or width (rows): a first rectangle of zero width and
+// potpack's height (or zero height and potpack's width) fixes the strip's limit, every
+// rectangle then packs within it, and fill is placed area over bin area (the bin of the
+// packing: that limit by its extent along the strip). The rectangles are the same; columns get
+// them by decreasing width and rows by decreasing height, as a host sorts for each mode.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -28,10 +39,14 @@ using PLEXA::CDRECT;
 
 namespace {
 
-constexpr int kCounts[] = {2500, 10000, 40000};
+constexpr int kCounts[] = {2500, 10000, 40000, 160000};
+// The plain form is quadratic: timed up to this count.
+constexpr int kPlainMax = 40000;
+// The first count at which the packer works on its tree throughout most of the run.
+constexpr int kTreeFrom = 10000;
 constexpr unsigned kSeed = 20261121;
 
-enum class Order { kHeight, kArea };
+enum class Order { kHeight, kArea, kWidth };
 
 // A normal deviate (Box-Muller) from mt19937, whose output the C++ standard fixes bit for
 // bit, so the cut list is the same with every standard library.
@@ -53,6 +68,7 @@ std::vector<CDPOINT> CutList(Order order, int count) {
   }
   std::stable_sort(sizes.begin(), sizes.end(), [order](const CDPOINT& a, const CDPOINT& b) {
     if (order == Order::kHeight) return a.y != b.y ? a.y > b.y : a.x > b.x;
+    if (order == Order::kWidth) return a.x != b.x ? a.x > b.x : a.y > b.y;
     return a.x * a.y > b.x * b.y;
   });
   return sizes;
@@ -61,20 +77,22 @@ std::vector<CDPOINT> CutList(Order order, int count) {
 // The two forms behind one signature: the plain function, and the packer (which keeps its
 // own state; `state` receives a copy of it at the end when asked).
 enum class Form { kPlain, kPacker };
-// Columns; a positive `height` first places a zero-width rectangle of that height, which
-// fixes the strip's height (the host's way to ask for a bin of a given height).
+// A positive `limit` first places a rectangle of zero width and that height (columns) or of
+// zero height and that width (rows), which fixes the strip's limit: the host's way to ask for
+// a bin of a given height (or width).
 std::vector<CDRECT> Pack(const std::vector<CDPOINT>& sizes, double gap, Form form = Form::kPacker,
-                         CArray<CDPOINT, CDPOINT>* stateOut = nullptr, double height = 0) {
+                         CArray<CDPOINT, CDPOINT>* stateOut = nullptr, double limit = 0,
+                         bool vertical = true) {
   CArray<CDPOINT, CDPOINT> state;
-  CRectanglePacker packer(gap, true);
+  CRectanglePacker packer(gap, vertical);
   const auto pack = [&](CDRECT& r) {
     if (form == Form::kPlain)
-      PackRectangleFFD(r, state, gap, true);
+      PackRectangleFFD(r, state, gap, vertical);
     else
       packer.Pack(r);
   };
-  if (height > 0) {
-    CDRECT spacer(0, 0, 0, height);
+  if (limit > 0) {
+    CDRECT spacer = vertical ? CDRECT(0, 0, 0, limit) : CDRECT(0, limit, 0, 0);
     pack(spacer);
   }
   std::vector<CDRECT> placed;
@@ -147,12 +165,19 @@ void Counts(benchmark::internal::Benchmark* b) {
   for (int n : kCounts) b->Arg(n);
   b->Unit(benchmark::kMillisecond)->UseRealTime();
 }
+void PlainCounts(benchmark::internal::Benchmark* b) {
+  for (int n : kCounts)
+    if (n <= kPlainMax) b->Arg(n);
+  b->Unit(benchmark::kMillisecond)->UseRealTime();
+}
 
 BENCHMARK_CAPTURE(BM_Pack, packer_by_height_gap0, Form::kPacker, Order::kHeight, 0.0)
     ->Apply(Counts);
-BENCHMARK_CAPTURE(BM_Pack, plain_by_height_gap0, Form::kPlain, Order::kHeight, 0.0)->Apply(Counts);
+BENCHMARK_CAPTURE(BM_Pack, plain_by_height_gap0, Form::kPlain, Order::kHeight, 0.0)
+    ->Apply(PlainCounts);
 BENCHMARK_CAPTURE(BM_Pack, packer_by_area_gap20, Form::kPacker, Order::kArea, 20.0)->Apply(Counts);
-BENCHMARK_CAPTURE(BM_Pack, plain_by_area_gap20, Form::kPlain, Order::kArea, 20.0)->Apply(Counts);
+BENCHMARK_CAPTURE(BM_Pack, plain_by_area_gap20, Form::kPlain, Order::kArea, 20.0)
+    ->Apply(PlainCounts);
 
 std::string Quote(const std::string& s) {
   std::string q = "'";
@@ -200,21 +225,40 @@ void ComparePeer() {
   }
   double area = 0;
   for (const CDPOINT& p : sizes) area += p.x * p.y;
-  // The same bin shape: the strip's height is potpack's bin height.
-  const std::vector<CDRECT> ours = Pack(sizes, 0, Form::kPacker, nullptr, peerH);
-  double xmax = 0, ymax = 0;
-  for (const CDRECT& r : ours) xmax = std::max(xmax, r.xmax), ymax = std::max(ymax, r.ymax);
-  const double fill = area / (xmax * std::max(ymax, peerH));
-  std::printf("peer: potpack fill %.4f (bin %.0f x %.0f, %.0f rects/s under node)\n", peerFill,
-              peerW, peerH, peerRate);
+  std::printf("peer: potpack fill %.4f (its bin %.0f x %.0f), %.3f us a rectangle under node\n",
+              peerFill, peerW, peerH, 1e6 / peerRate);
+  // The same bin shape, both ways: columns up to potpack's height (the same rectangles sorted
+  // by decreasing width, the host's order for columns), rows up to its width (by height).
+  for (bool vertical : {true, false}) {
+    const double limit = vertical ? peerH : peerW;
+    const std::vector<CDRECT> ours = Pack(vertical ? CutList(Order::kWidth, 10000) : sizes, 0,
+                                          Form::kPacker, nullptr, limit, vertical);
+    double xmax = 0, ymax = 0;
+    for (const CDRECT& r : ours) xmax = std::max(xmax, r.xmax), ymax = std::max(ymax, r.ymax);
+    const double binW = vertical ? xmax : std::max(xmax, limit);
+    const double binH = vertical ? std::max(ymax, limit) : ymax;
+    const double fill = area / (binW * binH);
+    std::printf(
+        "peer: %s at potpack's %s %.0f: bin %.0f x %.0f, fill %.4f; fill ratio CRectanglePacker "
+        "/ potpack = %.3f\n",
+        vertical ? "columns (by width)" : "rows (by height)", vertical ? "height" : "width", limit,
+        binW, binH, fill, fill / peerFill);
+  }
+  // Time on the same list, median of 5 runs like the peer's script.
+  std::vector<double> times;
+  for (int k = 0; k < 5; ++k) {
+    const auto t0 = std::chrono::steady_clock::now();
+    benchmark::DoNotOptimize(Pack(sizes, 0, Form::kPacker, nullptr, peerW, false).data());
+    times.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+  }
+  std::sort(times.begin(), times.end());
+  const double perRect = times[2] / static_cast<double>(sizes.size());
   std::printf(
-      "peer: PackRectangleFFD fill %.4f (bin %.0f x %.0f: columns of potpack's height, "
-      "by height, gap 0)\n",
-      fill, xmax, std::max(ymax, peerH));
-  std::printf("peer: fill ratio PackRectangleFFD / potpack = %.3f (same bin height)\n",
-              fill / peerFill);
+      "peer: CRectanglePacker %.3f us a rectangle at 10,000 (rows at potpack's width); time "
+      "ratio CRectanglePacker / potpack = %.2f\n",
+      perRect * 1e6, perRect * peerRate);
   const std::vector<CDRECT> strip = Pack(sizes, 0);
-  std::printf("peer: (as a strip of the tallest rectangle's height: fill %.4f)\n", Fill(strip));
+  std::printf("peer: (as a strip of the first rectangle's height: fill %.4f)\n", Fill(strip));
 }
 
 }  // namespace
@@ -225,29 +269,43 @@ int main(int argc, char** argv) {
     for (Order order : {Order::kHeight, Order::kArea})
       for (double gap : {0.0, 20.0}) {
         const std::vector<CDPOINT> sizes = CutList(order, count);
-        if (!Valid(sizes, Pack(sizes, gap), gap) || !PackerSameAsPlain(sizes, gap)) {
+        const bool compare = count <= kPlainMax || (order == Order::kHeight && gap == 0);
+        if (!Valid(sizes, Pack(sizes, gap), gap) || (compare && !PackerSameAsPlain(sizes, gap))) {
           std::fprintf(stderr,
-                       "pack_bench: packing invalid or the packer unlike PackRectangleFFD (count "
-                       "%d, order %d, "
-                       "gap %g)\n",
+                       "pack_bench: packing invalid or the packer unlike PackRectangleFFD "
+                       "(count %d, order %d, gap %g)\n",
                        count, static_cast<int>(order), gap);
           return 1;
         }
       }
   std::printf(
-      "check: CRectanglePacker's placements and states equal PackRectangleFFD's at 2,500, 10,000, "
-      "40,000\n");
+      "check: CRectanglePacker's placements and states equal PackRectangleFFD's at 2,500, "
+      "10,000, 40,000 (both orders, gaps 0 and 20) and 160,000 (by height, gap 0)\n");
   ComparePeer();
   MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  for (int n : kCounts) {
+  const auto name = [](const char* run, int n) {
     // Appended piece by piece: "/" + std::to_string(n) trips a false -Wrestrict in GCC 12.
-    std::string arg = "/";
-    arg += std::to_string(n);
-    arg += "/real_time";
-    reporter.PrintRatio("BM_Pack/packer_by_height_gap0" + arg,
-                        "BM_Pack/plain_by_height_gap0" + arg);
-    reporter.PrintRatio("BM_Pack/packer_by_area_gap20" + arg, "BM_Pack/plain_by_area_gap20" + arg);
+    std::string s = "BM_Pack/";
+    s += run;
+    s += "/";
+    s += std::to_string(n);
+    s += "/real_time";
+    return s;
+  };
+  for (const char* run : {"by_height_gap0", "by_area_gap20"}) {
+    const std::string packer = std::string("packer_") + run, plain = std::string("plain_") + run;
+    for (int n : kCounts)
+      if (n <= kPlainMax) reporter.PrintRatio(name(packer.c_str(), n), name(plain.c_str(), n));
+    // Cost a rectangle against 10,000's (past 3,000 bands the packer searches its tree; at
+    // 2,500 it still scans): the ratio of the times over the ratio of the counts.
+    for (int n : kCounts)
+      if (n > kTreeFrom) {
+        const double r =
+            reporter.PrintRatio(name(packer.c_str(), n), name(packer.c_str(), kTreeFrom));
+        std::printf("  -> %s: cost a rectangle at %d is %.2fx that at %d\n", packer.c_str(), n,
+                    r * kTreeFrom / n, kTreeFrom);
+      }
   }
   benchmark::Shutdown();
   return 0;

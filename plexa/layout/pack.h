@@ -2,8 +2,9 @@
 // that place identically:
 // - PackRectangleFFD, the plain form: the host keeps the state array and passes it to every
 //   call; each call visits the bands in order.
-// - CRectanglePacker, the fast path for many rectangles: it owns the state and an index of
-//   its bands, so finding the first band with room no longer costs a visit of every band.
+// - CRectanglePacker, the fast path for many rectangles: it owns the packing and keeps its
+//   bands in a search tree, so finding the first band with room costs about log(bands)
+//   steps instead of a visit of every band.
 // The host sorts its rectangles by decreasing size and places them in that order; each call
 // writes the placed position into the rectangle.
 //
@@ -49,28 +50,28 @@
 // packing: the rectangle goes to (0, w, 0, h) and its pair is appended. Otherwise the bands
 // are visited in order and the first with room is taken; at most one pair is inserted or
 // appended. Cost: one test a band, so O(bands) a call and O(n^2) for n rectangles; for
-// thousands of rectangles use CRectanglePacker. The function keeps nothing between calls: a
+// thousands of rectangles use CRectanglePacker (a function that keeps nothing between calls
+// cannot keep a search structure either: building one costs a visit of every band). A
 // state the function did not build is read as it stands (bands are the pairs (2, 3),
 // (4, 5), ... and a new band follows the last point).
 PLEXA_API void PackRectangleFFD(PLEXA::CDRECT& rect, CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& state,
                                 double gap, bool vertical);
 
-// A packing that owns its state. After every Pack, State() equals the state that calling
+// A packing that owns its state. State() returns the state that calling
 // PackRectangleFFD(rect, state, gap, vertical) with the same rectangles in the same order
 // would hold, and each rectangle gets the same position, bit for bit (NaN sizes included).
 //
-// Invariants: State() holds an even number of points, built only by Pack; once the packing
-// holds a few thousand bands the packer keeps an index that mirrors them exactly (the state is
-// read-only to the host, so the index cannot go stale). Gap and mode are fixed at
-// construction. Copies are independent packings; a moved-from packer is empty.
+// Invariants: up to 3,000 bands the packer keeps the plain state and scans it
+// (faster there); then its bands live in a balanced tree of their own, in state order, each
+// subtree knowing a staircase of its widest bands against their lowest filled ends, built
+// once from the state and then only by Pack. Gap and mode are fixed at construction. Copies
+// are independent packings; a moved-from packer is empty.
 //
-// Cost a rectangle: up to a few thousand bands, a plain scan (faster than the index there);
-// the index is then built once, in one pass. It cuts the bands into blocks of a few hundred
-// consecutive bands, each keeping its widths sorted with the lowest filled end among the
-// bands at least that wide, so "does any band of this block have room?" is one binary
-// search. A call makes about bands / 256 such tests, scans one block of at most 511 bands,
-// updates one block (O(block size)) and moves the state's pairs behind an inserted pair (one
-// memory move).
+// Cost a rectangle, past that: finding the first band with room descends the tree, passing
+// over every subtree in which no band has room, and a split or a new band adds one node:
+// O(log bands) on packings of sorted cut lists (a descent can detour into subtrees whose room
+// and width sit on different bands; the band found is still the first). State() builds the
+// state array afresh: O(bands) a call, so ask for it once the packing is done.
 class PLEXA_API CRectanglePacker {
  public:
   explicit CRectanglePacker(double gap = 0, bool vertical = true);
@@ -82,7 +83,8 @@ class PLEXA_API CRectanglePacker {
 
   // Places one rectangle, exactly as PackRectangleFFD would with State().
   void Pack(PLEXA::CDRECT& rect);
-  const CArray<PLEXA::CDPOINT, PLEXA::CDPOINT>& State() const { return m_state; }
+  // The packing's state, as PackRectangleFFD would hold it (empty before the first Pack).
+  CArray<PLEXA::CDPOINT, PLEXA::CDPOINT> State() const;
   // Empties the packing; the next rectangle starts a new one (same gap and mode).
   void Reset();
   double Gap() const { return m_gap; }
@@ -92,6 +94,5 @@ class PLEXA_API CRectanglePacker {
   class Index;
   double m_gap;
   bool m_vertical;
-  CArray<PLEXA::CDPOINT, PLEXA::CDPOINT> m_state;
-  std::unique_ptr<Index> m_index;  // null until the packing holds enough bands to need it
+  std::unique_ptr<Index> m_index;  // null until the first rectangle
 };

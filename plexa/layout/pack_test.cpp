@@ -28,6 +28,41 @@ CDRECT Transposed(const CDRECT& r) {
   return CDRECT(r.ymin, r.ymax, r.xmin, r.xmax);
 }
 
+// The packing rule written out once more, plainly, for columns over a vector of points: the
+// oracle for both forms. Rows are columns with x and y exchanged, so a row packing is this one
+// run on the transposed sizes (its state and rectangles transposed).
+CDRECT ReferenceColumns(std::vector<CDPOINT>& s, double w, double h, double gap) {
+  w = std::fabs(w);
+  h = std::fabs(h);
+  if (s.size() < 2) {
+    s = {CDPOINT(0, h), CDPOINT(w, h)};
+    return CDRECT(0, w, 0, h);
+  }
+  const double limit = s[1].y;
+  for (std::size_t i = 3; i < s.size(); i += 2) {
+    const double width = s[i].x - s[i - 1].x;
+    if (!(gap + s[i].y + h <= limit) || w > width) continue;
+    const double x0 = s[i - 1].x;
+    const CDRECT r(x0, x0 + w, gap + s[i].y, gap + s[i].y + h);
+    if (width <= w + gap) {
+      s[i - 1].y = s[i].y = r.ymax;
+    } else {
+      s[i - 1].x = x0 + w + gap;
+      s.insert(s.begin() + static_cast<std::ptrdiff_t>(i) - 1,
+               {CDPOINT(r.xmin, r.ymax), CDPOINT(r.xmax, r.ymax)});
+    }
+    return r;
+  }
+  const double xmin = gap + s.back().x;
+  s.push_back(CDPOINT(xmin, h));
+  s.push_back(CDPOINT(xmin + w, h));
+  return CDRECT(xmin, xmin + w, 0, h);
+}
+
+bool SameBits(const CDRECT& a, const CDRECT& b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
 }  // namespace
 
 TEST(PackRectangleFFD, ColumnsFillAndOpenAsDescribed) {
@@ -130,9 +165,9 @@ TEST(PackRectangleFFD, HostileSizesDoNotCrash) {
 }
 
 // The packer places exactly as PackRectangleFFD with the same sequence: every placement and
-// the whole state, bit for bit, over thousands of rectangles (enough bands that the packer
-// builds its index part way, many blocks, splits of blocks) with unsorted sizes, ties and NaN sizes
-// mixed in. A copy continues independently and Reset starts afresh.
+// the whole state, bit for bit, over thousands of rectangles (thousands of bands, so the tree
+// is rebuilt in parts many times) with unsorted sizes, ties and NaN sizes mixed in. A copy
+// continues independently and Reset starts afresh.
 TEST(CRectanglePacker, PlacesExactlyAsPackRectangleFFD) {
   std::mt19937 gen(777);
   std::uniform_real_distribution<double> size(1.0, 60.0);
@@ -151,10 +186,10 @@ TEST(CRectanglePacker, PlacesExactlyAsPackRectangleFFD) {
         ASSERT_EQ(std::memcmp(&r, &p, sizeof r), 0) << n;
         if (n == 5000) packer = CRectanglePacker(packer);  // a copy carries on alike
       }
-      const State& s = packer.State();
+      const State s = packer.State();
       ASSERT_EQ(s.GetSize(), plain.GetSize());
       EXPECT_EQ(std::memcmp(s.GetData(), plain.GetData(), sizeof(CDPOINT) * s.GetSize()), 0);
-      EXPECT_GT(s.GetSize(), 2 * 4000);  // thousands of bands: the index was built and used
+      EXPECT_GT(s.GetSize(), 2 * 4000);  // thousands of bands
 
       packer.Reset();
       CDRECT r(0, 3, 0, 4);
@@ -162,4 +197,65 @@ TEST(CRectanglePacker, PlacesExactlyAsPackRectangleFFD) {
       EXPECT_EQ(r, CDRECT(0, 3, 0, 4));
       EXPECT_EQ(packer.State().GetSize(), 2);
     }
+}
+
+// Random cut lists (integer sizes with many ties, sorted by height, by area or not at all,
+// occasional NaN, infinite and zero sizes) in both modes with several gaps: every placement of
+// the packer and of PackRectangleFFD equals the plain rule's, bit for bit, and so do the states.
+TEST(CRectanglePacker, RandomInputsPlaceAsThePlainRule) {
+  struct Case {
+    unsigned seed;
+    bool vertical;
+    double gap;
+    int order;  // 0 unsorted, 1 by height (along the band) descending, 2 by area descending
+    double maxSize;
+  };
+  const Case cases[] = {{1, true, 0, 1, 40},  {2, false, 0, 1, 40},  {3, true, 2, 2, 90},
+                        {4, false, 2, 2, 90}, {5, true, 0.5, 0, 30}, {6, false, 3, 0, 300},
+                        {7, true, -1, 1, 20}, {8, true, 0, 2, 8},    {9, false, 0.25, 1, 12}};
+  for (const Case& c : cases) {
+    std::mt19937 gen(c.seed);
+    std::uniform_int_distribution<int> size(0, static_cast<int>(c.maxSize));
+    std::uniform_int_distribution<int> odd(0, 199);
+    std::vector<CDPOINT> sizes(6000);
+    for (CDPOINT& p : sizes) p = CDPOINT(size(gen) + 1, size(gen) + 1);
+    const auto along = [&](const CDPOINT& p) { return c.vertical ? p.y : p.x; };
+    if (c.order == 1)
+      std::stable_sort(sizes.begin(), sizes.end(),
+                       [&](const CDPOINT& a, const CDPOINT& b) { return along(a) > along(b); });
+    if (c.order == 2)
+      std::stable_sort(sizes.begin(), sizes.end(),
+                       [](const CDPOINT& a, const CDPOINT& b) { return a.x * a.y > b.x * b.y; });
+    for (std::size_t k = 1; k < sizes.size(); ++k) {
+      const int r = odd(gen);
+      if (r == 0) sizes[k].x = std::nan("");
+      if (r == 1) sizes[k].y = INFINITY;
+      if (r == 2) sizes[k].x = 0;
+    }
+
+    CRectanglePacker packer(c.gap, c.vertical);
+    State plain;
+    std::vector<CDPOINT> reference;
+    for (std::size_t k = 0; k < sizes.size(); ++k) {
+      const CDPOINT& p = sizes[k];
+      CDRECT a(0, p.x, 0, p.y), b = a;
+      packer.Pack(a);
+      PackRectangleFFD(b, plain, c.gap, c.vertical);
+      CDRECT want = c.vertical ? ReferenceColumns(reference, p.x, p.y, c.gap)
+                               : Transposed(ReferenceColumns(reference, p.y, p.x, c.gap));
+      ASSERT_TRUE(SameBits(a, want)) << "case " << c.seed << ", rectangle " << k;
+      ASSERT_TRUE(SameBits(b, want)) << "case " << c.seed << ", rectangle " << k;
+    }
+    const State s = packer.State();
+    ASSERT_EQ(s.GetSize(), static_cast<INT_PTR>(reference.size()));
+    ASSERT_EQ(plain.GetSize(), s.GetSize());
+    for (INT_PTR i = 0; i < s.GetSize(); ++i) {
+      const CDPOINT& r = reference[static_cast<std::size_t>(i)];
+      const CDPOINT want = c.vertical ? r : CDPOINT(r.y, r.x);
+      ASSERT_EQ(std::memcmp(&s[i], &want, sizeof want), 0) << "case " << c.seed << ", point " << i;
+      ASSERT_EQ(std::memcmp(&plain[i], &want, sizeof want), 0) << "case " << c.seed;
+    }
+    // Past 3,000 bands the packer searches its tree (a split adds a band as a new one does).
+    EXPECT_GT(s.GetSize() / 2, 4000) << "case " << c.seed;
+  }
 }
