@@ -1,13 +1,17 @@
 // Boolean operations against Clipper 6.4 (libpolyclipping, installed by scripts/bench-peers.sh)
 // on the same polygons: a page of overlapping DejaVu glyphs welded (curves for plexa, the same
 // curves flattened at the same tolerance for Clipper), two 10,000-vertex stars intersected,
-// and a drawing of 100,000 edges (2,500 random 40-gons) welded. Each case prints the time
-// ratio (plexa / Clipper, medians) and the node counts of both results.
+// a drawing of 100,000 edges (2,500 random 40-gons) welded, 900 overlapping squares welded
+// (3,600 edges, the Python benchmark's case), and small inputs where the fixed cost of a call
+// shows: 2 squares, 4 overlapping 16-gons and 10 overlapping 30-gons (8, 64 and 300 edges).
+// Each case prints the time ratio (plexa / Clipper, medians) and the node counts of both
+// results.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstdio>
 #include <random>
+#include <string>
 
 #include "bench/glyph_paths.h"
 #include "bench/ratio.h"
@@ -88,6 +92,35 @@ const Case& Drawing() {
   return c;
 }
 
+const Case& Squares() {
+  static Case c = [] {
+    Case k;
+    for (int i = 0; i < 30; ++i)
+      for (int j = 0; j < 30; ++j)
+        k.a.Add(Polygon({{i * 7.0, j * 7.0}, {i * 7.0 + 10, j * 7.0}, {i * 7.0 + 10, j * 7.0 + 10},
+                         {i * 7.0, j * 7.0 + 10}}));
+    return k;
+  }();
+  return c;
+}
+// count overlapping regular polygons of `sides` sides on a circle, welded.
+Case Ring(int count, int sides) {
+  Case k;
+  for (int i = 0; i < count; ++i) {
+    const double cx = 30 * std::cos(2 * M_PI * i / count), cy = 30 * std::sin(2 * M_PI * i / count);
+    std::vector<CDPOINT> pts;
+    for (int j = 0; j < sides; ++j)
+      pts.emplace_back(cx + 40 * std::cos(2 * M_PI * j / sides + 0.1),
+                       cy + 40 * std::sin(2 * M_PI * j / sides + 0.1));
+    k.a.Add(Polygon(pts));
+  }
+  return k;
+}
+const Case& Small(int edges) {
+  static const Case c8 = Ring(2, 4), c64 = Ring(4, 16), c300 = Ring(10, 30);
+  return edges <= 8 ? c8 : edges <= 64 ? c64 : c300;
+}
+
 INT_PTR Nodes(const CPolyPolyBezier& s) {
   INT_PTR n = 0;
   for (INT_PTR i = 0; i < s.GetSize(); ++i) n += s[static_cast<int>(i)].GetSize() - 1;
@@ -112,9 +145,17 @@ void BM_PlexaStarIntersect(benchmark::State& s) {
 void BM_PlexaDrawingWeld(benchmark::State& s) {
   RunPlexa(s, Drawing());
 }
+void BM_PlexaSquaresWeld(benchmark::State& s) {
+  RunPlexa(s, Squares());
+}
+void BM_PlexaSmallWeld(benchmark::State& s) {
+  RunPlexa(s, Small(static_cast<int>(s.range(0))));
+}
 BENCHMARK(BM_PlexaGlyphWeld)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlexaStarIntersect)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlexaDrawingWeld)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PlexaSquaresWeld)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_PlexaSmallWeld)->Arg(8)->Arg(64)->Arg(300)->Unit(benchmark::kMicrosecond);
 
 #ifdef PLEXA_BENCH_CLIPPER
 // The same sets as Clipper paths: curves flattened by halving until the handles are within
@@ -180,9 +221,17 @@ void BM_ClipperStarIntersect(benchmark::State& s) {
 void BM_ClipperDrawingWeld(benchmark::State& s) {
   RunClipper(s, Drawing());
 }
+void BM_ClipperSquaresWeld(benchmark::State& s) {
+  RunClipper(s, Squares());
+}
+void BM_ClipperSmallWeld(benchmark::State& s) {
+  RunClipper(s, Small(static_cast<int>(s.range(0))));
+}
 BENCHMARK(BM_ClipperGlyphWeld)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ClipperStarIntersect)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ClipperDrawingWeld)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ClipperSquaresWeld)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_ClipperSmallWeld)->Arg(8)->Arg(64)->Arg(300)->Unit(benchmark::kMicrosecond);
 #endif
 
 }  // namespace
@@ -194,6 +243,9 @@ int main(int argc, char** argv) {
   r.PrintRatio("BM_PlexaGlyphWeld", "BM_ClipperGlyphWeld");
   r.PrintRatio("BM_PlexaStarIntersect", "BM_ClipperStarIntersect");
   r.PrintRatio("BM_PlexaDrawingWeld", "BM_ClipperDrawingWeld");
+  r.PrintRatio("BM_PlexaSquaresWeld", "BM_ClipperSquaresWeld");
+  for (const char* n : {"/8", "/64", "/300"})
+    r.PrintRatio(std::string("BM_PlexaSmallWeld") + n, std::string("BM_ClipperSmallWeld") + n);
   benchmark::Shutdown();
   return 0;
 }
