@@ -21,6 +21,8 @@
 //    at a vertex stay separate simple loops. The tree: the nearest kept edge of another loop
 //    to the left of a loop's lowest-leftmost vertex belongs to its parent (when the vertex is
 //    inside that loop's polygon) or to a sibling (then the sibling's parent is the parent).
+//    When several edges meet that leftward line at one vertex, the one rising at the smallest
+//    angle is the nearest.
 #include "plexa/analysis/internal/arrangement.h"
 
 #include <algorithm>
@@ -644,6 +646,7 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
     const IPoint& p = lowestOfLoop[static_cast<std::size_t>(li)];
     int best = -1;
     i128 bn = 0, bd = 1;
+    IPoint bLo, bHi;
     for (int i : rows.Of(static_cast<std::size_t>(g.Cy(p.y)))) {
       const std::size_t ei = static_cast<std::size_t>(i);
       bool down;
@@ -655,7 +658,13 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
       const i128 den = hi.y - lo.y;
       const i128 num =
           static_cast<i128>(lo.x) * den + static_cast<i128>(p.y - lo.y) * (hi.x - lo.x);
-      if (best < 0 || num * bd > bn * den) best = i, bn = num, bd = den;
+      // Edges meeting the line at one point share a vertex there, and all rise from it: the
+      // one nearest to the direction toward p (the smallest angle) bounds the sector that holds
+      // p, so it decides (an arbitrary one of them could put p on the wrong side).
+      const i128 l = num * bd, r = bn * den;
+      if (best < 0 || l > r ||
+          (l == r && (hi.x - lo.x) * (bHi.y - bLo.y) - (hi.y - lo.y) * (bHi.x - bLo.x) > 0))
+        best = i, bn = num, bd = den, bLo = lo, bHi = hi;
     }
     ResultLoop& l = loops[static_cast<std::size_t>(li)];
     if (best < 0) continue;
