@@ -22,7 +22,8 @@
 //    to the left of a loop's lowest-leftmost vertex belongs to its parent (when the vertex is
 //    inside that loop's polygon) or to a sibling (then the sibling's parent is the parent).
 //    When several edges meet that leftward line at one vertex, the one rising at the smallest
-//    angle is the nearest.
+//    angle is the nearest. Loops that touch the vertex itself are passed by turning around it
+//    from the leftward direction to the loop's lower edge, entering and leaving them.
 #include "plexa/analysis/internal/arrangement.h"
 
 #include <algorithm>
@@ -614,6 +615,7 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
   std::vector<int> loopOf(edges.size(), -1);
   std::vector<char> used(nh, 0);
   std::vector<IPoint> lowestOfLoop;
+  std::vector<int> lowestIdOfLoop;
   for (std::size_t h0 = 0; h0 < nh; ++h0) {
     if (!kept[h0] || used[h0]) continue;
     ResultLoop loop;
@@ -633,10 +635,20 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
     }
     loop.hole = area < 0;
     lowestOfLoop.push_back(*std::min_element(loop.vertices.begin(), loop.vertices.end()));
+    // Vertex ids follow the points' order: the lowest id is the lowest-leftmost vertex.
+    lowestIdOfLoop.push_back(static_cast<int>(
+        std::lower_bound(hot.begin(), hot.end(), lowestOfLoop.back()) - hot.begin()));
     loops.push_back(std::move(loop));
   }
 
   // ---- Tree ----
+  struct Touch {
+    IPoint back;   // reversed direction of the edge at p
+    int loop;      // the loop it belongs to
+    bool outward;  // the loop runs along it away from p
+  };
+  std::vector<Touch> touching;
+  std::vector<int> held;
   std::vector<int> byLowest(loops.size());
   std::iota(byLowest.begin(), byLowest.end(), 0);
   std::sort(byLowest.begin(), byLowest.end(), [&](int a, int b) {
@@ -667,15 +679,71 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
         best = i, bn = num, bd = den, bLo = lo, bHi = hi;
     }
     ResultLoop& l = loops[static_cast<std::size_t>(li)];
-    if (best < 0) continue;
-    const std::size_t be = static_cast<std::size_t>(best);
-    const int m = loopOf[be];
-    const bool forward = kept[2 * be] != 0;
-    const IPoint& a = hot[static_cast<std::size_t>(forward ? edges[be].u : edges[be].v)];
-    const IPoint& b = hot[static_cast<std::size_t>(forward ? edges[be].v : edges[be].u)];
-    const bool insideM = (Orient(a, b, p) > 0) != loops[static_cast<std::size_t>(m)].hole;
-    l.parent = insideM ? m : loops[static_cast<std::size_t>(m)].parent;
-    l.depth = l.parent < 0 ? 0 : loops[static_cast<std::size_t>(l.parent)].depth + 1;
+    // The innermost loop around the points just left of p (and just above the line).
+    int container = -1;
+    if (best >= 0) {
+      const std::size_t be = static_cast<std::size_t>(best);
+      const int m = loopOf[be];
+      const bool forward = kept[2 * be] != 0;
+      const IPoint& a = hot[static_cast<std::size_t>(forward ? edges[be].u : edges[be].v)];
+      const IPoint& b = hot[static_cast<std::size_t>(forward ? edges[be].v : edges[be].u)];
+      const bool insideM = (Orient(a, b, p) > 0) != loops[static_cast<std::size_t>(m)].hole;
+      container = insideM ? m : loops[static_cast<std::size_t>(m)].parent;
+    }
+    // Other loops touching p: turn counter-clockwise around p from just above the leftward
+    // direction to this loop's lower edge, entering and leaving the loops whose edges at p are
+    // passed; the loop holding the last sector passed is the parent. Angles are compared on
+    // reversed directions, so that the turn starts at the leftward direction.
+    const std::size_t pv = static_cast<std::size_t>(lowestIdOfLoop[static_cast<std::size_t>(li)]);
+    touching.clear();
+    bool others = false;
+    IPoint lower{0, 0};
+    bool haveLower = false;
+    for (std::size_t k = vstart[pv]; k < vstart[pv + 1]; ++k) {
+      const std::size_t h = static_cast<std::size_t>(out[k]);
+      if (!kept[h] && !kept[h ^ 1]) continue;
+      const int owner = loopOf[h >> 1];
+      const IPoint d = dir(h);
+      const IPoint back{-d.x, -d.y};
+      if (owner == li) {
+        if (!haveLower || AngleLess(back, lower)) lower = back, haveLower = true;
+      } else {
+        touching.push_back({back, owner, kept[h] != 0});
+        others = true;
+      }
+    }
+    if (others && haveLower) {
+      std::sort(touching.begin(), touching.end(),
+                [](const Touch& x, const Touch& y) { return AngleLess(x.back, y.back); });
+      held.clear();
+      for (const Touch& t : touching) {
+        if (!AngleLess(t.back, lower)) break;
+        const ResultLoop& k = loops[static_cast<std::size_t>(t.loop)];
+        if (t.outward != k.hole) {  // the far side of the edge is inside loop t.loop
+          held.push_back(container);
+          container = t.loop;
+        } else if (!held.empty() && container == t.loop) {
+          container = held.back();
+          held.pop_back();
+        } else {
+          container = k.parent;
+        }
+      }
+    }
+    l.parent = container;
+  }
+  // Depths once every parent is known (a parent may share its lowest vertex with its child and
+  // come later in the order above); each walk up stops at a known depth.
+  for (ResultLoop& l : loops) l.depth = -1;
+  std::vector<int> chain;
+  for (std::size_t i = 0; i < loops.size(); ++i) {
+    chain.clear();
+    int c = static_cast<int>(i);
+    while (c >= 0 && loops[static_cast<std::size_t>(c)].depth < 0 && chain.size() <= loops.size())
+      chain.push_back(c), c = loops[static_cast<std::size_t>(c)].parent;
+    int d = c < 0 ? -1 : loops[static_cast<std::size_t>(c)].depth;
+    for (std::size_t k = chain.size(); k-- > 0;)
+      loops[static_cast<std::size_t>(chain[k])].depth = ++d;
   }
   return true;
 }
