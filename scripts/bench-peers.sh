@@ -43,3 +43,8 @@ if command -v npm >/dev/null 2>&1 && [ ! -d bench/peers/node_modules/imagetracer
   npm install --prefix bench/peers --no-audit --no-fund imagetracerjs >/dev/null ||
     echo "bench-peers: imagetracerjs install failed; colours_bench will skip its comparison"
 fi
+if command -v npm >/dev/null 2>&1 && [ ! -d bench/peers/node_modules/paper ]; then
+  echo "bench-peers: installing paper into bench/peers"
+  npm install --prefix bench/peers --no-audit --no-fund paper >/dev/null ||
+    echo "bench-peers: paper install failed; boolean_bench will skip its paper.js comparison"
+fi

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "plexa/analysis/internal/arrangement.h"
 #include "plexa/core/internal/numerics.h"
@@ -136,12 +137,21 @@ struct Step {
   double tA, tB;
 };
 
+// Whether next extends prev's result segment: the same input segment, parameters running on.
 bool Continues(const Step& prev, const Step& next) {
   const FlatEdge& a = *prev.f;
   const FlatEdge& b = *next.f;
   if (a.set != b.set || a.path != b.path || a.seg != b.seg) return false;
   if (prev.tB != next.tA) return false;
   return (prev.tB > prev.tA) == (next.tB > next.tA);
+}
+// Whether the straight step next runs on the line of the straight step first, the same way:
+// straight pieces of any sources then merge into one straight result segment.
+bool SameLine(const Step& first, const Step& next) {
+  if (!first.f->straight || !next.f->straight) return false;
+  const std::int64_t ux = first.to.x - first.from.x, uy = first.to.y - first.from.y;
+  const std::int64_t vx = next.to.x - next.from.x, vy = next.to.y - next.from.y;
+  return ux * vy - uy * vx == 0 && ux * vx + uy * vy > 0;
 }
 
 }  // namespace
@@ -223,7 +233,8 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
     }
     std::size_t start = nv, breaks = 0;
     for (std::size_t k = 0; k < nv; ++k)
-      if (!Continues(steps[(k + nv - 1) % nv], steps[k])) {
+      if (!Continues(steps[(k + nv - 1) % nv], steps[k]) &&
+          !SameLine(steps[(k + nv - 1) % nv], steps[k])) {
         if (start == nv) start = k;
         ++breaks;
       }
@@ -238,8 +249,10 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
     for (std::size_t k = 0; k < nv;) {
       const Step& s0 = steps[(start + k) % nv];
       std::size_t j = k + 1;
+      // A run is one input segment's pieces, or straight pieces on the line of its first.
       while (j < nv && j != forced &&
-             Continues(steps[(start + j - 1) % nv], steps[(start + j) % nv]))
+             (s0.f->straight ? SameLine(s0, steps[(start + j) % nv])
+                             : Continues(steps[(start + j - 1) % nv], steps[(start + j) % nv])))
         ++j;
       const Step& s1 = steps[(start + j - 1) % nv];
       const CDPOINT p0 = fl.FromGrid(s0.from), p3 = fl.FromGrid(s1.to);

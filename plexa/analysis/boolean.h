@@ -18,7 +18,8 @@
 // outline and true for a hole, so the result reads the same under both fill rules. Curves stay
 // curves: every result segment is a piece of one input segment (CBezier::Split between the
 // crossings), its ends moved onto the result's vertices; straight input segments and chords
-// give straight segments with their handles on their anchors.
+// give straight segments with their handles on their anchors; straight pieces that follow
+// each other on one line become one straight segment.
 //
 // Accuracy: every result vertex lies within the flattening tolerance plus one grid step of the
 // exact boundary. The grid step is the set's half-extent (the larger half side of the bounding

@@ -275,6 +275,80 @@ TEST(Boolean, TreeTinyLoopsAndBadInput) {
   EXPECT_EQ(out[0].GetSize(), 4);
 }
 
+// The tree against a dense inside oracle where the leftward line through a loop's
+// lowest-leftmost vertex (the line its parent is decided on) meets another loop at a vertex
+// from which both of that loop's edges rise: a diamond standing on its corner beside a square,
+// alone, inside an outline, beside an outline's hole, and a diamond inside a diamond-shaped hole;
+// then 2,000 seeded sets of squares and diamonds on a small lattice, where loops also touch at
+// their own lowest-leftmost vertices.
+TEST(Boolean, TreeParentsWhereTheDecidingLineMeetsAVertex) {
+  const Poly diamond = {{1, 0}, {4, 3}, {1, 6}, {-2, 3}}, square = {{6, 0}, {9, 0}, {9, 3}, {6, 3}};
+  const Poly frame = {{-5, -5}, {15, -5}, {15, 15}, {-5, 15}};
+  std::vector<std::vector<Poly>> sets = {
+      {diamond, square},
+      {frame, diamond, square},
+      {frame, {{1, -2}, {5, 2}, {1, 6}, {-3, 2}}, square},
+      {frame, {{1, -3}, {7, 3}, {1, 9}, {-5, 3}}, diamond, {{6, 3}, {8, 3}, {8, 5}, {6, 5}}},
+      {{{2, 3}, {3, 3}, {3, 4}, {2, 4}}, diamond, square},
+  };
+  std::mt19937 rng(17);
+  std::uniform_int_distribution<int> coord(0, 6), side(1, 3), shape(0, 1), count(2, 7);
+  for (int c = 0; c < 2000; ++c) {
+    std::vector<Poly>& set = sets.emplace_back();
+    for (int k = 0, n = count(rng); k < n; ++k) {
+      const double x = coord(rng), y = coord(rng), s = side(rng);
+      set.push_back(shape(rng) ? Poly{{x, y}, {x + s, y}, {x + s, y + s}, {x, y + s}}
+                               : Poly{{x, y - s}, {x + s, y}, {x, y + s}, {x - s, y}});
+    }
+  }
+  int failures = 0;
+  BooleanOptions eo;
+  eo.fillRule = FillRule::kEvenOdd;
+  for (std::size_t c = 0; c < sets.size() && failures < 3; ++c) {
+    CPolyPolyBezier set, out;
+    for (const Poly& p : sets[c]) set.Add(Polygon(p));
+    BooleanTree tree;
+    ASSERT_TRUE(WeldPolyPolyBezier(set, out, eo, &tree));
+    const int n = static_cast<int>(out.GetSize());
+    std::vector<std::vector<Poly>> polys;
+    for (int i = 0; i < n; ++i) polys.push_back(plexa::test::DensePolygons({&out[i]}, 1));
+    // Which other paths hold path i: decided at a point along one of its edges that is clear of
+    // every other path (paths only touch at vertices).
+    std::vector<std::vector<int>> holders(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) {
+      const CBPointArray& p = out[i];
+      for (INT_PTR e = 0; e + 1 < p.GetSize(); ++e) {
+        const CDPOINT q = p[e].anchor + (p[e + 1].anchor - p[e].anchor) * 0.3183;
+        std::vector<int> in;
+        bool clear = true;
+        for (int j = 0; j < n && clear; ++j) {
+          double nearest;
+          if (j != i && plexa::test::DenseInside(polys[static_cast<std::size_t>(j)], q, nearest))
+            in.push_back(j);
+          clear = j == i || nearest > 1e-6;
+        }
+        if (!clear) continue;
+        holders[static_cast<std::size_t>(i)] = in;
+        break;
+      }
+    }
+    bool bad = false;
+    for (int i = 0; i < n; ++i) {
+      const auto& h = holders[static_cast<std::size_t>(i)];
+      int innermost = -1;
+      for (int j : h)
+        if (innermost < 0 || holders[static_cast<std::size_t>(j)].size() >
+                                 holders[static_cast<std::size_t>(innermost)].size())
+          innermost = j;
+      bad |= tree.depth[static_cast<std::size_t>(i)] != static_cast<int>(h.size()) ||
+             tree.parent[static_cast<std::size_t>(i)] != innermost ||
+             out[i].IsClockwise() != (h.size() % 2 == 1);
+    }
+    failures += bad;
+    EXPECT_FALSE(bad) << "set " << c;
+  }
+}
+
 TEST(Boolean, HostileSetsGiveQuietClosedResults) {
   // Raw bit patterns (NaN, infinities, denormals, 1e300) mixed with small integers that make
   // coincident edges and shared vertices; curved and straight segments, open and closed paths.

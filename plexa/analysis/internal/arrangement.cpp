@@ -21,9 +21,13 @@
 //    at a vertex stay separate simple loops. The tree: the nearest kept edge of another loop
 //    to the left of a loop's lowest-leftmost vertex belongs to its parent (when the vertex is
 //    inside that loop's polygon) or to a sibling (then the sibling's parent is the parent).
+//    When several edges meet that leftward line at one vertex, the one rising at the smallest
+//    angle is the nearest. Loops that touch the vertex itself are passed by turning around it
+//    from the leftward direction to the loop's lower edge, entering and leaving them.
 #include "plexa/analysis/internal/arrangement.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <numeric>
 
@@ -90,6 +94,55 @@ Buckets MakeBuckets(std::size_t nbuckets, std::size_t nitems, int64_t nx, RangeF
   return b;
 }
 
+// A point's sort key: x in the high bits, y in the low ones, both offset to be non-negative,
+// so keys order like points (x, then y). Coordinates lie within +-kArrangementLimit = 2^26.
+constexpr int kKeyShift = 28;
+std::uint64_t KeyOf(const IPoint& p) {
+  return (static_cast<std::uint64_t>(p.x + kArrangementLimit) << kKeyShift) |
+         static_cast<std::uint64_t>(p.y + kArrangementLimit);
+}
+IPoint PointOf(std::uint64_t k) {
+  return {static_cast<int64_t>(k >> kKeyShift) - kArrangementLimit,
+          static_cast<int64_t>(k & ((std::uint64_t{1} << kKeyShift) - 1)) - kArrangementLimit};
+}
+
+struct KeyRef {
+  std::uint64_t key;
+  int ref;
+};
+// Sorts by key (stable): least significant byte first over the 56 key bits, skipping bytes
+// equal in every key; short lists go to insertion sort, where the byte counts would cost more.
+void SortByKey(std::vector<KeyRef>& v, std::vector<KeyRef>& tmp) {
+  constexpr std::size_t kShort = 64;
+  constexpr int kBytes = 7;
+  const std::size_t n = v.size();
+  if (n <= kShort) {
+    for (std::size_t i = 1; i < n; ++i) {
+      const KeyRef x = v[i];
+      std::size_t j = i;
+      for (; j > 0 && v[j - 1].key > x.key; --j) v[j] = v[j - 1];
+      v[j] = x;
+    }
+    return;
+  }
+  std::vector<std::size_t> count(kBytes * 256, 0);
+  for (const KeyRef& e : v)
+    for (int b = 0; b < kBytes; ++b)
+      ++count[static_cast<std::size_t>(b) * 256 + ((e.key >> (8 * b)) & 255)];
+  tmp.resize(n);
+  for (int b = 0; b < kBytes; ++b) {
+    std::size_t* c = count.data() + static_cast<std::size_t>(b) * 256;
+    if (c[(v[0].key >> (8 * b)) & 255] == n) continue;
+    std::size_t sum = 0;
+    for (int d = 0; d < 256; ++d) {
+      const std::size_t k = c[d];
+      c[d] = sum, sum += k;
+    }
+    for (const KeyRef& e : v) tmp[c[(e.key >> (8 * b)) & 255]++] = e;
+    v.swap(tmp);
+  }
+}
+
 // A rational bound num / den (den > 0) on the edge parameter, open or closed.
 struct Bound {
   int64_t num, den;
@@ -135,6 +188,10 @@ bool SegmentMeetsPixel(const IPoint& p, const IPoint& q, int64_t x0, int64_t x1,
   const int c = Compare(lo, hi);
   return c < 0 || (c == 0 && lo.closed && hi.closed);
 }
+
+// Up to this many hot pixels near an edge, its fragments look for hot pixels on them in that
+// list instead of in the grid's cells.
+constexpr std::size_t kNearList = 48;
 
 struct Fragment {
   int u, v;  // hot pixel ids, u != v
@@ -217,43 +274,70 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
   const Buckets edgeCells = MakeBuckets(ncells, n, g.nx, edgeRange);
 
   // ---- Hot pixels: end points and rounded proper crossings ----
-  std::vector<IPoint> hot;
-  hot.reserve(2 * n);
-  for (int i : live)
-    hot.push_back(input[static_cast<std::size_t>(i)].a),
-        hot.push_back(input[static_cast<std::size_t>(i)].b);
+  // Keyed by point; ref 2 i (+1) is end a (b) of live edge i, -1 a crossing.
+  std::vector<KeyRef> hotKeys;
+  hotKeys.reserve(2 * n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const InputEdge& e = input[static_cast<std::size_t>(live[i])];
+    hotKeys.push_back({KeyOf(e.a), static_cast<int>(2 * i)});
+    hotKeys.push_back({KeyOf(e.b), static_cast<int>(2 * i + 1)});
+  }
+  // Boxes of the live edges side by side, for the pair loop.
+  struct Box {
+    int64_t x0, y0, x1, y1;
+  };
+  std::vector<Box> boxes(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const InputEdge& e = input[static_cast<std::size_t>(live[i])];
+    boxes[i] = {std::min(e.a.x, e.b.x), std::min(e.a.y, e.b.y), std::max(e.a.x, e.b.x),
+                std::max(e.a.y, e.b.y)};
+  }
   std::size_t crossings = 0;
   for (std::size_t c = 0; c < ncells; ++c) {
     const std::span<const int> items = edgeCells.Of(c);
     const int64_t cx = static_cast<int64_t>(c) % g.nx, cy = static_cast<int64_t>(c) / g.nx;
+    // The cell's own range of points (the outer cells reach on: the grid clamps there).
+    const int64_t lox = cx == 0 ? INT64_MIN : g.minx + cx * g.cell;
+    const int64_t hix = cx == g.nx - 1 ? INT64_MAX : g.minx + (cx + 1) * g.cell;
+    const int64_t loy = cy == 0 ? INT64_MIN : g.miny + cy * g.cell;
+    const int64_t hiy = cy == g.ny - 1 ? INT64_MAX : g.miny + (cy + 1) * g.cell;
     for (std::size_t i = 0; i < items.size(); ++i) {
-      const InputEdge& e =
-          input[static_cast<std::size_t>(live[static_cast<std::size_t>(items[i])])];
+      const Box be = boxes[static_cast<std::size_t>(items[i])];
       for (std::size_t j = i + 1; j < items.size(); ++j) {
+        const Box& bf = boxes[static_cast<std::size_t>(items[j])];
+        // Each pair is tested once: in the cell holding the low corner of the boxes' overlap.
+        const int64_t ox = std::max(be.x0, bf.x0), oy = std::max(be.y0, bf.y0);
+        if (ox > std::min(be.x1, bf.x1) || oy > std::min(be.y1, bf.y1)) continue;
+        if (ox < lox || ox >= hix || oy < loy || oy >= hiy) continue;
+        const InputEdge& e =
+            input[static_cast<std::size_t>(live[static_cast<std::size_t>(items[i])])];
         const InputEdge& f =
             input[static_cast<std::size_t>(live[static_cast<std::size_t>(items[j])])];
-        // Each pair is tested once: in the cell holding the low corner of the boxes' overlap.
-        const int64_t ox = std::max(std::min(e.a.x, e.b.x), std::min(f.a.x, f.b.x));
-        const int64_t oy = std::max(std::min(e.a.y, e.b.y), std::min(f.a.y, f.b.y));
-        if (ox > std::min(std::max(e.a.x, e.b.x), std::max(f.a.x, f.b.x)) ||
-            oy > std::min(std::max(e.a.y, e.b.y), std::max(f.a.y, f.b.y)))
-          continue;
-        if (g.Cx(ox) != cx || g.Cy(oy) != cy) continue;
         const int64_t d1 = Orient(f.a, f.b, e.a), d2 = Orient(f.a, f.b, e.b);
         const int64_t d3 = Orient(e.a, e.b, f.a), d4 = Orient(e.a, e.b, f.b);
         if (Sign(d1) * Sign(d2) >= 0 || Sign(d3) * Sign(d4) >= 0) continue;
         const i128 den = static_cast<i128>(d1) - d2;
-        hot.push_back({e.a.x + RoundDiv(static_cast<i128>(e.b.x - e.a.x) * d1, den),
-                       e.a.y + RoundDiv(static_cast<i128>(e.b.y - e.a.y) * d1, den)});
+        hotKeys.push_back({KeyOf({e.a.x + RoundDiv(static_cast<i128>(e.b.x - e.a.x) * d1, den),
+                                  e.a.y + RoundDiv(static_cast<i128>(e.b.y - e.a.y) * d1, den)}),
+                           -1});
         if (++crossings > kMaxCrossings) return false;
       }
     }
   }
-  std::sort(hot.begin(), hot.end());
-  hot.erase(std::unique(hot.begin(), hot.end()), hot.end());
-  auto idOf = [&](const IPoint& p) {
-    return static_cast<int>(std::lower_bound(hot.begin(), hot.end(), p) - hot.begin());
-  };
+  // Sorted and deduplicated: ids follow the points' (x, y) order; endId gives each edge end's.
+  std::vector<IPoint> hot;
+  std::vector<int> endId(2 * n);
+  {
+    std::vector<KeyRef> tmp;
+    SortByKey(hotKeys, tmp);
+    hot.reserve(hotKeys.size());
+    for (std::size_t k = 0; k < hotKeys.size(); ++k) {
+      if (k == 0 || hotKeys[k].key != hotKeys[k - 1].key) hot.push_back(PointOf(hotKeys[k].key));
+      if (hotKeys[k].ref >= 0)
+        endId[static_cast<std::size_t>(hotKeys[k].ref)] = static_cast<int>(hot.size()) - 1;
+    }
+    hotKeys = {};
+  }
   const Buckets hotCells =
       MakeBuckets(ncells, hot.size(), g.nx,
                   [&](std::size_t i, int64_t& x0, int64_t& y0, int64_t& x1, int64_t& y1) {
@@ -265,21 +349,24 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
   frags.reserve(n + crossings * 2);
   std::vector<std::pair<int64_t, int>> hits;
   std::vector<std::pair<int64_t, int>> onFrag;
-  for (int ei : live) {
-    const InputEdge& e = input[static_cast<std::size_t>(ei)];
+  std::vector<int> near;  // hot pixels in the edge's box grown by 1: every fragment lies there
+  for (std::size_t li = 0; li < n; ++li) {
+    const InputEdge& e = input[static_cast<std::size_t>(live[li])];
     const IPoint d{e.b.x - e.a.x, e.b.y - e.a.y};
     const int64_t len2 = d.x * d.x + d.y * d.y;
     const IPoint p2{2 * e.a.x, 2 * e.a.y}, q2{2 * e.b.x, 2 * e.b.y};
     const int64_t x0 = std::min(e.a.x, e.b.x) - 1, x1 = std::max(e.a.x, e.b.x) + 1;
     const int64_t y0 = std::min(e.a.y, e.b.y) - 1, y1 = std::max(e.a.y, e.b.y) + 1;
     hits.clear();
-    const int ia = idOf(e.a), ib = idOf(e.b);
+    near.clear();
+    const int ia = endId[2 * li], ib = endId[2 * li + 1];
     for (int64_t cy = g.Cy(y0); cy <= g.Cy(y1); ++cy)
       for (int64_t cx = g.Cx(x0); cx <= g.Cx(x1); ++cx)
         for (int h : hotCells.Of(static_cast<std::size_t>(cy * g.nx + cx))) {
-          if (h == ia || h == ib) continue;
           const IPoint& p = hot[static_cast<std::size_t>(h)];
           if (p.x < x0 || p.x > x1 || p.y < y0 || p.y > y1) continue;
+          near.push_back(h);
+          if (h == ia || h == ib) continue;
           if (!SegmentMeetsPixel(p2, q2, 2 * p.x - 1, 2 * p.x + 1, 2 * p.y - 1, 2 * p.y + 1))
             continue;
           hits.emplace_back((p.x - e.a.x) * d.x + (p.y - e.a.y) * d.y, h);
@@ -304,15 +391,20 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
       const int64_t fy0 = std::min(pu.y, pv.y), fy1 = std::max(pu.y, pv.y);
       const IPoint fd{pv.x - pu.x, pv.y - pu.y};
       const int64_t flen2 = fd.x * fd.x + fd.y * fd.y;
-      for (int64_t cy = g.Cy(fy0); rerouted && cy <= g.Cy(fy1); ++cy)
-        for (int64_t cx = g.Cx(fx0); cx <= g.Cx(fx1); ++cx)
-          for (int h : hotCells.Of(static_cast<std::size_t>(cy * g.nx + cx))) {
-            const IPoint& p = hot[static_cast<std::size_t>(h)];
-            if (h == u || h == v || p.x < fx0 || p.x > fx1 || p.y < fy0 || p.y > fy1) continue;
-            if (Orient(pu, pv, p) != 0) continue;
-            const int64_t t = (p.x - pu.x) * fd.x + (p.y - pu.y) * fd.y;
-            if (t > 0 && t < flen2) onFrag.emplace_back(t, h);
-          }
+      auto look = [&](int h) {
+        const IPoint& p = hot[static_cast<std::size_t>(h)];
+        if (h == u || h == v || p.x < fx0 || p.x > fx1 || p.y < fy0 || p.y > fy1) return;
+        if (Orient(pu, pv, p) != 0) return;
+        const int64_t t = (p.x - pu.x) * fd.x + (p.y - pu.y) * fd.y;
+        if (t > 0 && t < flen2) onFrag.emplace_back(t, h);
+      };
+      if (rerouted && near.size() <= kNearList) {
+        for (int h : near) look(h);
+      } else {
+        for (int64_t cy = g.Cy(fy0); rerouted && cy <= g.Cy(fy1); ++cy)
+          for (int64_t cx = g.Cx(fx0); cx <= g.Cx(fx1); ++cx)
+            for (int h : hotCells.Of(static_cast<std::size_t>(cy * g.nx + cx))) look(h);
+      }
       std::sort(onFrag.begin(), onFrag.end());
       int prev = u;
       double sPrev = param(hits[k].first, u);
@@ -329,39 +421,47 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
   }
 
   // ---- Merge identical fragments ----
-  // Sorted by (low vertex, high vertex, fragment index): the first fragment of a group
-  // gives the merged edge its provenance, so set A's fragments win over set B's.
-  struct Keyed {
-    int lo, hi, index;
-    bool operator<(const Keyed& o) const {
-      return lo != o.lo ? lo < o.lo : hi != o.hi ? hi < o.hi : index < o.index;
-    }
-  };
-  std::vector<Keyed> keyed(frags.size());
-  for (std::size_t i = 0; i < frags.size(); ++i)
-    keyed[i] = {std::min(frags[i].u, frags[i].v), std::max(frags[i].u, frags[i].v),
-                static_cast<int>(i)};
-  std::sort(keyed.begin(), keyed.end());
+  // Grouped by (low vertex, high vertex), fragments in index order within a group (counting
+  // sort by the low vertex, then a stable insertion sort by the high one in each bucket): the
+  // first fragment of a group gives the merged edge its provenance, so set A's fragments win
+  // over set B's.
+  std::vector<std::size_t> loStart(hot.size() + 1, 0);
+  for (const Fragment& f : frags) ++loStart[static_cast<std::size_t>(std::min(f.u, f.v)) + 1];
+  for (std::size_t v = 0; v < hot.size(); ++v) loStart[v + 1] += loStart[v];
   std::vector<int> order(frags.size());
-  for (std::size_t i = 0; i < keyed.size(); ++i) order[i] = keyed[i].index;
-  auto key = [&](int i) {
-    const Fragment& f = frags[static_cast<std::size_t>(i)];
-    return std::pair(std::min(f.u, f.v), std::max(f.u, f.v));
+  {
+    std::vector<std::size_t> fill(loStart.begin(), loStart.end() - 1);
+    for (std::size_t i = 0; i < frags.size(); ++i)
+      order[fill[static_cast<std::size_t>(std::min(frags[i].u, frags[i].v))]++] =
+          static_cast<int>(i);
+  }
+  auto hiOf = [&](int i) {
+    return std::max(frags[static_cast<std::size_t>(i)].u, frags[static_cast<std::size_t>(i)].v);
   };
   std::vector<Edge> edges;
-  for (std::size_t k = 0; k < order.size();) {
-    const auto kk = key(order[k]);
-    const Fragment& f0 = frags[static_cast<std::size_t>(order[k])];
-    Edge e{kk.first, kk.second};
-    e.source = f0.source;
-    e.su = f0.u == kk.first ? f0.su : f0.sv;
-    e.sv = f0.u == kk.first ? f0.sv : f0.su;
-    for (; k < order.size() && key(order[k]) == kk; ++k) {
-      const Fragment& f = frags[static_cast<std::size_t>(order[k])];
-      const int c = f.u == kk.first ? 1 : -1;
-      (f.set == 0 ? e.cA : e.cB) += c;
+  edges.reserve(frags.size());
+  for (std::size_t v = 0; v < hot.size(); ++v) {
+    const std::size_t b0 = loStart[v], b1 = loStart[v + 1];
+    for (std::size_t i = b0 + 1; i < b1; ++i) {
+      const int x = order[i];
+      const int hx = hiOf(x);
+      std::size_t j = i;
+      for (; j > b0 && hiOf(order[j - 1]) > hx; --j) order[j] = order[j - 1];
+      order[j] = x;
     }
-    if (e.cA != 0 || e.cB != 0) edges.push_back(e);
+    for (std::size_t k = b0; k < b1;) {
+      const int lo = static_cast<int>(v), hi = hiOf(order[k]);
+      const Fragment& f0 = frags[static_cast<std::size_t>(order[k])];
+      Edge e{lo, hi};
+      e.source = f0.source;
+      e.su = f0.u == lo ? f0.su : f0.sv;
+      e.sv = f0.u == lo ? f0.sv : f0.su;
+      for (; k < b1 && hiOf(order[k]) == hi; ++k) {
+        const Fragment& f = frags[static_cast<std::size_t>(order[k])];
+        (f.set == 0 ? e.cA : e.cB) += f.u == lo ? 1 : -1;
+      }
+      if (e.cA != 0 || e.cB != 0) edges.push_back(e);
+    }
   }
   if (stats) *stats = {crossings, frags.size(), edges.size()};
   frags = {};
@@ -515,6 +615,7 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
   std::vector<int> loopOf(edges.size(), -1);
   std::vector<char> used(nh, 0);
   std::vector<IPoint> lowestOfLoop;
+  std::vector<int> lowestIdOfLoop;
   for (std::size_t h0 = 0; h0 < nh; ++h0) {
     if (!kept[h0] || used[h0]) continue;
     ResultLoop loop;
@@ -534,10 +635,20 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
     }
     loop.hole = area < 0;
     lowestOfLoop.push_back(*std::min_element(loop.vertices.begin(), loop.vertices.end()));
+    // Vertex ids follow the points' order: the lowest id is the lowest-leftmost vertex.
+    lowestIdOfLoop.push_back(static_cast<int>(
+        std::lower_bound(hot.begin(), hot.end(), lowestOfLoop.back()) - hot.begin()));
     loops.push_back(std::move(loop));
   }
 
   // ---- Tree ----
+  struct Touch {
+    IPoint back;   // reversed direction of the edge at p
+    int loop;      // the loop it belongs to
+    bool outward;  // the loop runs along it away from p
+  };
+  std::vector<Touch> touching;
+  std::vector<int> held;
   std::vector<int> byLowest(loops.size());
   std::iota(byLowest.begin(), byLowest.end(), 0);
   std::sort(byLowest.begin(), byLowest.end(), [&](int a, int b) {
@@ -547,6 +658,7 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
     const IPoint& p = lowestOfLoop[static_cast<std::size_t>(li)];
     int best = -1;
     i128 bn = 0, bd = 1;
+    IPoint bLo, bHi;
     for (int i : rows.Of(static_cast<std::size_t>(g.Cy(p.y)))) {
       const std::size_t ei = static_cast<std::size_t>(i);
       bool down;
@@ -558,18 +670,80 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<Resul
       const i128 den = hi.y - lo.y;
       const i128 num =
           static_cast<i128>(lo.x) * den + static_cast<i128>(p.y - lo.y) * (hi.x - lo.x);
-      if (best < 0 || num * bd > bn * den) best = i, bn = num, bd = den;
+      // Edges meeting the line at one point share a vertex there, and all rise from it: the
+      // one nearest to the direction toward p (the smallest angle) bounds the sector that holds
+      // p, so it decides (an arbitrary one of them could put p on the wrong side).
+      const i128 l = num * bd, r = bn * den;
+      if (best < 0 || l > r ||
+          (l == r && (hi.x - lo.x) * (bHi.y - bLo.y) - (hi.y - lo.y) * (bHi.x - bLo.x) > 0))
+        best = i, bn = num, bd = den, bLo = lo, bHi = hi;
     }
     ResultLoop& l = loops[static_cast<std::size_t>(li)];
-    if (best < 0) continue;
-    const std::size_t be = static_cast<std::size_t>(best);
-    const int m = loopOf[be];
-    const bool forward = kept[2 * be] != 0;
-    const IPoint& a = hot[static_cast<std::size_t>(forward ? edges[be].u : edges[be].v)];
-    const IPoint& b = hot[static_cast<std::size_t>(forward ? edges[be].v : edges[be].u)];
-    const bool insideM = (Orient(a, b, p) > 0) != loops[static_cast<std::size_t>(m)].hole;
-    l.parent = insideM ? m : loops[static_cast<std::size_t>(m)].parent;
-    l.depth = l.parent < 0 ? 0 : loops[static_cast<std::size_t>(l.parent)].depth + 1;
+    // The innermost loop around the points just left of p (and just above the line).
+    int container = -1;
+    if (best >= 0) {
+      const std::size_t be = static_cast<std::size_t>(best);
+      const int m = loopOf[be];
+      const bool forward = kept[2 * be] != 0;
+      const IPoint& a = hot[static_cast<std::size_t>(forward ? edges[be].u : edges[be].v)];
+      const IPoint& b = hot[static_cast<std::size_t>(forward ? edges[be].v : edges[be].u)];
+      const bool insideM = (Orient(a, b, p) > 0) != loops[static_cast<std::size_t>(m)].hole;
+      container = insideM ? m : loops[static_cast<std::size_t>(m)].parent;
+    }
+    // Other loops touching p: turn counter-clockwise around p from just above the leftward
+    // direction to this loop's lower edge, entering and leaving the loops whose edges at p are
+    // passed; the loop holding the last sector passed is the parent. Angles are compared on
+    // reversed directions, so that the turn starts at the leftward direction.
+    const std::size_t pv = static_cast<std::size_t>(lowestIdOfLoop[static_cast<std::size_t>(li)]);
+    touching.clear();
+    bool others = false;
+    IPoint lower{0, 0};
+    bool haveLower = false;
+    for (std::size_t k = vstart[pv]; k < vstart[pv + 1]; ++k) {
+      const std::size_t h = static_cast<std::size_t>(out[k]);
+      if (!kept[h] && !kept[h ^ 1]) continue;
+      const int owner = loopOf[h >> 1];
+      const IPoint d = dir(h);
+      const IPoint back{-d.x, -d.y};
+      if (owner == li) {
+        if (!haveLower || AngleLess(back, lower)) lower = back, haveLower = true;
+      } else {
+        touching.push_back({back, owner, kept[h] != 0});
+        others = true;
+      }
+    }
+    if (others && haveLower) {
+      std::sort(touching.begin(), touching.end(),
+                [](const Touch& x, const Touch& y) { return AngleLess(x.back, y.back); });
+      held.clear();
+      for (const Touch& t : touching) {
+        if (!AngleLess(t.back, lower)) break;
+        const ResultLoop& k = loops[static_cast<std::size_t>(t.loop)];
+        if (t.outward != k.hole) {  // the far side of the edge is inside loop t.loop
+          held.push_back(container);
+          container = t.loop;
+        } else if (!held.empty() && container == t.loop) {
+          container = held.back();
+          held.pop_back();
+        } else {
+          container = k.parent;
+        }
+      }
+    }
+    l.parent = container;
+  }
+  // Depths once every parent is known (a parent may share its lowest vertex with its child and
+  // come later in the order above); each walk up stops at a known depth.
+  for (ResultLoop& l : loops) l.depth = -1;
+  std::vector<int> chain;
+  for (std::size_t i = 0; i < loops.size(); ++i) {
+    chain.clear();
+    int c = static_cast<int>(i);
+    while (c >= 0 && loops[static_cast<std::size_t>(c)].depth < 0 && chain.size() <= loops.size())
+      chain.push_back(c), c = loops[static_cast<std::size_t>(c)].parent;
+    int d = c < 0 ? -1 : loops[static_cast<std::size_t>(c)].depth;
+    for (std::size_t k = chain.size(); k-- > 0;)
+      loops[static_cast<std::size_t>(chain[k])].depth = ++d;
   }
   return true;
 }
