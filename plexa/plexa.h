@@ -41,6 +41,7 @@
 #include "plexa/raster/imagetrace.h"
 #include "plexa/raster/skeleton.h"
 #include "plexa/raster/faithtrace.h"
+#include "plexa/raster/edgedetect.h"
 
 // analysis: inside tests, intersections, fill lines, joins, hull, preview.
 #include "plexa/analysis/collision.h"
