@@ -14,6 +14,7 @@ debian_peers=(
   python3-pyclipper
   libopencv-contrib-dev
   libpolyclipping-dev
+  mate-backgrounds
 )
 missing=()
 for p in "${debian_peers[@]}"; do

@@ -153,9 +153,13 @@ bool CEdgeDetect::GreyImage(image& grey) const {
     }
     return true;
   }
+  const GreyTables& t = Grey();
   for (int y = 0; y < bm.bmHeight; ++y) {  // GetGrayPixel, one row at a time
+    const unsigned char* p = static_cast<const unsigned char*>(bm.bmBits) +
+                             (std::int64_t{bm.bmHeight} - 1 - y) * (std::int64_t{bm.bmWidth} * 4);
     unsigned char* out = grey[y];
-    for (int x = 0; x < bm.bmWidth; ++x) out[x] = GetGrayPixel(x, y);
+    for (int x = 0; x < bm.bmWidth; ++x, p += 4)
+      out[x] = static_cast<unsigned char>(t.r[p[2]] + t.g[p[1]] + t.b[p[0]]);
   }
   return true;
 }

@@ -8,7 +8,12 @@
 // into a raster that the suppression reads, instead of six times per pixel.
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "plexa/raster/edgedetect.h"
 #include "plexa/raster/internal/edgestages.h"
@@ -26,8 +31,6 @@ constexpr double kMinTap = 0.005;
 // Gradient magnitudes are stored as bytes times this factor (capped at 255 by the
 // suppression).
 constexpr double kMagScale = 20.0;
-// Orientation bytes: the angle in radians times this factor (kept for hosts; unused here).
-constexpr double kOriScale = 40.0;
 // Gradients with both components below this are no edge candidates.
 constexpr double kMinGradient = 0.01;
 // Share of the longer side that the count of strong pixels must reach (the high threshold).
@@ -35,6 +38,14 @@ constexpr double kHighShare = 0.9;
 
 inline float Norm(float x, float y) {
   return std::sqrt(x * x + y * y);
+}
+
+// The smallest float whose double value is not below kMinGradient: a float component is
+// below kMinGradient (compared in double, as published) exactly when it is below this.
+float WeakBelow() {
+  float f = static_cast<float>(kMinGradient);
+  if (static_cast<double>(f) < kMinGradient) f = std::nextafter(f, 1.0f);
+  return f;
 }
 
 // The row y of src copied into pad with `margin` wrap-around values on each side: pad[margin
@@ -141,14 +152,14 @@ void CEdgeDetect::canny(float s, const image& im, image& mag, image& ori) {
   seperable_convolution(im, gau, width, smx, smy);
   fimage dx = f2d(nr, nc);
   dxy_seperable_convolution(smx, dgau, width, dx, 1);
-  free_f2d(smx);
   fimage dy = f2d(nr, nc);
   dxy_seperable_convolution(smy, dgau, width, dy, 0);
   free_f2d(smy);
 
-  // The gradient magnitude; as bytes (times 20, low 8 bits) it stays only in the outermost
-  // rows and columns, which the suppression does not visit.
-  fimage norm = f2d(nr, nc);
+  // The gradient magnitude, in the rows of smx (no longer needed); as bytes (times 20, low 8
+  // bits) it stays only in the outermost rows and columns, which the suppression does not
+  // visit.
+  fimage norm = std::move(smx);
   for (int i = 0; i < nr; ++i) {
     const float *x = dx[i], *y = dy[i];
     float* n = norm[i];
@@ -166,54 +177,72 @@ void CEdgeDetect::canny(float s, const image& im, image& mag, image& ori) {
 
 void CEdgeDetect::nonmax_suppress(const fimage& dx, const fimage& dy, const fimage& norm,
                                   image& mag, image& ori) {
+  // Branch-free form of the published test, four pixels at a time where SSE2 is there (the
+  // same single-precision operations in the same order, so the same bytes). For every pixel,
+  // with xx = min(|xc|, |yc|) / max(|xc|, |yc|) (the published quotient in either case):
+  //   mostly vertical (|yc| > |xc|): g2 above, g4 below; g1, g3 the diagonal pair of the
+  //   gradient's sign (xc * yc > 0: upper left and lower right, else upper right and lower
+  //   left);
+  //   mostly horizontal: g2 right, g4 left; g1 lower right and g3 upper left when the signs
+  //   agree, else g1 upper right and g3 lower left.
+  // Kept: g > xx g1 + (1 - xx) g2 and g >= xx g3 + (1 - xx) g4 (strict on one side only: of
+  // two equal neighbours along the gradient, the two pixels either side of a clean step, one
+  // stays).
+  // The orientation raster is allocated with the magnitude but not filled: nothing reads it.
+  (void)ori;
   const int nr = mag.nr, nc = mag.nc;
+  const float weakBelow = WeakBelow();
+  auto byteOf = [](float g) {  // the magnitude byte, in double as published
+    const double scaled = g * kMagScale;
+    return scaled <= 255 ? static_cast<unsigned char>(scaled) : static_cast<unsigned char>(255);
+  };
   for (int i = 1; i < nr - 1; ++i) {
     const float *up = norm[i - 1], *mid = norm[i], *down = norm[i + 1];
     const float *dxr = dx[i], *dyr = dy[i];
     unsigned char* m = mag[i];
-    unsigned char* o = ori[i];
-    for (int j = 1; j < nc - 1; ++j) {
-      m[j] = 0;
+    int j = 1;
+#if defined(__SSE2__)
+    const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+    const __m128 weakT = _mm_set1_ps(weakBelow), zero = _mm_setzero_ps(), one = _mm_set1_ps(1);
+    auto sel = [](__m128 mask, __m128 a, __m128 b) {
+      return _mm_or_ps(_mm_and_ps(mask, a), _mm_andnot_ps(mask, b));
+    };
+    for (; j + 4 <= nc - 1; j += 4) {
+      const __m128 xc = _mm_loadu_ps(dxr + j), yc = _mm_loadu_ps(dyr + j);
+      const __m128 ax = _mm_and_ps(xc, absMask), ay = _mm_and_ps(yc, absMask);
+      const __m128 weak = _mm_and_ps(_mm_cmplt_ps(ax, weakT), _mm_cmplt_ps(ay, weakT));
+      const __m128 vert = _mm_cmpgt_ps(ay, ax);
+      const __m128 same = _mm_cmpgt_ps(_mm_mul_ps(xc, yc), zero);
+      const __m128 xx = _mm_div_ps(sel(vert, ax, ay), sel(vert, ay, ax));  // NaN only if weak
+      const __m128 ur = _mm_loadu_ps(up + j + 1), ul = _mm_loadu_ps(up + j - 1);
+      const __m128 dr = _mm_loadu_ps(down + j + 1), dl = _mm_loadu_ps(down + j - 1);
+      const __m128 g2 = sel(vert, _mm_loadu_ps(up + j), _mm_loadu_ps(mid + j + 1));
+      const __m128 g4 = sel(vert, _mm_loadu_ps(down + j), _mm_loadu_ps(mid + j - 1));
+      const __m128 g1 = sel(vert, sel(same, ul, ur), sel(same, dr, ur));
+      const __m128 g3 = sel(vert, sel(same, dr, dl), sel(same, ul, dl));
+      const __m128 g = _mm_loadu_ps(mid + j), w = _mm_sub_ps(one, xx);
+      const __m128 s1 = _mm_add_ps(_mm_mul_ps(xx, g1), _mm_mul_ps(w, g2));
+      const __m128 s3 = _mm_add_ps(_mm_mul_ps(xx, g3), _mm_mul_ps(w, g4));
+      const int keep = _mm_movemask_ps(
+          _mm_andnot_ps(weak, _mm_and_ps(_mm_cmpgt_ps(g, s1), _mm_cmpge_ps(g, s3))));
+      for (int k = 0; k < 4; ++k) m[j + k] = keep >> k & 1 ? byteOf(mid[j + k]) : 0;
+    }
+#endif
+    for (; j < nc - 1; ++j) {
       const float xc = dxr[j], yc = dyr[j];
-      if (std::fabs(static_cast<double>(xc)) < kMinGradient &&
-          std::fabs(static_cast<double>(yc)) < kMinGradient)
-        continue;
-      const float g = mid[j];
-      float xx, g1, g2, g3, g4;
-      const float yy = 1.0f;
-      if (std::fabs(yc) > std::fabs(xc)) {  // mostly vertical gradient
-        xx = std::fabs(xc) / std::fabs(yc);
-        g2 = up[j];
-        g4 = down[j];
-        if (xc * yc > 0.0f) {
-          g3 = down[j + 1];
-          g1 = up[j - 1];
-        } else {
-          g3 = down[j - 1];
-          g1 = up[j + 1];
-        }
-      } else {  // mostly horizontal gradient
-        xx = std::fabs(yc) / std::fabs(xc);
-        g2 = mid[j + 1];
-        g4 = mid[j - 1];
-        if (xc * yc > 0.0f) {
-          g3 = up[j - 1];
-          g1 = down[j + 1];
-        } else {
-          g1 = up[j + 1];
-          g3 = down[j - 1];
-        }
-      }
-      // Strictly above the side of g1, g2 and at least the side of g3, g4: of two equal
-      // neighbours along the gradient (the two pixels either side of a clean step) one stays.
-      if (g > xx * g1 + (yy - xx) * g2 && g >= xx * g3 + (yy - xx) * g4) {
-        const double scaled = g * kMagScale;
-        m[j] = scaled <= 255 ? static_cast<unsigned char>(scaled) : 255;
-        o[j] = WrapToByte(std::atan2(static_cast<double>(yc), static_cast<double>(xc)) * kOriScale);
-      } else {
-        m[j] = 0;
-        o[j] = 0;
-      }
+      const float ax = std::fabs(xc), ay = std::fabs(yc);
+      const bool weak = ax < weakBelow && ay < weakBelow;
+      const bool vert = ay > ax;
+      const bool same = xc * yc > 0.0f;
+      const float xx = weak ? 0.0f : (vert ? ax : ay) / (vert ? ay : ax);
+      const float ur = up[j + 1], ul = up[j - 1], dr = down[j + 1], dl = down[j - 1];
+      const float g2 = vert ? up[j] : mid[j + 1];
+      const float g4 = vert ? down[j] : mid[j - 1];
+      const float g1 = vert ? (same ? ul : ur) : (same ? dr : ur);
+      const float g3 = vert ? (same ? dr : dl) : (same ? ul : dl);
+      const float g = mid[j], w = 1.0f - xx;
+      const bool keep = !weak && g > xx * g1 + w * g2 && g >= xx * g3 + w * g4;
+      m[j] = keep ? byteOf(g) : 0;
     }
   }
 }

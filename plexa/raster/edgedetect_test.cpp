@@ -39,10 +39,10 @@ unsigned long Grey(int v) {
 struct Probe : CEdgeDetect {
   using CEdgeDetect::CannyEdges;
   using CEdgeDetect::f2d;
-  using CEdgeDetect::ShenEdges;
   using CEdgeDetect::image;
   using CEdgeDetect::m_border;
   using CEdgeDetect::meanGauss;
+  using CEdgeDetect::ShenEdges;
   void Use(HBITMAP bmp) {  // remembers the bitmap at one unit a pixel, no paths
     Input(nullptr, 254.0, 254.0);
     m_bitmap = bmp;
@@ -205,7 +205,8 @@ TEST(CEdgeDetect, TracedPathsFollowTheEdge) {
       double best = 1e9;
       for (INT_PTR i = 0; i < e.GetSize(); ++i)
         best = std::min(best, DistanceToPath(e[static_cast<int>(i)], q));
-      EXPECT_LE(best, 1.0 + kImageTraceTolerance) << "angle " << k * 5 << (isef ? " isef" : " canny");
+      EXPECT_LE(best, 1.0 + kImageTraceTolerance)
+          << "angle " << k * 5 << (isef ? " isef" : " canny");
     }
   }
   // Nothing to find: a uniform picture, a black one, a null handle.
