@@ -265,9 +265,16 @@ void CEdgeDetect::nonmax_suppress(const fimage& dx, const fimage& dy, const fima
       const __m128 g = _mm_loadu_ps(mid + j), w = _mm_sub_ps(one, xx);
       const __m128 s1 = _mm_add_ps(_mm_mul_ps(xx, g1), _mm_mul_ps(w, g2));
       const __m128 s3 = _mm_add_ps(_mm_mul_ps(xx, g3), _mm_mul_ps(w, g4));
-      const int keep = _mm_movemask_ps(
-          _mm_andnot_ps(weak, _mm_and_ps(_mm_cmpgt_ps(g, s1), _mm_cmpge_ps(g, s3))));
-      for (int k = 0; k < 4; ++k) m[j + k] = keep >> k & 1 ? byteOf(mid[j + k]) : 0;
+      const __m128 keep = _mm_andnot_ps(weak, _mm_and_ps(_mm_cmpgt_ps(g, s1), _mm_cmpge_ps(g, s3)));
+      // The bytes as byteOf gives them: g * 20 in double (exact), capped at 255, truncated.
+      const __m128d cap = _mm_set1_pd(255.0), scale = _mm_set1_pd(kMagScale);
+      const __m128d lo2 = _mm_min_pd(_mm_mul_pd(_mm_cvtps_pd(g), scale), cap);
+      const __m128d hi2 = _mm_min_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(g, g)), scale), cap);
+      const __m128i ints = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo2), _mm_cvttpd_epi32(hi2));
+      const __m128i kept = _mm_and_si128(ints, _mm_castps_si128(keep));
+      const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(kept, kept), kept);
+      const int four = _mm_cvtsi128_si32(bytes);
+      std::memcpy(m + j, &four, 4);
     }
 #endif
     for (; j < nc - 1; ++j) {
