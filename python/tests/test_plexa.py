@@ -162,3 +162,20 @@ def test_booleans_as_point_sets():
     assert len(plexa.weld(twice, "evenodd")) == 0 and len(plexa.weld(twice)) == 1
     with pytest.raises(ValueError):
         plexa.weld(twice, fill_rule="odd")
+
+
+def test_edges_follow_a_disc_and_skip_a_flat_picture():
+    size = 80
+    rows = [[220 if math.hypot(x + 0.5 - 40, y + 0.5 - 40) < 20 else 30 for x in range(size)]
+            for y in range(size)]
+    for method in ("canny", "isef"):
+        found = plexa.edges(rows, method=method)
+        assert len(found) >= 1
+        for path in found:
+            for x, y in path.flatten(0.5):
+                assert abs(math.hypot(x - 40, y - 40) - 20) < 7  # a pixel plus the fit's slack
+    assert len(plexa.edges([[128] * 30 for _ in range(20)])) == 0
+    with pytest.raises(ValueError):
+        plexa.edges(rows, method="sobel")
+    with pytest.raises(ValueError):
+        plexa.edges(rows, details=2)
