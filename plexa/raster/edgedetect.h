@@ -19,13 +19,15 @@
 // y (for the y derivative), each derivative taken with derivative-of-Gaussian taps, all with
 // wrap-around at the image's sides. Non-maximum suppression keeps the pixels whose gradient
 // magnitude beats both neighbours along the gradient (interpolated between the two nearest
-// of the eight), scaled by 20 and capped at 255. Hysteresis then estimates its thresholds from
-// the histogram of the suppressed magnitudes inside the border: high is the level at which
-// the count from 255 downwards first reaches trunc(0.9 x max(rows, columns)) (a length, not a
-// share of the pixels: intended), low = trunc((high + m) / 2 + 0.5) with m the lowest level
-// present. Every pixel at or above high starts a walk that takes, at each step, the first
-// untaken 8-neighbour at or above low. The border frame is painted as no edge on the top rows,
-// the bottom rows and the left columns only (the right columns keep their wrap-around
+// of the eight), scaled by 20 and capped at 255; of two equal neighbours along the gradient
+// (the pixels either side of a clean step) one stays, so clean horizontal and vertical edges
+// are not lost (our choice: the published test, strict on both sides, drops both). Hysteresis then
+// estimates its thresholds from the histogram of the suppressed magnitudes inside the border: high
+// is the level at which the count from 255 downwards first reaches trunc(0.9 x max(rows, columns))
+// (a length, not a share of the pixels: intended), low = trunc((high + m) / 2 + 0.5) with m the
+// lowest level present. Every pixel at or above high starts a walk that takes, at each step, the
+// first untaken 8-neighbour at or above low. The border frame is painted as no edge on the top
+// rows, the bottom rows and the left columns only (the right columns keep their wrap-around
 // response: intended). The edge pixels become the white pixels of a 32-bit bitmap that
 // CImageTrace::AutoTrace follows (cell coordinates, pixel + 1); ScaleBack then converts every
 // point by 254 / dpi and drops paths shorter than kEdgeMinPathLength (tenths of a millimetre,
