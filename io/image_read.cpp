@@ -194,4 +194,52 @@ LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& optio
   return result;
 }
 
+LoadedImage LoadColourBitmap(const std::string& path, std::int64_t maxPixels, std::string& error) {
+  LoadedImage result;
+  const std::string name = path == "-" ? "standard input" : "'" + path + "'";
+  std::string bytes;
+  if (!ReadAll(path, bytes, kMaxImageBytes, error)) return result;
+  const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
+  const int size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT32_MAX));
+  int w = 0, h = 0, channels = 0;
+  if (!stbi_info_from_memory(data, size, &w, &h, &channels)) {
+    error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
+    return result;
+  }
+  if (static_cast<std::int64_t>(w) * h > maxPixels) {
+    error = name + " is " + std::to_string(w) + " x " + std::to_string(h) +
+            " pixels, more than the limit of " + std::to_string(maxPixels) +
+            " (raise it with --max-pixels)";
+    return result;
+  }
+  std::unique_ptr<stbi_uc, void (*)(void*)> px(
+      stbi_load_from_memory(data, size, &w, &h, &channels, 4), &stbi_image_free);
+  if (!px) {
+    error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
+    return result;
+  }
+  bytes = std::string();
+  HBITMAP bmp = CImgProc::CreateBitmap32(w, h);
+  if (bmp == nullptr) {
+    error = name + " is too large to trace (" + std::to_string(w) + " x " + std::to_string(h) +
+            " pixels)";
+    return result;
+  }
+  BITMAP bm{};
+  GetObjectW(bmp, sizeof bm, &bm);
+  const stbi_uc* p = px.get();
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x, p += 4) {
+      const int a = p[3];
+      const int r = (p[0] * a + 255 * (255 - a)) / 255;
+      const int g = (p[1] * a + 255 * (255 - a)) / 255;
+      const int b = (p[2] * a + 255 * (255 - a)) / 255;
+      CImgProc::SetPixel32(bm, x, y, RGB(r, g, b));
+    }
+  result.bitmap = bmp;
+  result.width = w;
+  result.height = h;
+  return result;
+}
+
 }  // namespace plexa::io

@@ -73,6 +73,11 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
 LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& options,
                               std::string& error);
 
+// Reads path ("-": standard input) as it is, in colour: a 32-bit bitmap of the image's size
+// (transparent pixels laid over white), for the tracers that take photographs. The same size
+// limit and messages as LoadTwoLevelImage.
+LoadedImage LoadColourBitmap(const std::string& path, std::int64_t maxPixels, std::string& error);
+
 // Otsu's threshold over a 256-bin luminance histogram: the t in 1..255 that maximises the
 // between-class variance of {< t} and {>= t} (the smallest such t), and the separation
 // (between-class over total variance). An empty or one-colour histogram gives 128 and 1.

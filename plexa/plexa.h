@@ -44,6 +44,7 @@
 #include "plexa/raster/autobreakup.h"
 #include "plexa/raster/pxautotrace.h"
 #include "plexa/raster/colourregions.h"
+#include "plexa/raster/edgedetect.h"
 
 // analysis: inside tests, intersections, fill lines, joins, hull, preview.
 #include "plexa/analysis/collision.h"

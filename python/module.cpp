@@ -4,6 +4,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -309,6 +310,71 @@ py::list TraceColours(const std::string& path, int colours, int speckle, double 
   return out;
 }
 
+// Edges of a photograph (a path, read in colour, or rows of grey values) as open paths in
+// pixel units (pixel centres at + 0.5); paths shorter than 1 mm at 96 dpi are dropped.
+PathSet Edges(const py::object& image, double details, const std::string& method) {
+  if (method != "canny" && method != "isef")
+    throw py::value_error("method must be 'canny' or 'isef'");
+  if (!(details >= 0 && details <= 1)) throw py::value_error("details must be in 0..1");
+  HBITMAP bmp = nullptr;
+  if (py::isinstance<py::str>(image) || py::hasattr(image, "__fspath__")) {
+    const std::string path = py::str(py::module_::import("os").attr("fspath")(image));
+    std::string error;
+    plexa::io::LoadedImage img;
+    {
+      py::gil_scoped_release release;
+      img = plexa::io::LoadColourBitmap(path, plexa::io::kDefaultMaxPixels, error);
+    }
+    if (img.bitmap == nullptr) RaiseFileError(path, error);
+    bmp = img.bitmap;
+  } else {
+    py::object rows = image;
+    if (py::hasattr(image, "tolist")) rows = image.attr("tolist")();
+    const auto grey = rows.cast<std::vector<std::vector<double>>>();
+    const int h = static_cast<int>(grey.size()), w = h > 0 ? static_cast<int>(grey[0].size()) : 0;
+    for (const auto& row : grey)
+      if (static_cast<int>(row.size()) != w) throw py::value_error("rows must have one length");
+    bmp = CImgProc::CreateBitmap32(std::max(w, 1), std::max(h, 1));
+    if (bmp == nullptr) throw py::value_error("image too large");
+    tagBITMAP bm{};
+    GetObjectW(bmp, sizeof bm, &bm);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const double v = grey[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
+        const auto c = static_cast<BYTE>(std::clamp(std::isnan(v) ? 0.0 : v, 0.0, 255.0));
+        CImgProc::SetPixel32(bm, x, y, RGB(c, c, c));
+      }
+  }
+  BitmapOwner own{bmp};
+  struct Detector : CEdgeDetect {
+    void Isef(HBITMAP b) {
+      m_bitmap = b;
+      GetObjectW(b, sizeof m_bm, &m_bm);
+      m_dpiX = m_dpiY = 96.0;
+      Input_Shen();
+      ScaleBack();
+    }
+  };
+  CPolyPolyBezier out;
+  {
+    py::gil_scoped_release release;
+    Detector e;
+    e.SetDetails(details);
+    if (method == "isef")
+      e.Isef(bmp);
+    else
+      e.Input(bmp, 96.0, 96.0);
+    e.Output(out);
+  }
+  const double back = 96.0 / 254.0;  // units to pixels; cells are pixel + 1
+  for (INT_PTR i = 0; i < out.GetSize(); ++i)
+    if (CBPointArray* p = out.GetAt(static_cast<int>(i)))
+      for (CBPOINT& n : *p)
+        for (CDPOINT* q : {&n.in, &n.anchor, &n.out})
+          *q = CDPOINT(q->x * back - 0.5, q->y * back - 0.5);
+  return PathSet(out);
+}
+
 PathSet FromDrawing(const plexa::io::Drawing& d) {
   return PathSet(d.paths);
 }
@@ -541,6 +607,9 @@ PYBIND11_MODULE(plexa, m) {
         return sum;
       },
       py::arg("path"), py::arg("n"));
+  m.def("edges", &Edges, py::arg("image"), py::arg("details") = 0.5, py::arg("method") = "canny",
+        "Edges of a photograph (a file, read in colour, or rows of grey values) as open paths in\n"
+        "pixel units: method 'canny' (details 0 coarse .. 1 fine) or 'isef' (strong edges).");
   m.def("centerline", &Centerline, py::arg("image"), py::arg("threshold") = 128,
         py::arg("invert") = false,
         "Centre lines of dark strokes (light with invert=True) as open paths in pixel units, for\n"

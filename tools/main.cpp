@@ -17,6 +17,7 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Envelope);
   PLEXA_SUBCOMMAND(Effect);
   PLEXA_SUBCOMMAND(Centerline);
+  PLEXA_SUBCOMMAND(Edges);
   PLEXA_SUBCOMMAND(Scatter);
   PLEXA_SUBCOMMAND(Weld);
   PLEXA_SUBCOMMAND(Boolean);

@@ -200,3 +200,20 @@ def test_nest_places_without_overlap_and_reports_the_rest():
     assert r["fill"] == pytest.approx(5 * 900 / (2 * 100 * 50))
     with pytest.raises(ValueError):
         plexa.nest(parts, width=0, height=70)
+
+
+def test_edges_follow_a_disc_and_skip_a_flat_picture():
+    size = 80
+    rows = [[220 if math.hypot(x + 0.5 - 40, y + 0.5 - 40) < 20 else 30 for x in range(size)]
+            for y in range(size)]
+    for method in ("canny", "isef"):
+        found = plexa.edges(rows, method=method)
+        assert len(found) >= 1
+        for path in found:
+            for x, y in path.flatten(0.5):
+                assert abs(math.hypot(x - 40, y - 40) - 20) < 7  # a pixel plus the fit's slack
+    assert len(plexa.edges([[128] * 30 for _ in range(20)])) == 0
+    with pytest.raises(ValueError):
+        plexa.edges(rows, method="sobel")
+    with pytest.raises(ValueError):
+        plexa.edges(rows, details=2)
