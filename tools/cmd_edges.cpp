@@ -1,6 +1,8 @@
 // plexa edges PHOTO -o OUT: the edges of a photograph as open paths, for engraving or cutting
 // an outline drawing of a picture.
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -38,6 +40,28 @@ struct Detector : CEdgeDetect {
   }
 };
 
+// True when every pixel of a 32-bit bitmap has one colour. The detector's estimated thresholds
+// fall to zero on such a picture and every pixel becomes an edge, which is never what a user
+// of the tool means: a flat picture has no edges.
+bool IsFlat(HBITMAP bmp) {
+  tagBITMAP bm{};
+  if (GetObjectW(bmp, sizeof bm, &bm) == 0 || bm.bmBits == nullptr || bm.bmBitsPixel != 32)
+    return false;
+  const auto* base = static_cast<const unsigned char*>(bm.bmBits);
+  std::uint32_t first = 0;
+  std::memcpy(&first, base, 4);
+  first &= 0xFFFFFFu;
+  for (LONG y = 0; y < bm.bmHeight; ++y) {
+    const unsigned char* row = base + static_cast<std::size_t>(y) * bm.bmWidthBytes;
+    for (LONG x = 0; x < bm.bmWidth; ++x) {
+      std::uint32_t c = 0;
+      std::memcpy(&c, row + 4 * static_cast<std::size_t>(x), 4);
+      if ((c & 0xFFFFFFu) != first) return false;
+    }
+  }
+  return true;
+}
+
 int RunEdges(EdgesOptions& o) {
   std::string error;
   if (!o.output.Resolve(error)) {
@@ -59,7 +83,10 @@ int RunEdges(EdgesOptions& o) {
 
   progress.Stage("detecting and tracing edges");
   io::Drawing drawing;
-  {
+  if (IsFlat(img.bitmap)) {
+    std::fprintf(stderr, "plexa: %s is one flat colour: no edges to trace\n", name.c_str());
+    DeleteObject(img.bitmap);
+  } else {
     Detector e;
     e.SetDetails(o.details);
     if (o.method == "isef")

@@ -19,9 +19,10 @@
 // y (for the y derivative), each derivative taken with derivative-of-Gaussian taps, all with
 // wrap-around at the image's sides. Non-maximum suppression keeps the pixels whose gradient
 // magnitude beats both neighbours along the gradient (interpolated between the two nearest
-// of the eight), scaled by 20 and capped at 255; of two equal neighbours along the gradient
-// (the pixels either side of a clean step) one stays, so clean horizontal and vertical edges
-// are not lost (our choice: the published test, strict on both sides, drops both). Hysteresis then
+// of the eight), scaled by 20 and capped at 255; the test is strict on both sides, as published, so of two
+// exactly equal neighbours along the gradient (the two pixels either side of a perfectly clean,
+// pixel-aligned step) neither stays: synthetic art of such steps loses those edges, photographs
+// practically never tie. Hysteresis then
 // estimates its thresholds from the histogram of the suppressed magnitudes inside the border: high
 // is the level at which the count from 255 downwards first reaches trunc(0.9 x max(rows, columns))
 // (a length, not a share of the pixels: intended), low = trunc((high + m) / 2 + 0.5) with m the
@@ -46,9 +47,10 @@
 // traced like the Canny result, and left in pixel (cell) coordinates: no ScaleBack.
 //
 // Choices of this library where the published stages leave it open:
-// - a level-0 (suppressed) pixel is never an edge: the estimated Canny thresholds are at
-//   least 1, so a uniform or empty picture gives no paths, and a picture with fewer edge
-//   pixels than the target keeps all of them;
+// - when the whole histogram holds fewer pixels than the target, high is 0. The estimate
+//   follows the rule above without exception, so a picture with no gradient at all (uniform)
+//   gets high = low = 0 and every pixel starts an edge: hosts should not hand over blank
+//   pictures;
 // - a 1-bit input reads white pixels as 255 and black as 0; other depths, a null or unknown
 //   handle give no paths; a dpi that is below 1.0, NaN or infinite means 96 (dpiY: dpiX);
 // - wrap-around indexes are taken modulo the side, also for pictures narrower than the kernel.

@@ -227,9 +227,8 @@ void CEdgeDetect::nonmax_suppress(const fimage& dx, const fimage& dy, const fima
   //   left);
   //   mostly horizontal: g2 right, g4 left; g1 lower right and g3 upper left when the signs
   //   agree, else g1 upper right and g3 lower left.
-  // Kept: g > xx g1 + (1 - xx) g2 and g >= xx g3 + (1 - xx) g4 (strict on one side only: of
-  // two equal neighbours along the gradient, the two pixels either side of a clean step, one
-  // stays).
+  // Kept: g > xx g1 + (1 - xx) g2 and g > xx g3 + (1 - xx) g4, strict on both sides as
+  // published (of two equal neighbours along the gradient neither stays).
   // The orientation raster is allocated with the magnitude but not filled: nothing reads it.
   (void)ori;
   const int nr = mag.nr, nc = mag.nc;
@@ -265,7 +264,7 @@ void CEdgeDetect::nonmax_suppress(const fimage& dx, const fimage& dy, const fima
       const __m128 g = _mm_loadu_ps(mid + j), w = _mm_sub_ps(one, xx);
       const __m128 s1 = _mm_add_ps(_mm_mul_ps(xx, g1), _mm_mul_ps(w, g2));
       const __m128 s3 = _mm_add_ps(_mm_mul_ps(xx, g3), _mm_mul_ps(w, g4));
-      const __m128 keep = _mm_andnot_ps(weak, _mm_and_ps(_mm_cmpgt_ps(g, s1), _mm_cmpge_ps(g, s3)));
+      const __m128 keep = _mm_andnot_ps(weak, _mm_and_ps(_mm_cmpgt_ps(g, s1), _mm_cmpgt_ps(g, s3)));
       // The bytes as byteOf gives them: g * 20 in double (exact), capped at 255, truncated.
       const __m128d cap = _mm_set1_pd(255.0), scale = _mm_set1_pd(kMagScale);
       const __m128d lo2 = _mm_min_pd(_mm_mul_pd(_mm_cvtps_pd(g), scale), cap);
@@ -290,7 +289,7 @@ void CEdgeDetect::nonmax_suppress(const fimage& dx, const fimage& dy, const fima
       const float g1 = vert ? (same ? ul : ur) : (same ? dr : ur);
       const float g3 = vert ? (same ? dr : dl) : (same ? ul : dl);
       const float g = mid[j], w = 1.0f - xx;
-      const bool keep = !weak && g > xx * g1 + w * g2 && g >= xx * g3 + w * g4;
+      const bool keep = !weak && g > xx * g1 + w * g2 && g > xx * g3 + w * g4;
       m[j] = keep ? byteOf(g) : 0;
     }
   }
@@ -317,9 +316,9 @@ void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
   int m = 0;
   while (m < 255 && hist[m] == 0) ++m;
   if (hist[m] == 0) m = 0;  // nothing inside the border at all
-  // A level-0 pixel was suppressed: never an edge, whatever the histogram says.
-  hi = std::max(k, 1);
-  low = std::max(static_cast<int>((hi + m) * 0.5 + 0.5), 1);
+  // Fewer pixels than the target in the whole histogram: every level counts, high is 0.
+  hi = std::max(k, 0);
+  low = static_cast<int>((hi + m) * 0.5 + 0.5);
 }
 
 bool CEdgeDetect::trace(int i, int j, int low, image& im, const image& mag, const image& /*ori*/) {
