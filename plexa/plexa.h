@@ -41,6 +41,9 @@
 #include "plexa/raster/imagetrace.h"
 #include "plexa/raster/skeleton.h"
 #include "plexa/raster/faithtrace.h"
+#include "plexa/raster/autobreakup.h"
+#include "plexa/raster/pxautotrace.h"
+#include "plexa/raster/colourregions.h"
 
 // analysis: inside tests, intersections, fill lines, joins, hull, preview.
 #include "plexa/analysis/collision.h"
