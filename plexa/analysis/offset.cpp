@@ -25,8 +25,8 @@ bool FindLoop(const Poly& p, int& fi, int& fj) {
   for (int i = 0; i <= n - 3; ++i)
     for (int j = i + 2; j <= n - 3; ++j) {
       double x = 0, y = 0;
-      if (!GetLinesIntersection(q[i].x, q[i].y, q[i + 1].x, q[i + 1].y, q[j].x, q[j].y,
-                                q[j + 1].x, q[j + 1].y, &x, &y))
+      if (!GetLinesIntersection(q[i].x, q[i].y, q[i + 1].x, q[i + 1].y, q[j].x, q[j].y, q[j + 1].x,
+                                q[j + 1].y, &x, &y))
         continue;
       if (IsPointInLineRange(q[i].x, q[i].y, q[i + 1].x, q[i + 1].y, x, y) &&
           IsPointInLineRange(q[j].x, q[j].y, q[j + 1].x, q[j + 1].y, x, y)) {
@@ -103,8 +103,8 @@ void ShrinkOutline(CArray<CDPOINT>& poly, double d, bool shrink) {
         moved = v + nrm * (sign * d);
       }
     } else if (num::Dist(q[prev], v) >= kPlanarEpsilon && num::Dist(q[next], v) >= kPlanarEpsilon) {
-      const double angle = Bound2PI(GetLinesAngle(q[prev].x, q[prev].y, v.x, v.y, q[next].x,
-                                                  q[next].y));
+      const double angle =
+          Bound2PI(GetLinesAngle(q[prev].x, q[prev].y, v.x, v.y, q[next].x, q[next].y));
       double bx = q[prev].x, by = q[prev].y;
       Rotate(&bx, &by, v.x, v.y, -angle / 2);
       moved = Towards(v, CDPOINT(bx, by), sign * d);

@@ -68,3 +68,49 @@ PLEXA_API void ExactBound(CArray<PLEXA::CDPOINT>& poly);
 // d, shrink), ExactBound(poly), and when points remain a path refitted with tolerance
 // kShrinkRefit is appended.
 PLEXA_API void ShrinkOutlineBound(CPolyPolyBezier& set, double d, bool shrink);
+
+// ---- Raster offsets ----------------------------------------------------------------------
+// The parallel offset draws the outline filled (black brush) and stroked with a round pen
+// trunc(2 d scale) pixels wide into a white bitmap, traces the white background from the
+// top-left corner with CPxAutoTrace (tolerance 500), drops the first outline (the bitmap's
+// frame) and maps the points of all further outlines back, in order, into one polyline:
+//   - bitmap: the flattened outline's bounds W x H; when W * H > 1e6 the drawing is scaled
+//     into about 1e6 pixels (scale = min(bw / (2d + W), bh / (2d + H))), else scale 1; 20
+//     pixels of margin on every side beyond the band;
+//   - placement: p' = (p - min) * scale + trunc(d) * scale + 20 (trunc(d) deliberately: the
+//     band is placed by whole units), drawn at integer pixels (truncated);
+//   - corners are those of a wide round pen: round joins and ends; inner loops vanish because
+//     only the background's boundary is traced.
+// d must be finite and not negative (else nothing changes). Bitmaps of more than 2^25 pixels
+// (thin or huge outlines, which the budget on W * H does not bound) are not made: the result
+// is then empty.
+
+// Polyline form, in place: the outline grows by d. The bool is accepted and ignored
+// (deliberately: the pen is always black). The caller's array holds the drawn points until
+// the trace refills it.
+PLEXA_API void ShrinkOutlineParallel(CArray<PLEXA::CDPOINT>& poly, double d, bool shrink);
+// Path form: the offset outline's points into out (emptied first): shrink = true moves the
+// outline inwards by d (a white pen eats into the shape), false outwards.
+PLEXA_API void ShrinkOutlineParallel(CBPointArray& path, CArray<PLEXA::CDPOINT>& out, double d,
+                                     bool shrink);
+// The path form into a temporary array; the path is emptied and, when points came back,
+// refitted from them with tolerance kShrinkRefit.
+PLEXA_API void ShrinkOutlineParallel(CBPointArray& path, double d, bool shrink);
+// Each path of a copy of the set through the path-to-points form; the set is emptied and each
+// non-empty result refitted (kShrinkRefit) and appended.
+PLEXA_API void ShrinkOutlineParallelBound(CPolyPolyBezier& set, double d, bool shrink);
+
+// Set-level offsets on a 1024 x 1024 grid. The set (even-odd, every path closed) is fitted
+// with its band into the grid, rendered (cell centres inside), and an exact Euclidean
+// distance field of the cells is thresholded at d (with half a cell for the centres' offset
+// from the boundary) and traced with CFaithfulTrace; the set is replaced by the traced
+// outlines and holes (closed paths, outlines clockwise on screen). Accuracy is about one grid
+// cell: the larger side of the set plus its band, over 1020. d must be finite and not
+// negative; empty sets, a bad d or a bad mode or count leave the set unchanged.
+// mode: 0 grows the set by d (round corners), 1 shrinks it by d, 2 gives both outlines at once
+// (the grown outline and the shrunk one, as for an in-line and out-line effect).
+PLEXA_API void ShrinkOutlineParallel(CPolyPolyBezier& set, double d, int mode);
+// count concentric ripples around the set: the set grown by d, 2d, .. count * d (at most
+// kMaxRipples rings a call), innermost first, replace the set. count <= 0: unchanged.
+inline constexpr int kMaxRipples = 256;
+PLEXA_API void ShrinkOutlineRipples(CPolyPolyBezier& set, double d, int count);

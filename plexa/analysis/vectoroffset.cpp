@@ -92,8 +92,8 @@ CDPOINT Normal(const CDPOINT& t) {
 // vanishes at an end (handles on their anchors).
 CDPOINT Tangent(const Cubic& c, double t) {
   CDPOINT v = c.D1(t);
-  const double scale = num::Dist(c.p[0], c.p[1]) + num::Dist(c.p[1], c.p[2]) +
-                       num::Dist(c.p[2], c.p[3]);
+  const double scale =
+      num::Dist(c.p[0], c.p[1]) + num::Dist(c.p[1], c.p[2]) + num::Dist(c.p[2], c.p[3]);
   if (num::Length(v) > scale * 1e-9) return Unit(v);
   if (t <= 0.5) {
     for (int k = 1; k <= 3; ++k)
@@ -109,8 +109,8 @@ CDPOINT Tangent(const Cubic& c, double t) {
 // At an end whose handle sits on its anchor the value is taken a little inside (a straight
 // segment so drawn has curvature 0 throughout, not an undefined one at its ends).
 double Curvature(const Cubic& c, double t) {
-  const double scale = num::Dist(c.p[0], c.p[1]) + num::Dist(c.p[1], c.p[2]) +
-                       num::Dist(c.p[2], c.p[3]);
+  const double scale =
+      num::Dist(c.p[0], c.p[1]) + num::Dist(c.p[1], c.p[2]) + num::Dist(c.p[2], c.p[3]);
   CDPOINT v = c.D1(t);
   if (!(num::Length(v) > scale * 1e-9)) {
     t += t < 0.5 ? kEndNudge : -kEndNudge;
@@ -145,8 +145,8 @@ class PieceBuilder {
     const CBPOINT* n = path.GetData();
     for (INT_PTR k = 0; k + 1 < path.GetSize(); ++k) {
       Cubic c{{n[k].anchor, n[k].out, n[k + 1].in, n[k + 1].anchor}};
-      const double len = num::Dist(c.p[0], c.p[1]) + num::Dist(c.p[1], c.p[2]) +
-                         num::Dist(c.p[2], c.p[3]);
+      const double len =
+          num::Dist(c.p[0], c.p[1]) + num::Dist(c.p[1], c.p[2]) + num::Dist(c.p[2], c.p[3]);
       if (len > 0) segs.push_back(c);
     }
     if (closed && !segs.empty()) {
@@ -271,7 +271,8 @@ class PieceBuilder {
     const double l = num::Dist(part.p[0], part.p[1]) + num::Dist(part.p[1], part.p[2]) +
                      num::Dist(part.p[2], part.p[3]);
     double kMax = 0;
-    for (int i = 0; i < 3; ++i) kMax = std::max(kMax, std::fabs(Curvature(c, t0 + (t1 - t0) * i / 2)));
+    for (int i = 0; i < 3; ++i)
+      kMax = std::max(kMax, std::fabs(Curvature(c, t0 + (t1 - t0) * i / 2)));
     const double rho = kMax > 0 ? 1 / kMax : 1e300;
     const double gap = l * l * (rho + R()) / (8 * rho * R());
     const double angle = l * kMax;
@@ -408,8 +409,7 @@ bool Usable(const CBPointArray* p) {
 // length) into its neighbours: its two nodes become one at its middle. At most one merge a
 // node; returns the number of nodes left (without the closing copy).
 std::size_t MergeShortEdges(CBPointArray& p, double minEdge) {
-  std::vector<CBPOINT> ring(p.GetData(),
-                            p.GetData() + std::max<INT_PTR>(p.GetSize() - 1, 0));
+  std::vector<CBPOINT> ring(p.GetData(), p.GetData() + std::max<INT_PTR>(p.GetSize() - 1, 0));
   const std::size_t before = ring.size();
   for (std::size_t guard = ring.size(); guard > 0 && ring.size() > 3; --guard) {
     const std::size_t m = ring.size();
@@ -525,8 +525,8 @@ bool OffsetPolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
     if (clean.IsPolyBezierClosed()) MergeShortEdges(clean, options.accuracy / 2);
     builder.AddPath(clean, true, false);
   }
-  return Combine(base, pieces, d > 0 ? BooleanOp::kUnion : BooleanOp::kDifference, options,
-                 out, tree);
+  return Combine(base, pieces, d > 0 ? BooleanOp::kUnion : BooleanOp::kDifference, options, out,
+                 tree);
 }
 
 bool OffsetBPointArray(const CBPointArray& path, double d, CPolyPolyBezier& out,

@@ -69,8 +69,7 @@ struct OffsetOptions {
 // receives the outline/hole tree of out. False only for a non-finite d or accuracy, or at the
 // boolean's bounds.
 PLEXA_API bool OffsetPolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier& out,
-                                    const OffsetOptions& options = {},
-                                    BooleanTree* tree = nullptr);
+                                    const OffsetOptions& options = {}, BooleanTree* tree = nullptr);
 // One path grown or shrunk, as the set form on a set of that path alone.
 PLEXA_API bool OffsetBPointArray(const CBPointArray& path, double d, CPolyPolyBezier& out,
                                  const OffsetOptions& options = {});
@@ -80,7 +79,6 @@ PLEXA_API bool OffsetBPointArray(const CBPointArray& path, double d, CPolyPolyBe
 // open ones a band with the caps asked for at their ends. Overlapping strokes merge. False
 // only for a non-finite d or accuracy, or at the boolean's bounds; d = 0 gives empty and true.
 PLEXA_API bool StrokePolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier& out,
-                                    const OffsetOptions& options = {},
-                                    BooleanTree* tree = nullptr);
+                                    const OffsetOptions& options = {}, BooleanTree* tree = nullptr);
 PLEXA_API bool StrokePolyPolyBezier(const CBPointArray& path, double d, CPolyPolyBezier& out,
                                     const OffsetOptions& options = {});
