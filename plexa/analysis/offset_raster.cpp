@@ -244,8 +244,7 @@ void ShrinkOutlineParallel(CBPointArray& path, CArray<CDPOINT>& out, double d, b
   }
   const COLORREF pen = shrink ? RGB(255, 255, 255) : RGB(0, 0, 0);
   DrawAndTrace(
-      f, d, pen,
-      [&](HDC dc) { PolyBezier(dc, px.data(), static_cast<DWORD>(px.size())); }, out);
+      f, d, pen, [&](HDC dc) { PolyBezier(dc, px.data(), static_cast<DWORD>(px.size())); }, out);
 }
 
 void ShrinkOutlineParallel(CBPointArray& path, double d, bool shrink) {
@@ -300,11 +299,13 @@ void ShrinkOutlineParallel(CPolyPolyBezier& set, double d, int mode) {
   CPolyPolyBezier out;
   if (mode == 0 || mode == 2) {
     const std::vector<double> outside = DistanceTo(g.mask, 1);
-    TraceCells(g, [&](std::size_t i) { return outside[i] <= band + 0.5; }, out);
+    TraceCells(
+        g, [&](std::size_t i) { return outside[i] <= band + 0.5; }, out);
   }
   if (mode == 1 || mode == 2) {
     const std::vector<double> inside = DistanceTo(g.mask, 0);
-    TraceCells(g, [&](std::size_t i) { return inside[i] > band + 0.5; }, out);
+    TraceCells(
+        g, [&](std::size_t i) { return inside[i] > band + 0.5; }, out);
   }
   set.RemoveAll();
   for (INT_PTR i = 0; i < out.GetSize(); ++i)
@@ -320,7 +321,8 @@ void ShrinkOutlineRipples(CPolyPolyBezier& set, double d, int count) {
   CPolyPolyBezier out;
   for (int k = 1; k <= count; ++k) {
     const double band = k * d * g.scale + 0.5;
-    TraceCells(g, [&](std::size_t i) { return outside[i] <= band; }, out);
+    TraceCells(
+        g, [&](std::size_t i) { return outside[i] <= band; }, out);
   }
   set.RemoveAll();
   for (INT_PTR i = 0; i < out.GetSize(); ++i)

@@ -53,6 +53,11 @@ constexpr double kEndNudge = 1e-4;
 constexpr double kHuge = 1e300;
 // Halving depth while a stretch mixes low and high curvature.
 constexpr int kMixedDepth = 12;
+// Disks along a stretch of high curvature of one sign: spacing in units of d, and at most.
+constexpr double kTightSpacing = 0.5;
+constexpr int kMaxTightDisks = 64;
+// Smallest scale of a handle of a fitted offset (where the offset nearly stops).
+constexpr double kMinHandleScale = 0.02;
 // Two tangents closer than this (radians, also scaled by the accuracy) need no join.
 constexpr double kJoinMinAngle = 1e-9;
 
@@ -260,7 +265,44 @@ class PieceBuilder {
       AddStretch(c, m, t1, depth + 1);
       return;
     }
+    // High curvature of one sign: the convex side's offset is regular, the concave side lies
+    // within the curvature radius (< d) of every point of the stretch, so disks spaced
+    // kTightSpacing * d apart cover it; where the sign changes, disks close enough for the gap.
+    double kLo = kHuge, kHi = -kHuge;
+    for (int i = 0; i < kCurvatureSamples; ++i) {
+      const double k = Curvature(c, t0 + (t1 - t0) * i / (kCurvatureSamples - 1));
+      kLo = std::min(kLo, k);
+      kHi = std::max(kHi, k);
+    }
+    if ((kLo > 0 || kHi < 0) && kLo > -kHuge && kHi < kHuge) {
+      AddHalfBand(c, t0, t1, kLo > 0 ? -R() : R());
+      const Cubic part = c.Part(t0, t1);
+      const double len = num::Dist(part.p[0], part.p[1]) + num::Dist(part.p[1], part.p[2]) +
+                         num::Dist(part.p[2], part.p[3]);
+      const int n =
+          std::clamp(static_cast<int>(std::ceil(len / (kTightSpacing * R()))), 1, kMaxTightDisks);
+      for (int i = 0; i <= n; ++i) AddDisk(EndPoint(c, t0 + (t1 - t0) * i / n));
+      return;
+    }
     AddDisks(c, t0, t1, 0);
+  }
+
+  // The band between a stretch and its offset at signed distance s (its convex side).
+  void AddHalfBand(const Cubic& c, double t0, double t1, double s) {
+    std::vector<Cubic> off;
+    FitOffset(c, t0, t1, s, 0, off);
+    const Cubic b = c.Part(t0, t1);
+    auto* p = new CBPointArray;
+    const CDPOINT a0 = EndPoint(c, t0), a1 = EndPoint(c, t1);
+    p->Add(CBPOINT(a0, a0, b.p[1]));
+    p->Add(CBPOINT(b.p[2], a1, a1));
+    const CDPOINT e = off.back().p[3];
+    p->Add(CBPOINT(e, e, e));
+    for (auto it = off.rbegin(); it != off.rend(); ++it) {
+      (*p)[static_cast<int>(p->GetUpperBound())].out = it->p[2];
+      p->Add(CBPOINT(it->p[1], it->p[0], it->p[0]));
+    }
+    Close(p);
   }
 
   // Disks along t0..t1, halving until two neighbouring disks leave a gap within gapTol_: for
@@ -322,9 +364,9 @@ class PieceBuilder {
     CDPOINT h0 = b.p[1] - b.p[0], h1 = b.p[2] - b.p[3];
     if (num::Length(h0) < chord * 1e-9) h0 = Tangent(c, t0) * (chord / 3);
     if (num::Length(h1) < chord * 1e-9) h1 = Tangent(c, t1) * (-chord / 3);
-    const double k0 = std::clamp(Curvature(c, t0), -1 / R(), 1 / R());
-    const double k1 = std::clamp(Curvature(c, t1), -1 / R(), 1 / R());
-    const Cubic q{{q0, q0 + h0 * (1 - s * k0), q3 + h1 * (1 - s * k1), q3}};
+    const double f0 = std::max(1 - s * Curvature(c, t0), kMinHandleScale);
+    const double f1 = std::max(1 - s * Curvature(c, t1), kMinHandleScale);
+    const Cubic q{{q0, q0 + h0 * f0, q3 + h1 * f1, q3}};
     double err = 0;
     for (int j = 1; j < kFitChecks && err <= fitTol_; ++j) {
       const double u = double(j) / kFitChecks;
