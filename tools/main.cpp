@@ -20,6 +20,8 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Scatter);
   PLEXA_SUBCOMMAND(Weld);
   PLEXA_SUBCOMMAND(Boolean);
+  PLEXA_SUBCOMMAND(Offset);
+  PLEXA_SUBCOMMAND(Contour);
 }
 
 }  // namespace plexa::tool

@@ -58,6 +58,13 @@ constexpr double kTightSpacing = 0.5;
 constexpr int kMaxTightDisks = 64;
 // Smallest scale of a handle of a fitted offset (where the offset nearly stops).
 constexpr double kMinHandleScale = 0.02;
+// A straight node is dropped when it lies within this share of the minimum edge of the line
+// through its neighbours.
+constexpr double kCollinear = 0.01;
+// Samples that seed the projection onto the base curve.
+constexpr int kProjectSamples = 16;
+// Relative size below which a stretch counts as straight (control points on the chord).
+constexpr double kStraight = 1e-12;
 // Two tangents closer than this (radians, also scaled by the accuracy) need no join.
 constexpr double kJoinMinAngle = 1e-9;
 
@@ -361,6 +368,14 @@ class PieceBuilder {
     const CDPOINT n0 = Normal(Tangent(c, t0)), n1 = Normal(Tangent(c, t1));
     const CDPOINT q0 = EndPoint(c, t0) + n0 * s, q3 = EndPoint(c, t1) + n1 * s;
     const double chord = num::Dist(b.p[0], b.p[3]);
+    // A straight stretch (every control point on the chord) moves across as it is.
+    const CDPOINT u = Unit(b.p[3] - b.p[0]);
+    if (chord > 0 && std::fabs(num::Cross(u, b.p[1] - b.p[0])) <= chord * kStraight &&
+        std::fabs(num::Cross(u, b.p[2] - b.p[0])) <= chord * kStraight &&
+        num::Dot(n0, n1) > 1 - kStraight) {
+      out.push_back(Cubic{{q0, b.p[1] + n0 * s, b.p[2] + n0 * s, q3}});
+      return;
+    }
     CDPOINT h0 = b.p[1] - b.p[0], h1 = b.p[2] - b.p[3];
     if (num::Length(h0) < chord * 1e-9) h0 = Tangent(c, t0) * (chord / 3);
     if (num::Length(h1) < chord * 1e-9) h1 = Tangent(c, t1) * (-chord / 3);
@@ -371,7 +386,13 @@ class PieceBuilder {
     for (int j = 1; j < kFitChecks && err <= fitTol_; ++j) {
       const double u = double(j) / kFitChecks;
       const CDPOINT p = q.At(u);
-      double t = t0 + (t1 - t0) * u;
+      // The nearest of a few samples, then Newton steps (slow alone where the speed vanishes).
+      double t = t0 + (t1 - t0) * u, best = kHuge;
+      for (int k = 0; k <= kProjectSamples; ++k) {
+        const double tk = t0 + (t1 - t0) * k / kProjectSamples;
+        const double dk = num::Dist(c.At(tk), p);
+        if (dk < best) best = dk, t = tk;
+      }
       for (int it = 0; it < kProjectSteps; ++it) {
         const CDPOINT e = c.At(t) - p, v = c.D1(t), a = c.D2(t);
         const double f1 = num::Dot(e, v), f2 = num::Dot(v, v) + num::Dot(e, a);
@@ -468,6 +489,24 @@ std::size_t MergeShortEdges(CBPointArray& p, double minEdge) {
     const CBPOINT merged(a.in + (mid - a.anchor), mid, b.out + (mid - b.anchor));
     ring[k] = merged;
     ring.erase(ring.begin() + static_cast<std::ptrdiff_t>((k + 1) % m));
+  }
+  // Straight neighbours on one line become one straight edge (bands split long edges).
+  const auto straight = [](const CBPOINT& a, const CBPOINT& b) {
+    return a.out.x == a.anchor.x && a.out.y == a.anchor.y && b.in.x == b.anchor.x &&
+           b.in.y == b.anchor.y;
+  };
+  for (std::size_t guard = ring.size(), j = 0; guard > 0 && ring.size() > 3; --guard) {
+    const std::size_t m = ring.size();
+    j %= m;
+    const CBPOINT &a = ring[(j + m - 1) % m], &b = ring[j], &c = ring[(j + 1) % m];
+    const double len = num::Dist(a.anchor, c.anchor);
+    if (straight(a, b) && straight(b, c) && len > 0 &&
+        std::fabs(num::Cross(a.anchor, b.anchor, c.anchor)) <= len * minEdge * kCollinear &&
+        num::Dot(b.anchor - a.anchor, c.anchor - b.anchor) > 0) {
+      ring.erase(ring.begin() + static_cast<std::ptrdiff_t>(j));
+    } else {
+      ++j;
+    }
   }
   if (ring.size() != before) {
     p.SetSize(0);
