@@ -33,14 +33,14 @@ std::string TwoLayers(const io::Drawing& art, const io::Drawing& cut,
   const auto body = [](const std::string& s) {
     const std::size_t from = s.find("  <path"), to = s.rfind("</svg>");
     return from == std::string::npos || to == std::string::npos ? std::string()
-                                                                  : s.substr(from, to - from);
+                                                                : s.substr(from, to - from);
   };
   std::string cutBody = body(c);
   // Cut lines are drawn as hairlines, not filled.
   for (std::size_t at = 0; (at = cutBody.find("<path ", at)) != std::string::npos; at += 6)
     cutBody.insert(at + 6, "fill=\"none\" stroke=\"red\" stroke-width=\"0.1\" ");
-  const std::size_t head = a.find("  <path") != std::string::npos ? a.find("  <path")
-                                                                    : a.rfind("</svg>");
+  const std::size_t head =
+      a.find("  <path") != std::string::npos ? a.find("  <path") : a.rfind("</svg>");
   return a.substr(0, head) + "  <g id=\"artwork\">\n" + body(a) + "  </g>\n" +
          "  <g id=\"cut-contour\">\n" + cutBody + "  </g>\n</svg>\n";
 }
@@ -108,7 +108,8 @@ int RunContour(ContourOptions& o) {
   if (status != kExitOk) return status;
   std::fprintf(o.output.path == "-" ? stderr : stdout,
                "contoured %s: %zu shapes and a cut line of %td paths at %g mm written to %s\n",
-               name.c_str(), art.items.size() - (o.output.resolved == io::Format::kSvg ? 0 : cut.items.size()),
+               name.c_str(),
+               art.items.size() - (o.output.resolved == io::Format::kSvg ? 0 : cut.items.size()),
                static_cast<std::ptrdiff_t>(cut.paths.GetSize()), d / io::kUnitsPerMm,
                o.output.path == "-" ? "standard output" : o.output.path.c_str());
   return kExitOk;
