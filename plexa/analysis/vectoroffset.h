@@ -26,8 +26,9 @@
 // pieces (plexa/analysis/boolean.h, non-zero), so no loop, spike or swallowtail survives, and
 // holes and islands come out as the boolean gives them: outlines counter-clockwise
 // (IsClockwise() false), holes clockwise, each path closed. Finally every edge shorter than
-// the minimum edge (half the accuracy) is merged into its neighbours and any path narrower
-// than the accuracy is dropped.
+// the minimum edge (half the accuracy) is merged into its neighbours, straight edges on one
+// line become one, and any path whose area is below half the accuracy times its perimeter (a
+// sliver, or a speck narrower than the accuracy) is dropped.
 //
 // Accuracy: every point of the result lies within options.accuracy of the exact offset
 // boundary (distance d from the input), apart from the bounds below. A shape that vanishes
@@ -37,8 +38,12 @@
 // |d| below the accuracy: out is the cleaned region (the weld), true. Empty sets, and paths
 // with fewer than 2 nodes or non-finite coordinates (skipped) give an empty result with true.
 // A d much larger than the drawing gives a rounded blob (growing) or nothing (shrinking).
-// Bounds: at most kOffsetMaxPieces pieces are built (beyond it, disks are spaced more
-// coarsely and the accuracy degrades); the boolean's bounds apply (false, out empty).
+// Stretches of high curvature get at most 64 disks each, and where the curvature
+// changes sign there (a cusp of the input) the disks stop halving at a depth bound; the
+// accuracy is then not guaranteed. Bounds: at most kOffsetMaxPieces pieces are built (beyond
+// it, disks are spaced more coarsely and the accuracy degrades); the boolean's bounds apply
+// (false, out empty). Cost: dominated by the boolean on the pieces, roughly 4 times the
+// input's flattened edges at a tolerance of 0.45 times the accuracy.
 #pragma once
 
 #include "plexa/analysis/boolean.h"
