@@ -53,6 +53,12 @@ constexpr double kEndNudge = 1e-4;
 constexpr double kHuge = 1e300;
 // Halving depth while a stretch mixes low and high curvature.
 constexpr int kMixedDepth = 12;
+// Pieces a single union takes before they are merged pairwise (see UnionTree).
+constexpr int kUnionChunk = 128;
+// Piece counts up to this go to one union (merging pairwise costs more on few pieces).
+constexpr int kUnionTreeFrom = 1024;
+// Halvings of a stretch that changes the sign of a high curvature (a cusp): 2^8 disks at most.
+constexpr int kDiskDepth = 8;
 // Disks along a stretch of high curvature of one sign: spacing in units of d, and at most.
 constexpr double kTightSpacing = 0.5;
 constexpr int kMaxTightDisks = 64;
@@ -307,6 +313,14 @@ class PieceBuilder {
       for (int i = 0; i <= n; ++i) AddDisk(EndPoint(c, t0 + (t1 - t0) * i / n));
       return;
     }
+    // The sign changes in here: halve towards the change, so that only a short piece around
+    // it needs a chain of disks.
+    if (depth < kMixedDepth && !Full()) {
+      const double m = 0.5 * (t0 + t1);
+      AddStretch(c, t0, m, depth + 1);
+      AddStretch(c, m, t1, depth + 1);
+      return;
+    }
     AddDisks(c, t0, t1, 0);
   }
 
@@ -341,7 +355,9 @@ class PieceBuilder {
     const double rho = kMax > 0 ? 1 / kMax : 1e300;
     const double gap = l * l * (rho + R()) / (8 * rho * R());
     const double angle = l * kMax;
-    if ((gap > gapTol_ || angle > kDiskMaxTurn) && depth < kMaxDepth && !Full()) {
+    // Disks closer than the accuracy gain nothing (the sweep lies within l of them), and a
+    // cusp would otherwise ask for ever closer ones: kDiskDepth halvings at most.
+    if ((gap > gapTol_ || angle > kDiskMaxTurn) && l > gapTol_ && depth < kDiskDepth && !Full()) {
       const double m = 0.5 * (t0 + t1);
       AddDisks(c, t0, m, depth + 1);
       AddDisk(c.At(m));
@@ -604,11 +620,35 @@ void Tidy(CPolyPolyBezier& out, BooleanTree* tree, double minEdge, double minWid
     if (!keep[i]) out.RemoveAt(i);
 }
 
+// The union of pieces lo .. hi - 1, merged pairwise from runs of kUnionChunk: pieces made one
+// after another lie side by side, so each merge sees two clean outlines instead of many
+// overlapping pieces (a single union of thousands of mutually overlapping disks is quadratic
+// in its crossings). The recursion halves the range: depth log2(pieces / kUnionChunk).
+bool UnionTree(const CPolyPolyBezier& pieces, int lo, int hi, const BooleanOptions& bo,
+               CPolyPolyBezier& out) {
+  if (hi - lo <= kUnionChunk) {
+    CPolyPolyBezier part;
+    for (int i = lo; i < hi; ++i) part.Add(new CBPointArray(*pieces.GetAt(i)));
+    return WeldPolyPolyBezier(part, out, bo);
+  }
+  const int mid = lo + (hi - lo) / 2;
+  CPolyPolyBezier a, b;
+  return UnionTree(pieces, lo, mid, bo, a) && UnionTree(pieces, mid, hi, bo, b) &&
+         BooleanPolyPolyBezier(a, b, BooleanOp::kUnion, out, bo);
+}
+
 bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, BooleanOp op,
              const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
   BooleanOptions bo;
   bo.tolerance = o.accuracy * kFlattenShare;
-  if (!BooleanPolyPolyBezier(region, pieces, op, out, bo, tree)) {
+  CPolyPolyBezier merged;
+  const bool many = pieces.GetSize() > kUnionTreeFrom;
+  if (many && !UnionTree(pieces, 0, static_cast<int>(pieces.GetSize()), bo, merged)) {
+    out.RemoveAll();
+    if (tree) *tree = {};
+    return false;
+  }
+  if (!BooleanPolyPolyBezier(region, many ? merged : pieces, op, out, bo, tree)) {
     out.RemoveAll();
     if (tree) *tree = {};
     return false;

@@ -39,8 +39,8 @@
 // with fewer than 2 nodes or non-finite coordinates (skipped) give an empty result with true.
 // A d much larger than the drawing gives a rounded blob (growing) or nothing (shrinking).
 // Stretches of high curvature get at most 64 disks each, and where the curvature
-// changes sign there (a cusp of the input) the disks stop halving at a depth bound; the
-// accuracy is then not guaranteed. Bounds: at most kOffsetMaxPieces pieces are built (beyond
+// changes sign there (a cusp of the input) at most 256 disks are spaced along it; the accuracy
+// is then not guaranteed. Bounds: at most kOffsetMaxPieces pieces are built (beyond
 // it, disks are spaced more coarsely and the accuracy degrades); the boolean's bounds apply
 // (false, out empty). Cost: dominated by the boolean on the pieces, roughly 4 times the
 // input's flattened edges at a tolerance of 0.45 times the accuracy.
@@ -54,7 +54,7 @@ enum class OffsetJoin { kRound, kMiter, kBevel };
 enum class OffsetCap { kButt, kRound, kSquare };
 
 // Most pieces one call builds before it spaces its disks more coarsely.
-inline constexpr int kOffsetMaxPieces = 200000;
+inline constexpr int kOffsetMaxPieces = 50000;
 
 struct OffsetOptions {
   OffsetJoin join = OffsetJoin::kRound;
