@@ -53,10 +53,6 @@ constexpr double kEndNudge = 1e-4;
 constexpr double kHuge = 1e300;
 // Halving depth while a stretch mixes low and high curvature.
 constexpr int kMixedDepth = 12;
-// Pieces a single union takes before they are merged pairwise (see UnionTree).
-constexpr int kUnionChunk = 128;
-// Piece counts up to this go to one union (merging pairwise costs more on few pieces).
-constexpr int kUnionTreeFrom = 1024;
 // Halvings of a stretch that changes the sign of a high curvature (a cusp): 2^8 disks at most.
 constexpr int kDiskDepth = 8;
 // Disks along a stretch of high curvature of one sign: spacing in units of d, and at most.
@@ -620,35 +616,11 @@ void Tidy(CPolyPolyBezier& out, BooleanTree* tree, double minEdge, double minWid
     if (!keep[i]) out.RemoveAt(i);
 }
 
-// The union of pieces lo .. hi - 1, merged pairwise from runs of kUnionChunk: pieces made one
-// after another lie side by side, so each merge sees two clean outlines instead of many
-// overlapping pieces (a single union of thousands of mutually overlapping disks is quadratic
-// in its crossings). The recursion halves the range: depth log2(pieces / kUnionChunk).
-bool UnionTree(const CPolyPolyBezier& pieces, int lo, int hi, const BooleanOptions& bo,
-               CPolyPolyBezier& out) {
-  if (hi - lo <= kUnionChunk) {
-    CPolyPolyBezier part;
-    for (int i = lo; i < hi; ++i) part.Add(new CBPointArray(*pieces.GetAt(i)));
-    return WeldPolyPolyBezier(part, out, bo);
-  }
-  const int mid = lo + (hi - lo) / 2;
-  CPolyPolyBezier a, b;
-  return UnionTree(pieces, lo, mid, bo, a) && UnionTree(pieces, mid, hi, bo, b) &&
-         BooleanPolyPolyBezier(a, b, BooleanOp::kUnion, out, bo);
-}
-
 bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, BooleanOp op,
              const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
   BooleanOptions bo;
   bo.tolerance = o.accuracy * kFlattenShare;
-  CPolyPolyBezier merged;
-  const bool many = pieces.GetSize() > kUnionTreeFrom;
-  if (many && !UnionTree(pieces, 0, static_cast<int>(pieces.GetSize()), bo, merged)) {
-    out.RemoveAll();
-    if (tree) *tree = {};
-    return false;
-  }
-  if (!BooleanPolyPolyBezier(region, many ? merged : pieces, op, out, bo, tree)) {
+  if (!BooleanPolyPolyBezier(region, pieces, op, out, bo, tree)) {
     out.RemoveAll();
     if (tree) *tree = {};
     return false;
