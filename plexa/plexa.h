@@ -54,6 +54,8 @@
 #include "plexa/analysis/hull.h"
 #include "plexa/analysis/preview.h"
 #include "plexa/analysis/boolean.h"
+#include "plexa/analysis/offset.h"
+#include "plexa/analysis/vectoroffset.h"
 
 // effects: envelopes, outline effects, the ellipse generator, the spiral.
 #include "plexa/effects/envelope.h"

@@ -691,6 +691,37 @@ PYBIND11_MODULE(plexa, m) {
         "overlap, at least gap apart. Returns a dict: 'parts' (per part: 'status', 'sheet',\n"
         "'paths' moved onto the sheet or None, 'angle', 'mirrored'), 'sheets', 'nested',\n"
         "'fill' and 'seconds'. The GIL is released while it works.");
+  m.def(
+      "offset",
+      [](const PathSet& paths, double distance, const std::string& join, double accuracy) {
+        OffsetOptions options;
+        if (join == "round") {
+          options.join = OffsetJoin::kRound;
+        } else if (join == "miter") {
+          options.join = OffsetJoin::kMiter;
+        } else if (join == "bevel") {
+          options.join = OffsetJoin::kBevel;
+        } else {
+          throw py::value_error("join must be 'round', 'miter' or 'bevel', not '" + join + "'");
+        }
+        options.accuracy = accuracy;
+        const std::unique_ptr<CPolyPolyBezier> set = paths.Build();
+        CPolyPolyBezier out;
+        bool ok = false;
+        {
+          py::gil_scoped_release release;
+          ok = OffsetPolyPolyBezier(*set, distance, out, options);
+        }
+        if (!ok)
+          throw py::value_error(
+              "cannot offset: the distance or accuracy is not finite, or the paths are too large");
+        return PathSet(out);
+      },
+      py::arg("paths"), py::arg("distance"), py::kw_only(), py::arg("join") = "round",
+      py::arg("accuracy") = 1e-3,
+      "The shapes of paths (non-zero) grown by distance, or shrunk when it is negative, in\n"
+      "curves within accuracy; shapes that vanish are left out. Outlines counter-clockwise,\n"
+      "holes clockwise.");
   m.def("read_svg", &ReadSvg, py::arg("path"), "Reads the paths and shapes of an SVG file.");
   m.def("write", &WriteFile, py::arg("paths"), py::arg("path"), py::arg("format") = "",
         "Writes paths as SVG, PDF, EPS, DXF or HPGL (by extension unless format is given).");

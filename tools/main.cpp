@@ -23,6 +23,8 @@ void RegisterAll(Tool& tool) {
   PLEXA_SUBCOMMAND(Boolean);
   PLEXA_SUBCOMMAND(Colours);
   PLEXA_SUBCOMMAND(Nest);
+  PLEXA_SUBCOMMAND(Offset);
+  PLEXA_SUBCOMMAND(Contour);
 }
 
 }  // namespace plexa::tool

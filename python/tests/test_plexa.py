@@ -217,3 +217,18 @@ def test_edges_follow_a_disc_and_skip_a_flat_picture():
         plexa.edges(rows, method="sobel")
     with pytest.raises(ValueError):
         plexa.edges(rows, details=2)
+
+
+def test_offset_grows_and_shrinks_a_square():
+    sq = plexa.PathSet([square(0, 0, 100)])
+    grown, mitred = plexa.offset(sq, 10), plexa.offset(sq, 10, join="miter")
+    shrunk, gone = plexa.offset(sq, -10), plexa.offset(sq, -60)
+    assert len(grown) == 1 and len(shrunk) == 1 and len(gone) == 0
+    # (-8, -8) is 11.3 from the corner: outside the round join, inside the miter.
+    for p, g, m, s in (((50, -9), True, True, False), ((-8, -8), False, True, False),
+                       ((50, 11), True, True, True), ((50, 9), True, True, False)):
+        assert grown.contains(p) == g and mitred.contains(p) == m and shrunk.contains(p) == s, p
+    with pytest.raises(ValueError):
+        plexa.offset(sq, float("nan"))
+    with pytest.raises(ValueError):
+        plexa.offset(sq, 1, join="spiky")

@@ -1,0 +1,89 @@
+// The vector offset: sets of closed poly-Bezier outlines grown or shrunk by a distance, and open
+// paths stroked into outlines, with curves in and curves out. The contour cut line around a
+// printed sticker is the typical use.
+//
+//   CPolyPolyBezier letters = ..., contour, inset, line;
+//   OffsetPolyPolyBezier(letters, 20.0, contour);                        // 2 mm all round
+//   OffsetPolyPolyBezier(letters, -5.0, inset, {.join = OffsetJoin::kMiter});
+//   StrokePolyPolyBezier(path, 3.0, line, {.cap = OffsetCap::kRound});   // a 6-unit wide line
+//
+// What it computes. The grown set is every point within distance d of the region the set
+// fills (the Minkowski sum with a disk of radius d when the joins are round); the shrunk set is
+// every point of the region farther than d from its complement. The stroke of a path is every
+// point within d of the path (d is half the line's width). Corners of the offset on the side
+// where the boundary turns away get the join asked for: round (an arc of radius d), miter (the
+// two offset edges extended until they meet, cut back to a bevel where the tip lies farther
+// than miterLimit * d from the corner) or bevel (a straight cut). Smooth curves stay smooth.
+//
+// How. The boundary of the region (the paths themselves when growing under the non-zero rule,
+// else the weld of the set under its fill rule) is covered by
+// pieces that are each simple and counter-clockwise: for every stretch of a segment whose
+// curvature stays below 1/d, the band between its two offsets (each approximated by cubics);
+// where curvature exceeds 1/d (the offset would form a cusp or a swallowtail), disks of
+// radius d along the stretch, close enough that the gaps between them stay within the
+// accuracy; at corners, the join's shape; at the ends of open paths, the cap's. The result is
+// the boolean union (growing, stroking) or difference (shrinking) of the region and these
+// pieces (plexa/analysis/boolean.h, non-zero), so no loop, spike or swallowtail survives, and
+// holes and islands come out as the boolean gives them: outlines counter-clockwise
+// (IsClockwise() false), holes clockwise, each path closed. Finally every edge shorter than
+// the minimum edge (half the accuracy) is merged into its neighbours, straight edges on one
+// line become one, and any path whose area is below half the accuracy times its perimeter (a
+// sliver, or a speck narrower than the accuracy) is dropped.
+//
+// Accuracy: every point of the result lies within options.accuracy of the exact offset
+// boundary (distance d from the input), apart from the bounds below. A shape that vanishes
+// under shrinking gives an empty result.
+//
+// Degenerate input: d NaN or infinite, or accuracy not positive and finite: out empty, false.
+// |d| below the accuracy: out is the cleaned region (the weld), true. Empty sets, and paths
+// with fewer than 2 nodes or non-finite coordinates (skipped) give an empty result with true.
+// A d much larger than the drawing gives a rounded blob (growing) or nothing (shrinking).
+// Stretches of high curvature get at most 64 disks each, and where the curvature
+// changes sign there (a cusp of the input) at most 256 disks are spaced along it; the accuracy
+// is then not guaranteed. Bounds: at most kOffsetMaxPieces pieces are built (beyond
+// it, disks are spaced more coarsely and the accuracy degrades); the boolean's bounds apply
+// (false, out empty). Cost: dominated by the boolean on the pieces, roughly 4 times the
+// input's flattened edges at a tolerance of 0.45 times the accuracy.
+#pragma once
+
+#include "plexa/analysis/boolean.h"
+#include "plexa/geom/polypoly.h"
+#include "plexa/platform/export.h"
+
+enum class OffsetJoin { kRound, kMiter, kBevel };
+enum class OffsetCap { kButt, kRound, kSquare };
+
+// Most pieces one call builds before it spaces its disks more coarsely.
+inline constexpr int kOffsetMaxPieces = 50000;
+
+struct OffsetOptions {
+  OffsetJoin join = OffsetJoin::kRound;
+  // Miter tips farther than miterLimit * |d| from their corner are bevelled (values below 1
+  // count as 1).
+  double miterLimit = 4.0;
+  // Caps of open paths (StrokePolyPolyBezier only).
+  OffsetCap cap = OffsetCap::kButt;
+  // How the input set fills (OffsetPolyPolyBezier only).
+  FillRule fillRule = FillRule::kNonZero;
+  // Largest distance, in drawing units, between the result and the exact offset.
+  double accuracy = 1e-3;
+};
+
+// The set grown (d > 0) or shrunk (d < 0) by |d|, into out (emptied first). Every path is read
+// as closed (an open one by the chord from its last anchor to its first). tree, when given,
+// receives the outline/hole tree of out. False only for a non-finite d or accuracy, or at the
+// boolean's bounds.
+PLEXA_API bool OffsetPolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier& out,
+                                    const OffsetOptions& options = {}, BooleanTree* tree = nullptr);
+// One path grown or shrunk, as the set form on a set of that path alone.
+PLEXA_API bool OffsetBPointArray(const CBPointArray& path, double d, CPolyPolyBezier& out,
+                                 const OffsetOptions& options = {});
+
+// The outline of every path stroked with a line of half-width |d| (d's sign is ignored), into
+// out (emptied first): closed paths (IsPolyBezierClosed) give a band with joins all round,
+// open ones a band with the caps asked for at their ends. Overlapping strokes merge. False
+// only for a non-finite d or accuracy, or at the boolean's bounds; d = 0 gives empty and true.
+PLEXA_API bool StrokePolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier& out,
+                                    const OffsetOptions& options = {}, BooleanTree* tree = nullptr);
+PLEXA_API bool StrokePolyPolyBezier(const CBPointArray& path, double d, CPolyPolyBezier& out,
+                                    const OffsetOptions& options = {});

@@ -1,0 +1,214 @@
+#include "plexa/analysis/vectoroffset.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <utility>
+#include <vector>
+
+#include "bench/glyph_paths.h"
+#include "tests/support.h"
+
+using namespace plexa::test;
+
+namespace {
+
+std::vector<const CBPointArray*> Paths(const CPolyPolyBezier& set) {
+  std::vector<const CBPointArray*> v;
+  for (INT_PTR i = 0; i < set.GetSize(); ++i) v.push_back(set.GetAt(static_cast<int>(i)));
+  return v;
+}
+
+// Signed area of the dense polygons (outlines positive, holes negative on screen).
+double Area(const CPolyPolyBezier& set) {
+  double a = 0;
+  for (const auto& poly : DensePolygons(Paths(set), 200))
+    for (std::size_t i = 0; i + 1 < poly.size(); ++i)
+      a += poly[i].x * poly[i + 1].y - poly[i + 1].x * poly[i].y;
+  return std::fabs(a / 2);
+}
+
+// Distance from p to the boundary of a set: each segment on its own, skipped when its control
+// box is already farther than the best found.
+struct SegmentOracle {
+  std::vector<CBPointArray> segs;
+  std::vector<CDRECT> boxes;
+  explicit SegmentOracle(const CPolyPolyBezier& set) {
+    for (INT_PTR i = 0; i < set.GetSize(); ++i) {
+      const CBPointArray& p = *set.GetAt(static_cast<int>(i));
+      for (int k = 0; k + 1 < p.GetSize(); ++k) {
+        CBPointArray s;
+        s.Add(p[k]);
+        s.Add(p[k + 1]);
+        CDRECT r(kInf, -kInf, kInf, -kInf);
+        for (const CDPOINT& q : {p[k].anchor, p[k].out, p[k + 1].in, p[k + 1].anchor})
+          r = CDRECT(std::min(r.xmin, q.x), std::max(r.xmax, q.x), std::min(r.ymin, q.y),
+                     std::max(r.ymax, q.y));
+        segs.push_back(s);
+        boxes.push_back(r);
+      }
+    }
+  }
+  double operator()(const CDPOINT& p) const {
+    std::vector<std::pair<double, std::size_t>> order;
+    for (std::size_t i = 0; i < segs.size(); ++i) {
+      const CDRECT& r = boxes[i];
+      const double dx = std::max({r.xmin - p.x, 0.0, p.x - r.xmax});
+      const double dy = std::max({r.ymin - p.y, 0.0, p.y - r.ymax});
+      order.push_back({std::hypot(dx, dy), i});
+    }
+    std::sort(order.begin(), order.end());
+    double best = kInf;
+    for (const auto& [lower, i] : order) {
+      if (lower >= best) break;
+      best = std::min(best, DistanceToPath(segs[i], p, 32));
+    }
+    return best;
+  }
+};
+
+// Largest | distance from the input's boundary - |d| | over samples of the result, and the
+// shortest result edge (control polygon length).
+void Measure(const CPolyPolyBezier& in, const CPolyPolyBezier& out, double d, double& err,
+             double& shortest) {
+  const SegmentOracle dist(in);
+  err = 0;
+  shortest = kInf;
+  for (INT_PTR i = 0; i < out.GetSize(); ++i) {
+    const CBPointArray& p = *out.GetAt(static_cast<int>(i));
+    for (int k = 0; k + 1 < p.GetSize(); ++k) {
+      shortest = std::min(shortest, Dist(p[k].anchor, p[k].out) + Dist(p[k].out, p[k + 1].in) +
+                                        Dist(p[k + 1].in, p[k + 1].anchor));
+      for (int s = 0; s < 4; ++s)
+        err = std::max(err, std::fabs(dist(BezierAt(p[k], p[k + 1], s / 4.0)) - std::fabs(d)));
+    }
+  }
+}
+
+CPolyPolyBezier One(const CBPointArray& p) {
+  CPolyPolyBezier s;
+  s.Add(new CBPointArray(p));
+  return s;
+}
+
+}  // namespace
+
+// A 100 x 100 square: areas of the grown square under each join, the shrunk square, vanishing.
+TEST(VectorOffset, SquareJoinsAndShrinkAgreeWithAreas) {
+  const CPolyPolyBezier sq = One(Rect(0, 0, 100, 100));
+  const double pi = std::numbers::pi;
+  struct Case {
+    double d;
+    OffsetJoin join;
+    double area;
+  } cases[] = {
+      {10, OffsetJoin::kRound, 100 * 100 + 4 * 100 * 10 + pi * 100},
+      {10, OffsetJoin::kMiter, 120 * 120},
+      {10, OffsetJoin::kBevel, 120 * 120 - 4 * 50},
+      {-10, OffsetJoin::kRound, 80 * 80},
+      {-49, OffsetJoin::kMiter, 2 * 2},
+  };
+  for (const Case& c : cases) {
+    CPolyPolyBezier out;
+    OffsetOptions o;
+    o.join = c.join;
+    ASSERT_TRUE(OffsetPolyPolyBezier(sq, c.d, out, o));
+    ASSERT_EQ(out.GetSize(), 1) << c.d;
+    EXPECT_NEAR(Area(out), c.area, 0.05) << c.d << " join " << int(c.join);
+    EXPECT_FALSE(out.GetAt(0)->IsClockwise());
+  }
+  for (double d : {-50.5, -1e6}) {
+    CPolyPolyBezier out;
+    EXPECT_TRUE(OffsetPolyPolyBezier(sq, d, out));
+    EXPECT_EQ(out.GetSize(), 0) << d;
+  }
+}
+
+// Strokes of one open line: butt, round and square caps.
+TEST(VectorOffset, StrokeCapsOfALine) {
+  CBPointArray line = Poly({{0, 0}, {100, 0}});
+  const double pi = std::numbers::pi;
+  const std::pair<OffsetCap, double> caps[] = {
+      {OffsetCap::kButt, 1000}, {OffsetCap::kRound, 1000 + pi * 25}, {OffsetCap::kSquare, 1100}};
+  for (auto [cap, area] : caps) {
+    CPolyPolyBezier out;
+    OffsetOptions o;
+    o.cap = cap;
+    ASSERT_TRUE(StrokePolyPolyBezier(line, -5, out, o));
+    ASSERT_EQ(out.GetSize(), 1);
+    EXPECT_NEAR(Area(out), area, 0.05) << int(cap);
+  }
+}
+
+// Real outlines: every result point lies at |d| from the input within the accuracy, no edge
+// is shorter than half the accuracy, and outlines, holes and vanishing shapes come out right.
+TEST(VectorOffset, GlyphOffsetsLieAtTheDistance) {
+  CPolyPolyBezier glyphs;
+  if (LoadGlyphPaths(glyphs, "aB&@") == 0) GTEST_SKIP() << "no FreeType or no DejaVu font";
+  const OffsetOptions o;
+  for (double d : {24.0, -12.0, 90.0}) {
+    CPolyPolyBezier out;
+    ASSERT_TRUE(OffsetPolyPolyBezier(glyphs, d, out, o));
+    ASSERT_GT(out.GetSize(), 0);
+    double err = 0, shortest = 0;
+    Measure(glyphs, out, d, err, shortest);
+    EXPECT_LE(err, o.accuracy) << d;
+    EXPECT_GE(shortest, o.accuracy / 2) << d;
+  }
+  // A circle of radius 30 with a hole of radius 10: the hole closes at d = 10.
+  CPolyPolyBezier ring;
+  ring.Add(new CBPointArray(Circle(0, 0, 30)));
+  CBPointArray hole = Circle(0, 0, 10);
+  hole.MakeReverse();
+  ring.Add(new CBPointArray(hole));
+  CPolyPolyBezier out;
+  ASSERT_TRUE(OffsetPolyPolyBezier(ring, 5, out));
+  EXPECT_EQ(out.GetSize(), 2);
+  ASSERT_TRUE(OffsetPolyPolyBezier(ring, 10.5, out));
+  EXPECT_EQ(out.GetSize(), 1);
+  ASSERT_TRUE(OffsetPolyPolyBezier(ring, -10.5, out));
+  EXPECT_EQ(out.GetSize(), 0);
+}
+
+// Growing then shrinking by d gives back a shape without features narrower than 2d.
+TEST(VectorOffset, GrowThenShrinkReturnsTheInput) {
+  CPolyPolyBezier glyphs;
+  if (LoadGlyphPaths(glyphs, "O") == 0) GTEST_SKIP() << "no FreeType or no DejaVu font";
+  glyphs.Add(new CBPointArray(Circle(3000, 0, 200)));
+  CPolyPolyBezier grown, back;
+  ASSERT_TRUE(OffsetPolyPolyBezier(glyphs, 40, grown));
+  ASSERT_TRUE(OffsetPolyPolyBezier(grown, -40, back));
+  ASSERT_EQ(back.GetSize(), glyphs.GetSize());
+  double err = 0, shortest = 0;
+  Measure(glyphs, back, 0, err, shortest);
+  EXPECT_LE(err, 2e-3);
+}
+
+// Bad input gives quiet, stated results.
+TEST(VectorOffset, BadInputIsQuiet) {
+  const CPolyPolyBezier sq = One(Rect(0, 0, 10, 10));
+  CPolyPolyBezier out;
+  for (double d : {kNaN, kInf, -kInf}) {
+    EXPECT_FALSE(OffsetPolyPolyBezier(sq, d, out));
+    EXPECT_EQ(out.GetSize(), 0);
+    EXPECT_FALSE(StrokePolyPolyBezier(sq, d, out));
+  }
+  OffsetOptions bad;
+  bad.accuracy = 0;
+  EXPECT_FALSE(OffsetPolyPolyBezier(sq, 1, out, bad));
+  EXPECT_TRUE(OffsetPolyPolyBezier(CPolyPolyBezier(), 5, out));
+  EXPECT_EQ(out.GetSize(), 0);
+  CPolyPolyBezier nan = One(Poly({{0, 0}, {kNaN, 1}, {5, 5}, {0, 0}}));
+  EXPECT_TRUE(OffsetPolyPolyBezier(nan, 5, out));
+  EXPECT_EQ(out.GetSize(), 0);
+  // Zero: the cleaned region; huge: one round blob.
+  EXPECT_TRUE(OffsetPolyPolyBezier(sq, 0, out));
+  EXPECT_EQ(out.GetSize(), 1);
+  EXPECT_TRUE(OffsetPolyPolyBezier(sq, 1e9, out));
+  EXPECT_EQ(out.GetSize(), 1);
+  // A point stroked with round caps is a disk.
+  EXPECT_TRUE(StrokePolyPolyBezier(Poly({{1, 1}}), 2, out, {.cap = OffsetCap::kRound}));
+  EXPECT_EQ(out.GetSize(), 1);
+}
