@@ -83,9 +83,9 @@ TEST_F(OffsetTool, OffsetGrowsShrinksAndRefuses) {
 // The sample sign contoured: two groups, the cut line around the artwork.
 TEST_F(OffsetTool, ContourWritesArtworkAndCutLine) {
   const std::string out = Path("c.svg");
-  ASSERT_EQ(Run("contour '" + std::string(PLEXA_EXAMPLES) + "/sign.png' -o '" + out +
-                "' --distance 3mm"),
-            0);
+  ASSERT_EQ(
+      Run("contour '" + std::string(PLEXA_EXAMPLES) + "/sign.png' -o '" + out + "' --distance 3mm"),
+      0);
   std::stringstream text;
   text << std::ifstream(out).rdbuf();
   const std::string s = text.str();

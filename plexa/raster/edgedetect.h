@@ -19,20 +19,19 @@
 // y (for the y derivative), each derivative taken with derivative-of-Gaussian taps, all with
 // wrap-around at the image's sides. Non-maximum suppression keeps the pixels whose gradient
 // magnitude beats both neighbours along the gradient (interpolated between the two nearest
-// of the eight), scaled by 20 and capped at 255; the test is strict on both sides, as published, so of two
-// exactly equal neighbours along the gradient (the two pixels either side of a perfectly clean,
-// pixel-aligned step) neither stays: synthetic art of such steps loses those edges, photographs
-// practically never tie. Hysteresis then
-// estimates its thresholds from the histogram of the suppressed magnitudes inside the border: high
-// is the level at which the count from 255 downwards first reaches trunc(0.9 x max(rows, columns))
-// (a length, not a share of the pixels: intended), low = trunc((high + m) / 2 + 0.5) with m the
-// lowest level present. Every pixel at or above high starts a walk that takes, at each step, the
-// first untaken 8-neighbour at or above low. The border frame is painted as no edge on the top
-// rows, the bottom rows and the left columns only (the right columns keep their wrap-around
-// response: intended). The edge pixels become the white pixels of a 32-bit bitmap that
-// CImageTrace::AutoTrace follows (cell coordinates, pixel + 1); ScaleBack then converts every
-// point by 254 / dpi and drops paths shorter than kEdgeMinPathLength (tenths of a millimetre,
-// CBPointArray::CalcLength); a path of exactly that length stays.
+// of the eight), scaled by 20 and capped at 255; the test is strict on both sides, as published, so
+// of two exactly equal neighbours along the gradient (the two pixels either side of a perfectly
+// clean, pixel-aligned step) neither stays: synthetic art of such steps loses those edges,
+// photographs practically never tie. Hysteresis then estimates its thresholds from the histogram of
+// the suppressed magnitudes inside the border: high is the level at which the count from 255
+// downwards first reaches trunc(0.9 x max(rows, columns)) (a length, not a share of the pixels:
+// intended), low = trunc((high + m) / 2 + 0.5) with m the lowest level present. Every pixel at or
+// above high starts a walk that takes, at each step, the first untaken 8-neighbour at or above low.
+// The border frame is painted as no edge on the top rows, the bottom rows and the left columns only
+// (the right columns keep their wrap-around response: intended). The edge pixels become the white
+// pixels of a 32-bit bitmap that CImageTrace::AutoTrace follows (cell coordinates, pixel + 1);
+// ScaleBack then converts every point by 254 / dpi and drops paths shorter than kEdgeMinPathLength
+// (tenths of a millimetre, CBPointArray::CalcLength); a path of exactly that length stays.
 //
 // How (ISEF, Input_Shen, called by the host after Input or instead of it on a bitmap given to
 // a previous Input): the grey picture is embedded with wrap-around in a frame of
