@@ -236,6 +236,12 @@ bool Cross(const Chord& p, const Chord& q) {
   };
   const double d1 = orient(p.a, p.b, q.a), d2 = orient(p.a, p.b, q.b);
   const double d3 = orient(q.a, q.b, p.a), d4 = orient(q.a, q.b, p.b);
+  if (d1 == 0 && d2 == 0) {  // in line: they cross only where their extents overlap
+    return std::max(std::min(p.a.x, p.b.x), std::min(q.a.x, q.b.x)) <=
+               std::min(std::max(p.a.x, p.b.x), std::max(q.a.x, q.b.x)) &&
+           std::max(std::min(p.a.y, p.b.y), std::min(q.a.y, q.b.y)) <=
+               std::min(std::max(p.a.y, p.b.y), std::max(q.a.y, q.b.y));
+  }
   return d1 * d2 <= 0 && d3 * d4 <= 0;
 }
 
