@@ -143,6 +143,16 @@ TEST(AutoBreakUp, NecksBreakOncePerNeckButProtrusionsDoNot) {
       // 54 to 65) have middles 19 apart, within twice a chord's length, so they are one
       // neck: one chord, one break on the outline and one on the hole, each one piece.
       {"twin bars", [](int x, int y) { return TwoBars(x, y, 20, 35, 54, 12); }, 2, 1, false},
+      // A C: a column with two bars to two discs, each bar notched to 4 rows at x 77 to 83.
+      // Two necks 50 apart whose chords lie in one line yet do not meet: both are kept.
+      {"C with two arms",
+       [](int x, int y) {
+         return (x >= 20 && x <= 60 && y >= 7 && y <= 93) || Disc(x, y, 120, 25, 18) ||
+                Disc(x, y, 120, 75, 18) ||
+                (x >= 60 && x <= 120 && ((y >= 22 && y <= 27) || (y >= 73 && y <= 78)) &&
+                 !(x >= 77 && x <= 83 && y >= 26 && y <= 74));
+       },
+       4, 2, false},
       // A finger sticking out of a disc narrows on one side only.
       {"protrusion",
        [](int x, int y) {
