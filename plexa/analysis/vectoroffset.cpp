@@ -59,12 +59,13 @@ constexpr int kDiskDepth = 8;
 constexpr double kTightSpacing = 0.5;
 constexpr int kMaxTightDisks = 64;
 // Pairs of pieces whose control boxes overlap that the union may face: a floor plus a share per
-// piece. Along an ordinary outline a piece overlaps a few dozen neighbours; a crowded, self-
-// crossing path offset far beyond its features makes nearly every pair overlap, and the union's
-// crossings (and time, about 10 microseconds per pair) grow with the pairs. The budget keeps
-// such input near a second; past it the offset refuses.
+// node of the input. The union's crossings and time (5 to 20 microseconds per pair) grow with
+// the pairs; a crowded, self-crossing path offset far beyond its features makes nearly every
+// pair of its many disks overlap. The budget keeps 64 nodes within a second or two and lets a
+// traced sign of about a hundred nodes take a contour of a tenth of its size; past it the
+// offset refuses.
 constexpr std::size_t kOverlapFloor = std::size_t{1} << 15;
-constexpr std::size_t kOverlapsPerPiece = 16;
+constexpr std::size_t kOverlapsPerNode = 512;
 // Smallest scale of a handle of a fitted offset (where the offset nearly stops).
 constexpr double kMinHandleScale = 0.02;
 // A straight node is dropped when it lies within this share of the minimum edge of the line
@@ -650,12 +651,22 @@ std::size_t OverlappingPairs(const CPolyPolyBezier& pieces, std::size_t limit) {
   return pairs;
 }
 
-bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, BooleanOp op,
-             const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
+// Nodes of every path of a set.
+std::size_t Nodes(const CPolyPolyBezier& set) {
+  std::size_t n = 0;
+  for (INT_PTR i = 0; i < set.GetSize(); ++i)
+    if (const CBPointArray* p = set.GetAt(static_cast<int>(i)))
+      n += static_cast<std::size_t>(p->GetSize());
+  return n;
+}
+
+// The union (or difference) of the region and the pieces, refused when the pieces overlap
+// beyond the budget for an input of the given number of nodes.
+bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, std::size_t nodes,
+             BooleanOp op, const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
   BooleanOptions bo;
   bo.tolerance = o.accuracy * kFlattenShare;
-  const std::size_t limit =
-      kOverlapFloor + kOverlapsPerPiece * static_cast<std::size_t>(pieces.GetSize());
+  const std::size_t limit = kOverlapFloor + kOverlapsPerNode * nodes;
   if (OverlappingPairs(pieces, limit) > limit ||
       !BooleanPolyPolyBezier(region, pieces, op, out, bo, tree)) {
     out.RemoveAll();
@@ -697,8 +708,8 @@ bool OffsetPolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
     if (clean.IsPolyBezierClosed()) MergeShortEdges(clean, options.accuracy / 2);
     builder.AddPath(clean, true, false);
   }
-  return Combine(base, pieces, d > 0 ? BooleanOp::kUnion : BooleanOp::kDifference, options, out,
-                 tree);
+  return Combine(base, pieces, Nodes(base), d > 0 ? BooleanOp::kUnion : BooleanOp::kDifference,
+                 options, out, tree);
 }
 
 bool OffsetBPointArray(const CBPointArray& path, double d, CPolyPolyBezier& out,
@@ -723,7 +734,7 @@ bool StrokePolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
     builder.AddPath(*p, closed, !closed);
   }
   const CPolyPolyBezier none;
-  return Combine(none, pieces, BooleanOp::kUnion, options, out, tree);
+  return Combine(none, pieces, Nodes(set), BooleanOp::kUnion, options, out, tree);
 }
 
 bool StrokePolyPolyBezier(const CBPointArray& path, double d, CPolyPolyBezier& out,
