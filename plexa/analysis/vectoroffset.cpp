@@ -58,6 +58,14 @@ constexpr int kDiskDepth = 8;
 // Disks along a stretch of high curvature of one sign: spacing in units of d, and at most.
 constexpr double kTightSpacing = 0.5;
 constexpr int kMaxTightDisks = 64;
+// Pairs of pieces whose control boxes overlap that the union may face: a floor plus a share per
+// node of the input. The union's crossings and time (5 to 20 microseconds per pair) grow with
+// the pairs; a crowded, self-crossing path offset far beyond its features makes nearly every
+// pair of its many disks overlap. The budget keeps 64 nodes within a second or two and lets a
+// traced sign of about a hundred nodes take a contour of a tenth of its size; past it the
+// offset refuses.
+constexpr std::size_t kOverlapFloor = std::size_t{1} << 15;
+constexpr std::size_t kOverlapsPerNode = 512;
 // Smallest scale of a handle of a fitted offset (where the offset nearly stops).
 constexpr double kMinHandleScale = 0.02;
 // A straight node is dropped when it lies within this share of the minimum edge of the line
@@ -616,11 +624,51 @@ void Tidy(CPolyPolyBezier& out, BooleanTree* tree, double minEdge, double minWid
     if (!keep[i]) out.RemoveAt(i);
 }
 
-bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, BooleanOp op,
-             const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
+// Counts the pairs of pieces whose control boxes overlap, by a sweep along x, stopping once
+// the count exceeds limit: how crowded the union will be, for the price of a sort.
+std::size_t OverlappingPairs(const CPolyPolyBezier& pieces, std::size_t limit) {
+  struct Box {
+    double x0, x1, y0, y1;
+  };
+  std::vector<Box> boxes;
+  boxes.reserve(static_cast<std::size_t>(pieces.GetSize()));
+  for (INT_PTR i = 0; i < pieces.GetSize(); ++i) {
+    Box b{kHuge, -kHuge, kHuge, -kHuge};
+    for (const CBPOINT& n : pieces[static_cast<int>(i)])
+      for (const CDPOINT& q : {n.in, n.anchor, n.out}) {
+        b.x0 = std::min(b.x0, q.x), b.x1 = std::max(b.x1, q.x);
+        b.y0 = std::min(b.y0, q.y), b.y1 = std::max(b.y1, q.y);
+      }
+    if (b.x0 <= b.x1) boxes.push_back(b);
+  }
+  std::sort(boxes.begin(), boxes.end(), [](const Box& a, const Box& b) { return a.x0 < b.x0; });
+  std::size_t pairs = 0;
+  for (std::size_t i = 0; i < boxes.size(); ++i)
+    for (std::size_t j = i + 1; j < boxes.size() && boxes[j].x0 <= boxes[i].x1; ++j) {
+      if (boxes[j].y0 > boxes[i].y1 || boxes[i].y0 > boxes[j].y1) continue;
+      if (++pairs > limit) return pairs;
+    }
+  return pairs;
+}
+
+// Nodes of every path of a set.
+std::size_t Nodes(const CPolyPolyBezier& set) {
+  std::size_t n = 0;
+  for (INT_PTR i = 0; i < set.GetSize(); ++i)
+    if (const CBPointArray* p = set.GetAt(static_cast<int>(i)))
+      n += static_cast<std::size_t>(p->GetSize());
+  return n;
+}
+
+// The union (or difference) of the region and the pieces, refused when the pieces overlap
+// beyond the budget for an input of the given number of nodes.
+bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, std::size_t nodes,
+             BooleanOp op, const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
   BooleanOptions bo;
   bo.tolerance = o.accuracy * kFlattenShare;
-  if (!BooleanPolyPolyBezier(region, pieces, op, out, bo, tree)) {
+  const std::size_t limit = kOverlapFloor + kOverlapsPerNode * nodes;
+  if (OverlappingPairs(pieces, limit) > limit ||
+      !BooleanPolyPolyBezier(region, pieces, op, out, bo, tree)) {
     out.RemoveAll();
     if (tree) *tree = {};
     return false;
@@ -660,8 +708,8 @@ bool OffsetPolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
     if (clean.IsPolyBezierClosed()) MergeShortEdges(clean, options.accuracy / 2);
     builder.AddPath(clean, true, false);
   }
-  return Combine(base, pieces, d > 0 ? BooleanOp::kUnion : BooleanOp::kDifference, options, out,
-                 tree);
+  return Combine(base, pieces, Nodes(base), d > 0 ? BooleanOp::kUnion : BooleanOp::kDifference,
+                 options, out, tree);
 }
 
 bool OffsetBPointArray(const CBPointArray& path, double d, CPolyPolyBezier& out,
@@ -686,7 +734,7 @@ bool StrokePolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
     builder.AddPath(*p, closed, !closed);
   }
   const CPolyPolyBezier none;
-  return Combine(none, pieces, BooleanOp::kUnion, options, out, tree);
+  return Combine(none, pieces, Nodes(set), BooleanOp::kUnion, options, out, tree);
 }
 
 bool StrokePolyPolyBezier(const CBPointArray& path, double d, CPolyPolyBezier& out,

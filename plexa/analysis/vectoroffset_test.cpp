@@ -212,3 +212,30 @@ TEST(VectorOffset, BadInputIsQuiet) {
   EXPECT_TRUE(StrokePolyPolyBezier(Poly({{1, 1}}), 2, out, {.cap = OffsetCap::kRound}));
   EXPECT_EQ(out.GetSize(), 1);
 }
+
+// A closed path of 64 curved nodes criss-crossing a unit square, grown and stroked by 100 times
+// its size: every piece overlaps nearly every other. The offset either lies at the distance or
+// is refused quietly, and it comes back promptly rather than spending minutes in the union.
+TEST(VectorOffset, CrowdedPathFarOffsetIsBounded) {
+  CBPointArray zigzag;
+  for (int i = 0; i <= 64; ++i) {
+    const int k = i % 64;
+    const CDPOINT a{(k * 37 % 64) / 64.0, (k * 23 % 64) / 64.0};
+    const CDPOINT h{0.4 * std::cos(k * 1.7), 0.4 * std::sin(k * 1.7)};
+    zigzag.Add(CBPOINT(a - h, a, a + h));
+  }
+  const CPolyPolyBezier set = One(zigzag);
+  for (const bool stroke : {false, true}) {
+    const double d = 100;
+    CPolyPolyBezier out;
+    const bool ok = stroke ? StrokePolyPolyBezier(set, d, out) : OffsetPolyPolyBezier(set, d, out);
+    if (!ok) {
+      EXPECT_EQ(out.GetSize(), 0) << stroke;
+      continue;
+    }
+    ASSERT_GT(out.GetSize(), 0) << stroke;
+    double err = 0, shortest = 0;
+    Measure(set, out, d, err, shortest);
+    EXPECT_LE(err, OffsetOptions{}.accuracy) << stroke;
+  }
+}
