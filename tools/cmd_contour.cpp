@@ -85,7 +85,9 @@ int RunContour(ContourOptions& o) {
       region.Add(new CBPointArray(*p));
   BooleanTree tree;
   if (!OffsetPolyPolyBezier(region, d, contour, {}, &tree))
-    return Fail("the artwork is too large to contour");
+    return Fail(
+        "the contour is too complex to compute at this distance (the artwork is too large or the "
+        "distance far beyond its features): try a smaller --distance");
   io::Drawing cut;
   cut.width = art.width;
   cut.height = art.height;

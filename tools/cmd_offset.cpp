@@ -53,7 +53,9 @@ int RunOffset(OffsetCmdOptions& o) {
   options.fillRule = rule.value_or(FillRule::kNonZero);  // cleaned regions read non-zero
   BooleanTree tree;
   if (!OffsetPolyPolyBezier(region, d, out, options, &tree))
-    return Fail("the drawing is too large to offset");
+    return Fail(
+        "the offset is too complex to compute at this distance (the drawing is too large or the "
+        "distance far beyond its features): try a smaller --distance");
   SetResult(drawing, out, tree);
   const int status = WriteOutput(o.output, io::WriteDrawing(drawing, write));
   if (status != kExitOk) return status;

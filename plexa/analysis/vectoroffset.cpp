@@ -61,11 +61,11 @@ constexpr int kMaxTightDisks = 64;
 // Pairs of pieces whose control boxes overlap that the union may face: a floor plus a share per
 // node of the input. The union's crossings and time (5 to 20 microseconds per pair) grow with
 // the pairs; a crowded, self-crossing path offset far beyond its features makes nearly every
-// pair of its many disks overlap. The budget keeps 64 nodes within a second or two and lets a
-// traced sign of about a hundred nodes take a contour of a tenth of its size; past it the
-// offset refuses.
+// pair of its many disks overlap. The budget keeps 64 nodes within a few seconds and lets a
+// traced sign of about a hundred nodes take a contour of a third of its size (512 a node
+// refused the example sign at 30 mm); past it the offset refuses.
 constexpr std::size_t kOverlapFloor = std::size_t{1} << 15;
-constexpr std::size_t kOverlapsPerNode = 512;
+constexpr std::size_t kOverlapsPerNode = 2048;
 // Smallest scale of a handle of a fitted offset (where the offset nearly stops).
 constexpr double kMinHandleScale = 0.02;
 // A straight node is dropped when it lies within this share of the minimum edge of the line
