@@ -61,11 +61,12 @@ constexpr int kMaxTightDisks = 64;
 // Pairs of pieces whose control boxes overlap that the union may face: a floor plus a share per
 // node of the input. The union's crossings and time (5 to 20 microseconds per pair) grow with
 // the pairs; a crowded, self-crossing path offset far beyond its features makes nearly every
-// pair of its many disks overlap. The budget keeps 64 nodes within a few seconds and lets a
-// traced sign of about a hundred nodes take a contour of a third of its size (512 a node
-// refused the example sign at 30 mm); past it the offset refuses.
+// pair of its many disks overlap. The budget keeps 64 nodes of hostile input under about ten
+// seconds (512 a node: two seconds, but the example sign's 30 mm contour was refused; 2048 a
+// node: 15 s) and lets a traced sign of about a hundred nodes take a contour of a third of its
+// size; past it the offset refuses.
 constexpr std::size_t kOverlapFloor = std::size_t{1} << 15;
-constexpr std::size_t kOverlapsPerNode = 2048;
+constexpr std::size_t kOverlapsPerNode = 1024;
 // Smallest scale of a handle of a fitted offset (where the offset nearly stops).
 constexpr double kMinHandleScale = 0.02;
 // A straight node is dropped when it lies within this share of the minimum edge of the line

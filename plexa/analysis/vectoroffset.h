@@ -41,11 +41,11 @@
 // Stretches of high curvature get at most 64 disks each, and where the curvature
 // changes sign there (a cusp of the input) at most 256 disks are spaced along it; the accuracy
 // is then not guaranteed. Bounds: at most kOffsetMaxPieces pieces are built (beyond it, disks
-// are spaced more coarsely and the accuracy degrades). When more than 32768 + 2048 * (nodes of
+// are spaced more coarsely and the accuracy degrades). When more than 32768 + 1024 * (nodes of
 // the input paths) pairs of pieces have overlapping control boxes (a crowded, self-crossing
 // path offset far beyond its features, where the union grows quadratic), the offset refuses:
 // false, out empty, after one sweep over the pieces' boxes; this keeps input of 64 nodes
-// within a few seconds. The boolean's bounds apply too (false, out empty). Cost: dominated
+// under about ten seconds. The boolean's bounds apply too (false, out empty). Cost: dominated
 // by the boolean on the pieces, roughly 4 times the input's flattened edges at a tolerance of
 // 0.45 times the accuracy.
 #pragma once
