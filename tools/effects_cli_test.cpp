@@ -1,59 +1,30 @@
 // Runs `plexa envelope` and `plexa effect` as a user would and reads the results back.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-
-#include "io/drawing.h"
-#include "io/svg_read.h"
-
-namespace fs = std::filesystem;
+#include "tools/tool_test_support.h"
 
 namespace {
 
-class EffectsCli : public ::testing::Test {
+using namespace plexa::tooltest;
+
+class EffectsCli : public ToolTest {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("plexa_fx_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
+    ToolTest::SetUp();
     // 100 x 60 mm: a 40 x 50 mm rectangle and a circle of radius 22 mm.
-    std::ofstream(dir_ / "in.svg")
-        << "<svg xmlns='http://www.w3.org/2000/svg' width='100mm' height='60mm' "
-           "viewBox='0 0 100 60'><rect x='5' y='5' width='40' height='50'/>"
-           "<circle cx='72' cy='30' r='22'/></svg>";
+    Svg("in.svg", "<rect x='5' y='5' width='40' height='50'/><circle cx='72' cy='30' r='22'/>", 100,
+        60);
   }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  int Run(const std::string& args) {
-    const std::string cmd = std::string("'") + PLEXA_CLI + "' " + args + " >/dev/null 2>'" +
-                            (dir_ / "err.txt").string() + "'";
-    const int raw = std::system(cmd.c_str());
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  }
-  std::string In() const { return "'" + (dir_ / "in.svg").string() + "'"; }
-  std::string Out() const { return "'" + (dir_ / "out.svg").string() + "'"; }
+  std::string In() const { return "'" + Path("in.svg") + "'"; }
+  std::string Out() const { return "'" + Path("out.svg") + "'"; }
 
   // Bounds of the result in drawing units (tenths of a mm), and its node count.
   PLEXA::CDRECT Bounds(INT_PTR* nodes = nullptr) {
-    plexa::io::Drawing d;
-    std::string warning, error;
-    EXPECT_TRUE(plexa::io::ReadSvgFile((dir_ / "out.svg").string(), d, warning, error)) << error;
+    const plexa::io::Drawing d = Read(Path("out.svg"));
     PLEXA::CDRECT box(0, 0, 0, 0);
     d.paths.CalcFrame(box, 1.0);
     for (INT_PTR i = 0; nodes && i < d.paths.GetSize(); ++i)
       *nodes += d.paths.GetAt(static_cast<int>(i))->GetSize();
     return box;
   }
-
-  fs::path dir_;
 };
 
 }  // namespace
