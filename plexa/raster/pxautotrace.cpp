@@ -213,16 +213,11 @@ tagRGBQUAD CPxAutoTrace::GetMajorityPixel(int x, int y) {
 // ---- Fill ----
 
 void CPxAutoTrace::PUSH(int y, int xl, int xr, int dy) {
-  if (y + dy >= 0 && y + dy < m_height) m_stack.push_back({y, xl, xr, dy});
+  plexa::walk::PushSpan(m_stack, m_height, y, xl, xr, dy);
 }
 
 void CPxAutoTrace::POP(int& y, int& xl, int& xr, int& dy) {
-  const Span s = m_stack.back();
-  m_stack.pop_back();
-  y = s.y + s.dy;
-  xl = s.xl;
-  xr = s.xr;
-  dy = s.dy;
+  plexa::walk::PopSpan(m_stack, y, xl, xr, dy);
 }
 
 tagRGBQUAD CPxAutoTrace::SeedFill(int x, int y, int tol) {

@@ -171,16 +171,11 @@ bool CShapeTrace::DoTrace(CPolyPolyBezier& out, int minPoints) {
 }
 
 void CShapeTrace::PUSH(int y, int xl, int xr, int dy) {
-  if (y + dy >= 0 && y + dy < m_height) m_stack.push_back({y, xl, xr, dy});
+  plexa::walk::PushSpan(m_stack, m_height, y, xl, xr, dy);
 }
 
 void CShapeTrace::POP(int& y, int& xl, int& xr, int& dy) {
-  const Span s = m_stack.back();
-  m_stack.pop_back();
-  y = s.y + s.dy;
-  xl = s.xl;
-  xr = s.xr;
-  dy = s.dy;
+  plexa::walk::PopSpan(m_stack, y, xl, xr, dy);
 }
 
 void CShapeTrace::SeedFill(int x, int y) {

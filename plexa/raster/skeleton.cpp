@@ -74,9 +74,7 @@ void CSkeleton::Input(HBITMAP bmp, double dpiX, double dpiY) {
   m_paths.RemoveAll();
   Defaults(dpiX, dpiY);
   MakeBitmap(bmp, true);
-  if (m_bitmap == nullptr) return;
-  DoSkeleton();
-  AutoTrace();
+  if (!ThinAndTrace()) return;
   for (INT_PTR i = 0; i < m_paths.GetSize(); ++i) ScaleBackBmp(m_paths[static_cast<int>(i)]);
 }
 
@@ -85,9 +83,7 @@ void CSkeleton::Input(HBITMAP bmp, unsigned long keyColour, double dpiX, double 
   m_keyColour = keyColour;
   Defaults(dpiX, dpiY);
   MakeBitmap(bmp, false);
-  if (m_bitmap == nullptr) return;
-  DoSkeleton();
-  AutoTrace();
+  if (!ThinAndTrace()) return;
   for (INT_PTR i = 0; i < m_paths.GetSize(); ++i) ScaleBackBmp(m_paths[static_cast<int>(i)]);
 }
 
@@ -95,9 +91,14 @@ void CSkeleton::InputMono(HBITMAP bmp, double dpiX, double dpiY) {
   m_paths.RemoveAll();
   Defaults(dpiX, dpiY);
   MakeBitmapMono(bmp);
-  if (m_bitmap == nullptr) return;
+  ThinAndTrace();
+}
+
+bool CSkeleton::ThinAndTrace() {
+  if (m_bitmap == nullptr) return false;
   DoSkeleton();
   AutoTrace();
+  return true;
 }
 
 void CSkeleton::Input(const CPolyPolyBezier& paths, const CDWordArray& types, unsigned long colour,
@@ -106,9 +107,7 @@ void CSkeleton::Input(const CPolyPolyBezier& paths, const CDWordArray& types, un
   m_types.Copy(types);
   m_keyColour = colour;
   MakeBitmap(paths, size);
-  if (m_bitmap == nullptr) return;
-  DoSkeleton();
-  AutoTrace();
+  if (!ThinAndTrace()) return;
   for (INT_PTR i = 0; i < m_paths.GetSize(); ++i) ScaleBack(m_paths[static_cast<int>(i)]);
 }
 

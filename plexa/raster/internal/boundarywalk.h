@@ -1,8 +1,11 @@
-// The boundary walk CShapeTrace and CPxAutoTrace share: from a region's leftmost pixel on a
-// row, round its 8-connected boundary clockwise (y down) until the start comes round again.
-// The region is whatever inside(x, y) says; a walk that meets a pixel traced before within its
-// first kRetraceWindow steps, or runs past 8 steps a pixel of the image, gives up.
+// What CShapeTrace and CPxAutoTrace share: the boundary walk, from a region's leftmost pixel
+// on a row round its 8-connected boundary clockwise (y down) until the start comes round
+// again, and the span stack of their scan-line seed fills. The region is whatever inside(x, y)
+// says; a walk that meets a pixel traced before within its first kRetraceWindow steps, or runs
+// past 8 steps a pixel of the image, gives up.
 #pragma once
+
+#include <vector>
 
 #include "plexa/platform/array.h"
 
@@ -57,6 +60,23 @@ bool WalkBoundary(int sx, int sy, INT_PTR count, long long limit, const Inside& 
     cx = nx, cy = ny;
   }
   return true;
+}
+
+// The seed fills' span stack: a span of row y from xl to xr, to be continued on row y + dy.
+// PushSpan drops a span whose next row is outside 0 .. height - 1; PopSpan takes the newest
+// and gives its next row.
+template <class Span>
+void PushSpan(std::vector<Span>& stack, int height, int y, int xl, int xr, int dy) {
+  if (y + dy >= 0 && y + dy < height) stack.push_back({y, xl, xr, dy});
+}
+template <class Span>
+void PopSpan(std::vector<Span>& stack, int& y, int& xl, int& xr, int& dy) {
+  const Span s = stack.back();
+  stack.pop_back();
+  y = s.y + s.dy;
+  xl = s.xl;
+  xr = s.xr;
+  dy = s.dy;
 }
 
 }  // namespace plexa::walk
