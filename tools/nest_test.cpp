@@ -2,50 +2,22 @@
 // the exact curves; bad input refused with nothing written.
 #include "plexa/layout/nest.h"
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-
-#include "io/svg_read.h"
-
-namespace fs = std::filesystem;
+#include "tools/tool_test_support.h"
 
 namespace {
 
-class NestTool : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("plexa_nest_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
+using namespace plexa::tooltest;
 
+class NestTool : public ToolTest {
+ protected:
   // An SVG whose user unit is a millimetre.
   std::string Svg(const std::string& name, const std::string& body) {
-    const std::string path = (dir_ / name).string();
-    std::ofstream(path) << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"200mm\" "
-                           "height=\"200mm\" viewBox=\"0 0 200 200\">"
-                        << body << "</svg>";
-    return path;
+    return ToolTest::Svg(name, body, 200, 200);
   }
-  int Run(const std::string& args) {
-    const std::string cmd = std::string("'") + PLEXA_CLI + "' nest " + args + " >/dev/null 2>&1";
-    const int raw = std::system(cmd.c_str());
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  }
+  int Run(const std::string& args) { return ToolTest::Run("nest " + args); }
   // The shapes of a written sheet (outlines with their holes).
   std::vector<CPolyPolyBezier> Shapes(const std::string& path) {
-    plexa::io::Drawing d;
-    std::string warning, error;
-    EXPECT_TRUE(plexa::io::ReadSvgFile(path, d, warning, error)) << error;
+    plexa::io::Drawing d = Read(path);
     plexa::io::GroupIntoShapes(d);
     std::vector<CPolyPolyBezier> out;
     for (const plexa::io::Item& item : d.items) {
@@ -54,7 +26,6 @@ class NestTool : public ::testing::Test {
     }
     return out;
   }
-  fs::path dir_;
 };
 
 TEST_F(NestTool, PartsFillSheetsWithoutOverlap) {
