@@ -38,7 +38,6 @@ const Pts kSquare = Array<CDPOINT>({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}})
 
 TEST(PlanarAngles, WrapOnceAndCompare) {
   EXPECT_DOUBLE_EQ(Bound2PI(-7), -7 + 2 * kPi);  // -0.7168..., still negative: one wrap only
-  EXPECT_LT(Bound2PI(-7), 0);
   EXPECT_EQ(Bound2PI(1.5), 1.5);
   EXPECT_DOUBLE_EQ(BoundPI(4), 4 - 2 * kPi);
   EXPECT_DOUBLE_EQ(BoundPI(-4), -4 + 2 * kPi);
@@ -164,7 +163,6 @@ TEST(PlanarBounds, RectanglesOfPointsArraysSetsAndPaths) {
   const Pts tri = Array<CDPOINT>({{3, -1}, {-2, 4}, {5, 2}});
   EXPECT_EQ(GetPolygonRect(tri), CDRECT(-2, 5, -1, 4));
   EXPECT_EQ(GetPolygonRect(tri.GetData(), 2), CDRECT(-2, 3, -1, 4));
-  EXPECT_EQ(GetPolygonRect(tri.GetData(), 0), CDRECT());
   EXPECT_EQ(GetPolygonRect(Pts()), CDRECT());
 
   EXPECT_EQ(GetPolylineBounds(Array<tagPOINT>({{3, -1}, {-2, 4}, {5, 2}})), CRect(-2, -1, 5, 4));
