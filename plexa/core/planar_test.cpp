@@ -163,6 +163,7 @@ TEST(PlanarBounds, RectanglesOfPointsArraysSetsAndPaths) {
   const Pts tri = Array<CDPOINT>({{3, -1}, {-2, 4}, {5, 2}});
   EXPECT_EQ(GetPolygonRect(tri), CDRECT(-2, 5, -1, 4));
   EXPECT_EQ(GetPolygonRect(tri.GetData(), 2), CDRECT(-2, 3, -1, 4));
+  EXPECT_EQ(GetPolygonRect(tri.GetData(), 0), CDRECT());
   EXPECT_EQ(GetPolygonRect(Pts()), CDRECT());
 
   EXPECT_EQ(GetPolylineBounds(Array<tagPOINT>({{3, -1}, {-2, 4}, {5, 2}})), CRect(-2, -1, 5, 4));
