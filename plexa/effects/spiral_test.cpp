@@ -126,6 +126,8 @@ TEST(CSpiral, CurveNodesOnTheQuarterTurnGrid) {
     EXPECT_POINT_NEAR(BezierAt(path[j], path[j + 1], 0.5), s.CalcPoint(ta + d / 2), 0.05);
   }
 
+  s.CalcCurve(path, 0.1, 0.2);  // no grid angle between: the two ends
+  EXPECT_EQ(path.GetSize(), 2);
   // Truncation towards zero: from -0.5 the first grid angle is pi/4, not 0.
   s.CalcCurve(path, -0.5, 1.0);
   ASSERT_EQ(path.GetSize(), 3);
