@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <numbers>
 #include <string>
 
 #include "io/test_paths.h"

@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <initializer_list>
 #include <limits>
 #include <numbers>
 #include <random>
