@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 
 #include "plexa/raster/imgproc.h"
 #include "tests/raster_support.h"
