@@ -49,7 +49,7 @@ namespace {
 constexpr double kSheetW = 1800, kSheetH = 1200;  // 18 x 12 cm
 constexpr double kGap = 10;                       // 1 mm
 constexpr double kPeerScale = 1000;               // libnest2d integer units a drawing unit
-constexpr int kAttempts = 8;                      // CNest's attempts in the measured run
+constexpr int kAttempts = 4;                      // CNest's attempts in the measured run
 
 #ifdef PLEXA_BENCH_IO
 // Every outline-with-holes of a drawing, moved so its box starts at the origin.
@@ -186,6 +186,38 @@ double UnionFill(const std::vector<CPolyPolyBezier>& placed, const std::vector<i
   return GetShapeArea(out) / (kSheetW * kSheetH);
 }
 
+// Debugging aid (NEST_DEBUG): the first sheet's shapes as a grey image, a pixel a unit.
+void DumpSheet(const CNest& nest, const char* path) {
+  namespace rast = plexa::rasterizer;
+  const int w = static_cast<int>(kSheetW), h = static_cast<int>(kSheetH);
+  std::vector<CPolyPolyBezier> placed;
+  nest.GetPlacedShapes(placed);
+  std::vector<unsigned char> grey(static_cast<size_t>(w) * h, 255);
+  for (int i = 0; i < nest.GetShapeCount(); ++i) {
+    if (nest.GetShape(i).transform.sheet != 0) continue;
+    std::vector<rast::Figure> figures;
+    for (INT_PTR k = 0; k < placed[i].GetSize(); ++k) {
+      const CBPointArray& p = placed[i][static_cast<int>(k)];
+      std::vector<rast::PointD> poly{{p[0].anchor.x, p[0].anchor.y}};
+      for (INT_PTR n = 0; n + 1 < p.GetSize(); ++n)
+        rast::FlattenBezier({p[n].anchor.x, p[n].anchor.y}, {p[n].out.x, p[n].out.y},
+                            {p[n + 1].in.x, p[n + 1].in.y}, {p[n + 1].anchor.x, p[n + 1].anchor.y},
+                            0.3, 64, poly);
+      figures.push_back(rast::Figure{poly, true});
+    }
+    rast::Coverage cov(w, h);
+    rast::FillEvenOdd(figures, cov);
+    cov.Finish();
+    for (const rast::Span& s : cov.Spans())
+      for (int x = s.x0; x <= s.x1; ++x) grey[static_cast<size_t>(s.y) * w + x] = 60;
+  }
+  if (FILE* f = std::fopen(path, "wb")) {
+    std::fprintf(f, "P5\n%d %d\n255\n", w, h);
+    std::fwrite(grey.data(), 1, grey.size(), f);
+    std::fclose(f);
+  }
+}
+
 void BM_PlexaNest(benchmark::State& state) {
   const auto& shapes = Shapes(static_cast<int>(state.range(0)));
   if (shapes.empty()) return state.SkipWithError("no shapes (fonts or icons missing)");
@@ -201,6 +233,7 @@ void BM_PlexaNest(benchmark::State& state) {
   }
   Outcome r;
   r.fill0 = nest.GetSheetFill(0);
+  if (std::getenv("NEST_DEBUG")) DumpSheet(nest, "/tmp/nest_sheet0.pgm");
   if (std::getenv("NEST_DEBUG")) {
     for (int k = 0; k < nest.GetSheetCount(); ++k) {
       int n = 0;
