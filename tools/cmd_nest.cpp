@@ -1,6 +1,7 @@
 // plexa nest PARTS.svg... -o OUT.svg --sheet WxH: the parts of SVG drawings placed on sheets
 // without overlap: one file with a layer (group "sheet-1", "sheet-2", ...) a sheet, the sheets
 // one below another, or with --file-per-sheet one file a sheet.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -187,10 +188,12 @@ int RunNest(NestCmdOptions& o) {
   nest.GetPlacedShapes(placed);
   const double step = options.height * (1 + kSheetSpacing);
   std::vector<io::Drawing> files(o.filePerSheet ? static_cast<size_t>(sheets) : 1);
+  for (io::Drawing& d : files) {
+    d.width = options.width;
+    d.height = o.filePerSheet ? options.height : step * std::max(sheets - 1, 0) + options.height;
+  }
   for (int k = 0; k < sheets; ++k) {
     io::Drawing& d = files[o.filePerSheet ? static_cast<size_t>(k) : 0];
-    d.width = options.width;
-    d.height = o.filePerSheet ? options.height : step * (sheets - 1) + options.height;
     d.layers.push_back("sheet-" + std::to_string(k + 1));
     CNest::Transform below;  // sheet k sits k steps down in a shared file
     below.dy = o.filePerSheet ? 0 : step * k;
