@@ -48,10 +48,11 @@
 // lengths (the length of the free run starting at each cell, or the distance to the next free
 // cell), so testing a position costs one look-up per footprint span and a failed test tells
 // how far to the right the next candidate lies. With Options::attempts above 1 the placement
-// is repeated in other orders (largest short side first, longest side first, then these
-// orders with neighbours of similar size swapped by a fixed pseudo-random rule), and the best
-// result is kept: most shapes placed, then fewest sheets, then the fullest first sheet. The
-// result is the same for the same input and options (unless the time limit cuts it short).
+// is repeated in other orders (the same order with neighbours of similar size swapped by a
+// fixed pseudo-random rule, different for each attempt), and the best result is kept: most
+// shapes placed, then fewest sheets, then the fullest first sheet. An order that needs more
+// sheets than the best so far is given up at once. The result is the same for the same input
+// and options (unless the time limit cuts it short).
 //
 // Status of each shape after Nest: kPlaced; kEmpty (no path of two or more nodes); kInvalid
 // (a NaN or infinite coordinate); kTooLarge (fits no empty sheet in any allowed orientation);
