@@ -215,12 +215,48 @@ int Sheet::FirstFit(const Footprint& f, int y, int& hint) const {
 
 void Sheet::Take(const Footprint& f, int x, int y) {
   for (int r = 0; r < f.h; ++r) {
-    for (int s = f.rowStart[r]; s < f.rowStart[r + 1]; ++s) {
+    const int first = f.rowStart[r], last = f.rowStart[r + 1];
+    if (first == last) continue;
+    for (int s = first; s < last; ++s) {
       const auto [a, b] = f.spans[static_cast<size_t>(s)];
       for (int c = x + a; c <= x + b; ++c) Cell(c, y + r) = 0;
       free_ -= b - a + 1;
     }
-    RebuildRow(y + r);
+    UpdateRow(y + r, x + f.spans[static_cast<size_t>(first)].first,
+              x + f.spans[static_cast<size_t>(last - 1)].second);
+  }
+}
+
+void Sheet::UpdateRow(int y, int lo, int hi) {
+  // Cells right of hi keep their values; leftwards of it a value is recomputed from the cell's
+  // state and its right neighbour, until one left of lo comes out unchanged (from there on
+  // nothing changes: the states are as before and so is the neighbour's value). Every free run
+  // that lost cells starts inside the recomputed stretch, so the row's longest run needs a
+  // full look only when one of those runs was as long as it.
+  std::int16_t* row = &run_[static_cast<size_t>(y) * w_];
+  const int right = hi + 1 < w_ ? row[hi + 1] : 0;
+  int free = std::max(right, 0), taken = std::max(-right, 0), oldLongest = 0;
+  for (int x = hi; x >= 0; --x) {
+    const std::int16_t old = row[x];
+    std::int16_t value;
+    if (old > 0) {
+      taken = 0;
+      value = static_cast<std::int16_t>(++free);
+    } else {
+      free = 0;
+      value = static_cast<std::int16_t>(-++taken);
+    }
+    if (x < lo && value == old) break;
+    oldLongest = std::max(oldLongest, static_cast<int>(old));
+    row[x] = value;
+  }
+  int& longest = longest_[static_cast<size_t>(y)];
+  if (oldLongest < longest) return;
+  longest = 0;
+  for (int x = 0; x < w_;) {  // run to run: a value is the length of its run or gap
+    const int v = row[x];
+    longest = std::max(longest, v);
+    x += v > 0 ? v : -v;
   }
 }
 

@@ -88,6 +88,8 @@ class Sheet {
  private:
   std::int16_t& Cell(int x, int y) { return run_[static_cast<size_t>(y) * w_ + x]; }
   void RebuildRow(int y);
+  // RebuildRow after cells of columns lo .. hi were taken.
+  void UpdateRow(int y, int lo, int hi);
 
   int w_, h_;
   std::vector<std::int16_t> run_;
