@@ -156,7 +156,8 @@ bool MakeFootprint(const std::vector<const CPolyPolyBezier*>& shapes, double ang
   for (const rast::Span& s : cov.Spans()) {
     f.spans[static_cast<size_t>(fill[s.y]++)] = {s.x0, s.x1};
     f.cells += s.x1 - s.x0 + 1;
-    if (s.x1 - s.x0 + 1 > f.widestLen) f.widestLen = s.x1 - s.x0 + 1, f.widestRow = s.y;
+    if (s.x1 - s.x0 + 1 > f.widestLen)
+      f.widestLen = s.x1 - s.x0 + 1, f.widestRow = s.y, f.widestStart = s.x0;
   }
   return true;
 }
@@ -205,10 +206,21 @@ bool Sheet::Fits(const Footprint& f, int x, int y, int& hint, int& next) const {
 
 int Sheet::FirstFit(const Footprint& f, int y, int& hint) const {
   if (longest_[static_cast<size_t>(y + f.widestRow)] < f.widestLen) return -1;
-  for (int x = 0; x + f.w <= w_;) {
-    int next = x + 1;
-    if (Fits(f, x, y, hint, next)) return x;
-    x = std::max(next, x + 1);
+  // Only positions that put the widest span inside a long enough free run of its row can fit:
+  // those runs are visited left to right (jumping run to run), and the positions each allows
+  // tested in turn, so the first fit found is the leftmost.
+  const std::int16_t* wide = &run_[static_cast<size_t>(y + f.widestRow) * w_];
+  for (int c = 0; c < w_;) {
+    const int v = wide[c];
+    if (v >= f.widestLen) {
+      const int last = std::min(w_ - f.w, c + v - f.widestLen - f.widestStart);
+      for (int x = std::max(0, c - f.widestStart); x <= last;) {
+        int next = x + 1;
+        if (Fits(f, x, y, hint, next)) return x;
+        x = std::max(next, x + 1);
+      }
+    }
+    c += v > 0 ? v : -v;
   }
   return -1;
 }

@@ -55,6 +55,7 @@ struct Footprint {
   std::vector<std::pair<int, int>> spans;
   std::int64_t cells = 0;
   int widestRow = 0, widestLen = 0;  // the row holding the longest span, and its length
+  int widestStart = 0;               // and its first column
 };
 
 // Builds the footprint of the shapes (one rigid unit) turned and mirrored, in pixels of the
