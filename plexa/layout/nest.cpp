@@ -30,10 +30,12 @@ constexpr double kWholePixelSlack = 1e-9;
 // Ordering units by footprint area beats ordering by footprint box area (first sheet 0.727 /
 // 0.846 against 0.682 / 0.664 on the benchmark's 50 and 200 parts).
 // One swap of neighbours in this many in the orders after the first (see SortForAttempt).
-// Measured on the benchmark's parts (seven more orders each): the swapped orders fill the
-// first sheet 0.69 .. 0.72 (50 parts) and 0.83 .. 0.86 (200; the best lifts it from 0.846 to
-// 0.861), where orders by the footprint's short or long side gave 0.59 .. 0.67 and sizes
-// scaled at random by up to 30 % gave 0.67 .. 0.85.
+// Measured on the benchmark's parts: the swapped orders fill the first sheet 0.69 .. 0.72 (50
+// parts; none beats the first order's 0.727) and 0.83 .. 0.86 (200; the third lifts it from
+// 0.846 to 0.861, and sixteen find nothing better than four). Orders by the footprint's short
+// or long side gave 0.59 .. 0.67, sizes scaled at random by up to 30 % 0.67 .. 0.85, and four
+// orders ranked by another height of the footprint (nest_raster.cpp) 0.697 .. 0.727 / 0.849
+// .. 0.861.
 constexpr std::uint64_t kSwapOdds = 4;
 // A later order replaces the best so far only when its first sheet holds this share more.
 constexpr double kBetterFill = 1e-9;
