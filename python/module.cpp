@@ -489,13 +489,13 @@ PathSet Combine(const PathSet& a, const PathSet* b, BooleanOp op, const std::str
 // copy and its sheet, or None with the reason it was not placed.
 py::dict Nest(const std::vector<PathSet>& parts, double width, double height, double gap,
               int rotations, bool mirror, bool partInPart, int maxSheets, int resolution,
-              double timeLimit) {
+              double timeLimit, int attempts) {
   CNest nest;
   for (const PathSet& part : parts) nest.AddShape(*part.Build());
   CNest::Options o;
   o.width = width, o.height = height, o.gap = gap, o.rotations = rotations;
   o.mirror = mirror, o.partInPart = partInPart, o.maxSheets = maxSheets;
-  o.resolution = resolution, o.timeLimit = timeLimit;
+  o.resolution = resolution, o.timeLimit = timeLimit, o.attempts = attempts;
   bool ok = false;
   {
     py::gil_scoped_release release;
@@ -686,9 +686,10 @@ PYBIND11_MODULE(plexa, m) {
   m.def("nest", &Nest, py::arg("parts"), py::kw_only(), py::arg("width"), py::arg("height"),
         py::arg("gap") = 0.0, py::arg("rotations") = 4, py::arg("mirror") = false,
         py::arg("part_in_part") = true, py::arg("max_sheets") = 0, py::arg("resolution") = 1024,
-        py::arg("time_limit") = 0.0,
+        py::arg("time_limit") = 0.0, py::arg("attempts") = 1,
         "Places the parts (PathSets: outlines with holes) on width x height sheets without\n"
-        "overlap, at least gap apart. Returns a dict: 'parts' (per part: 'status', 'sheet',\n"
+        "overlap, at least gap apart (attempts: orders of placement tried, the best "
+        "kept).\nReturns a dict: 'parts' (per part: 'status', 'sheet',\n"
         "'paths' moved onto the sheet or None, 'angle', 'mirrored'), 'sheets', 'nested',\n"
         "'fill' and 'seconds'. The GIL is released while it works.");
   m.def(
