@@ -158,7 +158,8 @@ bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, in
         std::memcpy(&v, src + k * 8, 8);
       else
         for (std::size_t j = 0; j < take; ++j) v |= std::uint64_t{src[k * 8 + j]} << (8 * j);
-      row[k] = ReverseBitsInBytes(v) ^ flip;
+      // Blank and solid words (most of most artwork) need no reordering.
+      row[k] = (v == 0 || v == ~std::uint64_t{0} ? v : ReverseBitsInBytes(v)) ^ flip;
     }
     // Pixels past the width are background.
     const std::size_t last = static_cast<std::size_t>(width) >> 6;
