@@ -41,7 +41,9 @@ constexpr double kMaxMergedTurn = 3.1;  // radians (about 178 degrees) per merge
 constexpr int kMaxMerge = 24;           // pieces per merged curve
 constexpr int kSamplesPerPiece = 4;     // interior samples of each piece when merging
 constexpr double kCollinear = 0.02;     // pixels: straight pieces joined when this near
-constexpr int kRefits = 2;              // reparametrisations of a merged curve's samples
+// Newton's steps per sample when reparametrising (the tolerance check takes up to four).
+constexpr int kRefitSteps = 1;
+constexpr int kRefits = 2;  // reparametrisations of a merged curve's samples
 // Newton's steps for a nearest point stop once the parameter moves less than this.
 constexpr double kParamConverged = 1e-9;
 
@@ -66,7 +68,7 @@ CDPOINT At(const Piece& c, double t) {
 }
 
 // Parameter of the point of the cubic c nearest s, by Newton's steps from t.
-double NearestParam(const Piece& c, CDPOINT s, double t) {
+double NearestParam(const Piece& c, CDPOINT s, double t, int steps = 4) {
   // The cubic minus s in power form, B(t) - s = ((A t + B) t + C) t + D: point and
   // derivatives by Horner's rule.
   const double ax = c.p3.x - c.p0.x + 3 * (c.p1.x - c.p2.x);
@@ -74,7 +76,7 @@ double NearestParam(const Piece& c, CDPOINT s, double t) {
   const double bx = 3 * (c.p0.x - 2 * c.p1.x + c.p2.x), by = 3 * (c.p0.y - 2 * c.p1.y + c.p2.y);
   const double cx = 3 * (c.p1.x - c.p0.x), cy = 3 * (c.p1.y - c.p0.y);
   const double dx = c.p0.x - s.x, dy = c.p0.y - s.y;
-  for (int it = 0; it < 4; ++it) {
+  for (int it = 0; it < steps; ++it) {
     const double rx = ((ax * t + bx) * t + cx) * t + dx, ry = ((ay * t + by) * t + cy) * t + dy;
     const double d1x = (3 * ax * t + 2 * bx) * t + cx, d1y = (3 * ay * t + 2 * by) * t + cy;
     const double d2x = 6 * ax * t + 2 * bx, d2y = 6 * ay * t + 2 * by;
@@ -136,7 +138,8 @@ bool FitRun(const CurveWork& work, std::size_t a, std::size_t b, double tol,
   // parameters move to their nearest points and the arms are fitted again (kRefits times).
   for (int pass = 0; pass <= kRefits; ++pass) {
     if (pass > 0)
-      for (std::size_t k = 1; k + 1 < pts.size(); ++k) u[k] = NearestParam(out, pts[k], u[k]);
+      for (std::size_t k = 1; k + 1 < pts.size(); ++k)
+        u[k] = NearestParam(out, pts[k], u[k], kRefitSteps);
     double c11 = 0, c12 = 0, c22 = 0, x1 = 0, x2 = 0;
     for (std::size_t k = 0; k < pts.size(); ++k) {
       const double t = u[k], w = 1 - t;

@@ -293,6 +293,8 @@ void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, Poly
     const Sums& sj = sums[j + 1];
     for (std::size_t i = lowest; i < j && count[i] == best && weighed < kMaxCandidates;
          ++i, ++weighed) {
+      // The edge's own penalty is never negative: a candidate already behind needs no more.
+      if (weighed > 0 && !(pen[i] < bestPen)) continue;
       // Sum over points k = i..j of (e x (p_k - p_i))^2, e = p_j - p_i: the squared
       // distances to the edge times |e|^2.
       const IPoint& a = up[i];
