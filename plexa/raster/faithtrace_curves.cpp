@@ -128,8 +128,9 @@ bool FitRun(const CurveWork& work, std::size_t a, std::size_t b, double tol,
       pts.push_back(work.pieceSamples[q]);
       u.push_back(u.back() + work.pieceSteps[q]);
     }
-  if (!(u.back() > 0)) return false;
-  for (double& v : u) v /= u.back();
+  const double total = u.back();
+  if (!(total > 0)) return false;
+  for (double& v : u) v /= total;
 
   out.curve = true;
   out.p0 = p0;
