@@ -2,6 +2,7 @@
 
 #include <stb_image.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
@@ -126,8 +127,11 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
     return false;
   }
   if (TooLarge(name, w, h, options, error)) return false;
+  // Grey and colour images without alpha are decoded as they are (less to allocate and
+  // convert); the others as RGBA.
+  const int comp = channels == 1 || channels == 3 ? channels : 4;
   std::unique_ptr<stbi_uc, void (*)(void*)> px(
-      stbi_load_from_memory(data, size, &w, &h, &channels, 4), &stbi_image_free);
+      stbi_load_from_memory(data, size, &w, &h, &channels, comp), &stbi_image_free);
   if (!px) {
     error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
     return false;
@@ -138,11 +142,19 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
   std::vector<std::uint8_t> lum(n);
   std::uint64_t histogram[256] = {};
   const stbi_uc* p = px.get();
-  for (std::size_t i = 0; i < n; ++i, p += 4) {
-    const int a = p[3];
-    const int r = (p[0] * a + 255 * (255 - a)) / 255;
-    const int g = (p[1] * a + 255 * (255 - a)) / 255;
-    const int b = (p[2] * a + 255 * (255 - a)) / 255;
+  for (std::size_t i = 0; i < n; ++i, p += comp) {
+    if (comp == 1) {  // (299 + 587 + 114) g / 1000 is g
+      lum[i] = p[0];
+      ++histogram[p[0]];
+      continue;
+    }
+    const int a = comp == 4 ? p[3] : 255;
+    int r = p[0], g = p[1], b = p[2];
+    if (a != 255) {  // opaque pixels (most) keep their colour exactly
+      r = (r * a + 255 * (255 - a)) / 255;
+      g = (g * a + 255 * (255 - a)) / 255;
+      b = (b * a + 255 * (255 - a)) / 255;
+    }
     lum[i] = static_cast<std::uint8_t>((299 * r + 587 * g + 114 * b) / 1000);
     ++histogram[lum[i]];
   }
@@ -153,12 +165,19 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
   mask.separation = separation;
   const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
   mask.bits.assign(stride * static_cast<std::size_t>(h), 0);
-  std::size_t i = 0;
+  // Eight pixels a byte, most significant bit first.
+  const std::uint8_t* l = lum.data();
+  const int t = mask.threshold;
   for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
     std::uint8_t* row = mask.bits.data() + y * stride;
-    for (std::size_t x = 0; x < static_cast<std::size_t>(w); ++x, ++i)
-      if ((lum[i] >= mask.threshold) == options.invert)
-        row[x >> 3] = static_cast<std::uint8_t>(row[x >> 3] | (0x80u >> (x & 7)));
+    for (std::size_t x0 = 0; x0 < static_cast<std::size_t>(w); x0 += 8) {
+      const std::size_t count = std::min<std::size_t>(8, static_cast<std::size_t>(w) - x0);
+      unsigned byte = 0;
+      for (std::size_t k = 0; k < count; ++k)
+        byte |= static_cast<unsigned>((l[k] >= t) == options.invert) << (7 - k);
+      row[x0 >> 3] = static_cast<std::uint8_t>(byte);
+      l += count;
+    }
   }
   mask.width = w;
   mask.height = h;
