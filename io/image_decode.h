@@ -28,14 +28,17 @@ bool TooManyPixels(const std::string& name, int width, int height, std::int64_t 
 
 struct OverWhitePixels {
   int width = 0, height = 0;
-  // 4 bytes a pixel, rows from the top: red, green, blue over white, then the original alpha.
+  // Bytes a pixel, rows from the top: 4 (red, green, blue over white, then the original alpha),
+  // or, when the caller accepts the image's own layout and it has no alpha, 1 (grey) or 3 (RGB).
+  int channels = 4;
   std::unique_ptr<std::uint8_t, void (*)(void*)> rgba{nullptr, &std::free};
 };
 
 // Decodes bytes (the whole file, named name in messages). The header's size is checked against
 // maxPixels before decoding; bytes is released once decoded. False, with a one-line reason in
-// error, when the bytes are no readable image or too large.
+// error, when the bytes are no readable image or too large. With ownLayout, grey and RGB
+// images without alpha keep 1 or 3 bytes a pixel (nothing to lay over white, less to copy).
 bool DecodeOverWhite(const std::string& name, std::string& bytes, std::int64_t maxPixels,
-                     OverWhitePixels& out, std::string& error);
+                     OverWhitePixels& out, std::string& error, bool ownLayout = false);
 
 }  // namespace plexa::io

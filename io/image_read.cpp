@@ -1,5 +1,6 @@
 #include "io/image_read.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
@@ -109,16 +110,20 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
     return true;
   }
   OverWhitePixels px;
-  if (!DecodeOverWhite(name, bytes, options.max_pixels, px, error)) return false;
+  if (!DecodeOverWhite(name, bytes, options.max_pixels, px, error, /*ownLayout=*/true))
+    return false;
   w = px.width;
   h = px.height;
-  // Luminance in whole steps of the colour over white.
+  // Luminance in whole steps of the colour over white; grey needs no sum ((299 + 587 + 114) g /
+  // 1000 is g).
+  const int comp = px.channels;
   const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
   std::vector<std::uint8_t> lum(n);
   std::uint64_t histogram[256] = {};
   const std::uint8_t* p = px.rgba.get();
-  for (std::size_t i = 0; i < n; ++i, p += 4) {
-    lum[i] = static_cast<std::uint8_t>((299 * p[0] + 587 * p[1] + 114 * p[2]) / 1000);
+  for (std::size_t i = 0; i < n; ++i, p += comp) {
+    lum[i] =
+        comp == 1 ? p[0] : static_cast<std::uint8_t>((299 * p[0] + 587 * p[1] + 114 * p[2]) / 1000);
     ++histogram[lum[i]];
   }
   px.rgba.reset();
@@ -128,12 +133,19 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
   mask.separation = separation;
   const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
   mask.bits.assign(stride * static_cast<std::size_t>(h), 0);
-  std::size_t i = 0;
+  // Eight pixels a byte, most significant bit first.
+  const std::uint8_t* l = lum.data();
+  const int t = mask.threshold;
   for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
     std::uint8_t* row = mask.bits.data() + y * stride;
-    for (std::size_t x = 0; x < static_cast<std::size_t>(w); ++x, ++i)
-      if ((lum[i] >= mask.threshold) == options.invert)
-        row[x >> 3] = static_cast<std::uint8_t>(row[x >> 3] | (0x80u >> (x & 7)));
+    for (std::size_t x0 = 0; x0 < static_cast<std::size_t>(w); x0 += 8) {
+      const std::size_t count = std::min<std::size_t>(8, static_cast<std::size_t>(w) - x0);
+      unsigned byte = 0;
+      for (std::size_t k = 0; k < count; ++k)
+        byte |= static_cast<unsigned>((l[k] >= t) == options.invert) << (7 - k);
+      row[x0 >> 3] = static_cast<std::uint8_t>(byte);
+      l += count;
+    }
   }
   mask.width = w;
   mask.height = h;

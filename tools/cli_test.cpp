@@ -150,6 +150,10 @@ TEST_F(Cli, ErrorsAreOneLineWithStatusAndNoHalfWrittenFile) {
   EXPECT_EQ(Run("trace '" + img + "' -o '" + svg + "' --threshold 300").status, 2);
   EXPECT_EQ(Run("trace '" + img + "'").status, 2);
   EXPECT_EQ(Run("frobnicate").status, 2);
+  // A run builds its one subcommand unless another is named too; either way it parses alike.
+  r = Run("trace '" + img + "' convert -o '" + svg + "'");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("not expected: convert"), std::string::npos);
   EXPECT_FALSE(fs::exists(svg));
   // Nothing but the inputs was left behind: no temporary files.
   int files = 0;
