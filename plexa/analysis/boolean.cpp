@@ -65,6 +65,18 @@ bool PathUsable(const CBPointArray* p) {
   return true;
 }
 
+// std::llround inline for |v| < 2^52 (grid coordinates stay within 2^27): the truncated value
+// and the exact remainder decide, halves away from zero.
+std::int64_t RoundHalfAway(double v) {
+  std::int64_t t = static_cast<std::int64_t>(v);
+  const double r = v - static_cast<double>(t);
+  if (r >= 0.5)
+    ++t;
+  else if (r <= -0.5)
+    --t;
+  return t;
+}
+
 class Flattener {
  public:
   Flattener(double cx, double cy, double scale, double tolGrid, std::pmr::memory_resource* mem)
@@ -77,7 +89,7 @@ class Flattener {
     return CDPOINT(cx_ + static_cast<double>(p.x) / scale_,
                    cy_ + static_cast<double>(p.y) / scale_);
   }
-  static arr::IPoint Round(const CDPOINT& p) { return {std::llround(p.x), std::llround(p.y)}; }
+  static arr::IPoint Round(const CDPOINT& p) { return {RoundHalfAway(p.x), RoundHalfAway(p.y)}; }
 
   // Flattens segment (p0..p3, grid units); false when the edge budget is exhausted.
   bool Segment(const CDPOINT q[4], int set, int path, int seg) {

@@ -77,11 +77,13 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, Result& result,
   const std::size_t nh = 2 * edges.size();
   auto origin = [&](std::size_t h) { return h & 1 ? edges[h >> 1].v : edges[h >> 1].u; };
   auto dest = [&](std::size_t h) { return h & 1 ? edges[h >> 1].u : edges[h >> 1].v; };
-  auto dir = [&](std::size_t h) {
+  std::pmr::vector<IPoint> dirs(nh, mem);
+  for (std::size_t h = 0; h < nh; ++h) {
     const IPoint& a = hot[static_cast<std::size_t>(origin(h))];
     const IPoint& b = hot[static_cast<std::size_t>(dest(h))];
-    return IPoint{b.x - a.x, b.y - a.y};
-  };
+    dirs[h] = {b.x - a.x, b.y - a.y};
+  }
+  auto dir = [&](std::size_t h) -> const IPoint& { return dirs[h]; };
   std::pmr::vector<std::size_t> vstart(hot.size() + 1, 0, mem);
   for (std::size_t h = 0; h < nh; ++h) ++vstart[static_cast<std::size_t>(origin(h)) + 1];
   for (std::size_t v = 0; v < hot.size(); ++v) vstart[v + 1] += vstart[v];
@@ -91,26 +93,27 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, Result& result,
     for (std::size_t h = 0; h < nh; ++h)
       out[fill[static_cast<std::size_t>(origin(h))]++] = static_cast<int>(h);
   }
-  std::pmr::vector<std::size_t> pos(nh, mem);
+  // Sorted counter-clockwise around each vertex; cwAfter[h]: the half-edge out of origin(h) next
+  // clockwise after h.
+  std::pmr::vector<int> cwAfter(nh, mem);
   for (std::size_t v = 0; v < hot.size(); ++v) {
-    std::sort(out.begin() + static_cast<std::ptrdiff_t>(vstart[v]),
-              out.begin() + static_cast<std::ptrdiff_t>(vstart[v + 1]), [&](int a, int b) {
-                return AngleLess(dir(static_cast<std::size_t>(a)),
-                                 dir(static_cast<std::size_t>(b)));
-              });
-    for (std::size_t k = vstart[v]; k < vstart[v + 1]; ++k)
-      pos[static_cast<std::size_t>(out[k])] = k;
+    const std::size_t k0 = vstart[v], k1 = vstart[v + 1];
+    if (k1 - k0 > 1)
+      std::sort(out.begin() + static_cast<std::ptrdiff_t>(k0),
+                out.begin() + static_cast<std::ptrdiff_t>(k1), [&](int a, int b) {
+                  return AngleLess(dirs[static_cast<std::size_t>(a)],
+                                   dirs[static_cast<std::size_t>(b)]);
+                });
+    for (std::size_t k = k0; k < k1; ++k)
+      cwAfter[static_cast<std::size_t>(out[k])] = out[k == k0 ? k1 - 1 : k - 1];
   }
   // The half-edge out of dest(h) that comes next clockwise after twin(h), among those `ok`.
   auto turn = [&](std::size_t h, auto ok) -> std::size_t {
     const std::size_t v = static_cast<std::size_t>(dest(h));
     const std::size_t deg = vstart[v + 1] - vstart[v];
-    std::size_t i = pos[h ^ 1] - vstart[v];
-    for (std::size_t step = 0; step < deg; ++step) {
-      i = (i + deg - 1) % deg;
-      const std::size_t c = static_cast<std::size_t>(out[vstart[v] + i]);
+    std::size_t c = static_cast<std::size_t>(cwAfter[h ^ 1]);
+    for (std::size_t step = 0; step < deg; ++step, c = static_cast<std::size_t>(cwAfter[c]))
       if (ok(c)) return c;
-    }
     return h ^ 1;
   };
 
@@ -126,7 +129,7 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, Result& result,
     for (std::size_t step = 0; step < nh && faceOf[h] < 0; ++step) {
       faceOf[h] = f;
       faceEdges.push_back(static_cast<int>(h));
-      h = turn(h, [](std::size_t) { return true; });
+      h = static_cast<std::size_t>(cwAfter[h ^ 1]);
     }
     faceStart.push_back(faceEdges.size());
   }

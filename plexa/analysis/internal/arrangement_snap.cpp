@@ -146,7 +146,7 @@ struct Fragment {
 
 bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem, Snapped& out) {
   // ---- Input: drop zero-length edges, check the coordinate limit ----
-  std::pmr::vector<int> live(mem);
+  std::pmr::vector<InputEdge> live(mem);
   live.reserve(input.size());
   int64_t minx = 0, miny = 0, maxx = 0, maxy = 0;
   double lenSum = 0;
@@ -159,7 +159,7 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
     minx = std::min({minx, e.a.x, e.b.x}), maxx = std::max({maxx, e.a.x, e.b.x});
     miny = std::min({miny, e.a.y, e.b.y}), maxy = std::max({maxy, e.a.y, e.b.y});
     lenSum += static_cast<double>(std::max(std::llabs(e.b.x - e.a.x), std::llabs(e.b.y - e.a.y)));
-    live.push_back(static_cast<int>(i));
+    live.push_back(e);
   }
   if (live.empty()) return true;
   const std::size_t n = live.size();
@@ -168,15 +168,15 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
   g.minx = minx - 1, g.miny = miny - 1;
   const double extent = static_cast<double>(std::max(maxx - minx, maxy - miny) + 3);
   const double byDensity = extent / std::sqrt(4.0 * static_cast<double>(n));
-  g.cell = std::max<int64_t>(
-      1, static_cast<int64_t>(std::ceil(std::max(lenSum / static_cast<double>(n), byDensity))));
-  g.nx = (maxx + 1 - g.minx) / g.cell + 1;
-  g.ny = (maxy + 1 - g.miny) / g.cell + 1;
+  const double cell = std::max(lenSum / static_cast<double>(n), byDensity);
+  while (g.shift < 40 && static_cast<double>(g.Cell()) * 1.4142 < cell) ++g.shift;
+  g.nx = ((maxx + 1 - g.minx) >> g.shift) + 1;
+  g.ny = ((maxy + 1 - g.miny) >> g.shift) + 1;
   if (n <= kOneCell) g.nx = g.ny = 1;
   const std::size_t ncells = static_cast<std::size_t>(g.nx * g.ny);
 
   auto edgeRange = [&](std::size_t i, int64_t& x0, int64_t& y0, int64_t& x1, int64_t& y1) {
-    const InputEdge& e = input[static_cast<std::size_t>(live[i])];
+    const InputEdge& e = live[i];
     x0 = g.Cx(std::min(e.a.x, e.b.x)), x1 = g.Cx(std::max(e.a.x, e.b.x));
     y0 = g.Cy(std::min(e.a.y, e.b.y)), y1 = g.Cy(std::max(e.a.y, e.b.y));
   };
@@ -184,13 +184,14 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
   MakeBuckets(edgeCells, ncells, n, g.nx, edgeRange);
 
   // ---- Hot pixels: end points and rounded proper crossings ----
-  // Keyed by point; ref 2 i (+1) is end a (b) of live edge i, -1 a crossing.
+  // Keyed by point; ref 2 i (+1) is end a (b) of live edge i, -1 a crossing. An end b equal to
+  // the next edge's a (a path's edges one after the other) is left out and shares its id.
   std::pmr::vector<KeyRef> hotKeys(mem);
-  hotKeys.reserve(2 * n + n / 2);
+  hotKeys.reserve(2 * n + 16);
   for (std::size_t i = 0; i < n; ++i) {
-    const InputEdge& e = input[static_cast<std::size_t>(live[i])];
-    hotKeys.push_back({KeyOf(e.a), static_cast<int>(2 * i)});
-    hotKeys.push_back({KeyOf(e.b), static_cast<int>(2 * i + 1)});
+    hotKeys.push_back({KeyOf(live[i].a), static_cast<int>(2 * i)});
+    if (i + 1 == n || live[i].b != live[i + 1].a)
+      hotKeys.push_back({KeyOf(live[i].b), static_cast<int>(2 * i + 1)});
   }
   // Boxes of the live edges side by side, for the pair loop.
   struct Box {
@@ -198,7 +199,7 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
   };
   std::pmr::vector<Box> boxes(n, mem);
   for (std::size_t i = 0; i < n; ++i) {
-    const InputEdge& e = input[static_cast<std::size_t>(live[i])];
+    const InputEdge& e = live[i];
     boxes[i] = {std::min(e.a.x, e.b.x), std::min(e.a.y, e.b.y), std::max(e.a.x, e.b.x),
                 std::max(e.a.y, e.b.y)};
   }
@@ -207,10 +208,10 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
     const std::span<const int> items = edgeCells.Of(c);
     const int64_t cx = static_cast<int64_t>(c) % g.nx, cy = static_cast<int64_t>(c) / g.nx;
     // The cell's own range of points (the outer cells reach on: the grid clamps there).
-    const int64_t lox = cx == 0 ? INT64_MIN : g.minx + cx * g.cell;
-    const int64_t hix = cx == g.nx - 1 ? INT64_MAX : g.minx + (cx + 1) * g.cell;
-    const int64_t loy = cy == 0 ? INT64_MIN : g.miny + cy * g.cell;
-    const int64_t hiy = cy == g.ny - 1 ? INT64_MAX : g.miny + (cy + 1) * g.cell;
+    const int64_t lox = cx == 0 ? INT64_MIN : g.minx + (cx << g.shift);
+    const int64_t hix = cx == g.nx - 1 ? INT64_MAX : g.minx + ((cx + 1) << g.shift);
+    const int64_t loy = cy == 0 ? INT64_MIN : g.miny + (cy << g.shift);
+    const int64_t hiy = cy == g.ny - 1 ? INT64_MAX : g.miny + ((cy + 1) << g.shift);
     for (std::size_t i = 0; i < items.size(); ++i) {
       const Box be = boxes[static_cast<std::size_t>(items[i])];
       for (std::size_t j = i + 1; j < items.size(); ++j) {
@@ -219,10 +220,8 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
         const int64_t ox = std::max(be.x0, bf.x0), oy = std::max(be.y0, bf.y0);
         if (ox > std::min(be.x1, bf.x1) || oy > std::min(be.y1, bf.y1)) continue;
         if (ox < lox || ox >= hix || oy < loy || oy >= hiy) continue;
-        const InputEdge& e =
-            input[static_cast<std::size_t>(live[static_cast<std::size_t>(items[i])])];
-        const InputEdge& f =
-            input[static_cast<std::size_t>(live[static_cast<std::size_t>(items[j])])];
+        const InputEdge& e = live[static_cast<std::size_t>(items[i])];
+        const InputEdge& f = live[static_cast<std::size_t>(items[j])];
         const int64_t d1 = Orient(f.a, f.b, e.a), d2 = Orient(f.a, f.b, e.b);
         const int64_t d3 = Orient(e.a, e.b, f.a), d4 = Orient(e.a, e.b, f.b);
         if (Sign(d1) * Sign(d2) >= 0 || Sign(d3) * Sign(d4) >= 0) continue;
@@ -246,6 +245,8 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
       if (hotKeys[k].ref >= 0)
         endId[static_cast<std::size_t>(hotKeys[k].ref)] = static_cast<int>(hot.size()) - 1;
     }
+    for (std::size_t i = 0; i + 1 < n; ++i)
+      if (live[i].b == live[i + 1].a) endId[2 * i + 1] = endId[2 * i + 2];
   }
   Buckets hotCells(mem);
   MakeBuckets(hotCells, ncells, hot.size(), g.nx,
@@ -260,7 +261,7 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
   std::pmr::vector<int> near(
       mem);  // hot pixels in the edge's box grown by 1: every fragment lies there
   for (std::size_t li = 0; li < n; ++li) {
-    const InputEdge& e = input[static_cast<std::size_t>(live[li])];
+    const InputEdge& e = live[li];
     const IPoint d{e.b.x - e.a.x, e.b.y - e.a.y};
     const int64_t len2 = d.x * d.x + d.y * d.y;
     const IPoint p2{2 * e.a.x, 2 * e.a.y}, q2{2 * e.b.x, 2 * e.b.y};

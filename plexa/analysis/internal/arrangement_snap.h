@@ -21,15 +21,18 @@ inline std::int64_t Orient(const IPoint& o, const IPoint& a, const IPoint& b) {
   return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
 }
 
-// A uniform grid over the bounding box of the input. Small inputs use one cell: scanning every
-// item then costs less than setting the buckets up.
+// A uniform grid over the bounding box of the input, with square cells of 2^shift units (a
+// shift finds a point's cell exactly). Small inputs use one cell: scanning every item then
+// costs less than setting the buckets up.
 struct Grid {
-  std::int64_t minx = 0, miny = 0, cell = 1, nx = 1, ny = 1;
+  std::int64_t minx = 0, miny = 0, nx = 1, ny = 1;
+  int shift = 0;
+  std::int64_t Cell() const { return std::int64_t{1} << shift; }
   std::int64_t Cx(std::int64_t x) const {
-    return std::clamp<std::int64_t>((x - minx) / cell, 0, nx - 1);
+    return std::clamp<std::int64_t>((x - minx) >> shift, 0, nx - 1);
   }
   std::int64_t Cy(std::int64_t y) const {
-    return std::clamp<std::int64_t>((y - miny) / cell, 0, ny - 1);
+    return std::clamp<std::int64_t>((y - miny) >> shift, 0, ny - 1);
   }
 };
 
