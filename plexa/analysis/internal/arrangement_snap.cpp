@@ -50,10 +50,11 @@ struct KeyRef {
   std::uint64_t key;
   int ref;
 };
-// Sorts by key (stable): least significant byte first over the 56 key bits, skipping bytes
-// equal in every key; short lists go to insertion sort, where the byte counts would cost more.
+// Sorts by key (the order of equal keys is left open: the caller only groups them). Long lists:
+// least significant byte first over the 56 key bits, skipping bytes equal in every key; shorter
+// ones go to insertion sort or std::sort, where the byte counts would cost more.
 void SortByKey(std::pmr::vector<KeyRef>& v, std::pmr::vector<KeyRef>& tmp) {
-  constexpr std::size_t kShort = 64;
+  constexpr std::size_t kShort = 32, kComparisonSort = 1024;
   constexpr int kBytes = 7;
   const std::size_t n = v.size();
   if (n <= kShort) {
@@ -63,6 +64,10 @@ void SortByKey(std::pmr::vector<KeyRef>& v, std::pmr::vector<KeyRef>& tmp) {
       for (; j > 0 && v[j - 1].key > x.key; --j) v[j] = v[j - 1];
       v[j] = x;
     }
+    return;
+  }
+  if (n <= kComparisonSort) {
+    std::sort(v.begin(), v.end(), [](const KeyRef& a, const KeyRef& b) { return a.key < b.key; });
     return;
   }
   std::size_t count[kBytes * 256] = {};
@@ -135,6 +140,10 @@ constexpr std::size_t kNearList = 48;
 // Up to this many live edges the grid is one cell: every pair and every hot pixel is looked at,
 // which costs less than sizing and filling buckets for so few edges.
 constexpr std::size_t kOneCell = 48;
+// The hot pixels' grid is at most this many halvings finer than the edges' grid, with at most
+// this many cells a hot pixel.
+constexpr int kHotGridSteps = 2;
+constexpr std::size_t kHotCellsPerPixel = 2;
 
 struct Fragment {
   int u, v;  // hot pixel ids, u != v
@@ -248,10 +257,23 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
     for (std::size_t i = 0; i + 1 < n; ++i)
       if (live[i].b == live[i + 1].a) endId[2 * i + 1] = endId[2 * i + 2];
   }
+  // The hot pixels' own grid: down to a quarter of the edges' cell, while it keeps at most
+  // kHotCellsPerPixel cells a hot pixel, so that an edge looks at few pixels off its line.
+  Grid hg = g;
+  if (g.nx * g.ny > 1) {
+    const auto cells = [&](int shift) {
+      return (((maxx + 1 - g.minx) >> shift) + 1) * (((maxy + 1 - g.miny) >> shift) + 1);
+    };
+    const int64_t most = static_cast<int64_t>(kHotCellsPerPixel * hot.size());
+    for (int k = 0; k < kHotGridSteps && hg.shift > 0 && cells(hg.shift - 1) <= most; ++k)
+      --hg.shift;
+    hg.nx = ((maxx + 1 - g.minx) >> hg.shift) + 1;
+    hg.ny = ((maxy + 1 - g.miny) >> hg.shift) + 1;
+  }
   Buckets hotCells(mem);
-  MakeBuckets(hotCells, ncells, hot.size(), g.nx,
+  MakeBuckets(hotCells, static_cast<std::size_t>(hg.nx * hg.ny), hot.size(), hg.nx,
               [&](std::size_t i, int64_t& x0, int64_t& y0, int64_t& x1, int64_t& y1) {
-                x0 = x1 = g.Cx(hot[i].x), y0 = y1 = g.Cy(hot[i].y);
+                x0 = x1 = hg.Cx(hot[i].x), y0 = y1 = hg.Cy(hot[i].y);
               });
 
   // ---- Rerouting through hot pixels ----
@@ -267,22 +289,25 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
     const IPoint p2{2 * e.a.x, 2 * e.a.y}, q2{2 * e.b.x, 2 * e.b.y};
     const int64_t x0 = std::min(e.a.x, e.b.x) - 1, x1 = std::max(e.a.x, e.b.x) + 1;
     const int64_t y0 = std::min(e.a.y, e.b.y) - 1, y1 = std::max(e.a.y, e.b.y) + 1;
-    hits.clear();
     near.clear();
     const int ia = endId[2 * li], ib = endId[2 * li + 1];
-    for (int64_t cy = g.Cy(y0); cy <= g.Cy(y1); ++cy)
-      for (int64_t cx = g.Cx(x0); cx <= g.Cx(x1); ++cx)
-        for (int h : hotCells.Of(static_cast<std::size_t>(cy * g.nx + cx))) {
+    hits.assign(1, {0, ia});
+    for (int64_t cy = hg.Cy(y0); cy <= hg.Cy(y1); ++cy)
+      for (int64_t cx = hg.Cx(x0); cx <= hg.Cx(x1); ++cx)
+        for (int h : hotCells.Of(static_cast<std::size_t>(cy * hg.nx + cx))) {
           const IPoint& p = hot[static_cast<std::size_t>(h)];
           if (p.x < x0 || p.x > x1 || p.y < y0 || p.y > y1) continue;
           near.push_back(h);
           if (h == ia || h == ib) continue;
+          // The line's distance first (doubled units): it must pass within the square's
+          // reach, |cross(d, 2 p - 2 a)| <= |dx| + |dy|, for the segment to meet the pixel.
+          const int64_t side = d.x * (2 * (p.y - e.a.y)) - d.y * (2 * (p.x - e.a.x));
+          if (std::llabs(side) > std::llabs(d.x) + std::llabs(d.y)) continue;
           if (!SegmentMeetsPixel(p2, q2, 2 * p.x - 1, 2 * p.x + 1, 2 * p.y - 1, 2 * p.y + 1))
             continue;
           hits.emplace_back((p.x - e.a.x) * d.x + (p.y - e.a.y) * d.y, h);
         }
-    std::sort(hits.begin(), hits.end());
-    hits.insert(hits.begin(), {0, ia});
+    std::sort(hits.begin() + 1, hits.end());
     hits.emplace_back(len2, ib);
     auto param = [&](int64_t proj, int h) {
       if (h == ia) return 0.0;
@@ -311,9 +336,9 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
       if (rerouted && near.size() <= kNearList) {
         for (int h : near) look(h);
       } else {
-        for (int64_t cy = g.Cy(fy0); rerouted && cy <= g.Cy(fy1); ++cy)
-          for (int64_t cx = g.Cx(fx0); cx <= g.Cx(fx1); ++cx)
-            for (int h : hotCells.Of(static_cast<std::size_t>(cy * g.nx + cx))) look(h);
+        for (int64_t cy = hg.Cy(fy0); rerouted && cy <= hg.Cy(fy1); ++cy)
+          for (int64_t cx = hg.Cx(fx0); cx <= hg.Cx(fx1); ++cx)
+            for (int h : hotCells.Of(static_cast<std::size_t>(cy * hg.nx + cx))) look(h);
       }
       std::sort(onFrag.begin(), onFrag.end());
       int prev = u;
