@@ -42,6 +42,9 @@ constexpr double kDefaultTolerance = 0.01;
 // curves and crowded crossings make it grow (doubling) a few times.
 constexpr std::size_t kArenaBase = 8192;
 constexpr std::size_t kArenaPerNode = 640;
+// Above this many flattened edges the arrangement allocates from the heap instead: an arena
+// never reuses what a step frees, and fresh pages cost more than the allocations they save.
+constexpr std::size_t kArenaEdges = std::size_t{1} << 14;
 
 struct FlatEdge {
   int set, path, seg;  // seg -1: the closing chord of an open path
@@ -202,10 +205,11 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
   const double scale = kGridHalf / half;
   double tol = options.tolerance;
   if (!(tol > 0) || !std::isfinite(tol)) tol = kDefaultTolerance;
-  // Every vector of the call lives in one arena, released at once on return.
+  // Small calls keep every vector in one arena, released at once on return.
   std::pmr::monotonic_buffer_resource arena(kArenaBase + kArenaPerNode * inputNodes);
   Flattener fl(minx * 0.5 + maxx * 0.5, miny * 0.5 + maxy * 0.5, scale, std::max(tol * scale, 1.0),
-               &arena);
+               inputNodes <= kArenaEdges ? static_cast<std::pmr::memory_resource*>(&arena)
+                                         : std::pmr::new_delete_resource());
   fl.flat.reserve(inputNodes), fl.edges.reserve(inputNodes);
 
   for (const Source& s : sources)
@@ -241,10 +245,12 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
       rule.op = arr::Op::kXor;
       break;
   }
-  arr::Result result(&arena);
+  std::pmr::memory_resource* mem =
+      fl.edges.size() <= kArenaEdges ? &arena : std::pmr::new_delete_resource();
+  arr::Result result(mem);
   if (!arr::BuildBoolean(fl.edges, rule, result)) return false;
 
-  std::pmr::vector<Step> steps(&arena);
+  std::pmr::vector<Step> steps(mem);
   out.SetSize(0, static_cast<INT_PTR>(result.loops.size()));
   if (tree) {
     tree->parent.reserve(result.loops.size());

@@ -158,23 +158,32 @@ bool BuildBoolean(std::span<const InputEdge> input, Rule rule, Result& result,
   // ---- Windings: outer face per component by ray cast, then across edges ----
   std::pmr::vector<int> wA(nfaces, 0, mem), wB(nfaces, 0, mem);
   std::pmr::vector<char> known(nfaces, 0, mem);
-  // Components in order of their lowest-leftmost vertex: ids follow the points' order, so the
-  // first vertex of a component met in id order is that vertex.
-  std::pmr::vector<char> seen(hot.size(), 0, mem);
-  std::pmr::vector<int> queue(mem), stack(mem);
-  for (std::size_t vi = 0; vi < hot.size(); ++vi) {
-    if (vstart[vi + 1] == vstart[vi] || seen[vi]) continue;
-    const int v = static_cast<int>(vi);
-    seen[vi] = 1;
-    stack.assign(1, v);
-    while (!stack.empty()) {
-      const std::size_t x = static_cast<std::size_t>(stack.back());
-      stack.pop_back();
-      for (std::size_t k = vstart[x]; k < vstart[x + 1]; ++k) {
-        const std::size_t y = static_cast<std::size_t>(dest(static_cast<std::size_t>(out[k])));
-        if (!seen[y]) seen[y] = 1, stack.push_back(static_cast<int>(y));
-      }
-    }
+  std::pmr::vector<int> uf(hot.size(), mem);
+  std::iota(uf.begin(), uf.end(), 0);
+  auto findRoot = [&](int x) {
+    while (uf[static_cast<std::size_t>(x)] != x)
+      x = uf[static_cast<std::size_t>(x)] =
+          uf[static_cast<std::size_t>(uf[static_cast<std::size_t>(x)])];
+    return x;
+  };
+  // Union by size keeps the trees shallow.
+  std::pmr::vector<int> size(hot.size(), 1, mem);
+  for (const Edge& e : edges) {
+    std::size_t ru = static_cast<std::size_t>(findRoot(e.u)),
+                rv = static_cast<std::size_t>(findRoot(e.v));
+    if (ru == rv) continue;
+    if (size[ru] > size[rv]) std::swap(ru, rv);
+    uf[ru] = static_cast<int>(rv), size[rv] += size[ru];
+  }
+  std::pmr::vector<int> lowest(hot.size(), -1, mem);  // per component root: lowest-leftmost vertex
+  for (std::size_t v = 0; v < hot.size(); ++v) {
+    if (vstart[v + 1] == vstart[v]) continue;
+    int& l = lowest[static_cast<std::size_t>(findRoot(static_cast<int>(v)))];
+    if (l < 0 || hot[v] < hot[static_cast<std::size_t>(l)]) l = static_cast<int>(v);
+  }
+  std::pmr::vector<int> queue(mem);
+  for (int v : lowest) {
+    if (v < 0) continue;
     const IPoint& p = hot[static_cast<std::size_t>(v)];
     // The outer face: left of the last outgoing half-edge in the upper half-plane, or of the
     // last one overall when none points upward.

@@ -178,7 +178,7 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
   const double extent = static_cast<double>(std::max(maxx - minx, maxy - miny) + 3);
   const double byDensity = extent / std::sqrt(4.0 * static_cast<double>(n));
   const double cell = std::max(lenSum / static_cast<double>(n), byDensity);
-  while (g.shift < 40 && static_cast<double>(g.Cell()) * 1.4142 < cell) ++g.shift;
+  while (g.shift < 40 && static_cast<double>(g.Cell()) < cell) ++g.shift;
   g.nx = ((maxx + 1 - g.minx) >> g.shift) + 1;
   g.ny = ((maxy + 1 - g.miny) >> g.shift) + 1;
   if (n <= kOneCell) g.nx = g.ny = 1;
