@@ -206,7 +206,8 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
   double tol = options.tolerance;
   if (!(tol > 0) || !std::isfinite(tol)) tol = kDefaultTolerance;
   // Small calls keep every vector in one arena, released at once on return.
-  std::pmr::monotonic_buffer_resource arena(kArenaBase + kArenaPerNode * inputNodes);
+  std::pmr::monotonic_buffer_resource arena(kArenaBase +
+                                            kArenaPerNode * std::min(inputNodes, kArenaEdges));
   Flattener fl(minx * 0.5 + maxx * 0.5, miny * 0.5 + maxy * 0.5, scale, std::max(tol * scale, 1.0),
                inputNodes <= kArenaEdges ? static_cast<std::pmr::memory_resource*>(&arena)
                                          : std::pmr::new_delete_resource());
