@@ -58,7 +58,7 @@ enum class OffsetJoin { kRound, kMiter, kBevel };
 enum class OffsetCap { kButt, kRound, kSquare };
 
 // Most pieces one call builds before it spaces its disks more coarsely.
-inline constexpr int kOffsetMaxPieces = 50000;
+inline constexpr int kOffsetMaxPieces = 1 << 20;
 
 struct OffsetOptions {
   OffsetJoin join = OffsetJoin::kRound;

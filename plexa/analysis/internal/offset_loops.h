@@ -1,0 +1,51 @@
+// The loops behind the vector offset (plexa/analysis/vectoroffset.h): for a path, the closed
+// chain that runs along its offset at +|d| on its left (in y-up axes), with the join asked for
+// where the path turns away from that side, a detour through the corner where it turns towards
+// it, and a detour along the path itself (plus disks of radius |d|, added as separate loops)
+// over stretches whose curvature on that side passes 1/|d|.
+//
+//   CPolyPolyBezier loops;
+//   plexa::offset::LoopBuilder b(d, options, loops);
+//   b.AddBothSides(path);          // coverage of the band of width 2|d| round a closed path
+//   BooleanPolyPolyBezier(region, loops, BooleanOp::kUnion, out);
+//
+// Invariant: the winding number of a side's loop is the path's own winding number plus the
+// number of times the point is covered by the thin quadrilaterals between the path and its
+// offset and by the join shapes, each counted positively (as an outline, IsClockwise() false).
+// So the loops of a path and of its reverse together wind exactly as often as the band of
+// width 2|d| round the path covers a point (never negatively), and an open path's stroke (one
+// loop: one side out, the cap, the other side back, the other cap) does the same. Private:
+// never installed.
+#pragma once
+
+#include <memory>
+
+#include "plexa/analysis/vectoroffset.h"
+#include "plexa/geom/polypoly.h"
+
+namespace plexa::offset {
+
+class LoopBuilder {
+ public:
+  // Loops of radius |d| for the options' join, cap and accuracy, appended to out.
+  LoopBuilder(double d, const OffsetOptions& options, CPolyPolyBezier& out);
+  ~LoopBuilder();
+  LoopBuilder(const LoopBuilder&) = delete;
+  LoopBuilder& operator=(const LoopBuilder&) = delete;
+
+  // The loop on the left side of a path read as closed (its chord closes it).
+  void AddLeftSide(const CBPointArray& path);
+  // The loops on both sides of a path read as closed.
+  void AddBothSides(const CBPointArray& path);
+  // The stroke of an open path: one loop with the options' caps (a single node with round
+  // caps gives a disk).
+  void AddOpen(const CBPointArray& path);
+  // Loops built so far (disks included).
+  int Count() const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace plexa::offset
