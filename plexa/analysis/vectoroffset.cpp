@@ -33,15 +33,16 @@ constexpr double kFlattenShare = 0.45;
 constexpr double kCollinear = 0.01;
 // Curvature-free value standing for "no box yet".
 constexpr double kHuge = 1e300;
-// Pairs of pieces whose control boxes overlap that the union may face: a floor plus a share per
-// node of the input. The union's crossings and time (5 to 20 microseconds per pair) grow with
-// the pairs; a crowded, self-crossing path offset far beyond its features makes nearly every
-// pair of its many disks overlap. The budget keeps 64 nodes of hostile input under about ten
-// seconds (512 a node: two seconds, but the example sign's 30 mm contour was refused; 2048 a
-// node: 15 s) and lets a traced sign of about a hundred nodes take a contour of a third of its
-// size; past it the offset refuses.
-constexpr std::size_t kOverlapFloor = std::size_t{1} << 15;
-constexpr std::size_t kOverlapsPerNode = 1024;
+// The layout flattens within this share of |d| (at least the accuracy): coarse, since it
+// only decides which loops cross, and the margin it keeps (twice the tolerance) is then a
+// small share of the offset.
+constexpr double kCoarseShare = 1.0 / 64;
+// Work budget of the layout and of the union behind it: pairs of coarsely flattened edges
+// whose boxes overlap, a floor plus a share per edge. Crossings (and the union's time) grow
+// with these pairs; a crowded, self-crossing path offset far beyond its features makes nearly
+// every pair overlap. Past the budget the offset refuses.
+constexpr std::size_t kPairFloor = std::size_t{1} << 16;
+constexpr std::size_t kPairsPerEdge = 64;
 
 // A path with nodes, all finite (a single node is a point: a round cap strokes it to a disk).
 bool Usable(const CBPointArray* p) {
@@ -145,51 +146,133 @@ void Tidy(CPolyPolyBezier& out, BooleanTree* tree, double minEdge, double minWid
     if (!keep[i]) out.RemoveAt(i);
 }
 
-// Counts the pairs of pieces whose control boxes overlap, by a sweep along x, stopping once
-// the count exceeds limit: how crowded the union will be, for the price of a sort.
-std::size_t OverlappingPairs(const CPolyPolyBezier& pieces, std::size_t limit) {
-  struct Box {
-    double x0, x1, y0, y1;
-  };
-  std::vector<Box> boxes;
-  boxes.reserve(static_cast<std::size_t>(pieces.GetSize()));
-  for (INT_PTR i = 0; i < pieces.GetSize(); ++i) {
-    Box b{kHuge, -kHuge, kHuge, -kHuge};
-    for (const CBPOINT& n : pieces[static_cast<int>(i)])
-      for (const CDPOINT& q : {n.in, n.anchor, n.out}) {
-        b.x0 = std::min(b.x0, q.x), b.x1 = std::max(b.x1, q.x);
-        b.y0 = std::min(b.y0, q.y), b.y1 = std::max(b.y1, q.y);
-      }
-    if (b.x0 <= b.x1) boxes.push_back(b);
+bool Valid(double d, const OffsetOptions& o) {
+  return std::isfinite(d) && std::isfinite(o.accuracy) && o.accuracy > 0;
+}
+
+// The flattening tolerance of the layout: coarse, for it only decides which loops need the
+// union (the result keeps the curves).
+double Coarse(double d, const OffsetOptions& o) {
+  return std::max(o.accuracy, std::fabs(d) * kCoarseShare);
+}
+
+bool Inside(int w, FillRule rule) {
+  return rule == FillRule::kNonZero ? w != 0 : (w & 1) != 0;
+}
+
+// The usable paths of a set, each closed (an open one by its chord).
+CPolyPolyBezier ClosedPaths(const CPolyPolyBezier& set) {
+  CPolyPolyBezier paths;
+  for (INT_PTR i = 0; i < set.GetSize(); ++i) {
+    const CBPointArray* p = set.GetAt(static_cast<int>(i));
+    if (!Usable(p) || p->GetSize() < 2) continue;
+    auto* q = new CBPointArray(*p);
+    const CDPOINT a = (*q)[0].anchor, b = (*q)[static_cast<int>(q->GetUpperBound())].anchor;
+    if (a.x != b.x || a.y != b.y) q->Add(CBPOINT(a, a, a));
+    paths.Add(q);
   }
-  std::sort(boxes.begin(), boxes.end(), [](const Box& a, const Box& b) { return a.x0 < b.x0; });
-  std::size_t pairs = 0;
-  for (std::size_t i = 0; i < boxes.size(); ++i)
-    for (std::size_t j = i + 1; j < boxes.size() && boxes[j].x0 <= boxes[i].x1; ++j) {
-      if (boxes[j].y0 > boxes[i].y1 || boxes[i].y0 > boxes[j].y1) continue;
-      if (++pairs > limit) return pairs;
+  return paths;
+}
+
+// The region of a set as simple boundaries without the boolean, when no two of its paths
+// cross or touch (as far as the layout sees): every path with the region on one side only,
+// turned to wind as an outline (region inside) or a hole; the others are dropped. False when
+// paths cross.
+bool Boundaries(const CPolyPolyBezier& set, FillRule rule, double tol, CPolyPolyBezier& out) {
+  const CPolyPolyBezier paths = ClosedPaths(set);
+  const plexa::offset::Layout lay = plexa::offset::LayOut(paths, tol, kPairFloor, kPairsPerEdge);
+  if (!lay.ok) return false;
+  for (const char c : lay.crossed)
+    if (c) return false;
+  for (int l = 0; l < static_cast<int>(paths.GetSize()); ++l) {
+    int outside = 0;
+    for (const int c : lay.containers[l]) outside += lay.sign[c];
+    const bool in = Inside(outside + lay.sign[l], rule);
+    if (in == Inside(outside, rule)) continue;
+    auto* p = new CBPointArray(paths[l]);
+    // Outlines wind with a negative signed area (y up), holes with a positive one.
+    if ((lay.sign[l] > 0) == in) p->MakeReverse();
+    out.Add(p);
+  }
+  return true;
+}
+
+// Loops that cross nothing and nest as their windings say (outlines at even depth, holes at
+// odd) go to out as they are, with their tree; the others (closed under nesting, so that no
+// clean loop lies in or around one) are resolved by the union (when `unite`) or make the
+// whole call fall back (false, `fallback` set). False with fallback unset: over budget.
+bool Resolve(const CPolyPolyBezier& loops, double tol, bool unite, const OffsetOptions& o,
+             CPolyPolyBezier& out, BooleanTree* tree, bool& fallback) {
+  fallback = false;
+  const int n = static_cast<int>(loops.GetSize());
+  const plexa::offset::Layout lay = plexa::offset::LayOut(loops, tol, kPairFloor, kPairsPerEdge);
+  if (lay.overBudget) return false;
+  std::vector<char> problem(static_cast<std::size_t>(n), 1);
+  if (lay.ok) {
+    problem = lay.crossed;
+    for (int round = 0; round <= n; ++round) {
+      bool changed = false;
+      for (int l = 0; l < n; ++l)
+        for (const int c : lay.containers[l])
+          if (problem[l] != problem[c]) problem[l] = problem[c] = 1, changed = true;
+      for (int l = 0; l < n; ++l) {
+        const bool outline = lay.sign[l] < 0, even = lay.containers[l].size() % 2 == 0;
+        if (!problem[l] && outline != even) problem[l] = 1, changed = true;
+      }
+      if (!changed) break;
     }
-  return pairs;
+  }
+  CPolyPolyBezier rest;
+  std::vector<int> index(static_cast<std::size_t>(n), -1);
+  for (int l = 0; l < n; ++l) {
+    if (problem[l]) {
+      rest.Add(new CBPointArray(loops[l]));
+    } else {
+      index[l] = static_cast<int>(out.GetSize());
+      out.Add(new CBPointArray(loops[l]));
+    }
+  }
+  if (rest.GetSize() > 0 && !unite) {
+    fallback = true;
+    return false;
+  }
+  BooleanTree t;
+  for (int l = 0; l < n; ++l) {
+    if (problem[l]) continue;
+    const std::size_t depth = lay.containers[l].size();
+    int parent = -1;
+    for (const int c : lay.containers[l])
+      if (lay.containers[c].size() + 1 == depth) parent = index[c];
+    t.parent.push_back(parent);
+    t.depth.push_back(static_cast<int>(depth));
+  }
+  if (rest.GetSize() > 0) {
+    BooleanOptions bo;
+    bo.tolerance = o.accuracy * kFlattenShare;
+    CPolyPolyBezier united;
+    BooleanTree ut;
+    if (!BooleanPolyPolyBezier(CPolyPolyBezier(), rest, BooleanOp::kUnion, united, bo, &ut))
+      return false;
+    const int shift = static_cast<int>(out.GetSize());
+    for (INT_PTR i = 0; i < united.GetSize(); ++i)
+      out.Add(new CBPointArray(united[static_cast<int>(i)]));
+    for (std::size_t i = 0; i < ut.parent.size(); ++i) {
+      t.parent.push_back(ut.parent[i] < 0 ? -1 : ut.parent[i] + shift);
+      t.depth.push_back(ut.depth[i]);
+    }
+  }
+  if (tree) *tree = std::move(t);
+  Tidy(out, tree, o.accuracy / 2, o.accuracy);
+  return true;
 }
 
-// Nodes of every path of a set.
-std::size_t Nodes(const CPolyPolyBezier& set) {
-  std::size_t n = 0;
-  for (INT_PTR i = 0; i < set.GetSize(); ++i)
-    if (const CBPointArray* p = set.GetAt(static_cast<int>(i)))
-      n += static_cast<std::size_t>(p->GetSize());
-  return n;
-}
-
-// The union (or difference) of the region and the pieces, refused when the pieces overlap
-// beyond the budget for an input of the given number of nodes.
-bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, std::size_t nodes,
-             BooleanOp op, const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
+// The boolean of the region and the loops at the offset's accuracy, after the layout's budget.
+bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& loops, BooleanOp op, double tol,
+             const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
   BooleanOptions bo;
   bo.tolerance = o.accuracy * kFlattenShare;
-  const std::size_t limit = kOverlapFloor + kOverlapsPerNode * nodes;
-  if (OverlappingPairs(pieces, limit) > limit ||
-      !BooleanPolyPolyBezier(region, pieces, op, out, bo, tree)) {
+  if (plexa::offset::LayOut(loops, tol, kPairFloor, kPairsPerEdge).overBudget ||
+      !BooleanPolyPolyBezier(region, loops, op, out, bo, tree)) {
     out.RemoveAll();
     if (tree) *tree = {};
     return false;
@@ -198,8 +281,13 @@ bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& pieces, std::
   return true;
 }
 
-bool Valid(double d, const OffsetOptions& o) {
-  return std::isfinite(d) && std::isfinite(o.accuracy) && o.accuracy > 0;
+// A path with its short edges merged (edges too short to have a direction of their own would
+// turn the joins at random), optionally reversed.
+CBPointArray Cleaned(const CBPointArray& p, double minEdge, bool reverse) {
+  CBPointArray clean(p);
+  if (clean.IsPolyBezierClosed()) MergeShortEdges(clean, minEdge);
+  if (reverse) clean.MakeReverse();
+  return clean;
 }
 
 }  // namespace
@@ -213,24 +301,68 @@ bool OffsetPolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
   bo.fillRule = options.fillRule;
   bo.tolerance = options.accuracy * kFlattenShare;
   if (std::fabs(d) < options.accuracy) return WeldPolyPolyBezier(set, out, bo, tree);
-  // Growing under the non-zero rule, the paths themselves will do: pieces along an edge
-  // inside the region (an overlap) lie within d of the region anyway. Otherwise the region is
-  // cleaned first, for its boundary is what gets offset and the pieces are read non-zero.
-  CPolyPolyBezier region, pieces;
-  const bool direct = d > 0 && options.fillRule == FillRule::kNonZero;
-  if (!direct && !WeldPolyPolyBezier(set, region, bo)) return false;
-  const CPolyPolyBezier& base = direct ? set : region;
-  plexa::offset::LoopBuilder builder(d, options, pieces);
-  for (INT_PTR i = 0; i < base.GetSize(); ++i) {
-    const CBPointArray* p = base.GetAt(static_cast<int>(i));
-    if (!Usable(p) || p->GetSize() < 2) continue;
-    // Edges too short to have a direction of their own would turn the joins at random.
-    CBPointArray clean(*p);
-    if (clean.IsPolyBezierClosed()) MergeShortEdges(clean, options.accuracy / 2);
-    builder.AddBothSides(clean);
+  const double tol = Coarse(d, options), minEdge = options.accuracy / 2;
+  // The region as simple outlines and holes: straight from the paths when they cross nothing,
+  // else from the weld; growing under the non-zero rule, crossing paths are offset as they are
+  // (both sides of every path, united with the paths: see the header of offset_loops.h).
+  CPolyPolyBezier base;
+  if (!Boundaries(set, options.fillRule, tol, base)) {
+    base.RemoveAll();
+    if (d > 0 && options.fillRule == FillRule::kNonZero) {
+      CPolyPolyBezier loops;
+      plexa::offset::LoopBuilder builder(d, options, loops);
+      for (INT_PTR i = 0; i < set.GetSize(); ++i) {
+        const CBPointArray* p = set.GetAt(static_cast<int>(i));
+        if (Usable(p) && p->GetSize() >= 2) builder.AddBothSides(Cleaned(*p, minEdge, false));
+      }
+      return Combine(set, loops, BooleanOp::kUnion, tol, options, out, tree);
+    }
+    if (!WeldPolyPolyBezier(set, base, bo)) return false;
   }
-  return Combine(base, pieces, Nodes(base), d > 0 ? BooleanOp::kUnion : BooleanOp::kDifference,
-                 options, out, tree);
+  // Outlines wind negatively (y up), so their left side is outside: growing offsets every
+  // boundary to its left, shrinking every reversed boundary (then reversed back, so that each
+  // loop winds like its boundary less the coverage).
+  CPolyPolyBezier loops;
+  plexa::offset::LoopBuilder builder(d, options, loops);
+  for (INT_PTR i = 0; i < base.GetSize(); ++i)
+    builder.AddLeftSide(Cleaned(base[static_cast<int>(i)], minEdge, d < 0));
+  if (d > 0) {
+    bool fallback = false;
+    if (Resolve(loops, tol, true, options, out, tree, fallback)) return true;
+    out.RemoveAll();
+    if (tree) *tree = {};
+    return false;
+  }
+  CPolyPolyBezier inward;
+  for (INT_PTR i = 0; i < loops.GetSize(); ++i) {
+    auto* p = new CBPointArray(loops[static_cast<int>(i)]);
+    p->MakeReverse();
+    inward.Add(p);
+  }
+  bool fallback = false;
+  if (Resolve(inward, tol, false, options, out, tree, fallback)) return true;
+  out.RemoveAll();
+  if (tree) *tree = {};
+  if (!fallback) return false;
+  // Some loops cross or vanish: the region less everything the loops cover. With a frame
+  // round it all (winding once), the raw loops (the coverage less the region's winding) are
+  // inside exactly where the coverage is or the region is not.
+  double x0 = kHuge, x1 = -kHuge, y0 = kHuge, y1 = -kHuge;
+  for (INT_PTR i = 0; i < loops.GetSize(); ++i)
+    for (const CBPOINT& n : loops[static_cast<int>(i)])
+      for (const CDPOINT& q : {n.in, n.anchor, n.out}) {
+        x0 = std::min(x0, q.x), x1 = std::max(x1, q.x);
+        y0 = std::min(y0, q.y), y1 = std::max(y1, q.y);
+      }
+  if (x0 > x1) return true;
+  const double m = 1 + (x1 - x0) + (y1 - y0);
+  auto* frame = new CBPointArray;
+  for (const CDPOINT& q :
+       {CDPOINT(x0 - m, y0 - m), CDPOINT(x0 - m, y1 + m), CDPOINT(x1 + m, y1 + m),
+        CDPOINT(x1 + m, y0 - m), CDPOINT(x0 - m, y0 - m)})
+    frame->Add(CBPOINT(q, q, q));
+  loops.Add(frame);
+  return Combine(base, loops, BooleanOp::kDifference, tol, options, out, tree);
 }
 
 bool OffsetBPointArray(const CBPointArray& path, double d, CPolyPolyBezier& out,
@@ -246,8 +378,8 @@ bool StrokePolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
   if (tree) *tree = {};
   if (!Valid(d, options)) return false;
   if (std::fabs(d) < options.accuracy) return true;
-  CPolyPolyBezier pieces;
-  plexa::offset::LoopBuilder builder(d, options, pieces);
+  CPolyPolyBezier loops;
+  plexa::offset::LoopBuilder builder(d, options, loops);
   for (INT_PTR i = 0; i < set.GetSize(); ++i) {
     const CBPointArray* p = set.GetAt(static_cast<int>(i));
     if (!Usable(p)) continue;
@@ -257,8 +389,11 @@ bool StrokePolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
       builder.AddOpen(*p);
     }
   }
-  const CPolyPolyBezier none;
-  return Combine(none, pieces, Nodes(set), BooleanOp::kUnion, options, out, tree);
+  bool fallback = false;
+  if (Resolve(loops, Coarse(d, options), true, options, out, tree, fallback)) return true;
+  out.RemoveAll();
+  if (tree) *tree = {};
+  return false;
 }
 
 bool StrokePolyPolyBezier(const CBPointArray& path, double d, CPolyPolyBezier& out,

@@ -69,6 +69,11 @@ constexpr double kStraight = 1e-12;
 constexpr double kJoinMinAngle = 1e-9;
 // Most arcs of one join or disk.
 constexpr int kMaxArcs = 64;
+// Curves searched on each side of a corner's detour for the crossing of the offsets there.
+constexpr int kTrimReach = 6;
+// Chords per curve in that search, and Newton steps refining a crossing found.
+constexpr int kTrimChords = 16;
+constexpr int kCrossSteps = 8;
 
 struct Cubic {
   CDPOINT p[4];
@@ -167,6 +172,99 @@ std::vector<Cubic> Reversed(const std::vector<Cubic>& segs) {
   return r;
 }
 
+// Where cubics a and b cross: the crossing of their chords (kTrimChords each) latest along a
+// and then earliest along b, refined by Newton steps on a(s) = b(u). False when the chords do
+// not cross or the refinement drifts off.
+bool CrossCubics(const Cubic& a, const Cubic& b, double& sa, double& sb) {
+  CDPOINT pa[kTrimChords + 1], pb[kTrimChords + 1];
+  for (int k = 0; k <= kTrimChords; ++k) {
+    pa[k] = EndPoint(a, double(k) / kTrimChords);
+    pb[k] = EndPoint(b, double(k) / kTrimChords);
+  }
+  bool found = false;
+  for (int i = kTrimChords - 1; i >= 0 && !found; --i)
+    for (int j = 0; j < kTrimChords && !found; ++j) {
+      const CDPOINT r = pa[i + 1] - pa[i], q = pb[j + 1] - pb[j], w = pb[j] - pa[i];
+      const double den = num::Cross(r, q);
+      if (!(std::fabs(den) > 0)) continue;
+      const double x = num::Cross(w, q) / den, y = num::Cross(w, r) / den;
+      if (x < 0 || x > 1 || y < 0 || y > 1) continue;
+      sa = (i + x) / kTrimChords;
+      sb = (j + y) / kTrimChords;
+      found = true;
+    }
+  if (!found) return false;
+  const double scale = a.HullLength() + b.HullLength();
+  for (int it = 0; it < kCrossSteps; ++it) {
+    const CDPOINT f = a.At(sa) - b.At(sb), da = a.D1(sa), db = b.D1(sb);
+    // a'(sa) ds - b'(sb) du = -f, by Cramer's rule.
+    const double det = -num::Cross(da, db);
+    if (!(std::fabs(det) > scale * scale * 1e-18)) break;
+    const double ds = num::Cross(f, db) / det, du = -num::Cross(da, f) / det;
+    sa = std::clamp(sa + ds, 0.0, 1.0);
+    sb = std::clamp(sb + du, 0.0, 1.0);
+  }
+  return num::Dist(a.At(sa), b.At(sb)) <= scale * 1e-9;
+}
+
+// Cuts, at each detour through a corner (the node index of the corner in the closed loop),
+// the little loop that the offsets before and after it make: from their crossing, found among
+// the kTrimReach curves on either side, round the corner and back to it, when that little
+// loop winds as an outline (it is then covered twice, by the offsets on both sides of the
+// corner). Detours without such a crossing stay (the union resolves them).
+void TrimDetours(CBPointArray& loop, const std::vector<int>& detours) {
+  const int n = static_cast<int>(loop.GetSize()) - 1;
+  if (n < 4 || detours.empty()) return;
+  std::vector<Cubic> seg(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i)
+    seg[i] = Cubic{{loop[i].anchor, loop[i].out, loop[i + 1].in, loop[i + 1].anchor}};
+  std::vector<char> alive(static_cast<std::size_t>(n), 1);
+  const auto at = [n](int i) { return ((i % n) + n) % n; };
+  bool cut = false;
+  for (const int m : detours) {
+    if (!alive[at(m - 1)] || !alive[at(m)]) continue;
+    bool done = false;
+    for (int reach = 0; reach <= 2 * (kTrimReach - 1) && !done; ++reach)
+      for (int back = std::min(reach, kTrimReach - 1); back >= 0 && !done; --back) {
+        const int ahead = reach - back;
+        if (ahead >= kTrimReach || back + ahead + 4 >= n) continue;
+        const int i = at(m - 2 - back), j = at(m + 1 + ahead);
+        bool ok = true;
+        for (int k = m - 2 - back; k <= m + 1 + ahead && ok; ++k) ok = alive[at(k)] != 0;
+        double si = 0, sj = 0;
+        if (!ok || !CrossCubics(seg[i], seg[j], si, sj)) continue;
+        const CDPOINT x = seg[i].At(si);
+        // The little loop x -> (end of i) -> ... -> (start of j) -> x must wind as an outline.
+        double area = 0;
+        CDPOINT prev = x;
+        for (int k = m - 2 - back; k <= m + 1 + ahead; ++k) {
+          const CDPOINT q = k == m + 1 + ahead ? x : seg[at(k)].p[3];
+          area += prev.x * q.y - q.x * prev.y;
+          prev = q;
+        }
+        if (!(area < 0)) continue;
+        seg[i] = seg[i].Part(0, si);
+        seg[j] = seg[j].Part(sj, 1);
+        seg[i].p[3] = seg[j].p[0] = x;
+        for (int k = m - 1 - back; k <= m + ahead; ++k) alive[at(k)] = 0;
+        done = cut = true;
+      }
+  }
+  if (!cut) return;
+  CBPointArray out;
+  for (int i = 0; i < n; ++i) {
+    if (!alive[i]) continue;
+    const Cubic& c = seg[i];
+    if (out.GetSize() == 0) out.Add(CBPOINT(c.p[0], c.p[0], c.p[0]));
+    out[static_cast<int>(out.GetUpperBound())].out = c.p[1];
+    out.Add(CBPOINT(c.p[2], c.p[3], c.p[3]));
+  }
+  if (out.GetSize() < 3) return;
+  const int last = static_cast<int>(out.GetUpperBound());
+  out[last].out = out[0].out;
+  out[0].in = out[last].in;
+  loop = out;
+}
 }  // namespace
 
 struct LoopBuilder::Impl {
@@ -183,6 +281,8 @@ struct LoopBuilder::Impl {
   // The loop being built, and the curves and disks built so far (for kOffsetMaxPieces).
   CBPointArray chain;
   CBPointArray* cur = &chain;
+  // Node indices of the corners in the chain detoured through.
+  std::vector<int> detours;
   long long pieces = 0;
 
   bool Full() const { return pieces >= kOffsetMaxPieces; }
@@ -226,9 +326,11 @@ struct LoopBuilder::Impl {
       const int last = static_cast<int>(cur->GetUpperBound());
       (*cur)[last].out = (*cur)[0].out;
       (*cur)[0].in = (*cur)[last].in;
+      if (cur == &chain) TrimDetours(chain, detours);
       out.Add(new CBPointArray(*cur));
     }
     cur->SetSize(0);
+    if (cur == &chain) detours.clear();
   }
 
   // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
@@ -388,6 +490,7 @@ struct LoopBuilder::Impl {
       return;
     }
     if (turn > 0) {
+      detours.push_back(static_cast<int>(cur->GetSize()));
       LineTo(v);
       LineTo(v + nb);
       return;

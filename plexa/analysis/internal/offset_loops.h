@@ -49,3 +49,24 @@ class LoopBuilder {
 };
 
 }  // namespace plexa::offset
+
+namespace plexa::offset {
+
+// How closed loops lie against each other, from their polygons flattened within tol: which
+// come within 2 * tol of another loop or of a non-neighbouring part of themselves (crossing,
+// as far as the flattening can tell), and which loops contain which (winding number of the
+// other loop at a point of this one, non-zero). Work: a sort of the flattened edges, then each
+// pair of edges whose boxes overlap (and the edges of each loop whose box holds another's
+// point); when more than floor + perEdge * (flattened edges) such pairs arise the search stops
+// with overBudget set. ok is false then, and when there are too many loops to nest pairwise.
+struct Layout {
+  bool ok = false;
+  bool overBudget = false;
+  std::vector<char> crossed;                 // per loop
+  std::vector<int> group;                    // loops joined by crossings share a group
+  std::vector<std::vector<int>> containers;  // per loop, the loops around it
+  std::vector<int> sign;                     // winding inside each loop: +1 or -1
+};
+Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::size_t perEdge);
+
+}  // namespace plexa::offset
