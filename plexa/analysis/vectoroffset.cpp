@@ -42,7 +42,11 @@ constexpr double kCoarseShare = 1.0 / 64;
 // with these pairs; a crowded, self-crossing path offset far beyond its features makes nearly
 // every pair overlap. Past the budget the offset refuses.
 constexpr std::size_t kPairFloor = std::size_t{1} << 16;
-constexpr std::size_t kPairsPerEdge = 64;
+constexpr std::size_t kPairsPerEdge = 32;
+// Pairs of coarsely flattened edges found within the layout's margin (crossings, as far as it
+// sees) that the union may face: a floor plus a share per edge.
+constexpr std::size_t kCloseFloor = std::size_t{1} << 16;
+constexpr std::size_t kClosePerEdge = 32;
 
 // A path with nodes, all finite (a single node is a point: a round cap strokes it to a disk).
 bool Usable(const CBPointArray* p) {
@@ -146,6 +150,15 @@ void Tidy(CPolyPolyBezier& out, BooleanTree* tree, double minEdge, double minWid
     if (!keep[i]) out.RemoveAt(i);
 }
 
+// Nodes of every path of a set.
+std::size_t Nodes(const CPolyPolyBezier& set) {
+  std::size_t n = 0;
+  for (INT_PTR i = 0; i < set.GetSize(); ++i)
+    if (const CBPointArray* p = set.GetAt(static_cast<int>(i)))
+      n += static_cast<std::size_t>(p->GetSize());
+  return n;
+}
+
 bool Valid(double d, const OffsetOptions& o) {
   return std::isfinite(d) && std::isfinite(o.accuracy) && o.accuracy > 0;
 }
@@ -154,6 +167,11 @@ bool Valid(double d, const OffsetOptions& o) {
 // union (the result keeps the curves).
 double Coarse(double d, const OffsetOptions& o) {
   return std::max(o.accuracy, std::fabs(d) * kCoarseShare);
+}
+
+// Whether the union behind a layout would be too much work (see kCloseFloor).
+bool OverBudget(const plexa::offset::Layout& lay) {
+  return lay.overBudget || lay.close > kCloseFloor + kClosePerEdge * lay.edges;
 }
 
 bool Inside(int w, FillRule rule) {
@@ -174,26 +192,57 @@ CPolyPolyBezier ClosedPaths(const CPolyPolyBezier& set) {
   return paths;
 }
 
-// The region of a set as simple boundaries without the boolean, when no two of its paths
-// cross or touch (as far as the layout sees): every path with the region on one side only,
-// turned to wind as an outline (region inside) or a hole; the others are dropped. False when
-// paths cross.
-bool Boundaries(const CPolyPolyBezier& set, FillRule rule, double tol, CPolyPolyBezier& out) {
+// Loops that cross (as far as the layout sees), closed under nesting so that no other loop
+// lies in or around one; with `parity`, also loops that do not wind as their depth says
+// (outlines at even depth, holes at odd). All of them when the layout could not finish.
+std::vector<char> Problems(const plexa::offset::Layout& lay, int n, bool parity) {
+  if (!lay.ok) return std::vector<char>(static_cast<std::size_t>(n), 1);
+  std::vector<char> problem = lay.crossed;
+  for (int round = 0; round <= n; ++round) {
+    bool changed = false;
+    for (int l = 0; l < n; ++l)
+      for (const int c : lay.containers[l])
+        if (problem[l] != problem[c]) problem[l] = problem[c] = 1, changed = true;
+    for (int l = 0; l < n && parity; ++l) {
+      const bool outline = lay.sign[l] < 0, even = lay.containers[l].size() % 2 == 0;
+      if (!problem[l] && outline != even) problem[l] = 1, changed = true;
+    }
+    if (!changed) break;
+  }
+  return problem;
+}
+
+// The region of a set as simple boundaries: paths that cross nothing (and have nothing
+// crossing in or around them) as they are, those with the region on one side only turned to
+// wind as an outline (region inside) or a hole, the others dropped; the rest welded. False at
+// the weld's bounds.
+bool Boundaries(const CPolyPolyBezier& set, double tol, const BooleanOptions& bo,
+                CPolyPolyBezier& out) {
   const CPolyPolyBezier paths = ClosedPaths(set);
+  const int n = static_cast<int>(paths.GetSize());
   const plexa::offset::Layout lay = plexa::offset::LayOut(paths, tol, kPairFloor, kPairsPerEdge);
-  if (!lay.ok) return false;
-  for (const char c : lay.crossed)
-    if (c) return false;
-  for (int l = 0; l < static_cast<int>(paths.GetSize()); ++l) {
+  if (OverBudget(lay)) return false;
+  const std::vector<char> problem = Problems(lay, n, false);
+  CPolyPolyBezier rest;
+  for (int l = 0; l < n; ++l) {
+    if (problem[l]) {
+      rest.Add(new CBPointArray(paths[l]));
+      continue;
+    }
     int outside = 0;
     for (const int c : lay.containers[l]) outside += lay.sign[c];
-    const bool in = Inside(outside + lay.sign[l], rule);
-    if (in == Inside(outside, rule)) continue;
+    const bool in = Inside(outside + lay.sign[l], bo.fillRule);
+    if (in == Inside(outside, bo.fillRule)) continue;
     auto* p = new CBPointArray(paths[l]);
     // Outlines wind with a negative signed area (y up), holes with a positive one.
     if ((lay.sign[l] > 0) == in) p->MakeReverse();
     out.Add(p);
   }
+  if (rest.GetSize() == 0) return true;
+  CPolyPolyBezier welded;
+  if (!WeldPolyPolyBezier(rest, welded, bo)) return false;
+  for (INT_PTR i = 0; i < welded.GetSize(); ++i)
+    out.Add(new CBPointArray(welded[static_cast<int>(i)]));
   return true;
 }
 
@@ -206,22 +255,8 @@ bool Resolve(const CPolyPolyBezier& loops, double tol, bool unite, const OffsetO
   fallback = false;
   const int n = static_cast<int>(loops.GetSize());
   const plexa::offset::Layout lay = plexa::offset::LayOut(loops, tol, kPairFloor, kPairsPerEdge);
-  if (lay.overBudget) return false;
-  std::vector<char> problem(static_cast<std::size_t>(n), 1);
-  if (lay.ok) {
-    problem = lay.crossed;
-    for (int round = 0; round <= n; ++round) {
-      bool changed = false;
-      for (int l = 0; l < n; ++l)
-        for (const int c : lay.containers[l])
-          if (problem[l] != problem[c]) problem[l] = problem[c] = 1, changed = true;
-      for (int l = 0; l < n; ++l) {
-        const bool outline = lay.sign[l] < 0, even = lay.containers[l].size() % 2 == 0;
-        if (!problem[l] && outline != even) problem[l] = 1, changed = true;
-      }
-      if (!changed) break;
-    }
-  }
+  if (OverBudget(lay)) return false;
+  const std::vector<char> problem = Problems(lay, n, true);
   CPolyPolyBezier rest;
   std::vector<int> index(static_cast<std::size_t>(n), -1);
   for (int l = 0; l < n; ++l) {
@@ -271,7 +306,7 @@ bool Combine(const CPolyPolyBezier& region, const CPolyPolyBezier& loops, Boolea
              const OffsetOptions& o, CPolyPolyBezier& out, BooleanTree* tree) {
   BooleanOptions bo;
   bo.tolerance = o.accuracy * kFlattenShare;
-  if (plexa::offset::LayOut(loops, tol, kPairFloor, kPairsPerEdge).overBudget ||
+  if (OverBudget(plexa::offset::LayOut(loops, tol, kPairFloor, kPairsPerEdge)) ||
       !BooleanPolyPolyBezier(region, loops, op, out, bo, tree)) {
     out.RemoveAll();
     if (tree) *tree = {};
@@ -302,28 +337,15 @@ bool OffsetPolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
   bo.tolerance = options.accuracy * kFlattenShare;
   if (std::fabs(d) < options.accuracy) return WeldPolyPolyBezier(set, out, bo, tree);
   const double tol = Coarse(d, options), minEdge = options.accuracy / 2;
-  // The region as simple outlines and holes: straight from the paths when they cross nothing,
-  // else from the weld; growing under the non-zero rule, crossing paths are offset as they are
-  // (both sides of every path, united with the paths: see the header of offset_loops.h).
+  // The region as simple outlines and holes: straight from the paths where they cross
+  // nothing, welded where they do.
   CPolyPolyBezier base;
-  if (!Boundaries(set, options.fillRule, tol, base)) {
-    base.RemoveAll();
-    if (d > 0 && options.fillRule == FillRule::kNonZero) {
-      CPolyPolyBezier loops;
-      plexa::offset::LoopBuilder builder(d, options, loops);
-      for (INT_PTR i = 0; i < set.GetSize(); ++i) {
-        const CBPointArray* p = set.GetAt(static_cast<int>(i));
-        if (Usable(p) && p->GetSize() >= 2) builder.AddBothSides(Cleaned(*p, minEdge, false));
-      }
-      return Combine(set, loops, BooleanOp::kUnion, tol, options, out, tree);
-    }
-    if (!WeldPolyPolyBezier(set, base, bo)) return false;
-  }
+  if (!Boundaries(set, tol, bo, base)) return false;
   // Outlines wind negatively (y up), so their left side is outside: growing offsets every
   // boundary to its left, shrinking every reversed boundary (then reversed back, so that each
   // loop winds like its boundary less the coverage).
   CPolyPolyBezier loops;
-  plexa::offset::LoopBuilder builder(d, options, loops);
+  plexa::offset::LoopBuilder builder(d, options, loops, Nodes(base));
   for (INT_PTR i = 0; i < base.GetSize(); ++i)
     builder.AddLeftSide(Cleaned(base[static_cast<int>(i)], minEdge, d < 0));
   if (d > 0) {
@@ -379,7 +401,7 @@ bool StrokePolyPolyBezier(const CPolyPolyBezier& set, double d, CPolyPolyBezier&
   if (!Valid(d, options)) return false;
   if (std::fabs(d) < options.accuracy) return true;
   CPolyPolyBezier loops;
-  plexa::offset::LoopBuilder builder(d, options, loops);
+  plexa::offset::LoopBuilder builder(d, options, loops, Nodes(set));
   for (INT_PTR i = 0; i < set.GetSize(); ++i) {
     const CBPointArray* p = set.GetAt(static_cast<int>(i));
     if (!Usable(p)) continue;

@@ -57,8 +57,10 @@
 enum class OffsetJoin { kRound, kMiter, kBevel };
 enum class OffsetCap { kButt, kRound, kSquare };
 
-// Most pieces one call builds before it spaces its disks more coarsely.
-inline constexpr int kOffsetMaxPieces = 1 << 20;
+// Most offset curves and disks one call builds: kOffsetMaxPieces plus kOffsetPiecesPerNode for
+// every node of the input; past it the fits and the disk spacing stop refining.
+inline constexpr int kOffsetMaxPieces = 1 << 15;
+inline constexpr int kOffsetPiecesPerNode = 8;
 
 struct OffsetOptions {
   OffsetJoin join = OffsetJoin::kRound;

@@ -17,7 +17,9 @@ using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
 
 // Most chords of one curve in the flattening.
-constexpr int kMaxChords = 4096;
+constexpr int kMaxChords = 256;
+// Most flattened edges the layout takes on (more: over budget, before the sweep).
+constexpr std::size_t kMaxEdges = std::size_t{1} << 21;
 // Most loops whose nesting is worked out pairwise (beyond it the layout is not ok).
 constexpr std::size_t kMaxNestedLoops = 4096;
 
@@ -54,7 +56,7 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
   const int n = static_cast<int>(loops.GetSize());
   std::vector<std::vector<CDPOINT>> poly(static_cast<std::size_t>(n));
   std::vector<Edge> edges;
-  for (int l = 0; l < n; ++l) {
+  for (int l = 0; l < n && edges.size() <= kMaxEdges; ++l) {
     const CBPointArray& p = loops[l];
     std::vector<CDPOINT>& q = poly[l];
     if (p.GetSize() > 0) q.push_back(p[0].anchor);
@@ -64,9 +66,12 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
           std::max(num::Length(c[0] - c[1] * 2 + c[2]), num::Length(c[1] - c[2] * 2 + c[3]));
       const double want = std::ceil(std::sqrt(0.75 * m / tol));
       const int chords = want >= 1 ? static_cast<int>(std::min<double>(want, kMaxChords)) : 1;
-      for (int i = 1; i <= chords; ++i)
-        q.push_back(i == chords ? c[3]
-                                : num::BezierPoint(c[0], c[1], c[2], c[3], double(i) / chords));
+      for (int i = 1; i <= chords; ++i) {
+        const CDPOINT e =
+            i == chords ? c[3] : num::BezierPoint(c[0], c[1], c[2], c[3], double(i) / chords);
+        // Repeated points would make edges that touch their second neighbours.
+        if (e.x != q.back().x || e.y != q.back().y) q.push_back(e);
+      }
     }
     for (std::size_t i = 0; i + 1 < q.size(); ++i) {
       const CDPOINT &a = q[i], &b = q[i + 1];
@@ -75,6 +80,11 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
     }
   }
   const std::size_t maxPairs = floor + perEdge * edges.size();
+  out.edges = edges.size();
+  if (edges.size() > kMaxEdges) {
+    out.overBudget = true;
+    return out;
+  }
   out.crossed.assign(static_cast<std::size_t>(n), 0);
   out.group.resize(static_cast<std::size_t>(n));
   std::iota(out.group.begin(), out.group.end(), 0);
@@ -99,6 +109,7 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
         if (gap <= 1 || gap == last) continue;
       }
       if (SegmentDistance(e.a, e.b, f.a, f.b) > margin) continue;
+      ++out.close;
       out.crossed[e.loop] = out.crossed[f.loop] = 1;
       out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
     }

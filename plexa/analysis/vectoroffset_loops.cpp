@@ -61,6 +61,8 @@ constexpr double kTightSpacing = 0.5;
 constexpr int kMaxTightDisks = 64;
 // Smallest scale of a handle of a fitted offset (where the offset nearly stops).
 constexpr double kMinHandleScale = 0.02;
+// Longest handle of a fitted offset, in units of its chord plus the radius.
+constexpr double kMaxHandle = 2.0;
 // Samples that seed the projection onto the base curve.
 constexpr int kProjectSamples = 16;
 // Relative size below which a stretch counts as straight (control points on the chord).
@@ -69,8 +71,6 @@ constexpr double kStraight = 1e-12;
 constexpr double kJoinMinAngle = 1e-9;
 // Most arcs of one join or disk.
 constexpr int kMaxArcs = 64;
-// Curves searched on each side of a corner's detour for the crossing of the offsets there.
-constexpr int kTrimReach = 6;
 // Chords per curve in that search, and Newton steps refining a crossing found.
 constexpr int kTrimChords = 16;
 constexpr int kCrossSteps = 8;
@@ -207,50 +207,53 @@ bool CrossCubics(const Cubic& a, const Cubic& b, double& sa, double& sb) {
   return num::Dist(a.At(sa), b.At(sb)) <= scale * 1e-9;
 }
 
-// Cuts, at each detour through a corner (the node index of the corner in the closed loop),
-// the little loop that the offsets before and after it make: from their crossing, found among
-// the kTrimReach curves on either side, round the corner and back to it, when that little
-// loop winds as an outline (it is then covered twice, by the offsets on both sides of the
-// corner). Detours without such a crossing stay (the union resolves them).
-void TrimDetours(CBPointArray& loop, const std::vector<int>& detours) {
+// A detour of a loop, from node s (where the offset before it ends) to node e (where the
+// offset after it starts), through a corner or along a stretch of high curvature; the disks
+// that cover that stretch unless the detour is cut.
+struct Detour {
+  int s = 0, e = 0;
+  std::vector<CDPOINT> disks;
+};
+
+// Cuts, at each detour, the little loop that the offsets just before and after it make: from
+// their crossing round the detour and back to it, when that little loop winds as an outline
+// (it then lies where the offsets on both sides cover). Returns which detours were cut; the
+// others stay (the union resolves them).
+std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours) {
+  std::vector<char> cut(detours.size(), 0);
   const int n = static_cast<int>(loop.GetSize()) - 1;
-  if (n < 4 || detours.empty()) return;
+  if (n < 4 || detours.empty()) return cut;
   std::vector<Cubic> seg(static_cast<std::size_t>(n));
   for (int i = 0; i < n; ++i)
     seg[i] = Cubic{{loop[i].anchor, loop[i].out, loop[i + 1].in, loop[i + 1].anchor}};
   std::vector<char> alive(static_cast<std::size_t>(n), 1);
   const auto at = [n](int i) { return ((i % n) + n) % n; };
-  bool cut = false;
-  for (const int m : detours) {
-    if (!alive[at(m - 1)] || !alive[at(m)]) continue;
-    bool done = false;
-    for (int reach = 0; reach <= 2 * (kTrimReach - 1) && !done; ++reach)
-      for (int back = std::min(reach, kTrimReach - 1); back >= 0 && !done; --back) {
-        const int ahead = reach - back;
-        if (ahead >= kTrimReach || back + ahead + 4 >= n) continue;
-        const int i = at(m - 2 - back), j = at(m + 1 + ahead);
-        bool ok = true;
-        for (int k = m - 2 - back; k <= m + 1 + ahead && ok; ++k) ok = alive[at(k)] != 0;
-        double si = 0, sj = 0;
-        if (!ok || !CrossCubics(seg[i], seg[j], si, sj)) continue;
-        const CDPOINT x = seg[i].At(si);
-        // The little loop x -> (end of i) -> ... -> (start of j) -> x must wind as an outline.
-        double area = 0;
-        CDPOINT prev = x;
-        for (int k = m - 2 - back; k <= m + 1 + ahead; ++k) {
-          const CDPOINT q = k == m + 1 + ahead ? x : seg[at(k)].p[3];
-          area += prev.x * q.y - q.x * prev.y;
-          prev = q;
-        }
-        if (!(area < 0)) continue;
-        seg[i] = seg[i].Part(0, si);
-        seg[j] = seg[j].Part(sj, 1);
-        seg[i].p[3] = seg[j].p[0] = x;
-        for (int k = m - 1 - back; k <= m + ahead; ++k) alive[at(k)] = 0;
-        done = cut = true;
-      }
+  bool any = false;
+  for (std::size_t k = 0; k < detours.size(); ++k) {
+    const int s = detours[k].s, e = detours[k].e;
+    if (e - s + 3 >= n) continue;
+    bool ok = true;
+    for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
+    const int i = at(s - 1), j = at(e);
+    double si = 0, sj = 0;
+    if (!ok || !CrossCubics(seg[i], seg[j], si, sj)) continue;
+    const CDPOINT x = seg[i].At(si);
+    double area = 0;
+    CDPOINT prev = x;
+    for (int q = s; q <= e + 1; ++q) {
+      const CDPOINT p = q == e + 1 ? x : seg[at(q - 1)].p[3];
+      area += prev.x * p.y - p.x * prev.y;
+      prev = p;
+    }
+    if (!(area < 0)) continue;
+    seg[i] = seg[i].Part(0, si);
+    seg[j] = seg[j].Part(sj, 1);
+    seg[i].p[3] = seg[j].p[0] = x;
+    for (int q = s; q < e; ++q) alive[at(q)] = 0;
+    cut[k] = 1;
+    any = true;
   }
-  if (!cut) return;
+  if (!any) return cut;
   CBPointArray out;
   for (int i = 0; i < n; ++i) {
     if (!alive[i]) continue;
@@ -259,12 +262,14 @@ void TrimDetours(CBPointArray& loop, const std::vector<int>& detours) {
     out[static_cast<int>(out.GetUpperBound())].out = c.p[1];
     out.Add(CBPOINT(c.p[2], c.p[3], c.p[3]));
   }
-  if (out.GetSize() < 3) return;
+  if (out.GetSize() < 3) return std::vector<char>(detours.size(), 0);
   const int last = static_cast<int>(out.GetUpperBound());
   out[last].out = out[0].out;
   out[0].in = out[last].in;
   loop = out;
+  return cut;
 }
+
 }  // namespace
 
 struct LoopBuilder::Impl {
@@ -278,14 +283,15 @@ struct LoopBuilder::Impl {
   const OffsetOptions& opt;
   CPolyPolyBezier& out;
   double fitTol = 0, arcTol = 0, gapTol = 0;
-  // The loop being built, and the curves and disks built so far (for kOffsetMaxPieces).
+  // The loop being built, and the offset curves and disks built so far, at most maxPieces.
   CBPointArray chain;
   CBPointArray* cur = &chain;
-  // Node indices of the corners in the chain detoured through.
-  std::vector<int> detours;
-  long long pieces = 0;
+  // The detours of the chain, and where disks go while one is being built (null: built).
+  std::vector<Detour> detours;
+  std::vector<CDPOINT>* diskSink = nullptr;
+  long long pieces = 0, maxPieces = kOffsetMaxPieces;
 
-  bool Full() const { return pieces >= kOffsetMaxPieces; }
+  bool Full() const { return pieces >= maxPieces; }
 
   // --- The chain of the loop being built.
   bool Empty() const { return cur->GetSize() == 0; }
@@ -322,19 +328,30 @@ struct LoopBuilder::Impl {
   void Finish() {
     if (Empty()) return;
     LineTo((*cur)[0].anchor);
+    const bool main = cur == &chain;
+    std::vector<char> cut(main ? detours.size() : 0, 0);
     if (cur->GetSize() >= 3) {
       const int last = static_cast<int>(cur->GetUpperBound());
       (*cur)[last].out = (*cur)[0].out;
       (*cur)[0].in = (*cur)[last].in;
-      if (cur == &chain) TrimDetours(chain, detours);
+      if (main) cut = TrimDetours(chain, detours);
       out.Add(new CBPointArray(*cur));
     }
     cur->SetSize(0);
-    if (cur == &chain) detours.clear();
+    if (!main) return;
+    for (std::size_t k = 0; k < detours.size(); ++k)
+      if (!cut[k])
+        for (const CDPOINT& c : detours[k].disks) AddDisk(c);
+    detours.clear();
   }
 
   // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
   void AddDisk(const CDPOINT& c) {
+    ++pieces;
+    if (diskSink) {
+      diskSink->push_back(c);
+      return;
+    }
     CBPointArray disk;
     CBPointArray* keep = cur;
     cur = &disk;
@@ -394,9 +411,13 @@ struct LoopBuilder::Impl {
     Cubic part = c.Part(t0, t1);
     part.p[0] = EndPoint(c, t0);
     part.p[3] = EndPoint(c, t1);
+    Detour detour;
     LineTo(q0);
+    detour.s = static_cast<int>(cur->GetUpperBound());
     CurveTo(part);
     LineTo(q1);
+    detour.e = static_cast<int>(cur->GetUpperBound());
+    diskSink = &detour.disks;
     if (r * kMin >= kBandCurvature && kMax < kHuge) {
       const double len = c.Part(t0, t1).HullLength();
       const int n =
@@ -407,6 +428,8 @@ struct LoopBuilder::Impl {
       Disks(c, t0, t1, 0);
       AddDisk(EndPoint(c, t1));
     }
+    diskSink = nullptr;
+    detours.push_back(std::move(detour));
   }
 
   // Disks inside t0..t1, halving until two neighbouring disks leave a gap within gapTol: for
@@ -450,7 +473,14 @@ struct LoopBuilder::Impl {
     if (num::Length(h1) < chord * 1e-9) h1 = Tangent(c, t1) * (-chord / 3);
     const double f0 = std::max(1 - r * Curvature(c, t0), kMinHandleScale);
     const double f1 = std::max(1 - r * Curvature(c, t1), kMinHandleScale);
-    const Cubic q{{q0, q0 + h0 * f0, q3 + h1 * f1, q3}};
+    // No handle longer than the offset's chord and radius allow (at a cusp the curvature, and
+    // with it the scale, is unbounded).
+    const double most = kMaxHandle * (num::Dist(q0, q3) + r);
+    const auto scaled = [most](const CDPOINT& h, double f) {
+      const double l = num::Length(h) * f;
+      return l > most ? h * (most / num::Length(h)) : h * f;
+    };
+    const Cubic q{{q0, q0 + scaled(h0, f0), q3 + scaled(h1, f1), q3}};
     double err = 0;
     for (int j = 1; j < kFitChecks && err <= fitTol; ++j) {
       const double s = double(j) / kFitChecks;
@@ -490,9 +520,12 @@ struct LoopBuilder::Impl {
       return;
     }
     if (turn > 0) {
-      detours.push_back(static_cast<int>(cur->GetSize()));
+      Detour detour;
+      detour.s = static_cast<int>(cur->GetUpperBound());
       LineTo(v);
       LineTo(v + nb);
+      detour.e = static_cast<int>(cur->GetUpperBound());
+      detours.push_back(std::move(detour));
       return;
     }
     if (opt.join == OffsetJoin::kRound) {
@@ -522,8 +555,13 @@ struct LoopBuilder::Impl {
   }
 };
 
-LoopBuilder::LoopBuilder(double d, const OffsetOptions& options, CPolyPolyBezier& out)
-    : impl_(std::make_unique<Impl>(d, options, out)) {}
+LoopBuilder::LoopBuilder(double d, const OffsetOptions& options, CPolyPolyBezier& out,
+                         std::size_t nodes)
+    : impl_(std::make_unique<Impl>(d, options, out)) {
+  impl_->maxPieces = kOffsetMaxPieces +
+                     kOffsetPiecesPerNode *
+                         static_cast<long long>(std::min<std::size_t>(nodes, std::size_t{1} << 40));
+}
 LoopBuilder::~LoopBuilder() = default;
 
 void LoopBuilder::AddLeftSide(const CBPointArray& path) {

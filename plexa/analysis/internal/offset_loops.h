@@ -18,6 +18,7 @@
 // never installed.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "plexa/analysis/vectoroffset.h"
@@ -27,8 +28,10 @@ namespace plexa::offset {
 
 class LoopBuilder {
  public:
-  // Loops of radius |d| for the options' join, cap and accuracy, appended to out.
-  LoopBuilder(double d, const OffsetOptions& options, CPolyPolyBezier& out);
+  // Loops of radius |d| for the options' join, cap and accuracy, appended to out; at most
+  // kOffsetMaxPieces + kOffsetPiecesPerNode * nodes offset curves and disks (the fits and
+  // disk spacings then stop refining).
+  LoopBuilder(double d, const OffsetOptions& options, CPolyPolyBezier& out, std::size_t nodes);
   ~LoopBuilder();
   LoopBuilder(const LoopBuilder&) = delete;
   LoopBuilder& operator=(const LoopBuilder&) = delete;
@@ -62,8 +65,10 @@ namespace plexa::offset {
 struct Layout {
   bool ok = false;
   bool overBudget = false;
-  std::vector<char> crossed;                 // per loop
-  std::vector<int> group;                    // loops joined by crossings share a group
+  std::size_t edges = 0;      // flattened edges
+  std::size_t close = 0;      // pairs of edges (of one loop or two) found within the margin
+  std::vector<char> crossed;  // per loop
+  std::vector<int> group;     // loops joined by crossings share a group
   std::vector<std::vector<int>> containers;  // per loop, the loops around it
   std::vector<int> sign;                     // winding inside each loop: +1 or -1
 };
