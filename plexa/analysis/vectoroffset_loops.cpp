@@ -345,6 +345,18 @@ struct LoopBuilder::Impl {
     detours.clear();
   }
 
+  // A detour joins the previous one when it starts where that ends (a tight stretch halved,
+  // a corner beside one): the offsets round both are then cut as one.
+  void AddDetour(Detour&& detour) {
+    if (!detours.empty() && detours.back().e == detour.s) {
+      Detour& last = detours.back();
+      last.e = detour.e;
+      last.disks.insert(last.disks.end(), detour.disks.begin(), detour.disks.end());
+      return;
+    }
+    detours.push_back(std::move(detour));
+  }
+
   // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
   void AddDisk(const CDPOINT& c) {
     ++pieces;
@@ -429,7 +441,7 @@ struct LoopBuilder::Impl {
       AddDisk(EndPoint(c, t1));
     }
     diskSink = nullptr;
-    detours.push_back(std::move(detour));
+    AddDetour(std::move(detour));
   }
 
   // Disks inside t0..t1, halving until two neighbouring disks leave a gap within gapTol: for
@@ -525,7 +537,7 @@ struct LoopBuilder::Impl {
       LineTo(v);
       LineTo(v + nb);
       detour.e = static_cast<int>(cur->GetUpperBound());
-      detours.push_back(std::move(detour));
+      AddDetour(std::move(detour));
       return;
     }
     if (opt.join == OffsetJoin::kRound) {
