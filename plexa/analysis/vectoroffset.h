@@ -15,20 +15,20 @@
 // two offset edges extended until they meet, cut back to a bevel where the tip lies farther
 // than miterLimit * d from the corner) or bevel (a straight cut). Smooth curves stay smooth.
 //
-// How. The boundary of the region (the paths themselves when growing under the non-zero rule,
-// else the weld of the set under its fill rule) is covered by
-// pieces that are each simple and counter-clockwise: for every stretch of a segment whose
-// curvature stays below 1/d, the band between its two offsets (each approximated by cubics);
-// where curvature exceeds 1/d (the offset would form a cusp or a swallowtail), disks of
-// radius d along the stretch, close enough that the gaps between them stay within the
-// accuracy; at corners, the join's shape; at the ends of open paths, the cap's. The result is
-// the boolean union (growing, stroking) or difference (shrinking) of the region and these
-// pieces (plexa/analysis/boolean.h, non-zero), so no loop, spike or swallowtail survives, and
-// holes and islands come out as the boolean gives them: outlines counter-clockwise
-// (IsClockwise() false), holes clockwise, each path closed. Finally every edge shorter than
-// the minimum edge (half the accuracy) is merged into its neighbours, straight edges on one
-// line become one, and any path whose area is below half the accuracy times its perimeter (a
-// sliver, or a speck narrower than the accuracy) is dropped.
+// How. The region is first made into simple outlines and holes (paths that cross no other
+// path are kept, turned to wind as outlines or holes; crossing ones are welded under the fill
+// rule). Each boundary is offset into one loop on the side asked for: its offset curves
+// (approximated by cubics), the join where it turns away from that side, and where it turns
+// towards it the two offsets cut at their crossing; stretches whose curvature exceeds 1/d
+// (where the offset would form a cusp or a swallowtail) are cut the same way, or covered by
+// disks of radius d close enough that the gaps between them stay within the accuracy. Loops
+// that cross nothing and nest as outlines and holes are the result; the others go through the
+// boolean union (plexa/analysis/boolean.h, non-zero), so no loop, spike or swallowtail
+// survives. Outlines come out counter-clockwise (IsClockwise() false), holes clockwise, each
+// path closed. Finally every edge shorter than the minimum edge (half the accuracy) is merged
+// into its neighbours, straight edges on one line become one, and any path whose area is below
+// half the accuracy times its perimeter (a sliver, or a speck narrower than the accuracy) is
+// dropped.
 //
 // Accuracy: every point of the result lies within options.accuracy of the exact offset
 // boundary (distance d from the input), apart from the bounds below. A shape that vanishes
@@ -40,14 +40,17 @@
 // A d much larger than the drawing gives a rounded blob (growing) or nothing (shrinking).
 // Stretches of high curvature get at most 64 disks each, and where the curvature
 // changes sign there (a cusp of the input) at most 256 disks are spaced along it; the accuracy
-// is then not guaranteed. Bounds: at most kOffsetMaxPieces pieces are built (beyond it, disks
-// are spaced more coarsely and the accuracy degrades). When more than 32768 + 1024 * (nodes of
-// the input paths) pairs of pieces have overlapping control boxes (a crowded, self-crossing
-// path offset far beyond its features, where the union grows quadratic), the offset refuses:
-// false, out empty, after one sweep over the pieces' boxes; this keeps input of 64 nodes
-// under about ten seconds. The boolean's bounds apply too (false, out empty). Cost: dominated
-// by the boolean on the pieces, roughly 4 times the input's flattened edges at a tolerance of
-// 0.45 times the accuracy.
+// is then not guaranteed. Bounds: at most kOffsetMaxPieces + kOffsetPiecesPerNode * (input
+// nodes) offset curves and disks are built (beyond it, fits and disks stop refining and the
+// accuracy degrades). The loops are flattened coarsely (within |d| / 64, at least the
+// accuracy) to find crossings; when more than 2^21 such edges arise, or more than 2^20 + 256
+// per edge pairs of them have overlapping boxes, or more than 2^18 + 64 per edge pairs lie
+// within twice that tolerance (a crowded, self-crossing path offset far beyond its features,
+// where the union grows quadratic), the offset refuses: false, out empty. This keeps hostile
+// input of 64 nodes to about three seconds, while a traced sign takes a contour of half its
+// size. The boolean's bounds apply too (false, out empty). Cost: a
+// sort of the coarse edges, plus the boolean on the loops that cross, at a tolerance of 0.45
+// times the accuracy.
 #pragma once
 
 #include "plexa/analysis/boolean.h"
@@ -57,8 +60,10 @@
 enum class OffsetJoin { kRound, kMiter, kBevel };
 enum class OffsetCap { kButt, kRound, kSquare };
 
-// Most pieces one call builds before it spaces its disks more coarsely.
-inline constexpr int kOffsetMaxPieces = 50000;
+// Most offset curves and disks one call builds: kOffsetMaxPieces plus kOffsetPiecesPerNode for
+// every node of the input; past it the fits and the disk spacing stop refining.
+inline constexpr int kOffsetMaxPieces = 1 << 15;
+inline constexpr int kOffsetPiecesPerNode = 8;
 
 struct OffsetOptions {
   OffsetJoin join = OffsetJoin::kRound;

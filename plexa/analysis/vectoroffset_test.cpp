@@ -95,9 +95,12 @@ CPolyPolyBezier One(const CBPointArray& p) {
 
 }  // namespace
 
-// A 100 x 100 square: areas of the grown square under each join, the shrunk square, vanishing.
+// A 100 x 100 square, drawn either way round: areas of the grown square under each join, the
+// shrunk square, vanishing.
 TEST(VectorOffset, SquareJoinsAndShrinkAgreeWithAreas) {
   const CPolyPolyBezier sq = One(Rect(0, 0, 100, 100));
+  CBPointArray back = Rect(0, 0, 100, 100);
+  back.MakeReverse();
   const double pi = std::numbers::pi;
   struct Case {
     double d;
@@ -110,15 +113,16 @@ TEST(VectorOffset, SquareJoinsAndShrinkAgreeWithAreas) {
       {-10, OffsetJoin::kRound, 80 * 80},
       {-49, OffsetJoin::kMiter, 2 * 2},
   };
-  for (const Case& c : cases) {
-    CPolyPolyBezier out;
-    OffsetOptions o;
-    o.join = c.join;
-    ASSERT_TRUE(OffsetPolyPolyBezier(sq, c.d, out, o));
-    ASSERT_EQ(out.GetSize(), 1) << c.d;
-    EXPECT_NEAR(Area(out), c.area, 0.05) << c.d << " join " << int(c.join);
-    EXPECT_FALSE(out.GetAt(0)->IsClockwise());
-  }
+  for (const Case& c : cases)
+    for (const CPolyPolyBezier& in : {sq, One(back)}) {
+      CPolyPolyBezier out;
+      OffsetOptions o;
+      o.join = c.join;
+      ASSERT_TRUE(OffsetPolyPolyBezier(in, c.d, out, o));
+      ASSERT_EQ(out.GetSize(), 1) << c.d;
+      EXPECT_NEAR(Area(out), c.area, 0.05) << c.d << " join " << int(c.join);
+      EXPECT_FALSE(out.GetAt(0)->IsClockwise());
+    }
   for (double d : {-50.5, -1e6}) {
     CPolyPolyBezier out;
     EXPECT_TRUE(OffsetPolyPolyBezier(sq, d, out));

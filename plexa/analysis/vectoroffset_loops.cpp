@@ -1,0 +1,613 @@
+// The offset loops of the vector offset (plexa/analysis/internal/offset_loops.h).
+//
+// Why one loop per side and not one simple piece per stretch: the union's cost grows with the
+// edges and crossings it is fed. A side's loop has one offset curve per stretch and no seams,
+// where a piece per stretch doubles the offsets (both sides in every band), adds end lines
+// that cross every neighbour, and overlaps its join wedges. The winding numbers stay exact:
+// over a stretch where the offset runs forward (1 - |d| k > 0 for the curvature k towards that
+// side), the loop minus the path is the sum of thin quadrilaterals from the path to its offset,
+// each wound once as an outline; a corner turning away from the side adds its join shape, also
+// wound once; a corner turning towards the side and a stretch of higher curvature are detoured
+// through the path itself, adding nothing (disks cover the latter). The loops of a path and of
+// its reverse sum to the path's winding plus its negative plus the coverage: the coverage.
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "plexa/analysis/internal/offset_loops.h"
+#include "plexa/core/internal/numerics.h"
+
+namespace plexa::offset {
+namespace {
+
+using PLEXA::CBPOINT;
+using PLEXA::CDPOINT;
+
+// Share of the accuracy each stage may spend. A result point lies on one kind of curve: an
+// offset fitted by cubics, an arc of a disk or join, or the outside of two neighbouring disks
+// (their gap), so these three shares are alternatives; to them come the boolean's flattening
+// and the merging of short edges (see vectoroffset.cpp).
+constexpr double kFitShare = 0.3;
+constexpr double kArcShare = 0.3;
+constexpr double kGapShare = 0.3;
+// Stretches where |d| times the curvature towards the side stays below this run along their
+// offset. Below 1 the offset runs forward (no cusp); the margin keeps it clear of the turning
+// point.
+constexpr double kBandCurvature = 0.98;
+// Most turning of one stretch, in radians, before it is halved: the curvature samples of a
+// stretch then stay close enough to catch a peak.
+constexpr double kBandTurn = std::numbers::pi / 3;
+// Curvature samples a stretch is judged by (its ends included).
+constexpr int kCurvatureSamples = 9;
+// Halving depth for the stretches, the offset fits and the disk spacing.
+constexpr int kMaxDepth = 18;
+// Samples along an offset cubic at which its distance from the base curve is checked.
+constexpr int kFitChecks = 8;
+// Newton steps of the projection onto the base curve.
+constexpr int kProjectSteps = 6;
+// Largest angle between disks in a stretch of high curvature, whatever the accuracy allows.
+constexpr double kDiskMaxTurn = 0.5;
+// Where a curvature is read beside an end whose handle is on its anchor.
+constexpr double kEndNudge = 1e-4;
+// Curvature standing for "unbounded" (a cusp of the base curve).
+constexpr double kHuge = 1e300;
+// Halving depth while a stretch mixes low and high curvature.
+constexpr int kMixedDepth = 12;
+// Halvings of a stretch that changes the sign of a high curvature (a cusp): 2^8 disks at most.
+constexpr int kDiskDepth = 8;
+// Disks along a stretch of high curvature of one sign: spacing in units of d, and at most.
+constexpr double kTightSpacing = 0.5;
+constexpr int kMaxTightDisks = 64;
+// Smallest scale of a handle of a fitted offset (where the offset nearly stops).
+constexpr double kMinHandleScale = 0.02;
+// Longest handle of a fitted offset, in units of its chord plus the radius.
+constexpr double kMaxHandle = 2.0;
+// Samples that seed the projection onto the base curve.
+constexpr int kProjectSamples = 16;
+// Relative size below which a stretch counts as straight (control points on the chord).
+constexpr double kStraight = 1e-12;
+// Two tangents closer than this (radians, also scaled by the accuracy) need no join.
+constexpr double kJoinMinAngle = 1e-9;
+// Most arcs of one join or disk.
+constexpr int kMaxArcs = 64;
+// Chords per curve in that search, and Newton steps refining a crossing found.
+constexpr int kTrimChords = 16;
+constexpr int kCrossSteps = 8;
+
+struct Cubic {
+  CDPOINT p[4];
+  CDPOINT At(double t) const { return num::BezierPoint(p[0], p[1], p[2], p[3], t); }
+  CDPOINT D1(double t) const { return num::BezierDerivative(p[0], p[1], p[2], p[3], t); }
+  CDPOINT D2(double t) const {
+    const double s = 1 - t;
+    return CDPOINT(6 * (s * (p[2].x - 2 * p[1].x + p[0].x) + t * (p[3].x - 2 * p[2].x + p[1].x)),
+                   6 * (s * (p[2].y - 2 * p[1].y + p[0].y) + t * (p[3].y - 2 * p[2].y + p[1].y)));
+  }
+  Cubic Reversed() const { return Cubic{{p[3], p[2], p[1], p[0]}}; }
+  double HullLength() const {
+    return num::Dist(p[0], p[1]) + num::Dist(p[1], p[2]) + num::Dist(p[2], p[3]);
+  }
+  // The piece between t0 and t1 (de Casteljau twice).
+  Cubic Part(double t0, double t1) const {
+    const auto split = [](const Cubic& c, double t, bool right) {
+      const CDPOINT a = num::Lerp(c.p[0], c.p[1], t), b = num::Lerp(c.p[1], c.p[2], t),
+                    e = num::Lerp(c.p[2], c.p[3], t);
+      const CDPOINT ab = num::Lerp(a, b, t), be = num::Lerp(b, e, t), m = num::Lerp(ab, be, t);
+      return right ? Cubic{{m, be, e, c.p[3]}} : Cubic{{c.p[0], a, ab, m}};
+    };
+    Cubic r = t1 < 1 ? split(*this, t1, false) : *this;
+    if (t0 > 0 && t1 > 0) r = split(r, t0 / t1, true);
+    return r;
+  }
+};
+
+CDPOINT Unit(const CDPOINT& v) {
+  const double l = num::Length(v);
+  return l > 0 && std::isfinite(l) ? v * (1 / l) : CDPOINT();
+}
+// Left normal of a unit vector (counter-clockwise in y-up axes).
+CDPOINT Normal(const CDPOINT& t) {
+  return CDPOINT(-t.y, t.x);
+}
+
+// Unit tangent at t, falling back to the next control point that differs when the derivative
+// vanishes at an end (handles on their anchors).
+CDPOINT Tangent(const Cubic& c, double t) {
+  CDPOINT v = c.D1(t);
+  const double scale = c.HullLength();
+  if (num::Length(v) > scale * 1e-9) return Unit(v);
+  if (t <= 0.5) {
+    for (int k = 1; k <= 3; ++k)
+      if (num::Dist(c.p[k], c.p[0]) > scale * 1e-12) return Unit(c.p[k] - c.p[0]);
+  } else {
+    for (int k = 2; k >= 0; --k)
+      if (num::Dist(c.p[3], c.p[k]) > scale * 1e-12) return Unit(c.p[3] - c.p[k]);
+  }
+  return CDPOINT();
+}
+
+// Signed curvature at t (positive turning left in y-up axes); huge where the speed vanishes.
+// At an end whose handle sits on its anchor the value is taken a little inside (a straight
+// segment so drawn has curvature 0 throughout, not an undefined one at its ends).
+double Curvature(const Cubic& c, double t) {
+  const double scale = c.HullLength();
+  CDPOINT v = c.D1(t);
+  if (!(num::Length(v) > scale * 1e-9)) {
+    t += t < 0.5 ? kEndNudge : -kEndNudge;
+    v = c.D1(t);
+  }
+  const CDPOINT a = c.D2(t);
+  const double s = num::Length(v);
+  if (!(s > scale * 1e-12)) return kHuge;
+  const double k = num::Cross(v, a) / (s * s * s);
+  return std::isfinite(k) ? std::clamp(k, -kHuge, kHuge) : kHuge;
+}
+
+// The point at t, exactly the end point at 0 and 1, so that neighbouring curves share it.
+CDPOINT EndPoint(const Cubic& c, double t) {
+  return t <= 0 ? c.p[0] : t >= 1 ? c.p[3] : c.At(t);
+}
+
+// The segments of a path with length (the chord from its last anchor to its first appended
+// when closed).
+std::vector<Cubic> Segments(const CBPointArray& path, bool closed) {
+  std::vector<Cubic> segs;
+  const CBPOINT* n = path.GetData();
+  for (INT_PTR k = 0; k + 1 < path.GetSize(); ++k) {
+    const Cubic c{{n[k].anchor, n[k].out, n[k + 1].in, n[k + 1].anchor}};
+    if (c.HullLength() > 0) segs.push_back(c);
+  }
+  if (closed && !segs.empty()) {
+    const CDPOINT a = segs.back().p[3], b = segs.front().p[0];
+    if (a.x != b.x || a.y != b.y) segs.push_back(Cubic{{a, a, b, b}});
+  }
+  return segs;
+}
+
+std::vector<Cubic> Reversed(const std::vector<Cubic>& segs) {
+  std::vector<Cubic> r;
+  r.reserve(segs.size());
+  for (auto it = segs.rbegin(); it != segs.rend(); ++it) r.push_back(it->Reversed());
+  return r;
+}
+
+// Where cubics a and b cross: the crossing of their chords (kTrimChords each) latest along a
+// and then earliest along b, refined by Newton steps on a(s) = b(u). False when the chords do
+// not cross or the refinement drifts off.
+bool CrossCubics(const Cubic& a, const Cubic& b, double& sa, double& sb) {
+  CDPOINT pa[kTrimChords + 1], pb[kTrimChords + 1];
+  for (int k = 0; k <= kTrimChords; ++k) {
+    pa[k] = EndPoint(a, double(k) / kTrimChords);
+    pb[k] = EndPoint(b, double(k) / kTrimChords);
+  }
+  bool found = false;
+  for (int i = kTrimChords - 1; i >= 0 && !found; --i)
+    for (int j = 0; j < kTrimChords && !found; ++j) {
+      const CDPOINT r = pa[i + 1] - pa[i], q = pb[j + 1] - pb[j], w = pb[j] - pa[i];
+      const double den = num::Cross(r, q);
+      if (!(std::fabs(den) > 0)) continue;
+      const double x = num::Cross(w, q) / den, y = num::Cross(w, r) / den;
+      if (x < 0 || x > 1 || y < 0 || y > 1) continue;
+      sa = (i + x) / kTrimChords;
+      sb = (j + y) / kTrimChords;
+      found = true;
+    }
+  if (!found) return false;
+  const double scale = a.HullLength() + b.HullLength();
+  for (int it = 0; it < kCrossSteps; ++it) {
+    const CDPOINT f = a.At(sa) - b.At(sb), da = a.D1(sa), db = b.D1(sb);
+    // a'(sa) ds - b'(sb) du = -f, by Cramer's rule.
+    const double det = -num::Cross(da, db);
+    if (!(std::fabs(det) > scale * scale * 1e-18)) break;
+    const double ds = num::Cross(f, db) / det, du = -num::Cross(da, f) / det;
+    sa = std::clamp(sa + ds, 0.0, 1.0);
+    sb = std::clamp(sb + du, 0.0, 1.0);
+  }
+  return num::Dist(a.At(sa), b.At(sb)) <= scale * 1e-9;
+}
+
+// A detour of a loop, from node s (where the offset before it ends) to node e (where the
+// offset after it starts), through a corner or along a stretch of high curvature; the disks
+// that cover that stretch unless the detour is cut.
+struct Detour {
+  int s = 0, e = 0;
+  std::vector<CDPOINT> disks;
+};
+
+// Cuts, at each detour, the little loop that the offsets just before and after it make: from
+// their crossing round the detour and back to it, when that little loop winds as an outline
+// (it then lies where the offsets on both sides cover). Returns which detours were cut; the
+// others stay (the union resolves them).
+std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours) {
+  std::vector<char> cut(detours.size(), 0);
+  const int n = static_cast<int>(loop.GetSize()) - 1;
+  if (n < 4 || detours.empty()) return cut;
+  std::vector<Cubic> seg(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i)
+    seg[i] = Cubic{{loop[i].anchor, loop[i].out, loop[i + 1].in, loop[i + 1].anchor}};
+  std::vector<char> alive(static_cast<std::size_t>(n), 1);
+  const auto at = [n](int i) { return ((i % n) + n) % n; };
+  bool any = false;
+  for (std::size_t k = 0; k < detours.size(); ++k) {
+    const int s = detours[k].s, e = detours[k].e;
+    if (e - s + 3 >= n) continue;
+    bool ok = true;
+    for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
+    const int i = at(s - 1), j = at(e);
+    double si = 0, sj = 0;
+    if (!ok || !CrossCubics(seg[i], seg[j], si, sj)) continue;
+    const CDPOINT x = seg[i].At(si);
+    double area = 0;
+    CDPOINT prev = x;
+    for (int q = s; q <= e + 1; ++q) {
+      const CDPOINT p = q == e + 1 ? x : seg[at(q - 1)].p[3];
+      area += prev.x * p.y - p.x * prev.y;
+      prev = p;
+    }
+    if (!(area < 0)) continue;
+    seg[i] = seg[i].Part(0, si);
+    seg[j] = seg[j].Part(sj, 1);
+    seg[i].p[3] = seg[j].p[0] = x;
+    for (int q = s; q < e; ++q) alive[at(q)] = 0;
+    cut[k] = 1;
+    any = true;
+  }
+  if (!any) return cut;
+  CBPointArray out;
+  for (int i = 0; i < n; ++i) {
+    if (!alive[i]) continue;
+    const Cubic& c = seg[i];
+    if (out.GetSize() == 0) out.Add(CBPOINT(c.p[0], c.p[0], c.p[0]));
+    out[static_cast<int>(out.GetUpperBound())].out = c.p[1];
+    out.Add(CBPOINT(c.p[2], c.p[3], c.p[3]));
+  }
+  if (out.GetSize() < 3) return std::vector<char>(detours.size(), 0);
+  const int last = static_cast<int>(out.GetUpperBound());
+  out[last].out = out[0].out;
+  out[0].in = out[last].in;
+  loop = out;
+  return cut;
+}
+
+}  // namespace
+
+struct LoopBuilder::Impl {
+  Impl(double d, const OffsetOptions& o, CPolyPolyBezier& out) : r(std::fabs(d)), opt(o), out(out) {
+    fitTol = o.accuracy * kFitShare;
+    arcTol = o.accuracy * kArcShare;
+    gapTol = o.accuracy * kGapShare;
+  }
+
+  double r;
+  const OffsetOptions& opt;
+  CPolyPolyBezier& out;
+  double fitTol = 0, arcTol = 0, gapTol = 0;
+  // The loop being built, and the offset curves and disks built so far, at most maxPieces.
+  CBPointArray chain;
+  CBPointArray* cur = &chain;
+  // The detours of the chain, and where disks go while one is being built (null: built).
+  std::vector<Detour> detours;
+  std::vector<CDPOINT>* diskSink = nullptr;
+  long long pieces = 0, maxPieces = kOffsetMaxPieces;
+
+  bool Full() const { return pieces >= maxPieces; }
+
+  // --- The chain of the loop being built.
+  bool Empty() const { return cur->GetSize() == 0; }
+  const CDPOINT& Last() const { return (*cur)[static_cast<int>(cur->GetUpperBound())].anchor; }
+  void LineTo(const CDPOINT& p) {
+    if (Empty() || Last().x != p.x || Last().y != p.y) cur->Add(CBPOINT(p, p, p));
+  }
+  void CurveTo(const Cubic& q) {
+    LineTo(q.p[0]);
+    (*cur)[static_cast<int>(cur->GetUpperBound())].out = q.p[1];
+    cur->Add(CBPOINT(q.p[2], q.p[3], q.p[3]));
+    ++pieces;
+  }
+  // From the last anchor round c by sweep radians (counter-clockwise when positive), ending
+  // exactly on `to`; arcs of radius r, each within arcTol.
+  void ArcTo(const CDPOINT& c, double sweep, const CDPOINT& to) {
+    const CDPOINT from = Last();
+    int n = 1;
+    while (n < kMaxArcs && 2.7e-4 * r * std::pow(sweep / n / (std::numbers::pi / 2), 6) > arcTol)
+      ++n;
+    const double a0 = std::atan2(from.y - c.y, from.x - c.x), q = sweep / n;
+    const double k = 4.0 / 3.0 * std::tan(q / 4) * r;
+    for (int i = 0; i < n; ++i) {
+      const double s0 = a0 + q * i, s1 = s0 + q;
+      const CDPOINT u0(std::cos(s0), std::sin(s0)), u1(std::cos(s1), std::sin(s1));
+      const CDPOINT e1 = i + 1 == n ? to : c + u1 * r;
+      const CDPOINT e0 = Last();
+      (*cur)[static_cast<int>(cur->GetUpperBound())].out = e0 + Normal(u0) * k;
+      cur->Add(CBPOINT(e1 - Normal(u1) * k, e1, e1));
+      ++pieces;
+    }
+  }
+  // Closes the chain (last anchor back to the first) and hands it to out as it winds.
+  void Finish() {
+    if (Empty()) return;
+    LineTo((*cur)[0].anchor);
+    const bool main = cur == &chain;
+    std::vector<char> cut(main ? detours.size() : 0, 0);
+    if (cur->GetSize() >= 3) {
+      const int last = static_cast<int>(cur->GetUpperBound());
+      (*cur)[last].out = (*cur)[0].out;
+      (*cur)[0].in = (*cur)[last].in;
+      if (main) cut = TrimDetours(chain, detours);
+      out.Add(new CBPointArray(*cur));
+    }
+    cur->SetSize(0);
+    if (!main) return;
+    for (std::size_t k = 0; k < detours.size(); ++k)
+      if (!cut[k])
+        for (const CDPOINT& c : detours[k].disks) AddDisk(c);
+    detours.clear();
+  }
+
+  // A detour joins the previous one when it starts where that ends (a tight stretch halved,
+  // a corner beside one): the offsets round both are then cut as one.
+  void AddDetour(Detour&& detour) {
+    if (!detours.empty() && detours.back().e == detour.s) {
+      Detour& last = detours.back();
+      last.e = detour.e;
+      last.disks.insert(last.disks.end(), detour.disks.begin(), detour.disks.end());
+      return;
+    }
+    detours.push_back(std::move(detour));
+  }
+
+  // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
+  void AddDisk(const CDPOINT& c) {
+    ++pieces;
+    if (diskSink) {
+      diskSink->push_back(c);
+      return;
+    }
+    CBPointArray disk;
+    CBPointArray* keep = cur;
+    cur = &disk;
+    const CDPOINT start = c + CDPOINT(r, 0);
+    LineTo(start);
+    ArcTo(c, -std::numbers::pi, c - CDPOINT(r, 0));
+    ArcTo(c, -std::numbers::pi, start);
+    Finish();
+    cur = keep;
+  }
+
+  // --- One side: the loop along the left offset of segs, with joins between them (and from
+  // the last round to the first when closed).
+  void Side(const std::vector<Cubic>& segs, bool closed) {
+    for (std::size_t k = 0; k < segs.size(); ++k) {
+      Stretch(segs[k], 0, 1, 0);
+      if (k + 1 < segs.size()) {
+        Join(segs[k].p[3], Tangent(segs[k], 1), Tangent(segs[k + 1], 0));
+      } else if (closed) {
+        Join(segs[k].p[3], Tangent(segs[k], 1), Tangent(segs.front(), 0));
+      }
+    }
+  }
+
+  // The stretch t0..t1 of c: its offset where the curvature towards the left stays below
+  // 1/r, halved while it turns much; a detour along the curve itself (and disks) where the
+  // curvature passes it.
+  void Stretch(const Cubic& c, double t0, double t1, int depth) {
+    double kMax = -kHuge, kMin = kHuge, turn = 0;
+    CDPOINT prev = Tangent(c, t0);
+    for (int i = 0; i < kCurvatureSamples; ++i) {
+      const double t = t0 + (t1 - t0) * i / (kCurvatureSamples - 1);
+      const double k = Curvature(c, t);
+      kMax = std::max(kMax, k);
+      kMin = std::min(kMin, k);
+      const CDPOINT tan = Tangent(c, t);
+      turn += std::fabs(std::atan2(num::Cross(prev, tan), num::Dot(prev, tan)));
+      prev = tan;
+    }
+    const bool regular = r * kMax < kBandCurvature;
+    if (regular && (turn <= kBandTurn || depth >= kMaxDepth || Full())) {
+      FitOffset(c, t0, t1, 0);
+      return;
+    }
+    const bool mixed = r * kMin < kBandCurvature;
+    if (((regular && depth < kMaxDepth) || (mixed && depth < kMixedDepth)) && !Full()) {
+      const double m = 0.5 * (t0 + t1);
+      Stretch(c, t0, m, depth + 1);
+      Stretch(c, m, t1, depth + 1);
+      return;
+    }
+    // Detour along the curve; the offset side within r of it is covered by disks: spaced
+    // kTightSpacing * r apart where the curvature radius stays below r (every point of that
+    // side then lies within the radius of the stretch), else close enough for the gap.
+    const CDPOINT q0 = EndPoint(c, t0) + Normal(Tangent(c, t0)) * r;
+    const CDPOINT q1 = EndPoint(c, t1) + Normal(Tangent(c, t1)) * r;
+    Cubic part = c.Part(t0, t1);
+    part.p[0] = EndPoint(c, t0);
+    part.p[3] = EndPoint(c, t1);
+    Detour detour;
+    LineTo(q0);
+    detour.s = static_cast<int>(cur->GetUpperBound());
+    CurveTo(part);
+    LineTo(q1);
+    detour.e = static_cast<int>(cur->GetUpperBound());
+    diskSink = &detour.disks;
+    if (r * kMin >= kBandCurvature && kMax < kHuge) {
+      const double len = c.Part(t0, t1).HullLength();
+      const int n =
+          std::clamp(static_cast<int>(std::ceil(len / (kTightSpacing * r))), 1, kMaxTightDisks);
+      for (int i = 0; i <= n; ++i) AddDisk(EndPoint(c, t0 + (t1 - t0) * i / n));
+    } else {
+      AddDisk(EndPoint(c, t0));
+      Disks(c, t0, t1, 0);
+      AddDisk(EndPoint(c, t1));
+    }
+    diskSink = nullptr;
+    AddDetour(std::move(detour));
+  }
+
+  // Disks inside t0..t1, halving until two neighbouring disks leave a gap within gapTol: for
+  // centres l apart on a curve of radius rho, the gap is about l^2 (rho + r) / (8 rho r).
+  void Disks(const Cubic& c, double t0, double t1, int depth) {
+    const double l = c.Part(t0, t1).HullLength();
+    double kMax = 0;
+    for (int i = 0; i < 3; ++i)
+      kMax = std::max(kMax, std::fabs(Curvature(c, t0 + (t1 - t0) * i / 2)));
+    const double rho = kMax > 0 ? 1 / kMax : 1e300;
+    const double gap = l * l * (rho + r) / (8 * rho * r);
+    const double angle = l * kMax;
+    // Disks closer than the accuracy gain nothing (the sweep lies within l of them), and a
+    // cusp would otherwise ask for ever closer ones: kDiskDepth halvings at most.
+    if ((gap > gapTol || angle > kDiskMaxTurn) && l > gapTol && depth < kDiskDepth && !Full()) {
+      const double m = 0.5 * (t0 + t1);
+      Disks(c, t0, m, depth + 1);
+      AddDisk(c.At(m));
+      Disks(c, m, t1, depth + 1);
+    }
+  }
+
+  // Cubics within fitTol of the left offset at distance r of the stretch t0..t1, appended to
+  // the chain: the ends offset exactly, the handles of the stretch scaled by 1 - r k at each
+  // end (exact for circular arcs), halved where a check point strays.
+  void FitOffset(const Cubic& c, double t0, double t1, int depth) {
+    const Cubic b = c.Part(t0, t1);
+    const CDPOINT n0 = Normal(Tangent(c, t0)), n1 = Normal(Tangent(c, t1));
+    const CDPOINT q0 = EndPoint(c, t0) + n0 * r, q3 = EndPoint(c, t1) + n1 * r;
+    const double chord = num::Dist(b.p[0], b.p[3]);
+    // A straight stretch (every control point on the chord) moves across as it is.
+    const CDPOINT u = Unit(b.p[3] - b.p[0]);
+    if (chord > 0 && std::fabs(num::Cross(u, b.p[1] - b.p[0])) <= chord * kStraight &&
+        std::fabs(num::Cross(u, b.p[2] - b.p[0])) <= chord * kStraight &&
+        num::Dot(n0, n1) > 1 - kStraight) {
+      CurveTo(Cubic{{q0, b.p[1] + n0 * r, b.p[2] + n0 * r, q3}});
+      return;
+    }
+    CDPOINT h0 = b.p[1] - b.p[0], h1 = b.p[2] - b.p[3];
+    if (num::Length(h0) < chord * 1e-9) h0 = Tangent(c, t0) * (chord / 3);
+    if (num::Length(h1) < chord * 1e-9) h1 = Tangent(c, t1) * (-chord / 3);
+    const double f0 = std::max(1 - r * Curvature(c, t0), kMinHandleScale);
+    const double f1 = std::max(1 - r * Curvature(c, t1), kMinHandleScale);
+    // No handle longer than the offset's chord and radius allow (at a cusp the curvature, and
+    // with it the scale, is unbounded).
+    const double most = kMaxHandle * (num::Dist(q0, q3) + r);
+    const auto scaled = [most](const CDPOINT& h, double f) {
+      const double l = num::Length(h) * f;
+      return l > most ? h * (most / num::Length(h)) : h * f;
+    };
+    const Cubic q{{q0, q0 + scaled(h0, f0), q3 + scaled(h1, f1), q3}};
+    double err = 0;
+    for (int j = 1; j < kFitChecks && err <= fitTol; ++j) {
+      const double s = double(j) / kFitChecks;
+      const CDPOINT p = q.At(s);
+      // The nearest of a few samples, then Newton steps (slow alone where the speed vanishes).
+      double t = t0 + (t1 - t0) * s, best = kHuge;
+      for (int k = 0; k <= kProjectSamples; ++k) {
+        const double tk = t0 + (t1 - t0) * k / kProjectSamples;
+        const double dk = num::Dist(c.At(tk), p);
+        if (dk < best) best = dk, t = tk;
+      }
+      for (int it = 0; it < kProjectSteps; ++it) {
+        const CDPOINT e = c.At(t) - p, v = c.D1(t), a = c.D2(t);
+        const double g1 = num::Dot(e, v), g2 = num::Dot(v, v) + num::Dot(e, a);
+        if (!(g2 > 0)) break;
+        t = std::clamp(t - g1 / g2, t0, t1);
+      }
+      err = std::max(err, std::fabs(num::Dist(c.At(t), p) - r));
+    }
+    if (err > fitTol && depth < kMaxDepth && !Full()) {
+      const double m = 0.5 * (t0 + t1);
+      FitOffset(c, t0, m, depth + 1);
+      FitOffset(c, m, t1, depth + 1);
+      return;
+    }
+    CurveTo(q);
+  }
+
+  // The corner v between incoming tangent a and outgoing tangent b, the chain standing on
+  // v + r * Normal(a): the join where the path turns right (away from the left side), a
+  // detour through v where it turns left; a turn too small for either to matter is a line.
+  void Join(const CDPOINT& v, const CDPOINT& a, const CDPOINT& b) {
+    const double turn = std::atan2(num::Cross(a, b), num::Dot(a, b));
+    const CDPOINT na = Normal(a) * r, nb = Normal(b) * r;
+    if (std::fabs(turn) * r <= arcTol || std::fabs(turn) < kJoinMinAngle) {
+      LineTo(v + nb);
+      return;
+    }
+    if (turn > 0) {
+      Detour detour;
+      detour.s = static_cast<int>(cur->GetUpperBound());
+      LineTo(v);
+      LineTo(v + nb);
+      detour.e = static_cast<int>(cur->GetUpperBound());
+      AddDetour(std::move(detour));
+      return;
+    }
+    if (opt.join == OffsetJoin::kRound) {
+      ArcTo(v, turn, v + nb);
+      return;
+    }
+    const double half = std::fabs(turn) / 2, limit = std::max(1.0, opt.miterLimit);
+    if (opt.join == OffsetJoin::kMiter && std::cos(half) * limit >= 1)
+      LineTo(v + Unit(na + nb) * (r / std::cos(half)));
+    LineTo(v + nb);
+  }
+
+  // The cap at end p, whose outward tangent is t, from p + r * Normal(t) to p - r * Normal(t).
+  void Cap(const CDPOINT& p, const CDPOINT& t) {
+    const CDPOINT n = Normal(t) * r, e = t * r;
+    if (opt.cap == OffsetCap::kRound) {
+      ArcTo(p, -std::numbers::pi, p - n);
+      return;
+    }
+    if (opt.cap == OffsetCap::kSquare) {
+      LineTo(p + n + e);
+      LineTo(p - n + e);
+    } else {
+      LineTo(p);
+    }
+    LineTo(p - n);
+  }
+};
+
+LoopBuilder::LoopBuilder(double d, const OffsetOptions& options, CPolyPolyBezier& out,
+                         std::size_t nodes)
+    : impl_(std::make_unique<Impl>(d, options, out)) {
+  impl_->maxPieces = kOffsetMaxPieces +
+                     kOffsetPiecesPerNode *
+                         static_cast<long long>(std::min<std::size_t>(nodes, std::size_t{1} << 40));
+}
+LoopBuilder::~LoopBuilder() = default;
+
+void LoopBuilder::AddLeftSide(const CBPointArray& path) {
+  const std::vector<Cubic> segs = Segments(path, true);
+  if (segs.empty()) return;
+  impl_->Side(segs, true);
+  impl_->Finish();
+}
+
+void LoopBuilder::AddBothSides(const CBPointArray& path) {
+  const std::vector<Cubic> segs = Segments(path, true);
+  if (segs.empty()) return;
+  impl_->Side(segs, true);
+  impl_->Finish();
+  impl_->Side(Reversed(segs), true);
+  impl_->Finish();
+}
+
+void LoopBuilder::AddOpen(const CBPointArray& path) {
+  const std::vector<Cubic> segs = Segments(path, false);
+  if (segs.empty()) {
+    if (path.GetSize() > 0 && impl_->opt.cap == OffsetCap::kRound) impl_->AddDisk(path[0].anchor);
+    return;
+  }
+  const std::vector<Cubic> back = Reversed(segs);
+  impl_->Side(segs, false);
+  impl_->Cap(segs.back().p[3], Tangent(segs.back(), 1));
+  impl_->Side(back, false);
+  impl_->Cap(back.back().p[3], Tangent(back.back(), 1));
+  impl_->Finish();
+}
+
+int LoopBuilder::Count() const {
+  return static_cast<int>(impl_->out.GetSize());
+}
+
+}  // namespace plexa::offset
