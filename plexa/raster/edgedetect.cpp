@@ -1,27 +1,16 @@
-// CEdgeDetect: settings, the grey picture, the work rasters, tracing of the result and the
-// conversion back to drawing units. The detectors are in edgedetect_canny.cpp and
-// edgedetect_shen.cpp.
+// CEdgeDetect: settings, the grey picture, the two entries (Canny and ISEF), tracing of the
+// result and the conversion back to drawing units. The top of the detector's files: it calls
+// the stages of edgedetect_canny.cpp and edgedetect_shen.cpp, which call the work images of
+// edgedetect_rasters.cpp and the helpers of internal/edgestages.h; nothing calls back up.
 #include "plexa/raster/edgedetect.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
-#include <new>
 
 #include "plexa/raster/imagetrace.h"
 #include "plexa/raster/imgproc.h"
 #include "plexa/raster/internal/edgestages.h"
-
-namespace edge_internal {
-
-void OutOfStorage(const char* text) {
-  std::fputs(text, stderr);
-  std::fflush(stderr);
-  std::exit(1);
-}
-
-}  // namespace edge_internal
 
 namespace {
 
@@ -74,52 +63,6 @@ void CEdgeDetect::Output(CPolyPolyBezier& out) const {
   out.Copy(*this);
 }
 
-// ---- work rasters ----
-
-bool CEdgeDetect::newimage(int nr, int nc, image& im) {
-  im = image{};
-  if (nr < 0 || nc < 0 || std::int64_t{nr} * nc > kEdgeMaxRasterBytes) return false;
-  try {
-    im.pixels.assign(static_cast<std::size_t>(nr) * static_cast<std::size_t>(nc), 0);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  im.nr = nr;
-  im.nc = nc;
-  return true;
-}
-
-void CEdgeDetect::freeimage(image& im) {
-  im = image{};
-}
-
-CEdgeDetect::fimage CEdgeDetect::f2d(int nr, int nc) {
-  if (nr < 0 || nc < 0 ||
-      std::int64_t{nr} * nc * static_cast<std::int64_t>(sizeof(float)) > kEdgeMaxRasterBytes)
-    edge_internal::OutOfStorage("Out of storage: F2D.\n");
-  fimage f;
-  try {
-    f.rows.resize(static_cast<std::size_t>(nr));
-  } catch (const std::bad_alloc&) {
-    edge_internal::OutOfStorage("Out of storage: F2D.\n");
-  }
-  for (int i = 0; i < nr; ++i) {
-    try {
-      f.rows[static_cast<std::size_t>(i)].assign(static_cast<std::size_t>(nc), 0.0f);
-    } catch (const std::bad_alloc&) {
-      std::fprintf(stderr, "Out of storage: F2D %d.\n", i);
-      edge_internal::OutOfStorage("");
-    }
-  }
-  f.nr = nr;
-  f.nc = nc;
-  return f;
-}
-
-void CEdgeDetect::free_f2d(fimage& f) {
-  f = fimage{};
-}
-
 // ---- pixels ----
 
 unsigned char CEdgeDetect::GetGrayPixel(int x, int y) const {
@@ -129,16 +72,6 @@ unsigned char CEdgeDetect::GetGrayPixel(int x, int y) const {
   const GreyTables& t = Grey();
   return static_cast<unsigned char>(t.r[p[2]] + t.g[p[1]] + t.b[p[0]]);
 }
-
-HBITMAP CEdgeDetect::CreateBitmap32(int w, int h) {
-  return CImgProc::CreateBitmap32(w, h);
-}
-
-void CEdgeDetect::SetPixel(tagBITMAP& bm, int x, int y, unsigned long colour) {
-  CImgProc::SetPixel32(bm, x, y, colour);
-}
-
-void CEdgeDetect::DumpImage(const image* /*im*/) const {}
 
 bool CEdgeDetect::GreyImage(image& grey) const {
   const tagBITMAP& bm = m_bm;
@@ -180,6 +113,56 @@ void CEdgeDetect::TraceResult(const image& result) {
   CImageTrace trace;
   trace.AutoTrace(bmp, *this);
   DeleteObject(bmp);
+}
+
+// ---- the detectors ----
+
+void CEdgeDetect::Input_Canny() {
+  RemoveAll();
+  image result;
+  if (CannyEdges(result)) TraceResult(result);
+}
+
+bool CEdgeDetect::CannyEdges(image& grey) {
+  m_ratio = 0.1;
+  if (!GreyImage(grey)) return false;
+  image mag, ori;
+  if (!newimage(grey.nr, grey.nc, mag)) edge_internal::OutOfStorage("Out of storage: Magnitude\n");
+  if (!newimage(grey.nr, grey.nc, ori))
+    edge_internal::OutOfStorage("Out of storage: Orientation\n");
+  const auto sigma = static_cast<float>(1.5 - m_details);
+  canny(sigma, grey, mag, ori);
+  hysteresis(-1, 0, grey, mag, ori);
+  freeimage(ori);
+  freeimage(mag);
+  // The frame that the wrap-around smoothing spoils: top rows, bottom rows, left columns.
+  const int nr = grey.nr, nc = grey.nc, border = m_border;
+  for (int i = 0; i < nr; ++i) {
+    unsigned char* row = grey[i];
+    if (i < border || i >= nr - border)
+      std::fill(row, row + nc, 255);
+    else
+      std::fill(row, row + std::min(border, nc), 255);
+  }
+  return true;
+}
+
+void CEdgeDetect::Input_Shen() {
+  RemoveAll();
+  image result;
+  if (ShenEdges(result)) TraceResult(result);
+}
+
+bool CEdgeDetect::ShenEdges(image& res) {
+  m_ratio = 0.99;
+  image grey;
+  if (!GreyImage(grey)) return false;
+  embed(grey, kEdgeIsefFrame);
+  if (grey.nr == 0 || !newimage(grey.nr, grey.nc, res)) return false;
+  shen(grey, res);
+  freeimage(grey);
+  debed(res, kEdgeIsefFrame);
+  return res.nr > 0;
 }
 
 // ---- drawing units ----

@@ -1,0 +1,252 @@
+// The edge detector's shared helpers and its row-streaming Canny gradient kernel.
+//
+// The kernel computes, one row at a time, exactly what the whole-raster stages of
+// edgedetect_canny.cpp compute (same single-precision operations, each pixel's terms summed in
+// the same order, no fused multiply-add), so the bytes are identical; it only keeps the rows
+// it still needs: the smoothed-along-y rows of the taps' reach, and three rows of gradients
+// for the suppression. Four pixels at a time with SSE2 (part of every x86-64), a plain loop
+// elsewhere and for the last pixels of a row.
+#include "plexa/raster/internal/edgestages.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace edge_internal {
+
+void OutOfStorage(const char* text) {
+  std::fputs(text, stderr);
+  std::fflush(stderr);
+  std::exit(1);
+}
+
+namespace {
+
+// Gradient magnitudes are stored as bytes times this factor (capped at 255 inside).
+constexpr double kMagScale = 20.0;
+// Gradients with both components below this are no edge candidates.
+constexpr double kMinGradient = 0.01;
+// Most taps (the kernel keeps at most 20).
+constexpr int kTaps = 20;
+
+// The smallest float whose double value is not below kMinGradient: a float component is
+// below kMinGradient (compared in double) exactly when it is below this.
+float WeakBelow() {
+  float f = static_cast<float>(kMinGradient);
+  if (static_cast<double>(f) < kMinGradient) f = std::nextafter(f, 1.0f);
+  return f;
+}
+
+inline float Value(float v) {
+  return v;
+}
+inline float Value(unsigned char v) {
+  return static_cast<float>(v);
+}
+
+#if defined(__SSE2__)
+inline __m128 Load4(const float* p) {
+  return _mm_loadu_ps(p);
+}
+inline __m128 Load4(const unsigned char* p) {
+  int w;
+  std::memcpy(&w, p, 4);
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i bytes = _mm_cvtsi32_si128(w);
+  return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero));
+}
+#endif
+
+// One row of a symmetric convolution: out[j] = c0 * first[j] (0 when first is null), then for
+// k = 1 .. taps - 1: out[j] += cp[k] * p[k][j] + cq[k] * q[k][j], for j in 0 .. n - 1.
+template <typename T>
+void Combine(float* out, int n, const T* first, float c0, const T* const* p, const float* cp,
+             const T* const* q, const float* cq, int taps) {
+  int j = 0;
+#if defined(__SSE2__)
+  __m128 vp[kTaps], vq[kTaps];
+  for (int k = 1; k < taps; ++k) {
+    vp[k] = _mm_set1_ps(cp[k]);
+    vq[k] = _mm_set1_ps(cq[k]);
+  }
+  const __m128 v0 = _mm_set1_ps(c0);
+  for (; j + 4 <= n; j += 4) {
+    __m128 acc = first != nullptr ? _mm_mul_ps(v0, Load4(first + j)) : _mm_setzero_ps();
+    for (int k = 1; k < taps; ++k)
+      acc = _mm_add_ps(
+          acc, _mm_add_ps(_mm_mul_ps(vp[k], Load4(p[k] + j)), _mm_mul_ps(vq[k], Load4(q[k] + j))));
+    _mm_storeu_ps(out + j, acc);
+  }
+#endif
+  for (; j < n; ++j) {
+    float acc = first != nullptr ? c0 * Value(first[j]) : 0.0f;
+    for (int k = 1; k < taps; ++k) acc += cp[k] * Value(p[k][j]) + cq[k] * Value(q[k][j]);
+    out[j] = acc;
+  }
+}
+
+// The suppression of the pixels 1 .. nc - 2 of one row: with xx = min(|xc|, |yc|) / max(|xc|,
+// |yc|), mostly vertical (|yc| > |xc|): g2 above, g4 below, g1, g3 the diagonal pair of the
+// gradient's sign (xc * yc > 0: upper left and lower right, else upper right and lower left);
+// mostly horizontal: g2 right, g4 left, g1 lower right and g3 upper left when the signs agree,
+// else g1 upper right and g3 lower left. Kept: g > xx g1 + (1 - xx) g2 and
+// g > xx g3 + (1 - xx) g4 (strict on both sides), as the byte of 20 g capped at 255.
+void SuppressRow(const float* up, const float* mid, const float* down, const float* dxr,
+                 const float* dyr, int nc, float weakBelow, unsigned char* m) {
+  int j = 1;
+#if defined(__SSE2__)
+  const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+  const __m128 weakT = _mm_set1_ps(weakBelow), zero = _mm_setzero_ps(), one = _mm_set1_ps(1);
+  const __m128d cap = _mm_set1_pd(255.0), scale = _mm_set1_pd(kMagScale);
+  auto sel = [](__m128 mask, __m128 a, __m128 b) {
+    return _mm_or_ps(_mm_and_ps(mask, a), _mm_andnot_ps(mask, b));
+  };
+  for (; j + 4 <= nc - 1; j += 4) {
+    const __m128 xc = _mm_loadu_ps(dxr + j), yc = _mm_loadu_ps(dyr + j);
+    const __m128 ax = _mm_and_ps(xc, absMask), ay = _mm_and_ps(yc, absMask);
+    const __m128 weak = _mm_and_ps(_mm_cmplt_ps(ax, weakT), _mm_cmplt_ps(ay, weakT));
+    const __m128 vert = _mm_cmpgt_ps(ay, ax);
+    const __m128 same = _mm_cmpgt_ps(_mm_mul_ps(xc, yc), zero);
+    const __m128 xx = _mm_div_ps(sel(vert, ax, ay), sel(vert, ay, ax));  // NaN only if weak
+    const __m128 ur = _mm_loadu_ps(up + j + 1), ul = _mm_loadu_ps(up + j - 1);
+    const __m128 dr = _mm_loadu_ps(down + j + 1), dl = _mm_loadu_ps(down + j - 1);
+    const __m128 g2 = sel(vert, _mm_loadu_ps(up + j), _mm_loadu_ps(mid + j + 1));
+    const __m128 g4 = sel(vert, _mm_loadu_ps(down + j), _mm_loadu_ps(mid + j - 1));
+    const __m128 g1 = sel(vert, sel(same, ul, ur), sel(same, dr, ur));
+    const __m128 g3 = sel(vert, sel(same, dr, dl), sel(same, ul, dl));
+    const __m128 g = _mm_loadu_ps(mid + j), w = _mm_sub_ps(one, xx);
+    const __m128 s1 = _mm_add_ps(_mm_mul_ps(xx, g1), _mm_mul_ps(w, g2));
+    const __m128 s3 = _mm_add_ps(_mm_mul_ps(xx, g3), _mm_mul_ps(w, g4));
+    const __m128 keep = _mm_andnot_ps(weak, _mm_and_ps(_mm_cmpgt_ps(g, s1), _mm_cmpgt_ps(g, s3)));
+    // g * 20 in double (exact), capped at 255, truncated.
+    const __m128d lo2 = _mm_min_pd(_mm_mul_pd(_mm_cvtps_pd(g), scale), cap);
+    const __m128d hi2 = _mm_min_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(g, g)), scale), cap);
+    const __m128i ints = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo2), _mm_cvttpd_epi32(hi2));
+    const __m128i kept = _mm_and_si128(ints, _mm_castps_si128(keep));
+    const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(kept, kept), kept);
+    const int four = _mm_cvtsi128_si32(bytes);
+    std::memcpy(m + j, &four, 4);
+  }
+#endif
+  for (; j < nc - 1; ++j) {
+    const float xc = dxr[j], yc = dyr[j];
+    const float ax = std::fabs(xc), ay = std::fabs(yc);
+    const bool weak = ax < weakBelow && ay < weakBelow;
+    const bool vert = ay > ax;
+    const bool same = xc * yc > 0.0f;
+    const float xx = weak ? 0.0f : (vert ? ax : ay) / (vert ? ay : ax);
+    const float ur = up[j + 1], ul = up[j - 1], dr = down[j + 1], dl = down[j - 1];
+    const float g2 = vert ? up[j] : mid[j + 1];
+    const float g4 = vert ? down[j] : mid[j - 1];
+    const float g1 = vert ? (same ? ul : ur) : (same ? dr : ur);
+    const float g3 = vert ? (same ? dr : dl) : (same ? ul : dl);
+    const float g = mid[j], w = 1.0f - xx;
+    const bool keep = !weak && g > xx * g1 + w * g2 && g > xx * g3 + w * g4;
+    const double scaled = g * kMagScale;
+    m[j] = !keep ? 0 : scaled <= 255 ? static_cast<unsigned char>(scaled) : 255;
+  }
+}
+
+// n[j] = sqrt(x[j]^2 + y[j]^2) (correctly rounded in both forms).
+void NormRow(const float* x, const float* y, int nc, float* n) {
+  int j = 0;
+#if defined(__SSE2__)
+  for (; j + 4 <= nc; j += 4) {
+    const __m128 a = _mm_loadu_ps(x + j), b = _mm_loadu_ps(y + j);
+    _mm_storeu_ps(n + j, _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(a, a), _mm_mul_ps(b, b))));
+  }
+#endif
+  for (; j < nc; ++j) n[j] = std::sqrt(x[j] * x[j] + y[j] * y[j]);
+}
+
+}  // namespace
+
+int CannyScratchRows(int width) {
+  const int reach = std::max(width - 1, 0);
+  return 2 * reach + 1 + 2 + 3 * 3;  // smoothed-along-y ring, pad and smx, dx dy norm rings
+}
+
+int CannyScratchColumns(int nc, int width) {
+  return nc + 4 * std::max(width - 1, 0);
+}
+
+void CannyMagnitudes(const unsigned char* grey, int nr, int nc, const CannyTaps& taps,
+                     float* const* scratch, unsigned char* mag) {
+  const int width = std::clamp(taps.width, 0, kTaps);
+  const int reach = std::max(width - 1, 0), ring = 2 * reach + 1;
+  float cp[kTaps] = {}, cq[kTaps] = {}, dp[kTaps] = {}, dq[kTaps] = {};
+  for (int k = 1; k < width; ++k) {
+    cp[k] = cq[k] = taps.gau[k];
+    dp[k] = -taps.dgau[k];
+    dq[k] = taps.dgau[k];
+  }
+  const float g0 = taps.gau[0], weakBelow = WeakBelow();
+  float* pad = scratch[0];
+  float* smx = scratch[1];
+  float* const* smy = scratch + 2;
+  float* const* dxs = scratch + 2 + ring;
+  float* const* dys = dxs + 3;
+  float* const* norms = dys + 3;
+  auto row = [&](int r) { return grey + static_cast<std::size_t>(Wrap(r, nr)) * nc; };
+  const unsigned char* gp[kTaps] = {};
+  const unsigned char* gq[kTaps] = {};
+  auto smoothY = [&](int r) {  // the smoothed-along-y row of logical row r into its ring slot
+    for (int k = 1; k < width; ++k) {
+      gp[k] = row(Wrap(r, nr) + k);
+      gq[k] = row(Wrap(r, nr) - k);
+    }
+    Combine(smy[Wrap(r, ring)], nc, row(r), g0, gp, cp, gq, cq, width);
+  };
+  const float* fp[kTaps] = {};
+  const float* fq[kTaps] = {};
+  for (int r = -reach; r < reach; ++r) smoothY(r);
+  for (int t = 0; t < nr; ++t) {
+    smoothY(t + reach);
+    // Along x: the row with 2 x reach wrap-around values on each side, smoothed over the row and
+    // reach values on each side, then differentiated.
+    const unsigned char* g = row(t);
+    for (int j = -2 * reach; j < nc + 2 * reach; ++j)
+      pad[j + 2 * reach] = static_cast<float>(g[j >= 0 && j < nc ? j : Wrap(j, nc)]);
+    const float* p = pad + 2 * reach;
+    for (int k = 1; k < width; ++k) {
+      fp[k] = p - reach + k;
+      fq[k] = p - reach - k;
+    }
+    Combine(smx, nc + 2 * reach, p - reach, g0, fp, cp, fq, cq, width);
+    const float* s = smx + reach;
+    for (int k = 1; k < width; ++k) {
+      fp[k] = s + k;
+      fq[k] = s - k;
+    }
+    float* dx = dxs[t % 3];
+    Combine<float>(dx, nc, nullptr, 0.0f, fp, dp, fq, dq, width);
+    // Along y, from the ring.
+    for (int k = 1; k < width; ++k) {
+      fp[k] = smy[Wrap(t + k, ring)];
+      fq[k] = smy[Wrap(t - k, ring)];
+    }
+    float* dy = dys[t % 3];
+    Combine<float>(dy, nc, nullptr, 0.0f, fp, dp, fq, dq, width);
+    float* n = norms[t % 3];
+    NormRow(dx, dy, nc, n);
+    unsigned char* m = mag + static_cast<std::size_t>(t) * nc;
+    if (t == 0 || t == nr - 1) {
+      for (int j = 0; j < nc; ++j) m[j] = WrapToByte(n[j] * kMagScale);
+    } else {
+      m[0] = WrapToByte(n[0] * kMagScale);
+      m[nc - 1] = WrapToByte(n[nc - 1] * kMagScale);
+    }
+    if (t >= 2) {
+      const int i = t - 1;
+      SuppressRow(norms[(i + 2) % 3], norms[i % 3], n, dxs[i % 3], dys[i % 3], nc, weakBelow,
+                  mag + static_cast<std::size_t>(i) * nc);
+    }
+  }
+}
+
+}  // namespace edge_internal
