@@ -19,24 +19,6 @@ constexpr double kDefaultDpi = 96.0;
 // Drawing units (tenths of a millimetre) per inch.
 constexpr double kUnitsPerInch = 254.0;
 
-// The grey weights of red, green and blue, applied as trunc(0.3 R + 0.59 G + 0.11 B) in
-// double precision. The three products come from tables (the same doubles the multiplication
-// gives), added in the same order.
-struct GreyTables {
-  double r[256], g[256], b[256];
-  GreyTables() {
-    for (int i = 0; i < 256; ++i) {
-      r[i] = 0.3 * i;
-      g[i] = 0.59 * i;
-      b[i] = 0.11 * i;
-    }
-  }
-};
-const GreyTables& Grey() {
-  static const GreyTables tables;
-  return tables;
-}
-
 }  // namespace
 
 // ---- settings and entries ----
@@ -69,8 +51,7 @@ unsigned char CEdgeDetect::GetGrayPixel(int x, int y) const {
   const auto* row = static_cast<const unsigned char*>(m_bm.bmBits) +
                     (std::int64_t{m_bm.bmHeight} - 1 - y) * (std::int64_t{m_bm.bmWidth} * 4);
   const unsigned char* p = row + std::int64_t{x} * 4;
-  const GreyTables& t = Grey();
-  return static_cast<unsigned char>(t.r[p[2]] + t.g[p[1]] + t.b[p[0]]);
+  return edge_internal::GreyOf(p);
 }
 
 bool CEdgeDetect::GreyImage(image& grey) const {
@@ -86,14 +67,10 @@ bool CEdgeDetect::GreyImage(image& grey) const {
     }
     return true;
   }
-  const GreyTables& t = Grey();
-  for (int y = 0; y < bm.bmHeight; ++y) {  // GetGrayPixel, one row at a time
-    const unsigned char* p = static_cast<const unsigned char*>(bm.bmBits) +
-                             (std::int64_t{bm.bmHeight} - 1 - y) * (std::int64_t{bm.bmWidth} * 4);
-    unsigned char* out = grey[y];
-    for (int x = 0; x < bm.bmWidth; ++x, p += 4)
-      out[x] = static_cast<unsigned char>(t.r[p[2]] + t.g[p[1]] + t.b[p[0]]);
-  }
+  for (int y = 0; y < bm.bmHeight; ++y)  // GetGrayPixel, one row at a time
+    edge_internal::GreyRow(static_cast<const unsigned char*>(bm.bmBits) +
+                               (std::int64_t{bm.bmHeight} - 1 - y) * (std::int64_t{bm.bmWidth} * 4),
+                           bm.bmWidth, grey[y]);
   return true;
 }
 

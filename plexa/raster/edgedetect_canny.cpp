@@ -8,7 +8,8 @@
 // stage over the whole picture at a time; the fused kernel gives exactly their bytes.
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <cstdint>
+#include <utility>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -140,22 +141,30 @@ bool CEdgeDetect::range(const image& im, int i, int j) {
 }
 
 void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
-  // Mostly zeros: eight bytes of zeros at a time count at once.
+  // Four histograms taken in turn, so that runs of one level do not wait on one counter; they
+  // are added up before any of their counters could overflow.
   std::int64_t hist[256] = {};
+  std::vector<std::uint32_t> part(4 * 256);
+  std::int64_t pending = 0;
+  auto flush = [&] {
+    for (int k = 0; k < 4 * 256; ++k) hist[k % 256] += std::exchange(part[k], 0);
+    pending = 0;
+  };
+  const int end = mag.nc - m_border;
   for (int i = m_border; i < mag.nr - m_border; ++i) {
+    if (pending + end > std::int64_t{1} << 31) flush();
+    pending += end;
     const unsigned char* row = mag[i];
     int j = m_border;
-    const int end = mag.nc - m_border;
-    for (; j + 8 <= end; j += 8) {
-      std::uint64_t eight;
-      std::memcpy(&eight, row + j, 8);
-      if (eight == 0)
-        hist[0] += 8;
-      else
-        for (int k = 0; k < 8; ++k) ++hist[row[j + k]];
+    for (; j + 4 <= end; j += 4) {
+      ++part[row[j]];
+      ++part[256 + row[j + 1]];
+      ++part[512 + row[j + 2]];
+      ++part[768 + row[j + 3]];
     }
     for (; j < end; ++j) ++hist[row[j]];
   }
+  flush();
   const auto target = static_cast<std::int64_t>(kHighShare * std::max(mag.nr, mag.nc));
   int k = 255;
   std::int64_t count = hist[255];

@@ -152,6 +152,15 @@ void SuppressRow(const float* up, const float* mid, const float* down, const flo
   }
 }
 
+// out[j] = bytes[j] for j in 0 .. n - 1.
+void ToFloats(const unsigned char* bytes, int n, float* out) {
+  int j = 0;
+#if defined(__SSE2__)
+  for (; j + 4 <= n; j += 4) _mm_storeu_ps(out + j, Load4(bytes + j));
+#endif
+  for (; j < n; ++j) out[j] = static_cast<float>(bytes[j]);
+}
+
 // n[j] = sqrt(x[j]^2 + y[j]^2) (correctly rounded in both forms).
 void NormRow(const float* x, const float* y, int nc, float* n) {
   int j = 0;
@@ -164,7 +173,56 @@ void NormRow(const float* x, const float* y, int nc, float* n) {
   for (; j < nc; ++j) n[j] = std::sqrt(x[j] * x[j] + y[j] * y[j]);
 }
 
+// The grey weights' products as doubles (the same doubles the multiplications give).
+struct GreyTables {
+  double r[256], g[256], b[256];
+  GreyTables() {
+    for (int i = 0; i < 256; ++i) {
+      r[i] = 0.3 * i;
+      g[i] = 0.59 * i;
+      b[i] = 0.11 * i;
+    }
+  }
+};
+const GreyTables kGrey;
+
 }  // namespace
+
+unsigned char GreyOf(const unsigned char* bgra) {
+  return static_cast<unsigned char>(kGrey.r[bgra[2]] + kGrey.g[bgra[1]] + kGrey.b[bgra[0]]);
+}
+
+void GreyRow(const unsigned char* bgra, int n, unsigned char* out) {
+  // In integers: s = 30 R + 59 G + 11 B, grey = s / 100. The doubles differ from s / 100 by far
+  // less than 0.01, so they truncate to the same integer unless s is a multiple of 100; those
+  // pixels (but black) take the doubles.
+  int x = 0;
+#if defined(__SSE2__)
+  const __m128i low = _mm_set1_epi32(0xFF), zero = _mm_setzero_si128();
+  const __m128i c30 = _mm_set1_epi32(30), c59 = _mm_set1_epi32(59), c11 = _mm_set1_epi32(11);
+  const __m128i c99 = _mm_set1_epi32(99), c100 = _mm_set1_epi32(100);
+  const __m128 hundredth = _mm_set1_ps(0.01f);
+  for (; x + 4 <= n; x += 4) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgra + 4 * x));
+    const __m128i b = _mm_and_si128(v, low), g = _mm_and_si128(_mm_srli_epi32(v, 8), low),
+                  r = _mm_and_si128(_mm_srli_epi32(v, 16), low);
+    // Products below 2^15 in the low halves of the lanes (the high halves are 0).
+    const __m128i s = _mm_add_epi32(_mm_add_epi32(_mm_mullo_epi16(r, c30), _mm_mullo_epi16(g, c59)),
+                                    _mm_mullo_epi16(b, c11));
+    __m128i q = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(s), hundredth));  // s / 100, +-1
+    __m128i rem = _mm_sub_epi32(s, _mm_mullo_epi16(q, c100));
+    q = _mm_add_epi32(_mm_sub_epi32(q, _mm_cmpgt_epi32(rem, c99)), _mm_cmplt_epi32(rem, zero));
+    rem = _mm_sub_epi32(s, _mm_mullo_epi16(q, c100));
+    const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(q, q), q);
+    const int four = _mm_cvtsi128_si32(bytes);
+    std::memcpy(out + x, &four, 4);
+    const __m128i exact = _mm_andnot_si128(_mm_cmpeq_epi32(s, zero), _mm_cmpeq_epi32(rem, zero));
+    for (int m = _mm_movemask_ps(_mm_castsi128_ps(exact)), l = 0; m != 0; m >>= 1, ++l)
+      if (m & 1) out[x + l] = GreyOf(bgra + 4 * (x + l));
+  }
+#endif
+  for (; x < n; ++x) out[x] = GreyOf(bgra + 4 * x);
+}
 
 int CannyScratchRows(int width) {
   const int reach = std::max(width - 1, 0);
@@ -210,8 +268,11 @@ void CannyMagnitudes(const unsigned char* grey, int nr, int nc, const CannyTaps&
     // Along x: the row with 2 x reach wrap-around values on each side, smoothed over the row and
     // reach values on each side, then differentiated.
     const unsigned char* g = row(t);
-    for (int j = -2 * reach; j < nc + 2 * reach; ++j)
-      pad[j + 2 * reach] = static_cast<float>(g[j >= 0 && j < nc ? j : Wrap(j, nc)]);
+    ToFloats(g, nc, pad + 2 * reach);
+    for (int j = 1; j <= 2 * reach; ++j) {
+      pad[2 * reach - j] = static_cast<float>(g[Wrap(-j, nc)]);
+      pad[2 * reach + nc - 1 + j] = static_cast<float>(g[Wrap(nc - 1 + j, nc)]);
+    }
     const float* p = pad + 2 * reach;
     for (int k = 1; k < width; ++k) {
       fp[k] = p - reach + k;

@@ -25,6 +25,12 @@ inline unsigned char WrapToByte(double v) {
   return static_cast<unsigned char>(static_cast<std::uint32_t>(static_cast<std::int32_t>(v)));
 }
 
+// trunc(0.3 R + 0.59 G + 0.11 B) in double precision (each product rounded, then added in that
+// order) of the pixel at bgra (blue, green, red, spare byte).
+unsigned char GreyOf(const unsigned char* bgra);
+// GreyOf of the n pixels at bgra into out[0 .. n - 1].
+void GreyRow(const unsigned char* bgra, int n, unsigned char* out);
+
 // The Canny taps: gau[0..width-1] smoothing, dgau[1..width-1] derivative (width 0..20).
 struct CannyTaps {
   const float* gau;
