@@ -14,7 +14,7 @@
 #include <cstring>
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace edge_internal {
@@ -42,17 +42,7 @@ float WeakBelow() {
   return f;
 }
 
-inline float Value(float v) {
-  return v;
-}
-inline float Value(unsigned char v) {
-  return static_cast<float>(v);
-}
-
 #if defined(__SSE2__)
-inline __m128 Load4(const float* p) {
-  return _mm_loadu_ps(p);
-}
 inline __m128 Load4(const unsigned char* p) {
   int w;
   std::memcpy(&w, p, 4);
@@ -63,11 +53,10 @@ inline __m128 Load4(const unsigned char* p) {
 #endif
 
 // One row of a symmetric convolution: out[j] = c0 * first[j] (0 when first is null), then for
-// k = 1 .. taps - 1: out[j] += cp[k] * p[k][j] + cq[k] * q[k][j], for j in 0 .. n - 1.
-template <typename T>
-void Combine(float* out, int n, const T* first, float c0, const T* const* p, const float* cp,
-             const T* const* q, const float* cq, int taps) {
-  int j = 0;
+// k = 1 .. taps - 1: out[j] += cp[k] * p[k][j] + cq[k] * q[k][j], for j in j0 .. n - 1.
+void Combine(float* out, int n, const float* first, float c0, const float* const* p,
+             const float* cp, const float* const* q, const float* cq, int taps, int j0 = 0) {
+  int j = j0;
 #if defined(__SSE2__)
   __m128 vp[kTaps], vq[kTaps];
   for (int k = 1; k < taps; ++k) {
@@ -76,16 +65,16 @@ void Combine(float* out, int n, const T* first, float c0, const T* const* p, con
   }
   const __m128 v0 = _mm_set1_ps(c0);
   for (; j + 4 <= n; j += 4) {
-    __m128 acc = first != nullptr ? _mm_mul_ps(v0, Load4(first + j)) : _mm_setzero_ps();
+    __m128 acc = first != nullptr ? _mm_mul_ps(v0, _mm_loadu_ps(first + j)) : _mm_setzero_ps();
     for (int k = 1; k < taps; ++k)
-      acc = _mm_add_ps(
-          acc, _mm_add_ps(_mm_mul_ps(vp[k], Load4(p[k] + j)), _mm_mul_ps(vq[k], Load4(q[k] + j))));
+      acc = _mm_add_ps(acc, _mm_add_ps(_mm_mul_ps(vp[k], _mm_loadu_ps(p[k] + j)),
+                                       _mm_mul_ps(vq[k], _mm_loadu_ps(q[k] + j))));
     _mm_storeu_ps(out + j, acc);
   }
 #endif
   for (; j < n; ++j) {
-    float acc = first != nullptr ? c0 * Value(first[j]) : 0.0f;
-    for (int k = 1; k < taps; ++k) acc += cp[k] * Value(p[k][j]) + cq[k] * Value(q[k][j]);
+    float acc = first != nullptr ? c0 * first[j] : 0.0f;
+    for (int k = 1; k < taps; ++k) acc += cp[k] * p[k][j] + cq[k] * q[k][j];
     out[j] = acc;
   }
 }
@@ -97,8 +86,8 @@ void Combine(float* out, int n, const T* first, float c0, const T* const* p, con
 // else g1 upper right and g3 lower left. Kept: g > xx g1 + (1 - xx) g2 and
 // g > xx g3 + (1 - xx) g4 (strict on both sides), as the byte of 20 g capped at 255.
 void SuppressRow(const float* up, const float* mid, const float* down, const float* dxr,
-                 const float* dyr, int nc, float weakBelow, unsigned char* m) {
-  int j = 1;
+                 const float* dyr, int nc, float weakBelow, unsigned char* m, int j0 = 1) {
+  int j = j0;
 #if defined(__SSE2__)
   const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
   const __m128 weakT = _mm_set1_ps(weakBelow), zero = _mm_setzero_ps(), one = _mm_set1_ps(1);
@@ -162,8 +151,8 @@ void ToFloats(const unsigned char* bytes, int n, float* out) {
 }
 
 // n[j] = sqrt(x[j]^2 + y[j]^2) (correctly rounded in both forms).
-void NormRow(const float* x, const float* y, int nc, float* n) {
-  int j = 0;
+void NormRow(const float* x, const float* y, int nc, float* n, int j0 = 0) {
+  int j = j0;
 #if defined(__SSE2__)
   for (; j + 4 <= nc; j += 4) {
     const __m128 a = _mm_loadu_ps(x + j), b = _mm_loadu_ps(y + j);
@@ -172,6 +161,86 @@ void NormRow(const float* x, const float* y, int nc, float* n) {
 #endif
   for (; j < nc; ++j) n[j] = std::sqrt(x[j] * x[j] + y[j] * y[j]);
 }
+
+#if defined(__SSE2__) && defined(__x86_64__) && defined(__GNUC__)
+#define PLEXA_EDGE_AVX2 1
+// The same row operations eight pixels at a time, for processors with AVX2 (chosen at run time;
+// the library itself is built for every x86-64), leaving the last pixels of a row to the forms
+// above. The same IEEE single-precision operations, so the same values.
+__attribute__((target("avx2"))) void CombineAvx2(float* out, int n, const float* first, float c0,
+                                                 const float* const* p, const float* cp,
+                                                 const float* const* q, const float* cq, int taps) {
+  __m256 vp[kTaps], vq[kTaps];
+  for (int k = 1; k < taps; ++k) {
+    vp[k] = _mm256_set1_ps(cp[k]);
+    vq[k] = _mm256_set1_ps(cq[k]);
+  }
+  const __m256 v0 = _mm256_set1_ps(c0);
+  int j = 0;
+  for (; j + 8 <= n; j += 8) {
+    __m256 acc =
+        first != nullptr ? _mm256_mul_ps(v0, _mm256_loadu_ps(first + j)) : _mm256_setzero_ps();
+    for (int k = 1; k < taps; ++k)
+      acc = _mm256_add_ps(acc, _mm256_add_ps(_mm256_mul_ps(vp[k], _mm256_loadu_ps(p[k] + j)),
+                                             _mm256_mul_ps(vq[k], _mm256_loadu_ps(q[k] + j))));
+    _mm256_storeu_ps(out + j, acc);
+  }
+  Combine(out, n, first, c0, p, cp, q, cq, taps, j);
+}
+
+__attribute__((target("avx2"))) void NormRowAvx2(const float* x, const float* y, int nc, float* n) {
+  int j = 0;
+  for (; j + 8 <= nc; j += 8) {
+    const __m256 a = _mm256_loadu_ps(x + j), b = _mm256_loadu_ps(y + j);
+    _mm256_storeu_ps(n + j,
+                     _mm256_sqrt_ps(_mm256_add_ps(_mm256_mul_ps(a, a), _mm256_mul_ps(b, b))));
+  }
+  NormRow(x, y, nc, n, j);
+}
+
+__attribute__((target("avx2"))) void SuppressRowAvx2(const float* up, const float* mid,
+                                                     const float* down, const float* dxr,
+                                                     const float* dyr, int nc, float weakBelow,
+                                                     unsigned char* m) {
+  const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff));
+  const __m256 weakT = _mm256_set1_ps(weakBelow), zero = _mm256_setzero_ps();
+  const __m256 one = _mm256_set1_ps(1);
+  const __m256d cap = _mm256_set1_pd(255.0), scale = _mm256_set1_pd(kMagScale);
+  int j = 1;
+  for (; j + 8 <= nc - 1; j += 8) {
+    const __m256 xc = _mm256_loadu_ps(dxr + j), yc = _mm256_loadu_ps(dyr + j);
+    const __m256 ax = _mm256_and_ps(xc, absMask), ay = _mm256_and_ps(yc, absMask);
+    const __m256 weak =
+        _mm256_and_ps(_mm256_cmp_ps(ax, weakT, _CMP_LT_OQ), _mm256_cmp_ps(ay, weakT, _CMP_LT_OQ));
+    const __m256 vert = _mm256_cmp_ps(ay, ax, _CMP_GT_OQ);
+    const __m256 same = _mm256_cmp_ps(_mm256_mul_ps(xc, yc), zero, _CMP_GT_OQ);
+    const __m256 xx = _mm256_div_ps(_mm256_blendv_ps(ay, ax, vert), _mm256_blendv_ps(ax, ay, vert));
+    const __m256 ur = _mm256_loadu_ps(up + j + 1), ul = _mm256_loadu_ps(up + j - 1);
+    const __m256 dr = _mm256_loadu_ps(down + j + 1), dl = _mm256_loadu_ps(down + j - 1);
+    const __m256 g2 = _mm256_blendv_ps(_mm256_loadu_ps(mid + j + 1), _mm256_loadu_ps(up + j), vert);
+    const __m256 g4 =
+        _mm256_blendv_ps(_mm256_loadu_ps(mid + j - 1), _mm256_loadu_ps(down + j), vert);
+    const __m256 g1 =
+        _mm256_blendv_ps(_mm256_blendv_ps(ur, dr, same), _mm256_blendv_ps(ur, ul, same), vert);
+    const __m256 g3 =
+        _mm256_blendv_ps(_mm256_blendv_ps(dl, ul, same), _mm256_blendv_ps(dl, dr, same), vert);
+    const __m256 g = _mm256_loadu_ps(mid + j), w = _mm256_sub_ps(one, xx);
+    const __m256 s1 = _mm256_add_ps(_mm256_mul_ps(xx, g1), _mm256_mul_ps(w, g2));
+    const __m256 s3 = _mm256_add_ps(_mm256_mul_ps(xx, g3), _mm256_mul_ps(w, g4));
+    const __m256 keep = _mm256_andnot_ps(
+        weak, _mm256_and_ps(_mm256_cmp_ps(g, s1, _CMP_GT_OQ), _mm256_cmp_ps(g, s3, _CMP_GT_OQ)));
+    const __m128i lo = _mm256_cvttpd_epi32(
+        _mm256_min_pd(_mm256_mul_pd(_mm256_cvtps_pd(_mm256_castps256_ps128(g)), scale), cap));
+    const __m128i hi = _mm256_cvttpd_epi32(
+        _mm256_min_pd(_mm256_mul_pd(_mm256_cvtps_pd(_mm256_extractf128_ps(g, 1)), scale), cap));
+    const __m128i keptLo = _mm_and_si128(lo, _mm_castps_si128(_mm256_castps256_ps128(keep)));
+    const __m128i keptHi = _mm_and_si128(hi, _mm_castps_si128(_mm256_extractf128_ps(keep, 1)));
+    const __m128i words = _mm_packs_epi32(keptLo, keptHi);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(m + j), _mm_packus_epi16(words, words));
+  }
+  SuppressRow(up, mid, down, dxr, dyr, nc, weakBelow, m, j);
+}
+#endif
 
 // The grey weights' products as doubles (the same doubles the multiplications give).
 struct GreyTables {
@@ -202,6 +271,8 @@ void GreyRow(const unsigned char* bgra, int n, unsigned char* out) {
   const __m128i c30 = _mm_set1_epi32(30), c59 = _mm_set1_epi32(59), c11 = _mm_set1_epi32(11);
   const __m128i c99 = _mm_set1_epi32(99), c100 = _mm_set1_epi32(100);
   const __m128 hundredth = _mm_set1_ps(0.01f);
+  constexpr int kRedo = 64;
+  int redo[kRedo], count = 0;
   for (; x + 4 <= n; x += 4) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgra + 4 * x));
     const __m128i b = _mm_and_si128(v, low), g = _mm_and_si128(_mm_srli_epi32(v, 8), low),
@@ -217,8 +288,15 @@ void GreyRow(const unsigned char* bgra, int n, unsigned char* out) {
     const int four = _mm_cvtsi128_si32(bytes);
     std::memcpy(out + x, &four, 4);
     const __m128i exact = _mm_andnot_si128(_mm_cmpeq_epi32(s, zero), _mm_cmpeq_epi32(rem, zero));
-    for (int m = _mm_movemask_ps(_mm_castsi128_ps(exact)), l = 0; m != 0; m >>= 1, ++l)
-      if (m & 1) out[x + l] = GreyOf(bgra + 4 * (x + l));
+    const int m = _mm_movemask_ps(_mm_castsi128_ps(exact));
+    for (int l = 0; l < 4; ++l) {  // noted without a branch, fixed after the chunk
+      redo[count] = x + l;
+      count += (m >> l) & 1;
+    }
+    if (count > kRedo - 4 || x + 8 > n) {
+      for (int i = 0; i < count; ++i) out[redo[i]] = GreyOf(bgra + 4 * redo[i]);
+      count = 0;
+    }
   }
 #endif
   for (; x < n; ++x) out[x] = GreyOf(bgra + 4 * x);
@@ -226,7 +304,8 @@ void GreyRow(const unsigned char* bgra, int n, unsigned char* out) {
 
 int CannyScratchRows(int width) {
   const int reach = std::max(width - 1, 0);
-  return 2 * reach + 1 + 2 + 3 * 3;  // smoothed-along-y ring, pad and smx, dx dy norm rings
+  // Rings of smoothed-along-y rows and of grey rows as floats, pad and smx, dx dy norm rings.
+  return 2 * (2 * reach + 1) + 2 + 3 * 3;
 }
 
 int CannyScratchColumns(int nc, int width) {
@@ -244,57 +323,79 @@ void CannyMagnitudes(const unsigned char* grey, int nr, int nc, const CannyTaps&
     dq[k] = taps.dgau[k];
   }
   const float g0 = taps.gau[0], weakBelow = WeakBelow();
+#if defined(PLEXA_EDGE_AVX2)
+  const bool wide = __builtin_cpu_supports("avx2");
+#else
+  const bool wide = false;
+#endif
+  auto combine = [&](float* out, int n, const float* first, const float* const* a, const float* ca,
+                     const float* const* b, const float* cb) {
+#if defined(PLEXA_EDGE_AVX2)
+    if (wide) return CombineAvx2(out, n, first, g0, a, ca, b, cb, width);
+#endif
+    Combine(out, n, first, g0, a, ca, b, cb, width);
+  };
   float* pad = scratch[0];
   float* smx = scratch[1];
   float* const* smy = scratch + 2;
   float* const* dxs = scratch + 2 + ring;
   float* const* dys = dxs + 3;
   float* const* norms = dys + 3;
+  float* const* gf = norms + 3;  // grey rows as floats, a ring of logical rows
   auto row = [&](int r) { return grey + static_cast<std::size_t>(Wrap(r, nr)) * nc; };
-  const unsigned char* gp[kTaps] = {};
-  const unsigned char* gq[kTaps] = {};
-  auto smoothY = [&](int r) {  // the smoothed-along-y row of logical row r into its ring slot
-    for (int k = 1; k < width; ++k) {
-      gp[k] = row(Wrap(r, nr) + k);
-      gq[k] = row(Wrap(r, nr) - k);
-    }
-    Combine(smy[Wrap(r, ring)], nc, row(r), g0, gp, cp, gq, cq, width);
+  int converted = -2 * reach;      // the next logical row to convert
+  auto convertUpTo = [&](int r) {  // the grey rows up to logical row r as floats
+    for (; converted <= r; ++converted) ToFloats(row(converted), nc, gf[Wrap(converted, ring)]);
   };
   const float* fp[kTaps] = {};
   const float* fq[kTaps] = {};
+  auto smoothY = [&](int r) {  // the smoothed-along-y row of logical row r into its ring slot
+    convertUpTo(r + reach);
+    const float* centre = gf[Wrap(r, ring)];
+    for (int k = 1; k < width; ++k) {
+      fp[k] = gf[Wrap(r + k, ring)];
+      fq[k] = gf[Wrap(r - k, ring)];
+    }
+    combine(smy[Wrap(r, ring)], nc, centre, fp, cp, fq, cq);
+  };
   for (int r = -reach; r < reach; ++r) smoothY(r);
   for (int t = 0; t < nr; ++t) {
     smoothY(t + reach);
     // Along x: the row with 2 x reach wrap-around values on each side, smoothed over the row and
     // reach values on each side, then differentiated.
-    const unsigned char* g = row(t);
-    ToFloats(g, nc, pad + 2 * reach);
+    const float* g = gf[Wrap(t, ring)];
+    std::memcpy(pad + 2 * reach, g, static_cast<std::size_t>(nc) * sizeof(float));
     for (int j = 1; j <= 2 * reach; ++j) {
-      pad[2 * reach - j] = static_cast<float>(g[Wrap(-j, nc)]);
-      pad[2 * reach + nc - 1 + j] = static_cast<float>(g[Wrap(nc - 1 + j, nc)]);
+      pad[2 * reach - j] = g[Wrap(-j, nc)];
+      pad[2 * reach + nc - 1 + j] = g[Wrap(nc - 1 + j, nc)];
     }
     const float* p = pad + 2 * reach;
     for (int k = 1; k < width; ++k) {
       fp[k] = p - reach + k;
       fq[k] = p - reach - k;
     }
-    Combine(smx, nc + 2 * reach, p - reach, g0, fp, cp, fq, cq, width);
+    combine(smx, nc + 2 * reach, p - reach, fp, cp, fq, cq);
     const float* s = smx + reach;
     for (int k = 1; k < width; ++k) {
       fp[k] = s + k;
       fq[k] = s - k;
     }
     float* dx = dxs[t % 3];
-    Combine<float>(dx, nc, nullptr, 0.0f, fp, dp, fq, dq, width);
+    combine(dx, nc, nullptr, fp, dp, fq, dq);
     // Along y, from the ring.
     for (int k = 1; k < width; ++k) {
       fp[k] = smy[Wrap(t + k, ring)];
       fq[k] = smy[Wrap(t - k, ring)];
     }
     float* dy = dys[t % 3];
-    Combine<float>(dy, nc, nullptr, 0.0f, fp, dp, fq, dq, width);
+    combine(dy, nc, nullptr, fp, dp, fq, dq);
     float* n = norms[t % 3];
-    NormRow(dx, dy, nc, n);
+#if defined(PLEXA_EDGE_AVX2)
+    if (wide)
+      NormRowAvx2(dx, dy, nc, n);
+    else
+#endif
+      NormRow(dx, dy, nc, n);
     unsigned char* m = mag + static_cast<std::size_t>(t) * nc;
     if (t == 0 || t == nr - 1) {
       for (int j = 0; j < nc; ++j) m[j] = WrapToByte(n[j] * kMagScale);
@@ -304,8 +405,15 @@ void CannyMagnitudes(const unsigned char* grey, int nr, int nc, const CannyTaps&
     }
     if (t >= 2) {
       const int i = t - 1;
-      SuppressRow(norms[(i + 2) % 3], norms[i % 3], n, dxs[i % 3], dys[i % 3], nc, weakBelow,
-                  mag + static_cast<std::size_t>(i) * nc);
+      unsigned char* out = mag + static_cast<std::size_t>(i) * nc;
+#if defined(PLEXA_EDGE_AVX2)
+      if (wide) {
+        SuppressRowAvx2(norms[(i + 2) % 3], norms[i % 3], n, dxs[i % 3], dys[i % 3], nc, weakBelow,
+                        out);
+        continue;
+      }
+#endif
+      SuppressRow(norms[(i + 2) % 3], norms[i % 3], n, dxs[i % 3], dys[i % 3], nc, weakBelow, out);
     }
   }
 }
