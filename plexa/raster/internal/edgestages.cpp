@@ -162,7 +162,7 @@ void NormRow(const float* x, const float* y, int nc, float* n, int j0 = 0) {
   for (; j < nc; ++j) n[j] = std::sqrt(x[j] * x[j] + y[j] * y[j]);
 }
 
-#if defined(__SSE2__) && defined(__x86_64__) && defined(__GNUC__)
+#if defined(__SSE2__) && defined(__x86_64__) && defined(__GNUC__) && !defined(PLEXA_EDGE_NO_AVX2)
 #define PLEXA_EDGE_AVX2 1
 // The same row operations eight pixels at a time, for processors with AVX2 (chosen at run time;
 // the library itself is built for every x86-64), leaving the last pixels of a row to the forms
@@ -240,6 +240,32 @@ __attribute__((target("avx2"))) void SuppressRowAvx2(const float* up, const floa
   }
   SuppressRow(up, mid, down, dxr, dyr, nc, weakBelow, m, j);
 }
+
+// GreyOf of the pixels at bgra, eight at a time while eight remain; returns how many were done.
+__attribute__((target("avx2"))) int GreyRowAvx2(const unsigned char* bgra, int n,
+                                                unsigned char* out) {
+  const __m256i low = _mm256_set1_epi32(0xFF);
+  const __m256d wr = _mm256_set1_pd(0.3), wg = _mm256_set1_pd(0.59), wb = _mm256_set1_pd(0.11);
+  int x = 0;
+  for (; x + 8 <= n; x += 8) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bgra + 4 * x));
+    const __m256i b = _mm256_and_si256(v, low), g = _mm256_and_si256(_mm256_srli_epi32(v, 8), low),
+                  r = _mm256_and_si256(_mm256_srli_epi32(v, 16), low);
+    __m128i q[2];
+    for (int h = 0; h < 2; ++h) {
+      const __m128i rh = h == 0 ? _mm256_castsi256_si128(r) : _mm256_extracti128_si256(r, 1);
+      const __m128i gh = h == 0 ? _mm256_castsi256_si128(g) : _mm256_extracti128_si256(g, 1);
+      const __m128i bh = h == 0 ? _mm256_castsi256_si128(b) : _mm256_extracti128_si256(b, 1);
+      q[h] = _mm256_cvttpd_epi32(
+          _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(_mm256_cvtepi32_pd(rh), wr),
+                                      _mm256_mul_pd(_mm256_cvtepi32_pd(gh), wg)),
+                        _mm256_mul_pd(_mm256_cvtepi32_pd(bh), wb)));
+    }
+    const __m128i words = _mm_packs_epi32(q[0], q[1]);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + x), _mm_packus_epi16(words, words));
+  }
+  return x;
+}
 #endif
 
 // The grey weights' products as doubles (the same doubles the multiplications give).
@@ -262,41 +288,29 @@ unsigned char GreyOf(const unsigned char* bgra) {
 }
 
 void GreyRow(const unsigned char* bgra, int n, unsigned char* out) {
-  // In integers: s = 30 R + 59 G + 11 B, grey = s / 100. The doubles differ from s / 100 by far
-  // less than 0.01, so they truncate to the same integer unless s is a multiple of 100; those
-  // pixels (but black) take the doubles.
+  // The same double operations as GreyOf (products rounded, added red + green, then + blue),
+  // several pixels at a time.
   int x = 0;
+#if defined(PLEXA_EDGE_AVX2)
+  if (__builtin_cpu_supports("avx2")) x = GreyRowAvx2(bgra, n, out);
+#endif
 #if defined(__SSE2__)
-  const __m128i low = _mm_set1_epi32(0xFF), zero = _mm_setzero_si128();
-  const __m128i c30 = _mm_set1_epi32(30), c59 = _mm_set1_epi32(59), c11 = _mm_set1_epi32(11);
-  const __m128i c99 = _mm_set1_epi32(99), c100 = _mm_set1_epi32(100);
-  const __m128 hundredth = _mm_set1_ps(0.01f);
-  constexpr int kRedo = 64;
-  int redo[kRedo], count = 0;
+  const __m128i low = _mm_set1_epi32(0xFF);
+  const __m128d wr = _mm_set1_pd(0.3), wg = _mm_set1_pd(0.59), wb = _mm_set1_pd(0.11);
+  auto two = [&](__m128i r, __m128i g, __m128i b) {  // the low two lanes
+    return _mm_cvttpd_epi32(_mm_add_pd(
+        _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(r), wr), _mm_mul_pd(_mm_cvtepi32_pd(g), wg)),
+        _mm_mul_pd(_mm_cvtepi32_pd(b), wb)));
+  };
   for (; x + 4 <= n; x += 4) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgra + 4 * x));
     const __m128i b = _mm_and_si128(v, low), g = _mm_and_si128(_mm_srli_epi32(v, 8), low),
                   r = _mm_and_si128(_mm_srli_epi32(v, 16), low);
-    // Products below 2^15 in the low halves of the lanes (the high halves are 0).
-    const __m128i s = _mm_add_epi32(_mm_add_epi32(_mm_mullo_epi16(r, c30), _mm_mullo_epi16(g, c59)),
-                                    _mm_mullo_epi16(b, c11));
-    __m128i q = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(s), hundredth));  // s / 100, +-1
-    __m128i rem = _mm_sub_epi32(s, _mm_mullo_epi16(q, c100));
-    q = _mm_add_epi32(_mm_sub_epi32(q, _mm_cmpgt_epi32(rem, c99)), _mm_cmplt_epi32(rem, zero));
-    rem = _mm_sub_epi32(s, _mm_mullo_epi16(q, c100));
-    const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(q, q), q);
-    const int four = _mm_cvtsi128_si32(bytes);
+    const __m128i lo = two(r, g, b);
+    const __m128i hi = two(_mm_srli_si128(r, 8), _mm_srli_si128(g, 8), _mm_srli_si128(b, 8));
+    const __m128i q = _mm_unpacklo_epi64(lo, hi);
+    const int four = _mm_cvtsi128_si32(_mm_packus_epi16(_mm_packs_epi32(q, q), q));
     std::memcpy(out + x, &four, 4);
-    const __m128i exact = _mm_andnot_si128(_mm_cmpeq_epi32(s, zero), _mm_cmpeq_epi32(rem, zero));
-    const int m = _mm_movemask_ps(_mm_castsi128_ps(exact));
-    for (int l = 0; l < 4; ++l) {  // noted without a branch, fixed after the chunk
-      redo[count] = x + l;
-      count += (m >> l) & 1;
-    }
-    if (count > kRedo - 4 || x + 8 > n) {
-      for (int i = 0; i < count; ++i) out[redo[i]] = GreyOf(bgra + 4 * redo[i]);
-      count = 0;
-    }
   }
 #endif
   for (; x < n; ++x) out[x] = GreyOf(bgra + 4 * x);
@@ -325,8 +339,6 @@ void CannyMagnitudes(const unsigned char* grey, int nr, int nc, const CannyTaps&
   const float g0 = taps.gau[0], weakBelow = WeakBelow();
 #if defined(PLEXA_EDGE_AVX2)
   const bool wide = __builtin_cpu_supports("avx2");
-#else
-  const bool wide = false;
 #endif
   auto combine = [&](float* out, int n, const float* first, const float* const* a, const float* ca,
                      const float* const* b, const float* cb) {
