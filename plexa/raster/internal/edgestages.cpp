@@ -167,23 +167,51 @@ void NormRow(const float* x, const float* y, int nc, float* n, int j0 = 0) {
 // The same row operations eight pixels at a time, for processors with AVX2 (chosen at run time;
 // the library itself is built for every x86-64), leaving the last pixels of a row to the forms
 // above. The same IEEE single-precision operations, so the same values.
-__attribute__((target("avx2"))) void CombineAvx2(float* out, int n, const float* first, float c0,
-                                                 const float* const* p, const float* cp,
-                                                 const float* const* q, const float* cq, int taps) {
+// Taps 2 to 4 (the kernels of details 0..1) unrolled, others looped.
+template <int kFixed>
+__attribute__((target("avx2"))) int CombineAvx2Taps(float* out, int n, const float* first, float c0,
+                                                    const float* const* p, const float* cp,
+                                                    const float* const* q, const float* cq,
+                                                    int taps) {
+  const int count = kFixed > 0 ? kFixed : taps;
   __m256 vp[kTaps], vq[kTaps];
-  for (int k = 1; k < taps; ++k) {
+  const float* pk[kTaps];
+  const float* qk[kTaps];
+  for (int k = 1; k < count; ++k) {
     vp[k] = _mm256_set1_ps(cp[k]);
     vq[k] = _mm256_set1_ps(cq[k]);
+    pk[k] = p[k];
+    qk[k] = q[k];
   }
   const __m256 v0 = _mm256_set1_ps(c0);
   int j = 0;
   for (; j + 8 <= n; j += 8) {
     __m256 acc =
         first != nullptr ? _mm256_mul_ps(v0, _mm256_loadu_ps(first + j)) : _mm256_setzero_ps();
-    for (int k = 1; k < taps; ++k)
-      acc = _mm256_add_ps(acc, _mm256_add_ps(_mm256_mul_ps(vp[k], _mm256_loadu_ps(p[k] + j)),
-                                             _mm256_mul_ps(vq[k], _mm256_loadu_ps(q[k] + j))));
+    for (int k = 1; k < count; ++k)
+      acc = _mm256_add_ps(acc, _mm256_add_ps(_mm256_mul_ps(vp[k], _mm256_loadu_ps(pk[k] + j)),
+                                             _mm256_mul_ps(vq[k], _mm256_loadu_ps(qk[k] + j))));
     _mm256_storeu_ps(out + j, acc);
+  }
+  return j;
+}
+
+__attribute__((target("avx2"))) void CombineAvx2(float* out, int n, const float* first, float c0,
+                                                 const float* const* p, const float* cp,
+                                                 const float* const* q, const float* cq, int taps) {
+  int j = 0;
+  switch (taps) {
+    case 2:
+      j = CombineAvx2Taps<2>(out, n, first, c0, p, cp, q, cq, taps);
+      break;
+    case 3:
+      j = CombineAvx2Taps<3>(out, n, first, c0, p, cp, q, cq, taps);
+      break;
+    case 4:
+      j = CombineAvx2Taps<4>(out, n, first, c0, p, cp, q, cq, taps);
+      break;
+    default:
+      j = CombineAvx2Taps<0>(out, n, first, c0, p, cp, q, cq, taps);
   }
   Combine(out, n, first, c0, p, cp, q, cq, taps, j);
 }
