@@ -162,9 +162,10 @@ void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
       const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + j));
       auto nonzero =
           static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())) ^ 0xFFFF);
-      part[0] += 16 - static_cast<unsigned>(__builtin_popcount(nonzero));
-      for (int k = 0; nonzero != 0; nonzero &= nonzero - 1, k = (k + 1) & 3)
-        ++part[static_cast<std::size_t>(256 * k + row[j + __builtin_ctz(nonzero)])];
+      unsigned counted = 0;
+      for (; nonzero != 0; nonzero &= nonzero - 1, ++counted)
+        ++part[static_cast<std::size_t>(256 * (counted & 3) + row[j + __builtin_ctz(nonzero)])];
+      part[0] += 16 - counted;
     }
 #endif
     for (; j + 4 <= end; j += 4) {
