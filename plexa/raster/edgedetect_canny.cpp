@@ -141,6 +141,41 @@ bool CEdgeDetect::range(const image& im, int i, int j) {
 }
 
 void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
+  const auto target = static_cast<std::int64_t>(kHighShare * std::max(mag.nr, mag.nc));
+  // Photographs have plenty of pixels at the cap: when level 255 alone reaches the target, high
+  // is 255 and only the lowest level is still needed, both found without the histogram.
+  std::int64_t capped = 0;
+  int lowest = 255;
+  bool any = false;
+  for (int i = m_border; i < mag.nr - m_border; ++i) {
+    const unsigned char* row = mag[i];
+    int j = m_border;
+    const int end = mag.nc - m_border;
+    any = any || j < end;
+#if defined(__SSE2__)
+    const __m128i full = _mm_set1_epi8(static_cast<char>(0xFF)), one = _mm_set1_epi8(1);
+    __m128i count = _mm_setzero_si128(), least = full;
+    for (; j + 16 <= end; j += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + j));
+      count = _mm_add_epi64(
+          count, _mm_sad_epu8(_mm_and_si128(_mm_cmpeq_epi8(v, full), one), _mm_setzero_si128()));
+      least = _mm_min_epu8(least, v);
+    }
+    capped += _mm_cvtsi128_si32(count) + _mm_cvtsi128_si32(_mm_srli_si128(count, 8));
+    alignas(16) unsigned char lanes[16];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), least);
+    for (unsigned char v : lanes) lowest = std::min(lowest, static_cast<int>(v));
+#endif
+    for (; j < end; ++j) {
+      capped += row[j] == 255;
+      lowest = std::min(lowest, static_cast<int>(row[j]));
+    }
+  }
+  if (any && capped >= target) {
+    hi = 255;
+    low = static_cast<int>((hi + lowest) * 0.5 + 0.5);
+    return;
+  }
   // Four histograms taken in turn, so that runs of one level do not wait on one counter; they
   // are added up before any of their counters could overflow.
   std::int64_t hist[256] = {};
@@ -177,7 +212,6 @@ void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
     for (; j < end; ++j) ++hist[row[j]];
   }
   flush();
-  const auto target = static_cast<std::int64_t>(kHighShare * std::max(mag.nr, mag.nc));
   int k = 255;
   std::int64_t count = hist[255];
   while (count < target) {  // at most 256 steps
