@@ -8,6 +8,7 @@
 // stage over the whole picture at a time; the fused kernel gives exactly their bytes.
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -230,8 +231,27 @@ void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
 bool CEdgeDetect::trace(int i, int j, int low, image& im, const image& mag, const image& /*ori*/) {
   if (im[i][j] != 0) return false;
   im[i][j] = 255;
+  // The neighbours in the order they are tried: the row above, the same row, the row below,
+  // each from left to right (the pixel itself is marked, so never taken).
+  constexpr int kRow[8] = {-1, -1, -1, 0, 0, 1, 1, 1}, kCol[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
+  const std::ptrdiff_t nc = mag.nc;
+  std::ptrdiff_t offset[8];
+  for (int k = 0; k < 8; ++k) offset[k] = kRow[k] * nc + kCol[k];
+  const bool same = im.nr == mag.nr && im.nc == mag.nc;
   // Each step marks a new pixel, so the walk ends within rows x columns steps.
   for (;;) {
+    if (same && i >= 1 && i < mag.nr - 1 && j >= 1 && j < mag.nc - 1) {  // inside: no checks
+      const std::ptrdiff_t at = i * nc + j;
+      const unsigned char* m = mag.pixels.data() + at;
+      unsigned char* done = im.pixels.data() + at;
+      int k = 0;
+      while (k < 8 && !(m[offset[k]] >= low && done[offset[k]] == 0)) ++k;
+      if (k == 8) return true;
+      done[offset[k]] = 255;
+      i += kRow[k];
+      j += kCol[k];
+      continue;
+    }
     bool moved = false;
     for (int n = -1; n <= 1 && !moved; ++n)
       for (int m = -1; m <= 1; ++m) {
