@@ -3,9 +3,11 @@
 // The kernel computes, one row at a time, exactly what the whole-raster stages of
 // edgedetect_canny.cpp compute (same single-precision operations, each pixel's terms summed in
 // the same order, no fused multiply-add), so the bytes are identical; it only keeps the rows
-// it still needs: the smoothed-along-y rows of the taps' reach, and three rows of gradients
-// for the suppression. Four pixels at a time with SSE2 (part of every x86-64), a plain loop
-// elsewhere and for the last pixels of a row.
+// it still needs: the grey and smoothed-along-y rows of the taps' reach, and three rows of
+// gradients for the suppression. Four pixels at a time with SSE2 (part of every x86-64), eight
+// with AVX2 when the processor has it (chosen at run time; building with PLEXA_EDGE_NO_AVX2
+// leaves it out, to check the four-at-a-time forms alone), a plain loop elsewhere and for the
+// last pixels of a row.
 #include "plexa/raster/internal/edgestages.h"
 
 #include <algorithm>
