@@ -67,10 +67,13 @@ bool CEdgeDetect::GreyImage(image& grey) const {
     }
     return true;
   }
-  for (int y = 0; y < bm.bmHeight; ++y)  // GetGrayPixel, one row at a time
-    edge_internal::GreyRow(static_cast<const unsigned char*>(bm.bmBits) +
-                               (std::int64_t{bm.bmHeight} - 1 - y) * (std::int64_t{bm.bmWidth} * 4),
-                           bm.bmWidth, grey[y]);
+  const auto* bits = static_cast<const unsigned char*>(bm.bmBits);
+  const std::int64_t rowBytes = std::int64_t{bm.bmWidth} * 4;
+  for (int y = 0; y < bm.bmHeight; ++y) {  // GetGrayPixel, one row at a time (bottom-up rows)
+    const unsigned char* row = bits + (std::int64_t{bm.bmHeight} - 1 - y) * rowBytes;
+    edge_internal::GreyRow(row, bm.bmWidth, grey[y],
+                           y + 1 < bm.bmHeight ? row - rowBytes : nullptr);
+  }
   return true;
 }
 

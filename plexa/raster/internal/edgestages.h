@@ -28,8 +28,10 @@ inline unsigned char WrapToByte(double v) {
 // trunc(0.3 R + 0.59 G + 0.11 B) in double precision (each product rounded, then added in that
 // order) of the pixel at bgra (blue, green, red, spare byte).
 unsigned char GreyOf(const unsigned char* bgra);
-// GreyOf of the n pixels at bgra into out[0 .. n - 1].
-void GreyRow(const unsigned char* bgra, int n, unsigned char* out);
+// GreyOf of the n pixels at bgra into out[0 .. n - 1]; next (if not null): the pixels of the
+// row converted next, fetched ahead into the cache.
+void GreyRow(const unsigned char* bgra, int n, unsigned char* out,
+             const unsigned char* next = nullptr);
 
 // The Canny taps: gau[0..width-1] smoothing, dgau[1..width-1] derivative (width 0..20).
 struct CannyTaps {
