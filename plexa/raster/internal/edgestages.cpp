@@ -11,6 +11,7 @@
 #include "plexa/raster/internal/edgestages.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -354,7 +355,8 @@ int CannyScratchRows(int width) {
 }
 
 int CannyScratchColumns(int nc, int width) {
-  return nc + 4 * std::max(width - 1, 0);
+  const std::int64_t columns = std::int64_t{nc} + 4 * std::max(width - 1, 0);
+  return columns <= INT_MAX ? static_cast<int>(columns) : -1;
 }
 
 void CannyMagnitudes(const unsigned char* grey, int nr, int nc, const CannyTaps& taps,

@@ -40,7 +40,8 @@ struct CannyTaps {
   int width;
 };
 
-// Rows of scratch that CannyMagnitudes needs, each of CannyScratchColumns(nc, width) floats.
+// Rows of scratch that CannyMagnitudes needs, each of CannyScratchColumns(nc, width) floats
+// (-1 when that is beyond an int: a size that f2d refuses).
 int CannyScratchRows(int width);
 int CannyScratchColumns(int nc, int width);
 
