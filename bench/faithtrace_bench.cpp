@@ -4,9 +4,8 @@
 // potrace corner counts as its two lines), regions of 3+ pixels lost and holes of 3+ pixels
 // filled (a source component of which less than half comes back). The tracing calls are
 // timed by Google Benchmark (medians with --benchmark_repetitions; both given the image one bit
-// a pixel); whole processes, `plexa
-// trace` against the potrace program on the same file (a PBM, then a 24-bit BMP), the median of
-// several runs taken in turn.
+// a pixel); whole processes, `plexa trace` against the potrace program on the same file (a PBM,
+// then a 24-bit BMP), wall and CPU time, the median of several runs taken in turn.
 // Pathological art (a checkerboard, thin rings, a blank page) is timed last.
 //
 // Images (built at run time, nothing large is stored; sources and licences in bench/README.md):
@@ -14,6 +13,10 @@
 // closed cells), examples/sign.png (a logo), an Adwaita folder icon at 512 pixels, and a
 // 3200 x 2400 drawing of lettering, outlines and frames.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <chrono>
@@ -323,7 +326,38 @@ double Seconds(const std::function<void()>& f) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 }
 
-constexpr int kProcessRuns = 7;
+constexpr int kProcessRuns = 15;
+
+// One run of a program (no shell), its output thrown away: wall seconds, CPU seconds (user +
+// system, from the kernel's accounting of the child) and the exit status.
+struct Run {
+  double wall = 0, cpu = 0;
+  int status = -1;
+};
+Run RunProcess(const std::vector<std::string>& args) {
+  Run run;
+  std::vector<char*> argv;
+  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t fa;
+  posix_spawn_file_actions_init(&fa);
+  posix_spawn_file_actions_addopen(&fa, 1, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&fa, 2, "/dev/null", O_WRONLY, 0);
+  const auto t0 = std::chrono::steady_clock::now();
+  pid_t pid = 0;
+  if (posix_spawnp(&pid, argv[0], &fa, nullptr, argv.data(), environ) == 0) {
+    int status = 0;
+    struct rusage ru {};
+    if (wait4(pid, &status, 0, &ru) == pid) {
+      run.wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+      run.cpu = static_cast<double>(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) +
+                1e-6 * static_cast<double>(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec);
+      run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+    }
+  }
+  posix_spawn_file_actions_destroy(&fa);
+  return run;
+}
 
 double Median(std::vector<double> v) {
   std::sort(v.begin(), v.end());
@@ -423,6 +457,9 @@ void Pathological() {
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
+  // --no-processes: the tracing calls and the fidelity table only.
+  bool processes = true;
+  for (int i = 1; i < argc; ++i) processes &= std::string(argv[i]) != "--no-processes";
   std::vector<Img>& images = Images();
   if (images.empty()) {
     std::printf("no images (FreeType, DejaVu or stb missing)\n");
@@ -474,29 +511,39 @@ int main(int argc, char** argv) {
     reporter.PrintRatio("BM_Faithful/" + img.name, "BM_Potrace/" + img.name);
 
 #ifdef PLEXA_TOOL
-  std::printf(
-      "\nWhole processes (wall clock, median of %d runs taken in turn; both read the same file):\n",
-      kProcessRuns);
-  for (const Img& img : images) {
-    const std::string stem = "/tmp/plexa_faith_" + img.name;
-    WriteFiles(img, stem);
-    for (const char* ext : {".pbm", ".bmp"}) {
-      const std::string ours = std::string(PLEXA_TOOL) + " trace " + stem + ext + " -o " + stem +
-                               "_plexa.svg >/dev/null 2>&1";
-      const std::string theirs =
-          "potrace -s -o " + stem + "_potrace.svg " + stem + ext + " >/dev/null 2>&1";
-      int rc1 = 0, rc2 = 0;
-      std::vector<double> t1, t2;
-      for (int r = 0; r < kProcessRuns; ++r) {
-        t1.push_back(Seconds([&] { rc1 |= std::system(ours.c_str()); }));
-        t2.push_back(Seconds([&] { rc2 |= std::system(theirs.c_str()); }));
+  if (processes) {
+    std::printf(
+        "\nWhole processes (median of %d runs taken in turn; both read the same file; CPU is "
+        "user + system time of the process):\n",
+        kProcessRuns);
+    for (const Img& img : images) {
+      const std::string stem = "/tmp/plexa_faith_" + img.name;
+      WriteFiles(img, stem);
+      for (const char* ext : {".pbm", ".bmp"}) {
+        const std::vector<std::string> ours = {PLEXA_TOOL, "trace", stem + ext, "-o",
+                                               stem + "_plexa.svg"};
+        const std::vector<std::string> theirs = {"potrace", "-s", "-o", stem + "_potrace.svg",
+                                                 stem + ext};
+        int rc1 = 0, rc2 = 0;
+        std::vector<double> w1, w2, c1, c2;
+        for (int r = 0; r < kProcessRuns; ++r) {
+          const Run a = RunProcess(ours), b = RunProcess(theirs);
+          rc1 |= a.status;
+          rc2 |= b.status;
+          w1.push_back(a.wall);
+          c1.push_back(a.cpu);
+          w2.push_back(b.wall);
+          c2.push_back(b.cpu);
+        }
+        std::printf(
+            "  %-12s %s  plexa trace wall %.4f s cpu %.4f s (rc %d) | potrace wall %.4f s cpu "
+            "%.4f s (rc %d) | ratio wall %.2f cpu %.2f\n",
+            img.name.c_str(), ext, Median(w1), Median(c1), rc1, Median(w2), Median(c2), rc2,
+            Median(w1) / Median(w2), Median(c1) / Median(c2));
       }
-      const double a = Median(t1), b = Median(t2);
-      std::printf("  %-12s %s  plexa trace %.4f s (rc %d)  potrace %.4f s (rc %d)  ratio %.2f\n",
-                  img.name.c_str(), ext, a, rc1, b, rc2, a / b);
     }
   }
 #endif
-  Pathological();
+  if (processes) Pathological();
   return 0;
 }

@@ -1,12 +1,12 @@
 #include "io/colour_image.h"
 
 #include <libimagequant.h>
-#include <stb_image.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <memory>
 
+#include "io/image_decode.h"
 #include "io/image_read.h"
 #include "io/input_file.h"
 #include "io/number.h"
@@ -16,39 +16,18 @@ namespace plexa::io {
 
 ColourImage LoadColourImage(const std::string& path, std::int64_t maxPixels, std::string& error) {
   ColourImage result;
-  const std::string name = path == "-" ? "standard input" : "'" + path + "'";
   std::string bytes;
-  if (!ReadAll(path, bytes, kMaxImageBytes, error)) return result;
-  const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
-  const int size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT32_MAX));
-  int w = 0, h = 0, channels = 0;
-  const std::string unreadable = name + " is not a readable PNG, JPEG, BMP or GIF image";
-  if (!stbi_info_from_memory(data, size, &w, &h, &channels)) {
-    error = unreadable + " (" + stbi_failure_reason() + ")";
+  OverWhitePixels px;
+  if (!ReadAll(path, bytes, kMaxImageBytes, error) ||
+      !DecodeOverWhite(SourceName(path), bytes, maxPixels, px, error))
     return result;
-  }
-  if (static_cast<std::int64_t>(w) * h > maxPixels) {
-    error = name + " is " + std::to_string(w) + " x " + std::to_string(h) +
-            " pixels, more than the limit of " + std::to_string(maxPixels) +
-            " (raise it with --max-pixels)";
-    return result;
-  }
-  std::unique_ptr<stbi_uc, void (*)(void*)> px(
-      stbi_load_from_memory(data, size, &w, &h, &channels, 4), &stbi_image_free);
-  if (!px) {
-    error = unreadable + " (" + stbi_failure_reason() + ")";
-    return result;
-  }
-  const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
+  const std::size_t n = static_cast<std::size_t>(px.width) * static_cast<std::size_t>(px.height);
   result.rgb.resize(3 * n);
-  const stbi_uc* p = px.get();
-  for (std::size_t i = 0; i < n; ++i, p += 4) {
-    const int a = p[3];
-    for (int c = 0; c < 3; ++c)  // over white paper
-      result.rgb[3 * i + c] = static_cast<std::uint8_t>((p[c] * a + 255 * (255 - a)) / 255);
-  }
-  result.width = w;
-  result.height = h;
+  const std::uint8_t* p = px.rgba.get();
+  for (std::size_t i = 0; i < n; ++i, p += 4)
+    for (int c = 0; c < 3; ++c) result.rgb[3 * i + c] = p[c];
+  result.width = px.width;
+  result.height = px.height;
   return result;
 }
 

@@ -154,6 +154,8 @@ void Scale(Drawing& d, double sx, double sy) {
       for (PLEXA::CBPOINT& n : *p) ScaleNode(n, sx, sy);
   d.width *= sx;
   d.height *= sy;
+  d.userUnitX *= sx;
+  d.userUnitY *= sy;
 }
 
 void NestPaths(const CPolyPolyBezier& set, std::vector<int>& depth, std::vector<int>& parent) {

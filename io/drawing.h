@@ -28,6 +28,7 @@ enum class FillRule { kEvenOdd, kNonZero };
 struct Item {
   std::vector<int> paths;
   FillRule rule = FillRule::kEvenOdd;
+  int layer = -1;  // index into Drawing::layers; -1 (or out of range): no layer
 };
 
 struct Drawing {
@@ -35,6 +36,12 @@ struct Drawing {
   std::vector<Item> items;
   double width = 0;  // page size in drawing units; 0: the bounds of the paths
   double height = 0;
+  // Drawing units one user unit of the source stands for, along x and y (an SVG root's
+  // viewBox scaled to its width and height; 254 / 96, a CSS pixel, without them); 0 when the
+  // drawing was not read from a file that has user units.
+  double userUnitX = 0, userUnitY = 0;
+  // Names of layers (SVG groups) that items may belong to; writers without layers ignore them.
+  std::vector<std::string> layers;
 
   // Takes the path into `paths` and appends an item holding it alone; returns its index.
   int Add(CBPointArray path, FillRule rule = FillRule::kEvenOdd);

@@ -1,7 +1,6 @@
 #include "io/image_read.h"
 
-#include <stb_image.h>
-
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "io/image_decode.h"
 #include "io/input_file.h"
 #include "plexa/raster/imgproc.h"
 
@@ -77,26 +77,17 @@ std::size_t PbmHeader(const std::string& b, int& w, int& h) {
   return i + 1;
 }
 
-bool TooLarge(const std::string& name, int w, int h, const ImageOptions& options,
-              std::string& error) {
-  if (static_cast<std::int64_t>(w) * h <= options.max_pixels) return false;
-  error = name + " is " + std::to_string(w) + " x " + std::to_string(h) +
-          " pixels, more than the limit of " + std::to_string(options.max_pixels) +
-          " (raise it with --max-pixels)";
-  return true;
-}
-
 }  // namespace
 
 bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoLevelMask& mask,
                       std::string& error) {
   mask = TwoLevelMask{};
-  const std::string name = path == "-" ? "standard input" : "'" + path + "'";
+  const std::string name = SourceName(path);
   std::string bytes;
   if (!ReadAll(path, bytes, kMaxImageBytes, error)) return false;
   int w = 0, h = 0;
   if (const std::size_t at = PbmHeader(bytes, w, h); at > 0) {
-    if (TooLarge(name, w, h, options, error)) return false;
+    if (TooManyPixels(name, w, h, options.max_pixels, error)) return false;
     const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
     if ((bytes.size() - at) / stride < static_cast<std::size_t>(h)) {
       error = name + " is a truncated PBM image";
@@ -118,47 +109,43 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
     mask.threshold = options.threshold < 0 ? 128 : options.threshold;
     return true;
   }
-  const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
-  const int size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT32_MAX));
-  int channels = 0;
-  if (!stbi_info_from_memory(data, size, &w, &h, &channels)) {
-    error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
+  OverWhitePixels px;
+  if (!DecodeOverWhite(name, bytes, options.max_pixels, px, error, /*ownLayout=*/true))
     return false;
-  }
-  if (TooLarge(name, w, h, options, error)) return false;
-  std::unique_ptr<stbi_uc, void (*)(void*)> px(
-      stbi_load_from_memory(data, size, &w, &h, &channels, 4), &stbi_image_free);
-  if (!px) {
-    error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
-    return false;
-  }
-  bytes = std::string();  // the compressed bytes are no longer needed
-  // Luminance in whole steps, over white paper: c * a + 255 * (1 - a), integers scaled by 255.
+  w = px.width;
+  h = px.height;
+  // Luminance in whole steps of the colour over white; grey needs no sum ((299 + 587 + 114) g /
+  // 1000 is g).
+  const int comp = px.channels;
   const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
   std::vector<std::uint8_t> lum(n);
   std::uint64_t histogram[256] = {};
-  const stbi_uc* p = px.get();
-  for (std::size_t i = 0; i < n; ++i, p += 4) {
-    const int a = p[3];
-    const int r = (p[0] * a + 255 * (255 - a)) / 255;
-    const int g = (p[1] * a + 255 * (255 - a)) / 255;
-    const int b = (p[2] * a + 255 * (255 - a)) / 255;
-    lum[i] = static_cast<std::uint8_t>((299 * r + 587 * g + 114 * b) / 1000);
+  const std::uint8_t* p = px.rgba.get();
+  for (std::size_t i = 0; i < n; ++i, p += comp) {
+    lum[i] =
+        comp == 1 ? p[0] : static_cast<std::uint8_t>((299 * p[0] + 587 * p[1] + 114 * p[2]) / 1000);
     ++histogram[lum[i]];
   }
-  px.reset();
+  px.rgba.reset();
   double separation = 1.0;
   const int otsu = OtsuThreshold(histogram, separation);
   mask.threshold = options.threshold < 0 ? otsu : options.threshold;
   mask.separation = separation;
   const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
   mask.bits.assign(stride * static_cast<std::size_t>(h), 0);
-  std::size_t i = 0;
+  // Eight pixels a byte, most significant bit first.
+  const std::uint8_t* l = lum.data();
+  const int t = mask.threshold;
   for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
     std::uint8_t* row = mask.bits.data() + y * stride;
-    for (std::size_t x = 0; x < static_cast<std::size_t>(w); ++x, ++i)
-      if ((lum[i] >= mask.threshold) == options.invert)
-        row[x >> 3] = static_cast<std::uint8_t>(row[x >> 3] | (0x80u >> (x & 7)));
+    for (std::size_t x0 = 0; x0 < static_cast<std::size_t>(w); x0 += 8) {
+      const std::size_t count = std::min<std::size_t>(8, static_cast<std::size_t>(w) - x0);
+      unsigned byte = 0;
+      for (std::size_t k = 0; k < count; ++k)
+        byte |= static_cast<unsigned>((l[k] >= t) == options.invert) << (7 - k);
+      row[x0 >> 3] = static_cast<std::uint8_t>(byte);
+      l += count;
+    }
   }
   mask.width = w;
   mask.height = h;
@@ -176,7 +163,7 @@ LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& optio
   result.separation = mask.separation;
   HBITMAP bmp = CImgProc::CreateBitmap32(w, h);
   if (bmp == nullptr) {
-    const std::string name = path == "-" ? "standard input" : "'" + path + "'";
+    const std::string name = SourceName(path);
     error = name + " is too large to trace (" + std::to_string(w) + " x " + std::to_string(h) +
             " pixels)";
     return result;
@@ -196,29 +183,13 @@ LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& optio
 
 LoadedImage LoadColourBitmap(const std::string& path, std::int64_t maxPixels, std::string& error) {
   LoadedImage result;
-  const std::string name = path == "-" ? "standard input" : "'" + path + "'";
+  const std::string name = SourceName(path);
   std::string bytes;
-  if (!ReadAll(path, bytes, kMaxImageBytes, error)) return result;
-  const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
-  const int size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT32_MAX));
-  int w = 0, h = 0, channels = 0;
-  if (!stbi_info_from_memory(data, size, &w, &h, &channels)) {
-    error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
+  OverWhitePixels px;
+  if (!ReadAll(path, bytes, kMaxImageBytes, error) ||
+      !DecodeOverWhite(name, bytes, maxPixels, px, error))
     return result;
-  }
-  if (static_cast<std::int64_t>(w) * h > maxPixels) {
-    error = name + " is " + std::to_string(w) + " x " + std::to_string(h) +
-            " pixels, more than the limit of " + std::to_string(maxPixels) +
-            " (raise it with --max-pixels)";
-    return result;
-  }
-  std::unique_ptr<stbi_uc, void (*)(void*)> px(
-      stbi_load_from_memory(data, size, &w, &h, &channels, 4), &stbi_image_free);
-  if (!px) {
-    error = name + " is not a readable PNG, JPEG, BMP or GIF image (" + stbi_failure_reason() + ")";
-    return result;
-  }
-  bytes = std::string();
+  const int w = px.width, h = px.height;
   HBITMAP bmp = CImgProc::CreateBitmap32(w, h);
   if (bmp == nullptr) {
     error = name + " is too large to trace (" + std::to_string(w) + " x " + std::to_string(h) +
@@ -227,15 +198,9 @@ LoadedImage LoadColourBitmap(const std::string& path, std::int64_t maxPixels, st
   }
   BITMAP bm{};
   GetObjectW(bmp, sizeof bm, &bm);
-  const stbi_uc* p = px.get();
+  const std::uint8_t* p = px.rgba.get();
   for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x, p += 4) {
-      const int a = p[3];
-      const int r = (p[0] * a + 255 * (255 - a)) / 255;
-      const int g = (p[1] * a + 255 * (255 - a)) / 255;
-      const int b = (p[2] * a + 255 * (255 - a)) / 255;
-      CImgProc::SetPixel32(bm, x, y, RGB(r, g, b));
-    }
+    for (int x = 0; x < w; ++x, p += 4) CImgProc::SetPixel32(bm, x, y, RGB(p[0], p[1], p[2]));
   result.bitmap = bmp;
   result.width = w;
   result.height = h;

@@ -17,7 +17,8 @@
 //   and cut to length. Extended attributes and ACLs of a replaced file are not carried over.
 // - A new file: created through a temporary file and a rename, with the permissions of a
 //   plain create (0666 less the umask). A dangling symbolic link gets its target created.
-// On failure no temporary file is left behind and error holds one line naming the path.
+// On failure no temporary file is left behind and error holds one line naming the path. Files
+// are not flushed to the disk (no fsync): durability across a power cut is the file system's.
 #pragma once
 
 #include <string>

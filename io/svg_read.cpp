@@ -142,6 +142,7 @@ Affine RootMap(const pugi::xml_node& svg, Drawing& d) {
     d.width = width;
     d.height = height;
   }
+  d.userUnitX = m.a, d.userUnitY = m.d;
   return m;
 }
 

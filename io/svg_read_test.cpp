@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <numbers>
 #include <string>
 
 #include "io/test_paths.h"
@@ -57,7 +56,7 @@ TEST(SvgRead, PathCommandsAbsoluteAndRelativeGiveTheSameNodes) {
   EXPECT_DOUBLE_EQ(sq.width, 1000);
   // Quadratics become the equivalent cubics: the curve's mid point is (20, 5) mm.
   const Drawing q = Read(Page("<path d='M10 10 Q20 0 30 10'/>"));
-  EXPECT_NEAR(PointOnPath(q.paths[0], 0, 0.5).y, 50, 1e-9);
+  EXPECT_NEAR(BezierAt(q.paths[0][0], q.paths[0][1], 0.5).y, 50, 1e-9);
 }
 
 TEST(SvgRead, ArcsCirclesAndEllipsesStayWithinTheStatedAccuracy) {

@@ -40,6 +40,28 @@ void PathData(std::string& out, const CBPointArray& path) {
   if (closed) out += " Z";
 }
 
+// Text as an XML attribute value.
+void AppendEscaped(std::string& out, const std::string& text) {
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
+    }
+  }
+}
+
 }  // namespace
 
 std::string WriteSvg(const Drawing& d) {
@@ -58,7 +80,23 @@ std::string WriteSvg(const Drawing& d) {
   out += ' ';
   AppendNumber(out, (box.ymax - box.ymin) / kUnitsPerMm, kDecimals);
   out += "\">\n";
+  // Consecutive items of one layer share a group named after it.
+  const auto layerOf = [&](const Item& item) {
+    return item.layer >= 0 && static_cast<std::size_t>(item.layer) < d.layers.size() ? item.layer
+                                                                                     : -1;
+  };
+  int open = -1;
   for (const Item& item : d.items) {
+    const int layer = layerOf(item);
+    if (layer != open) {
+      if (open >= 0) out += "  </g>\n";
+      if (layer >= 0) {
+        out += "  <g id=\"";
+        AppendEscaped(out, d.layers[static_cast<std::size_t>(layer)]);
+        out += "\">\n";
+      }
+      open = layer;
+    }
     bool closed = true;
     std::string data = "\"";
     for (int k : item.paths) {
@@ -75,6 +113,7 @@ std::string WriteSvg(const Drawing& d) {
     out += data;
     out += "\"/>\n";
   }
+  if (open >= 0) out += "  </g>\n";
   out += "</svg>\n";
   return out;
 }

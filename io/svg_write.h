@@ -3,8 +3,10 @@
 //
 //   std::string svg = plexa::io::WriteSvg(drawing);
 //
-// Closed paths end with Z; open paths are stroked (black, 0.1 mm) instead of filled. An empty
-// drawing gives a valid document of zero size with no path elements.
+// Items of a layer (Item::layer) are written inside a group <g id="NAME"> of that layer's name
+// (one group for each run of consecutive items of one layer). Closed paths end with Z; open paths
+// are stroked (black, 0.1 mm) instead of filled. An empty drawing gives a valid document of zero
+// size with no path elements.
 #pragma once
 
 #include <string>

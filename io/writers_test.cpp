@@ -3,7 +3,6 @@
 // the paths written.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <random>
 #include <sstream>
 #include <string>

@@ -102,12 +102,27 @@ class PathSet {
     for (INT_PTR i = 0; i < set.GetSize(); ++i)
       if (const CBPointArray* p = set.GetAt(static_cast<int>(i))) paths_.emplace_back(*p);
   }
+  // Takes the paths' nodes over (set keeps its slots, emptied).
+  static PathSet Taking(CPolyPolyBezier& set) {
+    PathSet s;
+    s.paths_.reserve(static_cast<std::size_t>(set.GetSize()));
+    for (INT_PTR i = 0; i < set.GetSize(); ++i)
+      if (CBPointArray* p = set.GetAt(static_cast<int>(i))) s.paths_.emplace_back(std::move(*p));
+    return s;
+  }
 
   // The library's owning container, built for a call.
   std::unique_ptr<CPolyPolyBezier> Build() const {
     auto set = std::make_unique<CPolyPolyBezier>();
+    set->SetSize(0, static_cast<INT_PTR>(paths_.size()));
     for (const Path& p : paths_) set->Add(new CBPointArray(p.Get()));
+    set->SetSize(set->GetSize(), 0);
     return set;
+  }
+  std::size_t Nodes() const {
+    std::size_t n = 0;
+    for (const Path& p : paths_) n += p.Size();
+    return n;
   }
 
   std::size_t Size() const { return paths_.size(); }
@@ -462,18 +477,48 @@ FillRule ParseFillRule(const std::string& rule) {
   throw py::value_error("fill_rule must be 'nonzero' or 'evenodd', not '" + rule + "'");
 }
 
-// a op b (b null: the weld of a) with the GIL released; the result's outlines run
-// counter-clockwise and holes clockwise, so it reads the same under either rule.
+// A set lending a PathSet's own arrays to one library call, without copies: its slots point
+// at them and are emptied before the set is destroyed. Only while the GIL is held, so that no
+// other thread can change the PathSet meanwhile.
+class BorrowedSet {
+ public:
+  explicit BorrowedSet(const PathSet& s) {
+    set_.SetSize(0, static_cast<INT_PTR>(s.Size()));
+    for (const Path& p : s.Paths()) set_.Add(const_cast<CBPointArray*>(&p.Get()));
+  }
+  ~BorrowedSet() { static_cast<CPtrArray&>(set_).SetSize(0); }
+  BorrowedSet(const BorrowedSet&) = delete;
+  BorrowedSet& operator=(const BorrowedSet&) = delete;
+  const CPolyPolyBezier& Get() const { return set_; }
+
+ private:
+  CPolyPolyBezier set_;
+};
+
+// Up to this many nodes in both sets a boolean call keeps the GIL (it takes a few
+// milliseconds at most) and reads the paths in place; larger ones copy them and release it.
+constexpr std::size_t kInPlaceNodes = 20000;
+
+// a op b (b null: the weld of a); the result's outlines run counter-clockwise and holes
+// clockwise, so it reads the same under either rule.
 PathSet Combine(const PathSet& a, const PathSet* b, BooleanOp op, const std::string& rule,
                 double tolerance) {
   BooleanOptions options;
   options.fillRule = ParseFillRule(rule);
   options.tolerance = tolerance;
-  const std::unique_ptr<CPolyPolyBezier> sa = a.Build();
-  const std::unique_ptr<CPolyPolyBezier> sb = b != nullptr ? b->Build() : nullptr;
   CPolyPolyBezier out;
   bool ok = false;
-  {
+  if (a.Nodes() + (b != nullptr ? b->Nodes() : 0) <= kInPlaceNodes) {
+    const BorrowedSet sa(a);
+    if (b != nullptr) {
+      const BorrowedSet sb(*b);
+      ok = BooleanPolyPolyBezier(sa.Get(), sb.Get(), op, out, options);
+    } else {
+      ok = WeldPolyPolyBezier(sa.Get(), out, options);
+    }
+  } else {
+    const std::unique_ptr<CPolyPolyBezier> sa = a.Build();
+    const std::unique_ptr<CPolyPolyBezier> sb = b != nullptr ? b->Build() : nullptr;
     py::gil_scoped_release release;
     ok = sb != nullptr ? BooleanPolyPolyBezier(*sa, *sb, op, out, options)
                        : WeldPolyPolyBezier(*sa, out, options);
@@ -482,20 +527,20 @@ PathSet Combine(const PathSet& a, const PathSet* b, BooleanOp op, const std::str
     throw std::runtime_error(
         "the paths are too large to combine (over 4 million flattened edges or 16 million "
         "crossings)");
-  return PathSet(out);
+  return PathSet::Taking(out);
 }
 
 // The parts nested on sheets (CNest) with the GIL released: one entry a part, the placed
 // copy and its sheet, or None with the reason it was not placed.
 py::dict Nest(const std::vector<PathSet>& parts, double width, double height, double gap,
               int rotations, bool mirror, bool partInPart, int maxSheets, int resolution,
-              double timeLimit) {
+              double timeLimit, int attempts) {
   CNest nest;
   for (const PathSet& part : parts) nest.AddShape(*part.Build());
   CNest::Options o;
   o.width = width, o.height = height, o.gap = gap, o.rotations = rotations;
   o.mirror = mirror, o.partInPart = partInPart, o.maxSheets = maxSheets;
-  o.resolution = resolution, o.timeLimit = timeLimit;
+  o.resolution = resolution, o.timeLimit = timeLimit, o.attempts = attempts;
   bool ok = false;
   {
     py::gil_scoped_release release;
@@ -686,9 +731,10 @@ PYBIND11_MODULE(plexa, m) {
   m.def("nest", &Nest, py::arg("parts"), py::kw_only(), py::arg("width"), py::arg("height"),
         py::arg("gap") = 0.0, py::arg("rotations") = 4, py::arg("mirror") = false,
         py::arg("part_in_part") = true, py::arg("max_sheets") = 0, py::arg("resolution") = 1024,
-        py::arg("time_limit") = 0.0,
+        py::arg("time_limit") = 0.0, py::arg("attempts") = 1,
         "Places the parts (PathSets: outlines with holes) on width x height sheets without\n"
-        "overlap, at least gap apart. Returns a dict: 'parts' (per part: 'status', 'sheet',\n"
+        "overlap, at least gap apart (attempts: orders of placement tried, the best "
+        "kept).\nReturns a dict: 'parts' (per part: 'status', 'sheet',\n"
         "'paths' moved onto the sheet or None, 'angle', 'mirrored'), 'sheets', 'nested',\n"
         "'fill' and 'seconds'. The GIL is released while it works.");
   m.def(

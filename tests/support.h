@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "plexa/geom/path.h"
+#include "plexa/geom/polypoly.h"
 
 namespace plexa::test {
 
@@ -75,6 +76,13 @@ inline CBPointArray Rect(double x0, double y0, double x1, double y1) {
   CBPointArray p;
   p.CreateRect(CDRECT(x0, x1, y0, y1));
   return p;
+}
+
+// The paths of a set, for the dense oracles below (null slots included as null).
+inline std::vector<const CBPointArray*> Paths(const CPolyPolyBezier& set) {
+  std::vector<const CBPointArray*> v;
+  for (INT_PTR i = 0; i < set.GetSize(); ++i) v.push_back(set.GetAt(static_cast<int>(i)));
+  return v;
 }
 
 // The segment from node a to node b at t, in the textbook Bernstein form.

@@ -2,11 +2,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <string_view>
 #include <thread>
 
 #include "io/output_file.h"
@@ -43,6 +46,35 @@ CLI::App* Tool::Add(const std::string& name, const std::string& description,
   CLI::App* cmd = app_.add_subcommand(name, description);
   commands_.emplace_back(cmd, std::move(run));
   return cmd;
+}
+
+namespace {
+
+std::string Lower(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
+}
+
+}  // namespace
+
+bool Tool::Wants(const char* name) {
+  const std::string lower = Lower(name);
+  if (!selected_) {
+    names_.push_back(lower);
+    return false;
+  }
+  return only_.empty() || lower == only_;
+}
+
+void Tool::Select(int argc, char** argv) {
+  selected_ = true;
+  only_.clear();
+  if (argc < 2 || std::find(names_.begin(), names_.end(), argv[1]) == names_.end()) return;
+  for (int i = 2; i < argc; ++i) {
+    if (std::find(names_.begin(), names_.end(), Lower(argv[i])) != names_.end()) return;
+  }
+  only_ = argv[1];
 }
 
 int Tool::Main(int argc, char** argv) {

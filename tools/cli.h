@@ -43,9 +43,21 @@ class Tool {
   // Parses the command line and runs the subcommand given.
   int Main(int argc, char** argv);
 
+  // Registration in two rounds, so a run builds the options of the one subcommand it uses:
+  // main.cpp's registration list calls Wants("Name") before each Register function. In the
+  // first round Wants only notes the names and is false; Select then picks the subcommand
+  // when argv[1] names one and no later argument spells any (in any case), else all of them;
+  // in the second round Wants is true for what was picked. Parsing and messages are the same
+  // as with every subcommand registered.
+  bool Wants(const char* name);
+  void Select(int argc, char** argv);
+
  private:
   CLI::App app_;
   std::vector<std::pair<CLI::App*, std::function<int()>>> commands_;
+  std::vector<std::string> names_;  // every subcommand, lower case, from the first round
+  bool selected_ = false;           // Select has run
+  std::string only_;                // the one subcommand to build; empty for all
 };
 
 // `plexa --version` prints "plexa " followed by this (the CMake project version).

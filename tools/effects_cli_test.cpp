@@ -1,99 +1,69 @@
 // Runs `plexa envelope` and `plexa effect` as a user would and reads the results back.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-
-#include "io/drawing.h"
-#include "io/svg_read.h"
-
-namespace fs = std::filesystem;
+#include "tools/tool_test_support.h"
 
 namespace {
 
-class EffectsCli : public ::testing::Test {
+using namespace plexa::tooltest;
+
+class EffectsCli : public ToolTest {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("plexa_fx_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
+    ToolTest::SetUp();
     // 100 x 60 mm: a 40 x 50 mm rectangle and a circle of radius 22 mm.
-    std::ofstream(dir_ / "in.svg")
-        << "<svg xmlns='http://www.w3.org/2000/svg' width='100mm' height='60mm' "
-           "viewBox='0 0 100 60'><rect x='5' y='5' width='40' height='50'/>"
-           "<circle cx='72' cy='30' r='22'/></svg>";
+    Svg("in.svg", "<rect x='5' y='5' width='40' height='50'/><circle cx='72' cy='30' r='22'/>", 100,
+        60);
   }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  int Run(const std::string& args) {
-    const std::string cmd = std::string("'") + PLEXA_CLI + "' " + args + " >/dev/null 2>'" +
-                            (dir_ / "err.txt").string() + "'";
-    const int raw = std::system(cmd.c_str());
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  }
-  std::string In() const { return "'" + (dir_ / "in.svg").string() + "'"; }
-  std::string Out() const { return "'" + (dir_ / "out.svg").string() + "'"; }
+  std::string In() const { return "'" + Path("in.svg") + "'"; }
+  std::string Out() const { return "'" + Path("out.svg") + "'"; }
 
   // Bounds of the result in drawing units (tenths of a mm), and its node count.
   PLEXA::CDRECT Bounds(INT_PTR* nodes = nullptr) {
-    plexa::io::Drawing d;
-    std::string warning, error;
-    EXPECT_TRUE(plexa::io::ReadSvgFile((dir_ / "out.svg").string(), d, warning, error)) << error;
+    const plexa::io::Drawing d = Read(Path("out.svg"));
     PLEXA::CDRECT box(0, 0, 0, 0);
     d.paths.CalcFrame(box, 1.0);
     for (INT_PTR i = 0; nodes && i < d.paths.GetSize(); ++i)
       *nodes += d.paths.GetAt(static_cast<int>(i))->GetSize();
     return box;
   }
-
-  fs::path dir_;
 };
 
 }  // namespace
 
 // The written page starts at the result's bounds, so the checks read sizes: the input spans
-// 890 x 500 units (x 50..940, y 50..550).
-TEST_F(EffectsCli, EnvelopeBendsBetweenTheDrawingsEdges) {
-  // bend-up: both middles rise by 0.2 of the height; the corners stay, so the result is 100
-  // units taller and as wide.
-  ASSERT_EQ(Run("envelope " + In() + " -o " + Out() + " --preset bend-up"), 0);
-  PLEXA::CDRECT b = Bounds();
-  EXPECT_NEAR(b.xmax - b.xmin, 890, 0.5);
-  EXPECT_NEAR(b.ymax - b.ymin, 600, 2);
-  // By number, with the plain point form and another amount: bulge pushes both middles out.
-  ASSERT_EQ(Run("envelope " + In() + " -o " + Out() + " --preset 6 --points --amount 0.1"), 0);
-  b = Bounds();
-  EXPECT_GT(b.ymax - b.ymin, 540);
-  for (const char* bad : {" --preset nope", ""})
-    EXPECT_EQ(Run("envelope " + In() + " -o " + Out() + bad), 2) << bad;
-}
-
-TEST_F(EffectsCli, EffectsRunOneAtATime) {
-  // --twirl 0 leaves the drawing as it was (the library's quarter turn is undone).
-  ASSERT_EQ(Run("effect " + In() + " -o " + Out() + " --twirl 0"), 0);
-  PLEXA::CDRECT b = Bounds();
-  EXPECT_NEAR(b.xmax - b.xmin, 890, 0.5);
-  EXPECT_NEAR(b.ymax - b.ymin, 500, 0.5);
-  // A wave 3 mm high adds up to 3 mm above and below.
-  ASSERT_EQ(Run("effect " + In() + " -o " + Out() + " --wave 20mm --size 3"), 0);
-  b = Bounds();
-  EXPECT_GT(b.ymax - b.ymin, 520);
-  EXPECT_LE(b.ymax - b.ymin, 561);
-  // Zig-zag every 4 mm gives many corner nodes within 1 mm of the original bounds.
-  INT_PTR nodes = 0;
-  ASSERT_EQ(Run("effect " + In() + " -o " + Out() + " --zigzag 4 --size 1"), 0);
-  b = Bounds(&nodes);
-  EXPECT_GT(nodes, 60);
-  EXPECT_NEAR(b.xmax - b.xmin, 890, 20.5);
-  for (const char* args : {" --pinch 2", " --spherize", " --roughen 3 --smooth"})
-    EXPECT_EQ(Run("effect " + In() + " -o " + Out() + args), 0) << args;
-  for (const char* bad : {"", " --pinch 1 --twirl 5", " --wave abc"})
-    EXPECT_EQ(Run("effect " + In() + " -o " + Out() + bad), 2) << bad;
+// 890 x 500 units (x 50..940, y 50..550). Each run: its width and height ranges and the least
+// node count.
+TEST_F(EffectsCli, EnvelopesAndEffectsReshapeTheDrawing) {
+  struct Case {
+    const char* args;
+    double wLo, wHi, hLo, hHi;
+    INT_PTR nodes;
+  };
+  const Case cases[] = {
+      // bend-up: both middles rise by 0.2 of the height, the corners stay: 100 units taller.
+      {"envelope --preset bend-up", 889.5, 890.5, 598, 602, 0},
+      // By number, the plain point form and another amount: bulge pushes both middles out.
+      {"envelope --preset 6 --points --amount 0.1", 0, 1e9, 540, 1e9, 0},
+      // --twirl 0 leaves the drawing as it was (the library's quarter turn is undone).
+      {"effect --twirl 0", 889.5, 890.5, 499.5, 500.5, 0},
+      // A wave 3 mm high adds up to 3 mm above and below.
+      {"effect --wave 20mm --size 3", 0, 1e9, 520, 561, 0},
+      // Zig-zag every 4 mm: many corner nodes within 1 mm of the original bounds.
+      {"effect --zigzag 4 --size 1", 869.5, 910.5, 0, 1e9, 61},
+      {"effect --pinch 2", 0, 1e9, 0, 1e9, 0},
+      {"effect --spherize", 0, 1e9, 0, 1e9, 0},
+      {"effect --roughen 3 --smooth", 0, 1e9, 0, 1e9, 0}};
+  for (const Case& c : cases) {
+    const std::string args = c.args, verb = args.substr(0, args.find(' '));
+    ASSERT_EQ(Run(verb + " " + In() + " -o " + Out() + args.substr(verb.size())), 0) << c.args;
+    INT_PTR nodes = 0;
+    const PLEXA::CDRECT b = Bounds(&nodes);
+    EXPECT_TRUE(b.xmax - b.xmin >= c.wLo && b.xmax - b.xmin <= c.wHi) << c.args;
+    EXPECT_TRUE(b.ymax - b.ymin >= c.hLo && b.ymax - b.ymin <= c.hHi) << c.args;
+    EXPECT_GE(nodes, c.nodes) << c.args;
+  }
+  for (const char* bad : {"envelope --preset nope", "envelope", "effect",
+                          "effect --pinch 1 --twirl 5", "effect --wave abc"}) {
+    const std::string args = bad, verb = args.substr(0, args.find(' '));
+    EXPECT_EQ(Run(verb + " " + In() + " -o " + Out() + args.substr(verb.size())), 2) << bad;
+  }
 }

@@ -2,10 +2,11 @@
 // here by one line.
 #include "tools/cli.h"
 
-// Declares plexa::tool::Register<Name>(Tool&) and calls it.
+// Declares plexa::tool::Register<Name>(Tool&) and calls it when the run needs that subcommand
+// (Tool::Wants; Name is the subcommand's name in any case).
 #define PLEXA_SUBCOMMAND(Name) \
   void Register##Name(Tool&);  \
-  Register##Name(tool)
+  if (tool.Wants(#Name)) Register##Name(tool)
 
 namespace plexa::tool {
 
@@ -31,6 +32,8 @@ void RegisterAll(Tool& tool) {
 
 int main(int argc, char** argv) {
   plexa::tool::Tool tool;
+  plexa::tool::RegisterAll(tool);  // names only
+  tool.Select(argc, argv);
   plexa::tool::RegisterAll(tool);
   return tool.Main(argc, argv);
 }

@@ -1,66 +1,24 @@
 // plexa offset and plexa contour as a user runs them: the written SVG read back and probed
 // point by point (even-odd over the flattened result).
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
 #include <tuple>
-#include <vector>
 
-#include "io/flatten.h"
-#include "io/svg_read.h"
-
-namespace fs = std::filesystem;
+#include "tools/tool_test_support.h"
 
 namespace {
 
-class OffsetTool : public ::testing::Test {
+using namespace plexa::tooltest;
+
+class OffsetTool : public ToolTest {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("plexa_offset_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-  std::string Path(const std::string& name) { return (dir_ / name).string(); }
-  int Run(const std::string& args) {
-    const std::string cmd = std::string("'") + PLEXA_CLI + "' " + args + " >/dev/null 2>&1";
-    const int raw = std::system(cmd.c_str());
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  }
   // Even-odd inside test of (x, y) in millimetres over every path read from the SVG.
   static bool Inside(const std::string& path, double x, double y) {
-    plexa::io::Drawing d;
-    std::string warning, error;
-    EXPECT_TRUE(plexa::io::ReadSvgFile(path, d, warning, error)) << error;
-    x *= 10;
-    y *= 10;
-    bool in = false;
-    std::vector<PLEXA::CDPOINT> pts;
-    for (INT_PTR i = 0; i < d.paths.GetSize(); ++i) {
-      plexa::io::FlattenPath(*d.paths.GetAt(static_cast<int>(i)), 0.1, pts);
-      for (std::size_t k = 0, j = pts.size() - 1; k < pts.size(); j = k++)
-        if ((pts[k].y > y) != (pts[j].y > y) &&
-            x < pts[j].x + (y - pts[j].y) * (pts[k].x - pts[j].x) / (pts[k].y - pts[j].y))
-          in = !in;
-    }
-    return in;
+    return ToolTest::Inside(Read(path), x, y);
   }
-  fs::path dir_;
 };
 
 // A 40 mm square grown by 5 mm with round and miter joins, shrunk by 5 mm, and refused input.
 TEST_F(OffsetTool, OffsetGrowsShrinksAndRefuses) {
-  const std::string in = Path("sq.svg");
-  std::ofstream(in) << "<svg xmlns='http://www.w3.org/2000/svg' width='100mm' height='100mm' "
-                       "viewBox='0 0 100 100'><rect x='30' y='30' width='40' height='40'/></svg>";
+  const std::string in = Svg("sq.svg", "<rect x='30' y='30' width='40' height='40'/>");
   const std::string round = Path("r.svg"), miter = Path("m.svg"), in5 = Path("i.svg");
   ASSERT_EQ(Run("offset '" + in + "' -o '" + round + "' --distance 5mm"), 0);
   ASSERT_EQ(Run("offset '" + in + "' -o '" + miter + "' --distance 5 --join miter"), 0);
@@ -86,9 +44,7 @@ TEST_F(OffsetTool, ContourWritesArtworkAndCutLine) {
   ASSERT_EQ(
       Run("contour '" + std::string(PLEXA_EXAMPLES) + "/sign.png' -o '" + out + "' --distance 3mm"),
       0);
-  std::stringstream text;
-  text << std::ifstream(out).rdbuf();
-  const std::string s = text.str();
+  const std::string s = Slurp(out);
   const std::size_t art = s.find("<g id=\"artwork\">"), cut = s.find("<g id=\"cut-contour\">");
   ASSERT_NE(art, std::string::npos);
   ASSERT_NE(cut, std::string::npos);

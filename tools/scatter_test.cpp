@@ -1,45 +1,21 @@
 // plexa scatter as a user runs it: determinism per seed, the count, copies inside the area,
 // usage errors.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cctype>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
 
-namespace fs = std::filesystem;
+#include "tools/tool_test_support.h"
 
 namespace {
 
-std::string Slurp(const fs::path& p) {
-  std::ifstream f(p, std::ios::binary);
-  std::stringstream s;
-  s << f.rdbuf();
-  return s.str();
-}
+using namespace plexa::tooltest;
 
-class Scatter : public ::testing::Test {
+class Scatter : public ToolTest {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("plexa_scatter_" + std::to_string(::getpid()));
-    fs::create_directories(dir_);
+    ToolTest::SetUp();
     // A 20 x 10 mm rectangle with a square hole: two paths in one item.
-    std::ofstream(dir_ / "shape.svg")
-        << "<svg xmlns='http://www.w3.org/2000/svg' width='20mm' height='10mm' "
-           "viewBox='0 0 20 10'><path d='M0 0 H20 V10 H0 Z M8 3 H12 V7 H8 Z'/></svg>";
+    Svg("shape.svg", "<path d='M0 0 H20 V10 H0 Z M8 3 H12 V7 H8 Z'/>", 20, 10);
   }
-  void TearDown() override { fs::remove_all(dir_); }
-  int Run(const std::string& args) {
-    const std::string cmd = std::string("cd '") + dir_.string() + "' && '" + PLEXA_CLI +
-                            "' scatter " + args + " >out.txt 2>err.txt";
-    const int raw = std::system(cmd.c_str());
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  }
-  fs::path dir_;
+  int Run(const std::string& args) { return ToolTest::Run("scatter " + args); }
 };
 
 }  // namespace
@@ -51,7 +27,7 @@ TEST_F(Scatter, SameSeedSameCopiesInsideTheArea) {
   const std::string a = Slurp(dir_ / "a.svg");
   EXPECT_EQ(a, Slurp(dir_ / "b.svg"));
   EXPECT_NE(a, Slurp(dir_ / "c.svg"));
-  EXPECT_NE(Slurp(dir_ / "out.txt").find("scattered 12 of 12 copies"), std::string::npos);
+  EXPECT_NE(out_.find("scattered 12 of 12 copies"), std::string::npos);
   EXPECT_NE(a.find("width=\"300mm\" height=\"200mm\""), std::string::npos);
   // One path element a copy, each with its outline and its hole.
   int paths = 0;
@@ -85,5 +61,5 @@ TEST_F(Scatter, UsageErrors) {
   EXPECT_FALSE(fs::exists(dir_ / "x.svg"));
   // A full area stops early with what fits.
   EXPECT_EQ(Run("shape.svg --area 50x50 --count 1000 -o y.svg"), 0);
-  EXPECT_NE(Slurp(dir_ / "out.txt").find("of 1000 copies"), std::string::npos);
+  EXPECT_NE(out_.find("of 1000 copies"), std::string::npos);
 }

@@ -1,71 +1,14 @@
 // plexa weld and plexa boolean as a user runs them: small SVGs in, the written SVG read back
 // and probed point by point (even-odd over the flattened result).
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
 #include <tuple>
-#include <vector>
 
-#include "io/flatten.h"
-#include "io/svg_read.h"
-
-namespace fs = std::filesystem;
+#include "tools/tool_test_support.h"
 
 namespace {
 
-class WeldTool : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("plexa_weld_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
+using namespace plexa::tooltest;
 
-  // An SVG of 100 x 100 mm whose user unit is a millimetre (10 drawing units).
-  std::string Svg(const std::string& name, const std::string& body) {
-    const std::string path = (dir_ / name).string();
-    std::ofstream(path) << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"100mm\" "
-                           "height=\"100mm\" viewBox=\"0 0 100 100\">"
-                        << body << "</svg>";
-    return path;
-  }
-  int Run(const std::string& args) {
-    const std::string cmd = std::string("'") + PLEXA_CLI + "' " + args + " >/dev/null 2>&1";
-    const int raw = std::system(cmd.c_str());
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  }
-  plexa::io::Drawing Read(const std::string& path) {
-    plexa::io::Drawing d;
-    std::string warning, error;
-    EXPECT_TRUE(plexa::io::ReadSvgFile(path, d, warning, error)) << error;
-    return d;
-  }
-  // Even-odd inside test of (x, y) in millimetres over every path of d.
-  static bool Inside(const plexa::io::Drawing& d, double x, double y) {
-    x *= 10;
-    y *= 10;
-    bool in = false;
-    std::vector<PLEXA::CDPOINT> pts;
-    for (INT_PTR i = 0; i < d.paths.GetSize(); ++i) {
-      plexa::io::FlattenPath(*d.paths.GetAt(static_cast<int>(i)), 0.1, pts);
-      for (std::size_t k = 0, j = pts.size() - 1; k < pts.size(); j = k++)
-        if ((pts[k].y > y) != (pts[j].y > y) &&
-            x < pts[j].x + (y - pts[j].y) * (pts[k].x - pts[j].x) / (pts[k].y - pts[j].y))
-          in = !in;
-    }
-    return in;
-  }
-
-  fs::path dir_;
-};
+class WeldTool : public ToolTest {};
 
 TEST_F(WeldTool, WeldMergesOverlapsAndBooleansKeepHoles) {
   const std::string two = Svg("two.svg",

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory_resource>
 
 #include "plexa/analysis/internal/arrangement.h"
 #include "plexa/core/internal/numerics.h"
@@ -36,6 +37,14 @@ constexpr double kMinHalfExtent = 1e-290;
 // ends, is straight: one flattened edge and a straight result.
 constexpr double kStraightGrid = 1e-6;
 constexpr double kDefaultTolerance = 0.01;
+// The call's arena starts with this many bytes plus kArenaPerNode a node of the input: enough
+// for the whole call on straight input of evenly spread edges, so that it allocates once;
+// curves and crowded crossings make it grow (doubling) a few times.
+constexpr std::size_t kArenaBase = 8192;
+constexpr std::size_t kArenaPerNode = 640;
+// Above this many flattened edges the arrangement allocates from the heap instead: an arena
+// never reuses what a step frees, and fresh pages cost more than the allocations they save.
+constexpr std::size_t kArenaEdges = std::size_t{1} << 14;
 
 struct FlatEdge {
   int set, path, seg;  // seg -1: the closing chord of an open path
@@ -59,10 +68,22 @@ bool PathUsable(const CBPointArray* p) {
   return true;
 }
 
+// std::llround inline for |v| < 2^52 (grid coordinates stay within 2^27): the truncated value
+// and the exact remainder decide, halves away from zero.
+std::int64_t RoundHalfAway(double v) {
+  std::int64_t t = static_cast<std::int64_t>(v);
+  const double r = v - static_cast<double>(t);
+  if (r >= 0.5)
+    ++t;
+  else if (r <= -0.5)
+    --t;
+  return t;
+}
+
 class Flattener {
  public:
-  Flattener(double cx, double cy, double scale, double tolGrid)
-      : cx_(cx), cy_(cy), scale_(scale), tol_(tolGrid) {}
+  Flattener(double cx, double cy, double scale, double tolGrid, std::pmr::memory_resource* mem)
+      : flat(mem), edges(mem), cx_(cx), cy_(cy), scale_(scale), tol_(tolGrid) {}
 
   CDPOINT ToGrid(const CDPOINT& p) const {
     return CDPOINT((p.x * 0.5 - cx_ * 0.5) * (2 * scale_), (p.y * 0.5 - cy_ * 0.5) * (2 * scale_));
@@ -71,7 +92,7 @@ class Flattener {
     return CDPOINT(cx_ + static_cast<double>(p.x) / scale_,
                    cy_ + static_cast<double>(p.y) / scale_);
   }
-  static arr::IPoint Round(const CDPOINT& p) { return {std::llround(p.x), std::llround(p.y)}; }
+  static arr::IPoint Round(const CDPOINT& p) { return {RoundHalfAway(p.x), RoundHalfAway(p.y)}; }
 
   // Flattens segment (p0..p3, grid units); false when the edge budget is exhausted.
   bool Segment(const CDPOINT q[4], int set, int path, int seg) {
@@ -82,8 +103,8 @@ class Flattener {
     return Add(a, b, {set, path, -1, 0, 1, true});
   }
 
-  std::vector<FlatEdge> flat;
-  std::vector<arr::InputEdge> edges;
+  std::pmr::vector<FlatEdge> flat;
+  std::pmr::vector<arr::InputEdge> edges;
 
  private:
   static bool IsStraight(const CDPOINT q[4]) {
@@ -165,10 +186,12 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
   // Bounding box of every usable control point.
   double minx = 0, miny = 0, maxx = 0, maxy = 0;
   bool any = false;
+  std::size_t inputNodes = 0;
   for (const Source& s : sources)
     for (INT_PTR i = 0; i < s.paths->GetSize(); ++i) {
       const CBPointArray* p = s.paths->GetAt(static_cast<int>(i));
       if (!PathUsable(p)) continue;
+      inputNodes += static_cast<std::size_t>(p->GetSize());
       for (INT_PTR k = 0; k < p->GetSize(); ++k)
         for (const CDPOINT& q : {p->GetData()[k].in, p->GetData()[k].anchor, p->GetData()[k].out}) {
           if (!any) minx = maxx = q.x, miny = maxy = q.y, any = true;
@@ -182,7 +205,13 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
   const double scale = kGridHalf / half;
   double tol = options.tolerance;
   if (!(tol > 0) || !std::isfinite(tol)) tol = kDefaultTolerance;
-  Flattener fl(minx * 0.5 + maxx * 0.5, miny * 0.5 + maxy * 0.5, scale, std::max(tol * scale, 1.0));
+  // Small calls keep every vector in one arena, released at once on return.
+  std::pmr::monotonic_buffer_resource arena(kArenaBase +
+                                            kArenaPerNode * std::min(inputNodes, kArenaEdges));
+  Flattener fl(minx * 0.5 + maxx * 0.5, miny * 0.5 + maxy * 0.5, scale, std::max(tol * scale, 1.0),
+               inputNodes <= kArenaEdges ? static_cast<std::pmr::memory_resource*>(&arena)
+                                         : std::pmr::new_delete_resource());
+  fl.flat.reserve(inputNodes), fl.edges.reserve(inputNodes);
 
   for (const Source& s : sources)
     for (INT_PTR i = 0; i < s.paths->GetSize(); ++i) {
@@ -217,19 +246,28 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
       rule.op = arr::Op::kXor;
       break;
   }
-  std::vector<arr::ResultLoop> loops;
-  if (!arr::BuildBoolean(fl.edges, rule, loops)) return false;
+  std::pmr::memory_resource* mem =
+      fl.edges.size() <= kArenaEdges ? &arena : std::pmr::new_delete_resource();
+  arr::Result result(mem);
+  if (!arr::BuildBoolean(fl.edges, rule, result)) return false;
 
-  std::vector<Step> steps;
-  for (const arr::ResultLoop& loop : loops) {
+  std::pmr::vector<Step> steps(mem);
+  out.SetSize(0, static_cast<INT_PTR>(result.loops.size()));
+  if (tree) {
+    tree->parent.reserve(result.loops.size());
+    tree->depth.reserve(result.loops.size());
+  }
+  for (const arr::ResultLoop& loop : result.loops) {
     // Emission order is the loop reversed, so outlines come out counter-clockwise on screen.
-    const std::size_t nv = loop.vertices.size();
+    const std::size_t nv = loop.count;
+    const arr::IPoint* vertices = result.vertices.data() + loop.first;
+    const arr::ResultEdge* edges = result.edges.data() + loop.first;
     steps.clear();
     for (std::size_t k = nv; k-- > 0;) {
-      const arr::ResultEdge& e = loop.edges[k];
+      const arr::ResultEdge& e = edges[k];
       const FlatEdge* f = &fl.flat[static_cast<std::size_t>(e.source)];
       const auto t = [&](double s) { return f->t0 + s * (f->t1 - f->t0); };
-      steps.push_back({loop.vertices[(k + 1) % nv], loop.vertices[k], f, t(e.sTo), t(e.sFrom)});
+      steps.push_back({vertices[(k + 1) % nv], vertices[k], f, t(e.sTo), t(e.sFrom)});
     }
     std::size_t start = nv, breaks = 0;
     for (std::size_t k = 0; k < nv; ++k)
@@ -244,6 +282,9 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
     const std::size_t forced = breaks <= 1 ? nv / 2 : nv;
     auto* path = new CBPointArray;
     out.Add(path);
+    // One allocation for the path's nodes (one a run, and the closing one); growth then
+    // returns to the array's default.
+    path->SetSize(0, static_cast<INT_PTR>(std::max<std::size_t>(breaks, 2) + 1));
     const CDPOINT v0 = fl.FromGrid(steps[start].from);
     path->Add(CBPOINT(v0, v0, v0));
     for (std::size_t k = 0; k < nv;) {
@@ -276,11 +317,13 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
     nodes[last].anchor = nodes[0].anchor;
     nodes[0].in = nodes[last].in;
     nodes[last].out = nodes[0].out;
+    path->SetSize(path->GetSize(), 0);
     if (tree) {
       tree->parent.push_back(loop.parent);
       tree->depth.push_back(loop.depth);
     }
   }
+  out.SetSize(out.GetSize(), 0);
   return true;
 }
 

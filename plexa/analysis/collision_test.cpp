@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -44,6 +43,19 @@ class Probe : public CCurveCollision {
     return GetProfileList(list)[static_cast<size_t>(i)];
   }
 };
+
+// Calls f(profile) for every monotone piece profile of every path.
+template <typename F>
+void ForEachProfile(const Probe& probe, F f) {
+  for (int l = 0; l < probe.GetProfileListCount(); ++l)
+    for (int i = 0; i < probe.Segments(l); ++i) f(probe.Profile(l, i));
+}
+
+// The profile's polynomial at t.
+CDPOINT At(const CCurveCollision::BEZPROFILE& bp, double t) {
+  return CDPOINT(bp.x[0] + bp.x[1] * t + bp.x[2] * t * t + bp.x[3] * t * t * t,
+                 bp.y[0] + bp.y[1] * t + bp.y[2] * t * t + bp.y[3] * t * t * t);
+}
 
 // Each point of `in` tests inside, each point of `out` outside.
 void ExpectVerdicts(const CCurveCollision& c, std::initializer_list<CDPOINT> in,
@@ -203,8 +215,7 @@ TEST(CurveCollision, AgreesWithDenseOracleOnRealShapes) {
   shapes.Add(new CBPointArray(open));
   Probe probe;
   probe.SetCurves(shapes);
-  std::vector<const CBPointArray*> paths;
-  for (INT_PTR i = 0; i < shapes.GetSize(); ++i) paths.push_back(shapes.GetAt(static_cast<int>(i)));
+  const std::vector<const CBPointArray*> paths = Paths(shapes);
   const auto polys = DensePolygons(paths);
 
   std::uniform_real_distribution<double> ux(-70, 370), uy(-80, 80);
@@ -236,14 +247,12 @@ TEST(CurveCollision, AcceleratedQueryMatchesPlainWalkOnBoundaries) {
   shapes.Add(new CBPointArray(Blob(rng, 40, 5, 6, 6)));
   Probe probe(shapes);
   std::vector<double> xs, ys;
-  for (int l = 0; l < probe.GetProfileListCount(); ++l)
-    for (int i = 0; i < probe.Segments(l); ++i) {
-      const auto& bp = probe.Profile(l, i);
-      for (int k = 0; k < bp.count; ++k) {
-        xs.push_back(bp.pt[k].x);
-        ys.push_back(bp.pt[k].y);
-      }
+  ForEachProfile(probe, [&](const CCurveCollision::BEZPROFILE& bp) {
+    for (int k = 0; k < bp.count; ++k) {
+      xs.push_back(bp.pt[k].x);
+      ys.push_back(bp.pt[k].y);
     }
+  });
   for (double y : ys)
     for (double x : xs)
       ASSERT_EQ(probe.IsPointInCurves(CDPOINT(x, y)), probe.IsPointInCurvesPlain(CDPOINT(x, y)));
@@ -251,23 +260,19 @@ TEST(CurveCollision, AcceleratedQueryMatchesPlainWalkOnBoundaries) {
   // Points right at and around the curve, at heights near the quarter steps of every piece
   // (where the query switches between its step bounds) and within the crossing tolerance.
   int probes = 0;
-  for (int l = 0; l < probe.GetProfileListCount(); ++l)
-    for (int i = 0; i < probe.Segments(l); ++i) {
-      const auto& bp = probe.Profile(l, i);
-      for (int k = 1; k < bp.count; ++k)
-        for (int j = 0; j <= 8; ++j) {
-          const double t = bp.t[k - 1] + (bp.t[k] - bp.t[k - 1]) * j / 8;
-          const double x = bp.x[0] + bp.x[1] * t + bp.x[2] * t * t + bp.x[3] * t * t * t;
-          const double y = bp.y[0] + bp.y[1] * t + bp.y[2] * t * t + bp.y[3] * t * t * t;
-          for (const double dy : {-2e-7, -1e-7, -0.5e-7, 0.0, 0.5e-7, 1e-7, 2e-7})
-            for (const double dx : {-1e-3, -1e-6, -1e-9, 0.0, 1e-9, 1e-6, 1e-3}) {
-              const CDPOINT q(x + dx, y + dy);
-              ++probes;
-              ASSERT_EQ(probe.IsPointInCurves(q), probe.IsPointInCurvesPlain(q))
-                  << q.x << ", " << q.y;
-            }
-        }
-    }
+  ForEachProfile(probe, [&](const CCurveCollision::BEZPROFILE& bp) {
+    for (int k = 1; k < bp.count; ++k)
+      for (int j = 0; j <= 8; ++j) {
+        const CDPOINT p = At(bp, bp.t[k - 1] + (bp.t[k] - bp.t[k - 1]) * j / 8);
+        for (const double dy : {-2e-7, -1e-7, -0.5e-7, 0.0, 0.5e-7, 1e-7, 2e-7})
+          for (const double dx : {-1e-3, -1e-6, -1e-9, 0.0, 1e-9, 1e-6, 1e-3}) {
+            const CDPOINT q(p.x + dx, p.y + dy);
+            ++probes;
+            ASSERT_EQ(probe.IsPointInCurves(q), probe.IsPointInCurvesPlain(q))
+                << q.x << ", " << q.y;
+          }
+      }
+  });
   EXPECT_GT(probes, 5000);
 }
 
@@ -376,28 +381,24 @@ TEST(CurveCollision, GlyphOutlinesAgreeWithDenseOracle) {
       turn(n.anchor);
       turn(n.out);
     }
-  std::vector<const CBPointArray*> paths;
-  for (INT_PTR i = 0; i < glyphs.GetSize(); ++i) paths.push_back(glyphs.GetAt(static_cast<int>(i)));
+  const std::vector<const CBPointArray*> paths = Paths(glyphs);
   const auto polys = DensePolygons(paths, 64);
   Probe c(glyphs);
   // Every piece between break parameters is monotone in y, sampled densely.
   int pieces = 0, bent = 0;
-  for (int l = 0; l < c.GetProfileListCount(); ++l)
-    for (int i = 0; i < c.Segments(l); ++i) {
-      const auto& bp = c.Profile(l, i);
-      for (int k = 1; k < bp.count; ++k, ++pieces) {
-        const double sign = bp.pt[k].y >= bp.pt[k - 1].y ? 1 : -1;
-        double prev = bp.pt[k - 1].y;
-        bool ok = true;
-        for (int j = 1; j <= 64; ++j) {
-          const double t = bp.t[k - 1] + (bp.t[k] - bp.t[k - 1]) * j / 64;
-          const double y = bp.y[0] + bp.y[1] * t + bp.y[2] * t * t + bp.y[3] * t * t * t;
-          ok = ok && sign * (y - prev) >= -1e-9;
-          prev = y;
-        }
-        bent += !ok;
+  ForEachProfile(c, [&](const CCurveCollision::BEZPROFILE& bp) {
+    for (int k = 1; k < bp.count; ++k, ++pieces) {
+      const double sign = bp.pt[k].y >= bp.pt[k - 1].y ? 1 : -1;
+      double prev = bp.pt[k - 1].y;
+      bool ok = true;
+      for (int j = 1; j <= 64; ++j) {
+        const double y = At(bp, bp.t[k - 1] + (bp.t[k] - bp.t[k - 1]) * j / 64).y;
+        ok = ok && sign * (y - prev) >= -1e-9;
+        prev = y;
       }
+      bent += !ok;
     }
+  });
   EXPECT_EQ(bent, 0) << "of " << pieces << " pieces";
   CDRECT box(1e300, -1e300, 1e300, -1e300);
   for (const auto& poly : polys)

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <random>
 #include <tuple>
-#include <type_traits>
 
 #include "tests/support.h"
 
@@ -159,7 +158,6 @@ TEST(ScaleDraw, ScreenIsNinetySixPixelsAnInchAndCopiesAreValues) {
   // A handle that is no surface reports no resolution: the screen's 1:1 scale stands in.
   EXPECT_EQ(CScaleDraw::Scale121(reinterpret_cast<HDC>(&sd)), CScaleDraw::g_scale121);
 
-  static_assert(std::has_virtual_destructor_v<CScaleDraw>);
   const CRect clip(1, 2, 3, 4);
   sd.SetClipRect(&clip);
   sd.SetOffset(1, 2, 3, 4);

@@ -123,23 +123,16 @@ TEST(ClipLine, CohenSutherland) {
     int code;
     double out[4], yTol = 0;
   };
+  // Inside: untouched; fully left; left to right through the window; from below the bottom
+  // (y down): the first end moves; out above the top: the second moves; past the corner:
+  // clipped once, then rejected.
   const Case cases[] = {
-      {{2, 3, 8, 4}, {0, 10, 0, 10}, 1, {2, 3, 8, 4}},      // inside: untouched
-      {{-5, 1, -1, 9}, {0, 10, 0, 10}, 0, {-5, 1, -1, 9}},  // fully left
-      {{-10, 0, 20, 6},
-       {0, 10, -5, 5},
-       7,
-       {0, 2, 10, 4},
-       1e-12},  // left to right through the window
-      {{5, 15, 5, 5},
-       {0, 10, 0, 10},
-       3,
-       {5, 10, 5, 5}},  // from below the bottom (y down): first moves
-      {{5, 5, 5, -3}, {0, 10, 0, 10}, 5, {5, 5, 5, 0}},  // out above the top: second moves
-      {{-2, 1, 1, -2},
-       {0, 10, 0, 10},
-       0,
-       {-2, 1, 1, -2}},  // passes the corner: clipped once, rejected
+      {{2, 3, 8, 4}, {0, 10, 0, 10}, 1, {2, 3, 8, 4}},
+      {{-5, 1, -1, 9}, {0, 10, 0, 10}, 0, {-5, 1, -1, 9}},
+      {{-10, 0, 20, 6}, {0, 10, -5, 5}, 7, {0, 2, 10, 4}, 1e-12},
+      {{5, 15, 5, 5}, {0, 10, 0, 10}, 3, {5, 10, 5, 5}},
+      {{5, 5, 5, -3}, {0, 10, 0, 10}, 5, {5, 5, 5, 0}},
+      {{-2, 1, 1, -2}, {0, 10, 0, 10}, 0, {-2, 1, 1, -2}},
   };
   for (const Case& c : cases) {
     double v[4] = {c.in[0], c.in[1], c.in[2], c.in[3]};

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "plexa/geom/path.h"
 #include "tests/support.h"
 

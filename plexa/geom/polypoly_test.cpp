@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <numbers>
-
 #include "tests/support.h"
 
 using PLEXA::CBPOINT;

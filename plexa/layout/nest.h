@@ -41,12 +41,18 @@
 // filled whole (holes and islands alike).
 //
 // Order and search: units go largest footprint first (ties: input order). A unit takes the
-// first sheet where it fits, opening a new sheet when none does. On a sheet every orientation
-// is searched for the position whose footprint bottom (largest y, y pointing down) is smallest
-// and then whose left edge is smallest: the pile grows from y = 0 and the left. Free space
-// is kept per row as run lengths (the length of the free run starting at each cell, or the
-// distance to the next free cell), so testing a position costs one look-up per footprint span
-// and a failed test tells how far to the right the next candidate lies.
+// first sheet where it fits, opening a new sheet when none does, so parts that end up on later
+// sheets have tried every earlier one. On a sheet every orientation is searched for the
+// position whose footprint bottom (largest y, y pointing down) is smallest and then whose left
+// edge is smallest: the pile grows from y = 0 and the left. Free space is kept per row as run
+// lengths (the length of the free run starting at each cell, or the distance to the next free
+// cell), so testing a position costs one look-up per footprint span and a failed test tells
+// how far to the right the next candidate lies. With Options::attempts above 1 the placement
+// is repeated in other orders (the same order with neighbours of similar size swapped by a
+// fixed pseudo-random rule, different for each attempt), and the best result is kept: most
+// shapes placed, then fewest sheets, then the fullest first sheet. An order that needs more
+// sheets than the best so far is given up at once. The result is the same for the same input
+// and options (unless the time limit cuts it short).
 //
 // Status of each shape after Nest: kPlaced; kEmpty (no path of two or more nodes); kInvalid
 // (a NaN or infinite coordinate); kTooLarge (fits no empty sheet in any allowed orientation);
@@ -55,14 +61,17 @@
 // Shapes of a group share the status of the unit, except empty or invalid members, which are
 // left out of it.
 //
-// Bounds: the work is bounded by units x orientations x sheets x raster cells; the time limit
-// is checked between rows of every search and after every unit, and the progress callback runs
-// after every unit (returning false cancels). Orientations are capped at kMaxNestAngles; sheets
-// at Options::maxSheets (0: as many as the units need, at most one per unit). A sheet costs
-// two bytes a raster cell (8 MB at 2048 x 2048); footprints are held for one unit at a time
-// (and reused by the next unit when it is a copy of the same shapes). Nest returns false,
-// placing nothing, for a sheet size that is NaN, infinite, zero or negative, or a gap that is
-// NaN, infinite or negative; the resolution is clamped, never refused.
+// Bounds: the work is bounded by attempts x units x orientations x sheets x raster cells; the
+// time limit is checked between rows of every search and after every unit, and the progress
+// callback runs after every unit (returning false cancels). Only the first order can leave
+// shapes kStopped: a later order cut short by the time limit or a cancel is dropped and the
+// best complete one kept; later orders report progress as (units, units). Orientations are
+// capped at kMaxNestAngles; sheets at Options::maxSheets (0: as many as the units need, at
+// most one per unit). A sheet costs two bytes a raster cell (8 MB at 2048 x 2048); footprints
+// are built once for every set of copies of the same shapes and kept for later orders up to
+// 64 MB (beyond that, built again when needed). Nest returns false, placing nothing, for a
+// sheet size that is NaN, infinite, zero or negative, or a gap that is NaN, infinite or
+// negative; the resolution and attempts are clamped, never refused.
 //
 // Thread safety: one CNest is used by one thread at a time; separate objects are independent.
 #pragma once
@@ -117,6 +126,7 @@ class PLEXA_API CNest {
     bool partInPart = true;              // small parts may go into holes of big ones
     int maxSheets = 0;                   // 0: as many as needed
     int resolution = 1024;               // pixels along the sheet's longer side (64 .. 2048)
+    int attempts = 1;                    // orders of placement tried, the best kept (1 .. 64)
     double timeLimit = 0;                // seconds; 0 or less: none
     std::vector<PLEXA::CDRECT> keepOut;  // areas of every sheet that no part may touch
     // Called after every unit with (units done, units in all); false stops the nesting.

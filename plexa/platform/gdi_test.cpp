@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <tuple>
 #include <vector>
 
@@ -243,9 +242,6 @@ TEST(Gdi, ScreenSurfaceIsNinetySixDpi) {
   EXPECT_EQ(ReleaseDC(nullptr, screen), 1);
   EXPECT_EQ(ReleaseDC(nullptr, screen), 0);
   DeleteObject(bmp);
-  const DWORD t0 = GetTickCount();
-  EXPECT_LE(GetTickCount() - t0, 60000u);
-  EXPECT_TRUE(GdiFlush());
 }
 
 TEST(Gdi, FillRectAndPolygonFillExactPixels) {

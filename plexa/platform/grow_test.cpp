@@ -54,8 +54,6 @@ TEST(Grow, BuildersSizeTheirOutputsOnce) {
   CDWordArray ends;
   circle.ExecuteBPointArrayT(pts, ends, 1.0);
   ASSERT_GT(pts.GetSize(), 2 * kNodes);
-  EXPECT_EQ(ends.GetSize(), kNodes);
-  EXPECT_EQ(ends[kNodes - 1], static_cast<DWORD>(pts.GetSize()));
   EXPECT_LE(pts.GetAllocSize(), 2 * pts.GetSize() + plexa::grow::kMinStep);
 
   CArray<CDPOINT> zigzag;

@@ -11,30 +11,22 @@
 
 #include "plexa/raster/imgproc.h"
 #include "plexa/raster/pxautotrace.h"
+#include "tests/raster_support.h"
 
 namespace {
 
 // Paints a region (dark) on white where inside(x, y) holds, traces it with CPxAutoTrace from
 // the seed and breaks it up at 96 dpi; returns the pieces through trace.
 struct Drawn {
-  Drawn(int w, int h, const std::function<bool(int, int)>& inside) {
-    bmp = CImgProc::CreateBitmap32(w, h);
-    tagBITMAP bm{};
-    GetObjectW(bmp, sizeof bm, &bm);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x)
-        CImgProc::SetPixel32(bm, x, y, inside(x, y) ? RGB(0, 0, 0) : RGB(255, 255, 255));
-    trace = std::make_unique<CPxAutoTrace>(bmp, 96.0);
-  }
-  ~Drawn() {
-    trace.reset();
-    DeleteObject(bmp);
-  }
+  Drawn(int w, int h, const std::function<bool(int, int)>& inside)
+      : pic(plexa::test::Painted::Colour(
+            w, h, [&](int x, int y) { return inside(x, y) ? RGB(0, 0, 0) : RGB(255, 255, 255); })),
+        trace(std::make_unique<CPxAutoTrace>(pic.bmp, 96.0)) {}
   CPolyPolyDPoint& Run(int sx, int sy) {
     trace->DoTrace(sx, sy, &incl, 0, false, false);
     return trace->GetOutlines();
   }
-  HBITMAP bmp;
+  plexa::test::Painted pic;
   std::unique_ptr<CPxAutoTrace> trace;
   CPolyPolyInclination incl;
 };

@@ -12,7 +12,7 @@
 
 #include "plexa/raster/imagetrace.h"
 #include "plexa/raster/imgproc.h"
-#include "tests/support.h"
+#include "tests/raster_support.h"
 
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
@@ -21,16 +21,9 @@ using plexa::test::DistanceToPath;
 namespace {
 
 // A 32-bit picture whose pixel (x, y) has the grey (or colour) grey(x, y); freed on scope exit.
-struct Picture {
-  HBITMAP bmp;
+struct Picture : plexa::test::Painted {
   Picture(int w, int h, const std::function<unsigned long(int, int)>& colour)
-      : bmp(CImgProc::CreateBitmap32(w, h)) {
-    tagBITMAP bm{};
-    GetObjectW(bmp, sizeof bm, &bm);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x) CImgProc::SetPixel32(bm, x, y, colour(x, y));
-  }
-  ~Picture() { DeleteObject(bmp); }
+      : Painted(Painted::Colour(w, h, colour)) {}
 };
 unsigned long Grey(int v) {
   return RGB(v, v, v);

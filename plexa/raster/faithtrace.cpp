@@ -154,8 +154,12 @@ bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, in
       std::uint64_t v = 0;
       const std::size_t take = std::min<std::size_t>(8, rowBytes - k * 8);
       // Byte j of the word is source byte 8k + j, whatever the machine's byte order.
-      for (std::size_t j = 0; j < take; ++j) v |= std::uint64_t{src[k * 8 + j]} << (8 * j);
-      row[k] = ReverseBitsInBytes(v) ^ flip;
+      if (std::endian::native == std::endian::little && take == 8)
+        std::memcpy(&v, src + k * 8, 8);
+      else
+        for (std::size_t j = 0; j < take; ++j) v |= std::uint64_t{src[k * 8 + j]} << (8 * j);
+      // Blank and solid words (most of most artwork) need no reordering.
+      row[k] = (v == 0 || v == ~std::uint64_t{0} ? v : ReverseBitsInBytes(v)) ^ flip;
     }
     // Pixels past the width are background.
     const std::size_t last = static_cast<std::size_t>(width) >> 6;

@@ -93,6 +93,7 @@ void Decompose(const BitImage& img, CFaithfulTrace::TurnPolicy policy, int speck
   const std::int64_t maxSteps =
       (std::int64_t{w} + 1) * h + std::int64_t{w} * (std::int64_t{h} + 1) + 4;
 
+  const std::size_t words = img.WordsPerRow();
   for (int y = 0; y < h; ++y) {
     for (std::int64_t k = below[static_cast<std::size_t>(y)]; k >= 0;) {
       const Mark& m = marks[static_cast<std::size_t>(k)];
@@ -115,7 +116,10 @@ void Decompose(const BitImage& img, CFaithfulTrace::TurnPolicy policy, int speck
 
     const std::uint64_t* row = img.Row(y);
     std::uint64_t carry = 0;
-    for (std::size_t k = 0; k < img.WordsPerRow(); ++k) {
+    for (std::size_t k = 0; k < words; ++k) {
+      // Blank and solid stretches: no edge, nothing to do (the common case, kept tight).
+      while (k < words && row[k] == (carry != 0 ? ~std::uint64_t{0} : 0)) ++k;
+      if (k == words) break;
       const std::uint64_t word = row[k];
       std::uint64_t change = word ^ ((word << 1) | carry);
       carry = word >> 63;

@@ -113,8 +113,16 @@ void FitLine(const Window& w, CDPOINT& centre, CDPOINT& dir, CDPOINT chord) {
     dir = len > 0 ? CDPOINT(chord.x / len, chord.y / len) : CDPOINT(1, 0);
     return;
   }
-  const double th = 0.5 * std::atan2(2 * b, a - c);
-  dir = CDPOINT(std::cos(th), std::sin(th));
+  // The direction at half the angle atan2(2b, a - c), by the half-angle formulas.
+  const double r = num::Length(2 * b, a - c);
+  if (!(r > 0)) {
+    dir = CDPOINT(1, 0);
+    return;
+  }
+  const double cos2 = (a - c) / r;
+  const double x = std::sqrt(std::max(0.0, 0.5 * (1 + cos2)));
+  const double y = std::copysign(std::sqrt(std::max(0.0, 0.5 * (1 - cos2))), b);
+  dir = CDPOINT(x, y);
 }
 
 }  // namespace
@@ -293,6 +301,8 @@ void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, Poly
     const Sums& sj = sums[j + 1];
     for (std::size_t i = lowest; i < j && count[i] == best && weighed < kMaxCandidates;
          ++i, ++weighed) {
+      // The edge's own penalty is never negative: a candidate already behind needs no more.
+      if (weighed > 0 && !(pen[i] < bestPen)) continue;
       // Sum over points k = i..j of (e x (p_k - p_i))^2, e = p_j - p_i: the squared
       // distances to the edge times |e|^2.
       const IPoint& a = up[i];

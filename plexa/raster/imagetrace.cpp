@@ -23,13 +23,7 @@ void CImageTrace::AutoTrace(HBITMAP bmp, CPolyPolyBezier& out) {
   tagBITMAP bm{};
   if (GetObjectW(bmp, sizeof(bm), &bm) == 0) return;
   out.RemoveAll();
-  if (bm.bmWidth <= 0 || bm.bmHeight <= 0 || bm.bmWidth > kMaxCoordinate ||
-      bm.bmHeight > kMaxCoordinate)
-    return;
-  m_mat.SetSize(bm.bmWidth + 2, bm.bmHeight + 2);
-  for (int y = 0; y < bm.bmHeight; ++y)
-    for (int x = 0; x < bm.bmWidth; ++x)
-      if (CImgProc::GetPixel(bm, x, y)) m_mat.Set(x + 1, y + 1, kLine);
+  if (!plexa::lines::LoadLines(m_mat, bm)) return;
   MarkAnchorPoints();
 
   int row = 0;

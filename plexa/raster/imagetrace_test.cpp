@@ -3,27 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 
 #include "plexa/raster/imgproc.h"
+#include "tests/raster_support.h"
 
 using PLEXA::CDPOINT;
 
 namespace {
 
-// A 1-bit bitmap with the pixels where on(x, y) holds set; freed on scope exit.
-struct Bits {
-  HBITMAP bmp;
-  Bits(int w, int h, const std::function<bool(int, int)>& on)
-      : bmp(CImgProc::CreateBitmapBW(w, h)) {
-    tagBITMAP bm{};
-    GetObjectW(bmp, sizeof bm, &bm);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x)
-        if (on(x, y)) CImgProc::SetPixel(bm, x, y, true);
-  }
-  ~Bits() { DeleteObject(bmp); }
-};
+using plexa::test::Painted;
 
 CDPOINT End(const CPolyPolyBezier& s, int i, bool last) {
   return s[i][last ? static_cast<int>(s[i].GetSize()) - 1 : 0].anchor;
@@ -35,19 +23,19 @@ TEST(CImageTrace, SmallLineShapes) {
   CImageTrace t;
   CPolyPolyBezier out;
   {  // a lone pixel: no anchor, a one-point polyline, dropped
-    Bits b(10, 10, [](int x, int y) { return x == 4 && y == 4; });
+    const Painted b = Painted::Mono(10, 10, [](int x, int y) { return x == 4 && y == 4; });
     t.AutoTrace(b.bmp, out);
     EXPECT_EQ(out.GetSize(), 0);
   }
   {  // a straight line of 10 pixels: one path from end to end (cell coordinates)
-    Bits b(20, 5, [](int x, int y) { return y == 2 && x >= 3 && x < 13; });
+    const Painted b = Painted::Mono(20, 5, [](int x, int y) { return y == 2 && x >= 3 && x < 13; });
     t.AutoTrace(b.bmp, out);
     ASSERT_EQ(out.GetSize(), 1);
     EXPECT_TRUE(End(out, 0, false) == CDPOINT(4, 3) && End(out, 0, true) == CDPOINT(13, 3));
   }
   {  // a ring without junctions: one path from its first pixel in row order, open by a cell
-    Bits b(30, 30,
-           [](int x, int y) { return std::abs(std::hypot(x - 15.0, y - 15.0) - 10.0) < 0.5; });
+    const Painted b = Painted::Mono(
+        30, 30, [](int x, int y) { return std::abs(std::hypot(x - 15.0, y - 15.0) - 10.0) < 0.5; });
     t.AutoTrace(b.bmp, out);
     ASSERT_EQ(out.GetSize(), 1);
     const CDPOINT s = End(out, 0, false), e = End(out, 0, true);
@@ -56,7 +44,7 @@ TEST(CImageTrace, SmallLineShapes) {
   {  // a T of one-pixel lines: three paths, each with one end on the junction anchor. The
      // corner cell where the stem meets the bar is dropped (its neighbours stay connected),
      // so the anchor is the stem's top cell (11, 4) and no walk slips past it.
-    Bits b(20, 20, [](int x, int y) {
+    const Painted b = Painted::Mono(20, 20, [](int x, int y) {
       return (y == 2 && x >= 2 && x <= 18) || (x == 10 && y >= 2 && y <= 17);
     });
     t.AutoTrace(b.bmp, out);
@@ -66,9 +54,10 @@ TEST(CImageTrace, SmallLineShapes) {
   }
   {  // thick input is not what the walk is for, but a solid block and a hatch of 4-connected
      // staircases finish quickly
-    Bits solid(300, 300, [](int, int) { return true; });
+    const Painted solid = Painted::Mono(300, 300, [](int, int) { return true; });
     t.AutoTrace(solid.bmp, out);
-    Bits hatch(300, 300, [](int x, int y) { return (x + y) % 7 == 0 || (x + y + 1) % 7 == 0; });
+    const Painted hatch = Painted::Mono(
+        300, 300, [](int x, int y) { return (x + y) % 7 == 0 || (x + y + 1) % 7 == 0; });
     t.AutoTrace(hatch.bmp, out);
     EXPECT_GE(out.GetSize(), 40);
   }
@@ -79,7 +68,7 @@ TEST(CImageTrace, SmallLineShapes) {
 TEST(CImgProc, BranchCountsAndWalkers) {
   // A plus sign with a thick 2 x 2 centre: the branch count sees through staircases, the
   // cluster of junction anchors shrinks to one, and the walkers take every cell exactly once.
-  Bits b(21, 21, [](int x, int y) {
+  const Painted b = Painted::Mono(21, 21, [](int x, int y) {
     return (y == 10 && x >= 2 && x <= 18) || (x == 10 && y >= 2 && y <= 18) ||
            (x >= 10 && x <= 11 && y >= 10 && y <= 11);
   });

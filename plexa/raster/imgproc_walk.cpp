@@ -48,13 +48,7 @@ void CImgProc::InitMat(HBITMAP bmp) {
   m_mat.SetSize(0, 0);
   tagBITMAP bm{};
   if (bmp == nullptr || GetObjectW(bmp, sizeof(bm), &bm) == 0) return;
-  if (bm.bmWidth <= 0 || bm.bmHeight <= 0 || bm.bmWidth > kMaxCoordinate ||
-      bm.bmHeight > kMaxCoordinate)
-    return;
-  m_mat.SetSize(bm.bmWidth + 2, bm.bmHeight + 2);
-  for (int y = 0; y < bm.bmHeight; ++y)
-    for (int x = 0; x < bm.bmWidth; ++x)
-      if (GetPixel(bm, x, y)) m_mat.Set(x + 1, y + 1, kLine);
+  if (!plexa::lines::LoadLines(m_mat, bm)) return;
   MarkAnchors(m_mat);
 }
 

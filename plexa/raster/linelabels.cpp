@@ -7,6 +7,8 @@
 #include <limits>
 #include <vector>
 
+#include "plexa/raster/imgproc.h"
+
 namespace plexa::lines {
 namespace {
 
@@ -65,6 +67,17 @@ int RingMask(const CByteMatrix& m, int x, int y) {
 }
 
 }  // namespace
+
+bool LoadLines(CByteMatrix& m, const tagBITMAP& bm) {
+  if (bm.bmWidth <= 0 || bm.bmHeight <= 0 || bm.bmWidth > kMaxCoordinate ||
+      bm.bmHeight > kMaxCoordinate)
+    return false;
+  m.SetSize(bm.bmWidth + 2, bm.bmHeight + 2);
+  for (int y = 0; y < bm.bmHeight; ++y)
+    for (int x = 0; x < bm.bmWidth; ++x)
+      if (CImgProc::GetPixel(bm, x, y)) m.Set(x + 1, y + 1, kLine);
+  return true;
+}
 
 int CountNeighbours(const CByteMatrix& m, int x, int y) {
   if (m.Get(x, y) == kEmpty) return 0;

@@ -9,6 +9,7 @@
 #include "plexa/platform/internal/grow.h"
 #include "plexa/raster/autobreakup.h"
 #include "plexa/raster/imgproc.h"
+#include "plexa/raster/internal/boundarywalk.h"
 #include "plexa/raster/skeleton.h"
 
 using PLEXA::CDPOINT;
@@ -17,8 +18,6 @@ namespace {
 
 // The grid on which boundaries are looked for, in pixels.
 constexpr int kGridStep = 10;
-// Within this many points a Trace-marked pixel means the boundary was traced before.
-constexpr INT_PTR kRetraceWindow = 10;
 // A closed boundary needs more than this many points (closing point included) to be kept.
 constexpr INT_PTR kMinOutlinePoints = 5;
 // Percent to tolerance: tol = trunc((percent * kPercentFactor)^3); 100 % gives 3 * 255^2.
@@ -40,8 +39,8 @@ constexpr int kSmoothPasses = 2;
 constexpr BYTE kWorkBits =
     CPxAutoTrace::kFill | CPxAutoTrace::kTrace | CPxAutoTrace::kCut | CPxAutoTrace::kFilter;
 
-constexpr int kDx[8] = {1, 1, 0, -1, -1, -1, 0, 1};
-constexpr int kDy[8] = {0, 1, 1, 1, 0, -1, -1, -1};
+using plexa::walk::kDx;
+using plexa::walk::kDy;
 
 int Dist2(const tagRGBQUAD& a, const tagRGBQUAD& b) {
   const int dr = a.rgbRed - b.rgbRed, dg = a.rgbGreen - b.rgbGreen, db = a.rgbBlue - b.rgbBlue;
@@ -214,16 +213,11 @@ tagRGBQUAD CPxAutoTrace::GetMajorityPixel(int x, int y) {
 // ---- Fill ----
 
 void CPxAutoTrace::PUSH(int y, int xl, int xr, int dy) {
-  if (y + dy >= 0 && y + dy < m_height) m_stack.push_back({y, xl, xr, dy});
+  plexa::walk::PushSpan(m_stack, m_height, y, xl, xr, dy);
 }
 
 void CPxAutoTrace::POP(int& y, int& xl, int& xr, int& dy) {
-  const Span s = m_stack.back();
-  m_stack.pop_back();
-  y = s.y + s.dy;
-  xl = s.xl;
-  xr = s.xr;
-  dy = s.dy;
+  plexa::walk::PopSpan(m_stack, y, xl, xr, dy);
 }
 
 tagRGBQUAD CPxAutoTrace::SeedFill(int x, int y, int tol) {
@@ -306,19 +300,12 @@ int CPxAutoTrace::in_cont(int x, int y, tagRGBQUAD c) {
 }
 
 int CPxAutoTrace::Probe(int x, int y, int dir, int* nx, int* ny, tagRGBQUAD c) {
-  *nx = x + kDx[dir];
-  *ny = y + kDy[dir];
-  return in_cont(*nx, *ny, c);
+  return plexa::walk::Probe(x, y, dir, nx, ny, [&](int px, int py) { return in_cont(px, py, c); });
 }
 
 int CPxAutoTrace::Neighbor(int x, int y, int dir, int* nx, int* ny, tagRGBQUAD c) {
-  int s = dir + 1 + (dir & 1);
-  if (s >= 8) s -= 8;
-  for (int k = 0; k < 8; ++k) {
-    if (Probe(x, y, s, nx, ny, c)) return s;
-    s = s == 0 ? 7 : s - 1;
-  }
-  return 0;
+  return plexa::walk::Neighbor(x, y, dir, nx, ny,
+                               [&](int px, int py) { return in_cont(px, py, c); });
 }
 
 int CPxAutoTrace::GetOutline(int x, int y, CArray<tagPOINT, tagPOINT>& pts) {
@@ -326,23 +313,15 @@ int CPxAutoTrace::GetOutline(int x, int y, CArray<tagPOINT, tagPOINT>& pts) {
   const tagRGBQUAD c = GetPixel(x, y);
   int x0 = x;
   while (in_cont(x0, y, c)) --x0;
-  const int sx = x0 + 1, sy = y;
-  int nx, ny;
-  bool any = false;
-  for (int d = 0; d < 8 && !any; ++d) any = Probe(sx, sy, d, &nx, &ny, c) != 0;
-  if (!any) return 0;
-
-  const long long limit = 8LL * m_width * m_height + 16;
-  int dir = 1, cx = sx, cy = sy;
-  for (long long step = 0;; ++step) {
-    if (step > limit) return 0;
-    dir = Neighbor(cx, cy, dir, &nx, &ny, c);
-    if (cx == sx && cy == sy && !pts.IsEmpty()) break;
-    if ((Attr(cx, cy) & kTrace) && pts.GetSize() < kRetraceWindow) return 0;
-    plexa::grow::Append(pts, tagPOINT{cx, cy});
-    cx = nx, cy = ny;
-  }
-  return 1;
+  return plexa::walk::WalkBoundary(
+             x0 + 1, y, pts.GetSize(), 8LL * m_width * m_height + 16,
+             [&](int px, int py) { return in_cont(px, py, c); },
+             [&](int px, int py) { return (Attr(px, py) & kTrace) != 0; },
+             [&](int px, int py) {
+               plexa::grow::Append(pts, tagPOINT{px, py});
+             })
+             ? 1
+             : 0;
 }
 
 void CPxAutoTrace::TraceIt(int /*x*/, int /*y*/) {

@@ -9,17 +9,14 @@
 #include <vector>
 
 #include "plexa/raster/imgproc.h"
+#include "tests/raster_support.h"
 
 namespace {
 
 // A 32-bit picture the tests paint and inspect, attribute bytes included.
-struct Picture {
-  Picture(int w, int h, unsigned long background) : w(w), h(h) {
-    bmp = CImgProc::CreateBitmap32(w, h);
-    GetObjectW(bmp, sizeof bm, &bm);
-    Rect(0, 0, w, h, background);
-  }
-  ~Picture() { DeleteObject(bmp); }
+struct Picture : plexa::test::Painted {
+  Picture(int w, int h, unsigned long background)
+      : Painted(Painted::Colour(w, h, [=](int, int) { return background; })), w(w), h(h) {}
   void Rect(int x0, int y0, int x1, int y1, unsigned long c) {
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) CImgProc::SetPixel32(bm, x, y, c);
@@ -29,8 +26,6 @@ struct Picture {
   }
   unsigned long Colour(int x, int y) const { return CImgProc::GetPixel32(bm, x, y); }
   int w, h;
-  HBITMAP bmp;
-  tagBITMAP bm{};
 };
 
 // Opens the protected members to the tests.

@@ -8,6 +8,7 @@
 #include "plexa/geom/fitcurve.h"
 #include "plexa/platform/internal/grow.h"
 #include "plexa/raster/imgproc.h"
+#include "plexa/raster/internal/boundarywalk.h"
 
 using PLEXA::CDPOINT;
 
@@ -17,11 +18,6 @@ namespace {
 constexpr int kGridStep = 10;
 // FitCurve's error tolerance for traced boundaries, in pixels.
 constexpr double kFitTolerance = 5.0;
-// Within this many points a marked pixel means the boundary was traced before.
-constexpr INT_PTR kRetraceWindow = 10;
-
-constexpr int kDx[8] = {1, 1, 0, -1, -1, -1, 0, 1};
-constexpr int kDy[8] = {0, 1, 1, 1, 0, -1, -1, -1};
 
 }  // namespace
 
@@ -122,19 +118,13 @@ int CShapeTrace::in_cont(int x, int y, bool value) {
 }
 
 int CShapeTrace::Probe(int x, int y, int dir, int* nx, int* ny, bool value) {
-  *nx = x + kDx[dir];
-  *ny = y + kDy[dir];
-  return in_cont(*nx, *ny, value);
+  return plexa::walk::Probe(x, y, dir, nx, ny,
+                            [&](int px, int py) { return in_cont(px, py, value); });
 }
 
 int CShapeTrace::Neighbor(int x, int y, int dir, int* nx, int* ny, bool value) {
-  int s = dir + 1 + (dir & 1);
-  if (s >= 8) s -= 8;
-  for (int k = 0; k < 8; ++k) {
-    if (Probe(x, y, s, nx, ny, value)) return s;
-    s = s == 0 ? 7 : s - 1;
-  }
-  return 0;
+  return plexa::walk::Neighbor(x, y, dir, nx, ny,
+                               [&](int px, int py) { return in_cont(px, py, value); });
 }
 
 int CShapeTrace::GetOutline(int x, int y, CArray<CDPOINT, CDPOINT>& pts, int minPoints) {
@@ -144,22 +134,12 @@ int CShapeTrace::GetOutline(int x, int y, CArray<CDPOINT, CDPOINT>& pts, int min
     x0 = x - 1;
     while (in_cont(x0, y, true)) --x0;
   }
-  const int sx = x0 + 1, sy = y;
-  int nx, ny;
-  bool any = false;
-  for (int d = 0; d < 8 && !any; ++d) any = Probe(sx, sy, d, &nx, &ny, true) != 0;
-  if (!any) return 0;
-
-  const long long limit = 8LL * m_width * m_height + 16;
-  int dir = 1, cx = sx, cy = sy;
-  for (long long step = 0;; ++step) {
-    if (step > limit) return 0;
-    dir = Neighbor(cx, cy, dir, &nx, &ny, true);
-    if (cx == sx && cy == sy && !pts.IsEmpty()) break;
-    if (GetTracePixel(cx, cy) && pts.GetSize() < kRetraceWindow) return 0;
-    plexa::grow::Append(pts, CDPOINT(cx, cy));
-    cx = nx, cy = ny;
-  }
+  if (!plexa::walk::WalkBoundary(
+          x0 + 1, y, pts.GetSize(), 8LL * m_width * m_height + 16,
+          [&](int px, int py) { return in_cont(px, py, true); },
+          [&](int px, int py) { return GetTracePixel(px, py); },
+          [&](int px, int py) { plexa::grow::Append(pts, CDPOINT(px, py)); }))
+    return 0;
   if (pts.GetSize() <= minPoints) return 0;
   plexa::grow::Append(pts, pts[0]);
   return 1;
@@ -191,16 +171,11 @@ bool CShapeTrace::DoTrace(CPolyPolyBezier& out, int minPoints) {
 }
 
 void CShapeTrace::PUSH(int y, int xl, int xr, int dy) {
-  if (y + dy >= 0 && y + dy < m_height) m_stack.push_back({y, xl, xr, dy});
+  plexa::walk::PushSpan(m_stack, m_height, y, xl, xr, dy);
 }
 
 void CShapeTrace::POP(int& y, int& xl, int& xr, int& dy) {
-  const Span s = m_stack.back();
-  m_stack.pop_back();
-  y = s.y + s.dy;
-  xl = s.xl;
-  xr = s.xr;
-  dy = s.dy;
+  plexa::walk::PopSpan(m_stack, y, xl, xr, dy);
 }
 
 void CShapeTrace::SeedFill(int x, int y) {

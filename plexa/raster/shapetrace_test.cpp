@@ -7,24 +7,18 @@
 
 #include "plexa/geom/bezier.h"
 #include "plexa/raster/imgproc.h"
+#include "tests/raster_support.h"
 
 using PLEXA::CDPOINT;
 
 namespace {
 
-// A 32-bit bitmap painted white where paint(x, y) holds, black elsewhere; freed on scope exit.
-struct Image {
-  HBITMAP bmp;
-  Image(int w, int h, const std::function<bool(int, int)>& paint)
-      : bmp(CImgProc::CreateBitmap32(w, h)) {
-    BITMAP bm{};
-    GetObjectW(bmp, sizeof bm, &bm);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x)
-        if (paint(x, y)) CImgProc::SetPixel32(bm, x, y, RGB(255, 255, 255));
-  }
-  ~Image() { DeleteObject(bmp); }
-};
+using plexa::test::Painted;
+
+// A 32-bit bitmap painted white where paint(x, y) holds, black elsewhere.
+Painted Image(int w, int h, const std::function<bool(int, int)>& paint) {
+  return Painted::Colour(w, h, [&](int x, int y) { return paint(x, y) ? RGB(255, 255, 255) : 0; });
+}
 
 // Exposes the protected members for the seed fill test.
 struct Probe : CShapeTrace {
@@ -55,7 +49,8 @@ double WorstDistanceToRect(const CBPointArray& path, double x0, double y0, doubl
 
 TEST(CShapeTrace, RegionsOnTheGridBecomeClosedOutlines) {
   // A 20 x 20 white square at (10, 10) on black: one closed outline along its boundary pixels.
-  Image img(60, 60, [](int x, int y) { return x >= 10 && x < 30 && y >= 10 && y < 30; });
+  const Painted img =
+      Image(60, 60, [](int x, int y) { return x >= 10 && x < 30 && y >= 10 && y < 30; });
   CShapeTrace trace(img.bmp);
   CPolyPolyBezier out;
   ASSERT_TRUE(trace.DoTrace(out, 4));
@@ -72,19 +67,21 @@ TEST(CShapeTrace, RegionsOnTheGridBecomeClosedOutlines) {
 }
 
 TEST(CShapeTrace, OffGridIsolatedAndSmallRegionsGiveNothing) {
-  Image small(40, 40, [](int x, int y) { return x >= 1 && x < 6 && y >= 1 && y < 6; });
+  const Painted small =
+      Image(40, 40, [](int x, int y) { return x >= 1 && x < 6 && y >= 1 && y < 6; });
   CShapeTrace a(small.bmp);
   CPolyPolyBezier out;
   ASSERT_TRUE(a.DoTrace(out, 4));
   EXPECT_EQ(out.GetSize(), 0);  // no grid point inside
 
-  Image dot(40, 40, [](int x, int y) { return x == 20 && y == 20; });
+  const Painted dot = Image(40, 40, [](int x, int y) { return x == 20 && y == 20; });
   CShapeTrace b(dot.bmp);
   ASSERT_TRUE(b.DoTrace(out, 0));
   EXPECT_EQ(out.GetSize(), 0);  // isolated pixel
 
   // 76 boundary pixels (a 20 x 20 square): dropped at minPoints 76, kept at 75.
-  Image sq(60, 60, [](int x, int y) { return x >= 10 && x < 30 && y >= 10 && y < 30; });
+  const Painted sq =
+      Image(60, 60, [](int x, int y) { return x >= 10 && x < 30 && y >= 10 && y < 30; });
   CShapeTrace c(sq.bmp);
   ASSERT_TRUE(c.DoTrace(out, 76));
   EXPECT_EQ(out.GetSize(), 0);
@@ -94,7 +91,7 @@ TEST(CShapeTrace, OffGridIsolatedAndSmallRegionsGiveNothing) {
 
 TEST(CShapeTrace, EdgesHolesAndColours) {
   // A ring touching the image edge: outline along the edge, and the hole as its own outline.
-  Image ring(80, 80, [](int x, int y) {
+  const Painted ring = Image(80, 80, [](int x, int y) {
     const double r = std::hypot(x - 40, y - 40);
     return r < 45 && !(r < 15);
   });
@@ -104,12 +101,10 @@ TEST(CShapeTrace, EdgesHolesAndColours) {
   EXPECT_EQ(out.GetSize(), 2);
 
   // Mid-grey and colour pixels go to the nearer of black and white.
-  Image grey(40, 40, [](int, int) { return false; });
-  BITMAP bm{};
-  GetObjectW(grey.bmp, sizeof bm, &bm);
+  const Painted grey = Image(40, 40, [](int, int) { return false; });
   for (int y = 5; y < 25; ++y)
     for (int x = 5; x < 25; ++x)
-      CImgProc::SetPixel32(bm, x, y, RGB(200, 180, 160));  // nearer white
+      CImgProc::SetPixel32(grey.bm, x, y, RGB(200, 180, 160));  // nearer white
   CShapeTrace g(grey.bmp);
   ASSERT_TRUE(g.DoTrace(out, 4));
   EXPECT_EQ(out.GetSize(), 1);
@@ -122,7 +117,7 @@ TEST(CShapeTrace, EdgesHolesAndColours) {
 
 TEST(CShapeTrace, SeedFillClearsOneFourConnectedRegion) {
   // Two squares touching only at a corner: 4-connected fill clears just the first.
-  Image img(30, 30, [](int x, int y) {
+  const Painted img = Image(30, 30, [](int x, int y) {
     return (x >= 2 && x < 10 && y >= 2 && y < 10) || (x >= 10 && x < 18 && y >= 10 && y < 18) ||
            (x >= 3 && x < 8 && y == 1) || (y >= 4 && y < 6 && x == 10);  // ragged edges
   });

@@ -141,4 +141,6 @@ class PLEXA_API CSkeleton {
  private:
   void DeleteBitmap();
   void Defaults(double dpiX, double dpiY);
+  // Thins and traces the working bitmap; false (nothing traced) when there is none.
+  bool ThinAndTrace();
 };

@@ -136,27 +136,17 @@ def test_long_calls_let_other_threads_run():
     assert len(during) >= 3
 
 
-def grid(x0, y0, x1, y1, step):
-    return [(x0 + step * (i + 0.5), y0 + step * (j + 0.5))
-            for i in range(int((x1 - x0) / step)) for j in range(int((y1 - y0) / step))]
-
-
-def test_booleans_as_point_sets():
-    ring = plexa.PathSet([plexa.Path.circle(0, 0, 100), square(-30, -30, 60).reversed()])
-    # A u A and A n A cover what A covers (probed on a grid, points near edges left out);
-    # A - A and A xor A are empty.
-    pts = [p for p in grid(-110, -110, 110, 110, 7.3)
-           if abs(math.hypot(*p) - 100) > 0.5 and min(abs(abs(p[0]) - 30), abs(abs(p[1]) - 30)) > 0.5]
-    for same in (plexa.union(ring, ring), plexa.intersection(ring, ring), plexa.weld(ring)):
-        assert [same.contains(p) for p in pts] == [ring.contains(p) for p in pts]
-    assert len(plexa.difference(ring, ring)) == 0 and len(plexa.xor(ring, ring)) == 0
-    # Two overlapping squares: one outline, inside exactly where either square is.
+def test_booleans_pick_the_operation_and_fill_rule():
+    # The geometry is the library's (its own tests probe it densely); here each name reaches
+    # its operation: two overlapping squares probed where only one, both or neither covers.
     a, b = plexa.PathSet([square(0, 0, 40)]), plexa.PathSet([square(20, 20, 40)])
-    u = plexa.union(a, b)
-    assert len(u) == 1 and not u[0].clockwise
-    for p in grid(-5, -5, 65, 65, 3.1):
-        assert u.contains(p) == (a.contains(p) or b.contains(p)), p
-        assert plexa.difference(a, b).contains(p) == (a.contains(p) and not b.contains(p)), p
+    only_a, both, only_b, none = (10, 10), (30, 30), (50, 50), (50, 10)
+    for result, inside in ((plexa.union(a, b), (True, True, True, False)),
+                           (plexa.intersection(a, b), (False, True, False, False)),
+                           (plexa.difference(a, b), (True, False, False, False)),
+                           (plexa.xor(a, b), (True, False, True, False))):
+        assert [result.contains(p) for p in (only_a, both, only_b, none)] == list(inside)
+    assert len(plexa.union(a, b)) == 1 and not plexa.union(a, b)[0].clockwise
     # Fill rules: two copies of one square are empty under even-odd and filled under non-zero.
     twice = plexa.PathSet([square(0, 0, 40), square(0, 0, 40)])
     assert len(plexa.weld(twice, "evenodd")) == 0 and len(plexa.weld(twice)) == 1
@@ -190,13 +180,9 @@ def test_nest_places_without_overlap_and_reports_the_rest():
     r = plexa.nest(parts, width=100, height=50, gap=2)  # three squares a sheet
     assert r["nested"] == 5 and r["sheets"] == 2
     assert r["parts"][5]["status"] == "too large" and r["parts"][5]["paths"] is None
-    placed = [p for p in r["parts"] if p["status"] == "placed"]
-    for i, a in enumerate(placed):
-        x0, y0, x1, y1 = a["paths"].bounds()
-        assert 0 <= x0 and x1 <= 100 and 0 <= y0 and y1 <= 50
-        for b in placed[i + 1:]:
-            if a["sheet"] == b["sheet"]:
-                assert len(plexa.intersection(a["paths"], b["paths"])) == 0
+    for p in r["parts"][:5]:  # placed on a sheet (overlaps are the library tests' business)
+        x0, y0, x1, y1 = p["paths"].bounds()
+        assert p["status"] == "placed" and 0 <= x0 and x1 <= 100 and 0 <= y0 and y1 <= 50
     assert r["fill"] == pytest.approx(5 * 900 / (2 * 100 * 50))
     with pytest.raises(ValueError):
         plexa.nest(parts, width=0, height=70)
@@ -225,9 +211,8 @@ def test_offset_grows_and_shrinks_a_square():
     shrunk, gone = plexa.offset(sq, -10), plexa.offset(sq, -60)
     assert len(grown) == 1 and len(shrunk) == 1 and len(gone) == 0
     # (-8, -8) is 11.3 from the corner: outside the round join, inside the miter.
-    for p, g, m, s in (((50, -9), True, True, False), ((-8, -8), False, True, False),
-                       ((50, 11), True, True, True), ((50, 9), True, True, False)):
-        assert grown.contains(p) == g and mitred.contains(p) == m and shrunk.contains(p) == s, p
+    assert not grown.contains((-8, -8)) and mitred.contains((-8, -8))
+    assert shrunk.contains((50, 11)) and not shrunk.contains((50, 9))
     with pytest.raises(ValueError):
         plexa.offset(sq, float("nan"))
     with pytest.raises(ValueError):

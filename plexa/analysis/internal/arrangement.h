@@ -4,8 +4,8 @@
 // linked into simple closed loops with their outline/hole tree.
 //
 //   std::vector<plexa::arr::InputEdge> edges = ...;   // set 0 = A, 1 = B, source = caller's id
-//   std::vector<plexa::arr::ResultLoop> loops;
-//   plexa::arr::BuildBoolean(edges, {plexa::arr::Op::kUnion, false}, loops);
+//   plexa::arr::Result result;
+//   plexa::arr::BuildBoolean(edges, {plexa::arr::Op::kUnion, false}, result);
 //
 // Invariants of the result: every loop is simple, has at least 3 vertices, keeps the inside
 // of the result on its left (positive shoelace area for outlines, negative for holes), and no
@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <span>
 #include <vector>
 
@@ -41,18 +42,27 @@ struct Rule {
   bool evenOdd = false;  // even-odd: odd winding is inside; else non-zero winding is inside
 };
 
-// Loop edge i runs from vertices[i] to vertices[(i + 1) % n]; it is a piece of the caller's
-// edge `source`, from parameter sFrom to sTo along it (0 at its a, 1 at its b).
+// Edge k of a result runs from vertices[k] to the next vertex of its loop (the loop's first
+// after its last); it is a piece of the caller's edge `source`, from parameter sFrom to sTo
+// along it (0 at its a, 1 at its b).
 struct ResultEdge {
   int source = 0;
   double sFrom = 0, sTo = 0;
 };
 struct ResultLoop {
-  std::vector<IPoint> vertices;
-  std::vector<ResultEdge> edges;
+  std::size_t first = 0, count = 0;  // its vertices and edges: [first, first + count)
   bool hole = false;
   int parent = -1;  // index of the innermost loop around this one, -1 at the top level
   int depth = 0;    // 0 for top-level loops, parent's depth + 1 otherwise
+};
+// The loops side by side. All scratch memory of BuildBoolean comes from the resource of these
+// vectors too: a monotonic arena sized from the input makes a call a few allocations.
+struct Result {
+  explicit Result(std::pmr::memory_resource* mem = std::pmr::get_default_resource())
+      : vertices(mem), edges(mem), loops(mem) {}
+  std::pmr::vector<IPoint> vertices;
+  std::pmr::vector<ResultEdge> edges;
+  std::pmr::vector<ResultLoop> loops;
 };
 
 struct ArrangementStats {
@@ -61,12 +71,12 @@ struct ArrangementStats {
   std::size_t edges = 0;      // distinct graph edges with a non-zero contribution
 };
 
-// Bounds: refuses (false, loops empty) when more than kMaxCrossings proper crossings or
+// Bounds: refuses (false, result empty) when more than kMaxCrossings proper crossings or
 // kMaxFragments fragments arise, or an input coordinate is outside the limit. The inside
 // test of a winding pair is the rule's predicate on (inside A, inside B).
 inline constexpr std::size_t kMaxCrossings = std::size_t{1} << 24;
 inline constexpr std::size_t kMaxFragments = std::size_t{1} << 25;
-bool BuildBoolean(std::span<const InputEdge> input, Rule rule, std::vector<ResultLoop>& loops,
+bool BuildBoolean(std::span<const InputEdge> input, Rule rule, Result& result,
                   ArrangementStats* stats = nullptr);
 
 }  // namespace plexa::arr

@@ -18,6 +18,10 @@ int CountNeighbours(const CByteMatrix& m, int x, int y);
 // cells round its ring; else the groups of touching line cells just outside its crowded
 // group (cells of 3 or more neighbours connected to it, within 2 cells of it).
 int CountBranches(const CByteMatrix& m, int x, int y);
+// The label raster of a 1-bit (or 32-bit) bitmap: one cell larger on every side, the set
+// pixels labelled kLine. False, leaving m as it was, for an empty bitmap or one wider or
+// taller than kMaxCoordinate.
+bool LoadLines(CByteMatrix& m, const tagBITMAP& bm);
 // The anchor rule: for every cell (rows outer), n = CountNeighbours, refined by CountBranches
 // when above 2; n == 1 or n >= 3 makes the cell an anchor. Then ReduceAnchorClusters.
 void MarkAnchors(CByteMatrix& m);
