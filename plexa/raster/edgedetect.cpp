@@ -1,27 +1,16 @@
-// CEdgeDetect: settings, the grey picture, the work rasters, tracing of the result and the
-// conversion back to drawing units. The detectors are in edgedetect_canny.cpp and
-// edgedetect_shen.cpp.
+// CEdgeDetect: settings, the grey picture, the two entries (Canny and ISEF), tracing of the
+// result and the conversion back to drawing units. The top of the detector's files: it calls
+// the stages of edgedetect_canny.cpp and edgedetect_shen.cpp, which call the work images of
+// edgedetect_rasters.cpp and the helpers of internal/edgestages.h; nothing calls back up.
 #include "plexa/raster/edgedetect.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
-#include <new>
 
 #include "plexa/raster/imagetrace.h"
 #include "plexa/raster/imgproc.h"
 #include "plexa/raster/internal/edgestages.h"
-
-namespace edge_internal {
-
-void OutOfStorage(const char* text) {
-  std::fputs(text, stderr);
-  std::fflush(stderr);
-  std::exit(1);
-}
-
-}  // namespace edge_internal
 
 namespace {
 
@@ -29,24 +18,6 @@ namespace {
 constexpr double kDefaultDpi = 96.0;
 // Drawing units (tenths of a millimetre) per inch.
 constexpr double kUnitsPerInch = 254.0;
-
-// The grey weights of red, green and blue, applied as trunc(0.3 R + 0.59 G + 0.11 B) in
-// double precision. The three products come from tables (the same doubles the multiplication
-// gives), added in the same order.
-struct GreyTables {
-  double r[256], g[256], b[256];
-  GreyTables() {
-    for (int i = 0; i < 256; ++i) {
-      r[i] = 0.3 * i;
-      g[i] = 0.59 * i;
-      b[i] = 0.11 * i;
-    }
-  }
-};
-const GreyTables& Grey() {
-  static const GreyTables tables;
-  return tables;
-}
 
 }  // namespace
 
@@ -74,71 +45,14 @@ void CEdgeDetect::Output(CPolyPolyBezier& out) const {
   out.Copy(*this);
 }
 
-// ---- work rasters ----
-
-bool CEdgeDetect::newimage(int nr, int nc, image& im) {
-  im = image{};
-  if (nr < 0 || nc < 0 || std::int64_t{nr} * nc > kEdgeMaxRasterBytes) return false;
-  try {
-    im.pixels.assign(static_cast<std::size_t>(nr) * static_cast<std::size_t>(nc), 0);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  im.nr = nr;
-  im.nc = nc;
-  return true;
-}
-
-void CEdgeDetect::freeimage(image& im) {
-  im = image{};
-}
-
-CEdgeDetect::fimage CEdgeDetect::f2d(int nr, int nc) {
-  if (nr < 0 || nc < 0 ||
-      std::int64_t{nr} * nc * static_cast<std::int64_t>(sizeof(float)) > kEdgeMaxRasterBytes)
-    edge_internal::OutOfStorage("Out of storage: F2D.\n");
-  fimage f;
-  try {
-    f.rows.resize(static_cast<std::size_t>(nr));
-  } catch (const std::bad_alloc&) {
-    edge_internal::OutOfStorage("Out of storage: F2D.\n");
-  }
-  for (int i = 0; i < nr; ++i) {
-    try {
-      f.rows[static_cast<std::size_t>(i)].assign(static_cast<std::size_t>(nc), 0.0f);
-    } catch (const std::bad_alloc&) {
-      std::fprintf(stderr, "Out of storage: F2D %d.\n", i);
-      edge_internal::OutOfStorage("");
-    }
-  }
-  f.nr = nr;
-  f.nc = nc;
-  return f;
-}
-
-void CEdgeDetect::free_f2d(fimage& f) {
-  f = fimage{};
-}
-
 // ---- pixels ----
 
 unsigned char CEdgeDetect::GetGrayPixel(int x, int y) const {
   const auto* row = static_cast<const unsigned char*>(m_bm.bmBits) +
                     (std::int64_t{m_bm.bmHeight} - 1 - y) * (std::int64_t{m_bm.bmWidth} * 4);
   const unsigned char* p = row + std::int64_t{x} * 4;
-  const GreyTables& t = Grey();
-  return static_cast<unsigned char>(t.r[p[2]] + t.g[p[1]] + t.b[p[0]]);
+  return edge_internal::GreyOf(p);
 }
-
-HBITMAP CEdgeDetect::CreateBitmap32(int w, int h) {
-  return CImgProc::CreateBitmap32(w, h);
-}
-
-void CEdgeDetect::SetPixel(tagBITMAP& bm, int x, int y, unsigned long colour) {
-  CImgProc::SetPixel32(bm, x, y, colour);
-}
-
-void CEdgeDetect::DumpImage(const image* /*im*/) const {}
 
 bool CEdgeDetect::GreyImage(image& grey) const {
   const tagBITMAP& bm = m_bm;
@@ -153,13 +67,12 @@ bool CEdgeDetect::GreyImage(image& grey) const {
     }
     return true;
   }
-  const GreyTables& t = Grey();
-  for (int y = 0; y < bm.bmHeight; ++y) {  // GetGrayPixel, one row at a time
-    const unsigned char* p = static_cast<const unsigned char*>(bm.bmBits) +
-                             (std::int64_t{bm.bmHeight} - 1 - y) * (std::int64_t{bm.bmWidth} * 4);
-    unsigned char* out = grey[y];
-    for (int x = 0; x < bm.bmWidth; ++x, p += 4)
-      out[x] = static_cast<unsigned char>(t.r[p[2]] + t.g[p[1]] + t.b[p[0]]);
+  const auto* bits = static_cast<const unsigned char*>(bm.bmBits);
+  const std::int64_t rowBytes = std::int64_t{bm.bmWidth} * 4;
+  for (int y = 0; y < bm.bmHeight; ++y) {  // GetGrayPixel, one row at a time (bottom-up rows)
+    const unsigned char* row = bits + (std::int64_t{bm.bmHeight} - 1 - y) * rowBytes;
+    edge_internal::GreyRow(row, bm.bmWidth, grey[y],
+                           y + 1 < bm.bmHeight ? row - rowBytes : nullptr);
   }
   return true;
 }
@@ -180,6 +93,56 @@ void CEdgeDetect::TraceResult(const image& result) {
   CImageTrace trace;
   trace.AutoTrace(bmp, *this);
   DeleteObject(bmp);
+}
+
+// ---- the detectors ----
+
+void CEdgeDetect::Input_Canny() {
+  RemoveAll();
+  image result;
+  if (CannyEdges(result)) TraceResult(result);
+}
+
+bool CEdgeDetect::CannyEdges(image& grey) {
+  m_ratio = 0.1;
+  if (!GreyImage(grey)) return false;
+  image mag, ori;
+  if (!newimage(grey.nr, grey.nc, mag)) edge_internal::OutOfStorage("Out of storage: Magnitude\n");
+  if (!newimage(grey.nr, grey.nc, ori))
+    edge_internal::OutOfStorage("Out of storage: Orientation\n");
+  const auto sigma = static_cast<float>(1.5 - m_details);
+  canny(sigma, grey, mag, ori);
+  hysteresis(-1, 0, grey, mag, ori);
+  freeimage(ori);
+  freeimage(mag);
+  // The frame that the wrap-around smoothing spoils: top rows, bottom rows, left columns.
+  const int nr = grey.nr, nc = grey.nc, border = m_border;
+  for (int i = 0; i < nr; ++i) {
+    unsigned char* row = grey[i];
+    if (i < border || i >= nr - border)
+      std::fill(row, row + nc, 255);
+    else
+      std::fill(row, row + std::min(border, nc), 255);
+  }
+  return true;
+}
+
+void CEdgeDetect::Input_Shen() {
+  RemoveAll();
+  image result;
+  if (ShenEdges(result)) TraceResult(result);
+}
+
+bool CEdgeDetect::ShenEdges(image& res) {
+  m_ratio = 0.99;
+  image grey;
+  if (!GreyImage(grey)) return false;
+  embed(grey, kEdgeIsefFrame);
+  if (grey.nr == 0 || !newimage(grey.nr, grey.nc, res)) return false;
+  shen(grey, res);
+  freeimage(grey);
+  debed(res, kEdgeIsefFrame);
+  return res.nr > 0;
 }
 
 // ---- drawing units ----

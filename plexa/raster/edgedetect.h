@@ -64,8 +64,10 @@
 // is refused before anything is allocated, with the same message and the same stop.
 // Bounds: every stage is linear in the pixels (the kernel has at most kEdgeMaxTaps taps, the
 // walks and the chain fill take each pixel once, with explicit stacks: no recursion); the
-// trace is CImageTrace's, linear in the pixels too. Results assume IEEE single-precision
-// arithmetic without fused multiply-add contraction (the default of the project's build).
+// trace is CImageTrace's, linear in the pixels too. Besides the grey, magnitude and orientation
+// rasters (a byte a pixel each), the Canny stage keeps only 4 x taps + 9 float rows. Results
+// assume IEEE single-precision arithmetic without fused multiply-add contraction (the default of
+// the project's build).
 #pragma once
 
 #include <cstdint>

@@ -1,14 +1,15 @@
 // The Canny stages of CEdgeDetect: Gaussian taps, smoothing and derivatives, non-maximum
 // suppression, threshold estimation and hysteresis.
 //
-// Speed without changing a single value: every convolution runs a whole row at a time (the
-// taps in the outer loop, the pixels in the inner one, over a row copied with its wrap-around
-// margins), so the compiler vectorises it, and each pixel still sums its terms in the
-// published order, in single precision. The gradient magnitude is computed once per pixel
-// into a raster that the suppression reads, instead of six times per pixel.
+// canny() runs the smoothing, the derivatives, the magnitude and the suppression fused, one row
+// at a time (edge_internal::CannyMagnitudes), so that no float raster of the picture's size is
+// made and the rows stay in cache. The whole-raster stages below (seperable_convolution,
+// dxy_seperable_convolution, nonmax_suppress) are the same computation written plainly, one
+// stage over the whole picture at a time; the fused kernel gives exactly their bytes.
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -19,9 +20,7 @@
 #include "plexa/raster/edgedetect.h"
 #include "plexa/raster/internal/edgestages.h"
 
-using edge_internal::OutOfStorage;
 using edge_internal::Wrap;
-using edge_internal::WrapToByte;
 
 namespace {
 
@@ -36,63 +35,6 @@ constexpr double kMagScale = 20.0;
 constexpr double kMinGradient = 0.01;
 // Share of the longer side that the count of strong pixels must reach (the high threshold).
 constexpr double kHighShare = 0.9;
-
-inline float Norm(float x, float y) {
-  return std::sqrt(x * x + y * y);
-}
-
-// The smallest float whose double value is not below kMinGradient: a float component is
-// below kMinGradient (compared in double, as published) exactly when it is below this.
-float WeakBelow() {
-  float f = static_cast<float>(kMinGradient);
-  if (static_cast<double>(f) < kMinGradient) f = std::nextafter(f, 1.0f);
-  return f;
-}
-
-// The row y of src copied into pad with `margin` wrap-around values on each side: pad[margin
-// + j] is src[j mod n] for j in -margin .. n - 1 + margin.
-template <typename T>
-void PadRow(const T* src, int n, int margin, std::vector<float>& pad) {
-  pad.resize(static_cast<std::size_t>(n) + 2 * static_cast<std::size_t>(margin));
-  for (int j = -margin; j < n + margin; ++j)
-    pad[static_cast<std::size_t>(j + margin)] =
-        static_cast<float>(src[j >= 0 && j < n ? j : Wrap(j, n)]);
-}
-
-// out[j] += c1 * a[j] + c2 * b[j] for j in 0..n-1, single precision in that order.
-void Accumulate(float* out, const float* a, float c1, const float* b, float c2, int n) {
-  int j = 0;
-#if defined(__SSE2__)
-  const __m128 v1 = _mm_set1_ps(c1), v2 = _mm_set1_ps(c2);
-  for (; j + 4 <= n; j += 4) {
-    const __m128 t =
-        _mm_add_ps(_mm_mul_ps(v1, _mm_loadu_ps(a + j)), _mm_mul_ps(v2, _mm_loadu_ps(b + j)));
-    _mm_storeu_ps(out + j, _mm_add_ps(_mm_loadu_ps(out + j), t));
-  }
-#endif
-  for (; j < n; ++j) out[j] += c1 * a[j] + c2 * b[j];
-}
-
-// The same over bytes.
-void Accumulate(float* out, const unsigned char* a, float c1, const unsigned char* b, float c2,
-                int n) {
-  int j = 0;
-#if defined(__SSE2__)
-  const __m128 v1 = _mm_set1_ps(c1), v2 = _mm_set1_ps(c2);
-  const __m128i zero = _mm_setzero_si128();
-  auto four = [&](const unsigned char* p) {
-    int w;
-    std::memcpy(&w, p, 4);
-    const __m128i bytes = _mm_cvtsi32_si128(w);
-    return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero));
-  };
-  for (; j + 4 <= n; j += 4) {
-    const __m128 t = _mm_add_ps(_mm_mul_ps(v1, four(a + j)), _mm_mul_ps(v2, four(b + j)));
-    _mm_storeu_ps(out + j, _mm_add_ps(_mm_loadu_ps(out + j), t));
-  }
-#endif
-  for (; j < n; ++j) out[j] += c1 * static_cast<float>(a[j]) + c2 * static_cast<float>(b[j]);
-}
 
 }  // namespace
 
@@ -116,56 +58,29 @@ float CEdgeDetect::dGauss(float x, float sigma) {
 void CEdgeDetect::seperable_convolution(const image& im, const float* gau, int width, fimage& smx,
                                         fimage& smy) {
   const int nr = im.nr, nc = im.nc;
-  const int margin = std::max(width - 1, 0);
-  const float g0 = gau[0];
-  std::vector<float> pad;
-  for (int i = 0; i < nr; ++i) {  // along x
-    PadRow(im[i], nc, margin, pad);
-    const float* p = pad.data() + margin;
-    float* out = smx[i];
-    for (int j = 0; j < nc; ++j) out[j] = g0 * p[j];
-    for (int k = 1; k < width; ++k) {
-      const float g = gau[k];
-      Accumulate(out, p + k, g, p - k, g, nc);
+  for (int i = 0; i < nr; ++i)
+    for (int j = 0; j < nc; ++j) {
+      float x = gau[0] * im[i][j], y = gau[0] * im[i][j];
+      for (int k = 1; k < width; ++k) {
+        x += gau[k] * im[i][Wrap(j + k, nc)] + gau[k] * im[i][Wrap(j - k, nc)];
+        y += gau[k] * im[Wrap(i + k, nr)][j] + gau[k] * im[Wrap(i - k, nr)][j];
+      }
+      smx[i][j] = x;
+      smy[i][j] = y;
     }
-  }
-  for (int i = 0; i < nr; ++i) {  // along y
-    const unsigned char* c = im[i];
-    float* out = smy[i];
-    for (int j = 0; j < nc; ++j) out[j] = g0 * static_cast<float>(c[j]);
-    for (int k = 1; k < width; ++k) {
-      const float g = gau[k];
-      const unsigned char* a = im[Wrap(i + k, nr)];
-      const unsigned char* b = im[Wrap(i - k, nr)];
-      Accumulate(out, a, g, b, g, nc);
-    }
-  }
 }
 
 void CEdgeDetect::dxy_seperable_convolution(const fimage& im, const float* gau, int width,
                                             fimage& sm, int which) {
   const int nr = im.nr, nc = im.nc;
-  const int margin = std::max(width - 1, 0);
-  std::vector<float> pad;
-  for (int i = 0; i < nr; ++i) {
-    float* out = sm[i];
-    std::fill(out, out + nc, 0.0f);
-    if (which != 0) {  // along x
-      PadRow(im[i], nc, margin, pad);
-      const float* p = pad.data() + margin;
-      for (int k = 1; k < width; ++k) {
-        const float g = gau[k], ng = -gau[k];
-        Accumulate(out, p + k, ng, p - k, g, nc);
-      }
-    } else {  // along y
-      for (int k = 1; k < width; ++k) {
-        const float g = gau[k], ng = -gau[k];
-        const float* a = im[Wrap(i + k, nr)];
-        const float* b = im[Wrap(i - k, nr)];
-        Accumulate(out, a, ng, b, g, nc);
-      }
+  for (int i = 0; i < nr; ++i)
+    for (int j = 0; j < nc; ++j) {
+      float x = 0.0f;
+      for (int k = 1; k < width; ++k)
+        x += which != 0 ? -gau[k] * im[i][Wrap(j + k, nc)] + gau[k] * im[i][Wrap(j - k, nc)]
+                        : -gau[k] * im[Wrap(i + k, nr)][j] + gau[k] * im[Wrap(i - k, nr)][j];
+      sm[i][j] = x;
     }
-  }
 }
 
 void CEdgeDetect::canny(float s, const image& im, image& mag, image& ori) {
@@ -180,119 +95,46 @@ void CEdgeDetect::canny(float s, const image& im, image& mag, image& ori) {
     dgau[i] = dGauss(static_cast<float>(i), s);
   }
   m_border = width / 2;
-  const int nr = im.nr, nc = im.nc;
-
-  fimage smx = f2d(nr, nc);
-  fimage smy = f2d(nr, nc);
-  seperable_convolution(im, gau, width, smx, smy);
-  fimage dx = f2d(nr, nc);
-  dxy_seperable_convolution(smx, dgau, width, dx, 1);
-  fimage dy = f2d(nr, nc);
-  dxy_seperable_convolution(smy, dgau, width, dy, 0);
-  free_f2d(smy);
-
-  // The gradient magnitude, in the rows of smx (no longer needed); as bytes (times 20, low 8
-  // bits) it stays only in the outermost rows and columns, which the suppression does not
-  // visit.
-  fimage norm = std::move(smx);
-  for (int i = 0; i < nr; ++i) {
-    const float *x = dx[i], *y = dy[i];
-    float* n = norm[i];
-    int j = 0;
-#if defined(__SSE2__)
-    for (; j + 4 <= nc; j += 4) {  // sqrt is correctly rounded in both forms
-      const __m128 a = _mm_loadu_ps(x + j), b = _mm_loadu_ps(y + j);
-      _mm_storeu_ps(n + j, _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(a, a), _mm_mul_ps(b, b))));
-    }
-#endif
-    for (; j < nc; ++j) n[j] = Norm(x[j], y[j]);
-    unsigned char* m = mag[i];
-    if (i == 0 || i == nr - 1) {
-      for (int j = 0; j < nc; ++j) m[j] = WrapToByte(n[j] * kMagScale);
-    } else if (nc > 0) {
-      m[0] = WrapToByte(n[0] * kMagScale);
-      m[nc - 1] = WrapToByte(n[nc - 1] * kMagScale);
-    }
-  }
-  nonmax_suppress(dx, dy, norm, mag, ori);
+  // The orientation raster is allocated with the magnitude but not filled: nothing reads it.
+  (void)ori;
+  if (im.nr <= 0 || im.nc <= 0 || mag.nr != im.nr || mag.nc != im.nc) return;
+  fimage scratch =
+      f2d(edge_internal::CannyScratchRows(width), edge_internal::CannyScratchColumns(im.nc, width));
+  std::vector<float*> rows(static_cast<std::size_t>(scratch.nr));
+  for (int r = 0; r < scratch.nr; ++r) rows[static_cast<std::size_t>(r)] = scratch[r];
+  edge_internal::CannyMagnitudes(im[0], im.nr, im.nc, {gau, dgau, width}, rows.data(), mag[0]);
 }
 
 void CEdgeDetect::nonmax_suppress(const fimage& dx, const fimage& dy, const fimage& norm,
                                   image& mag, image& ori) {
-  // Branch-free form of the published test, four pixels at a time where SSE2 is there (the
-  // same single-precision operations in the same order, so the same bytes). For every pixel,
-  // with xx = min(|xc|, |yc|) / max(|xc|, |yc|) (the published quotient in either case):
-  //   mostly vertical (|yc| > |xc|): g2 above, g4 below; g1, g3 the diagonal pair of the
-  //   gradient's sign (xc * yc > 0: upper left and lower right, else upper right and lower
-  //   left);
-  //   mostly horizontal: g2 right, g4 left; g1 lower right and g3 upper left when the signs
-  //   agree, else g1 upper right and g3 lower left.
-  // Kept: g > xx g1 + (1 - xx) g2 and g > xx g3 + (1 - xx) g4, strict on both sides as
-  // published (of two equal neighbours along the gradient neither stays).
-  // The orientation raster is allocated with the magnitude but not filled: nothing reads it.
+  // Between the two nearest of the eight neighbours along the gradient and against it,
+  // interpolated by xx = min(|xc|, |yc|) / max(|xc|, |yc|); kept only when the magnitude beats
+  // both sides strictly, as the byte of 20 x magnitude capped at 255. The outermost rows and
+  // columns are left as they are.
   (void)ori;
-  const int nr = mag.nr, nc = mag.nc;
-  const float weakBelow = WeakBelow();
-  auto byteOf = [](float g) {  // the magnitude byte, in double as published
-    const double scaled = g * kMagScale;
-    return scaled <= 255 ? static_cast<unsigned char>(scaled) : static_cast<unsigned char>(255);
-  };
-  for (int i = 1; i < nr - 1; ++i) {
-    const float *up = norm[i - 1], *mid = norm[i], *down = norm[i + 1];
-    const float *dxr = dx[i], *dyr = dy[i];
-    unsigned char* m = mag[i];
-    int j = 1;
-#if defined(__SSE2__)
-    const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
-    const __m128 weakT = _mm_set1_ps(weakBelow), zero = _mm_setzero_ps(), one = _mm_set1_ps(1);
-    auto sel = [](__m128 mask, __m128 a, __m128 b) {
-      return _mm_or_ps(_mm_and_ps(mask, a), _mm_andnot_ps(mask, b));
-    };
-    for (; j + 4 <= nc - 1; j += 4) {
-      const __m128 xc = _mm_loadu_ps(dxr + j), yc = _mm_loadu_ps(dyr + j);
-      const __m128 ax = _mm_and_ps(xc, absMask), ay = _mm_and_ps(yc, absMask);
-      const __m128 weak = _mm_and_ps(_mm_cmplt_ps(ax, weakT), _mm_cmplt_ps(ay, weakT));
-      const __m128 vert = _mm_cmpgt_ps(ay, ax);
-      const __m128 same = _mm_cmpgt_ps(_mm_mul_ps(xc, yc), zero);
-      const __m128 xx = _mm_div_ps(sel(vert, ax, ay), sel(vert, ay, ax));  // NaN only if weak
-      const __m128 ur = _mm_loadu_ps(up + j + 1), ul = _mm_loadu_ps(up + j - 1);
-      const __m128 dr = _mm_loadu_ps(down + j + 1), dl = _mm_loadu_ps(down + j - 1);
-      const __m128 g2 = sel(vert, _mm_loadu_ps(up + j), _mm_loadu_ps(mid + j + 1));
-      const __m128 g4 = sel(vert, _mm_loadu_ps(down + j), _mm_loadu_ps(mid + j - 1));
-      const __m128 g1 = sel(vert, sel(same, ul, ur), sel(same, dr, ur));
-      const __m128 g3 = sel(vert, sel(same, dr, dl), sel(same, ul, dl));
-      const __m128 g = _mm_loadu_ps(mid + j), w = _mm_sub_ps(one, xx);
-      const __m128 s1 = _mm_add_ps(_mm_mul_ps(xx, g1), _mm_mul_ps(w, g2));
-      const __m128 s3 = _mm_add_ps(_mm_mul_ps(xx, g3), _mm_mul_ps(w, g4));
-      const __m128 keep = _mm_andnot_ps(weak, _mm_and_ps(_mm_cmpgt_ps(g, s1), _mm_cmpgt_ps(g, s3)));
-      // The bytes as byteOf gives them: g * 20 in double (exact), capped at 255, truncated.
-      const __m128d cap = _mm_set1_pd(255.0), scale = _mm_set1_pd(kMagScale);
-      const __m128d lo2 = _mm_min_pd(_mm_mul_pd(_mm_cvtps_pd(g), scale), cap);
-      const __m128d hi2 = _mm_min_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(g, g)), scale), cap);
-      const __m128i ints = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo2), _mm_cvttpd_epi32(hi2));
-      const __m128i kept = _mm_and_si128(ints, _mm_castps_si128(keep));
-      const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(kept, kept), kept);
-      const int four = _mm_cvtsi128_si32(bytes);
-      std::memcpy(m + j, &four, 4);
+  for (int i = 1; i < mag.nr - 1; ++i)
+    for (int j = 1; j < mag.nc - 1; ++j) {
+      const float xc = dx[i][j], yc = dy[i][j];
+      mag[i][j] = 0;
+      if (std::fabs(xc) < kMinGradient && std::fabs(yc) < kMinGradient) continue;
+      const float g = norm[i][j];
+      float g1, g2, g3, g4, xx;
+      if (std::fabs(yc) > std::fabs(xc)) {  // mostly vertical
+        xx = std::fabs(xc) / std::fabs(yc);
+        g2 = norm[i - 1][j];
+        g4 = norm[i + 1][j];
+        g1 = xc * yc > 0.0f ? norm[i - 1][j - 1] : norm[i - 1][j + 1];
+        g3 = xc * yc > 0.0f ? norm[i + 1][j + 1] : norm[i + 1][j - 1];
+      } else {
+        xx = std::fabs(yc) / std::fabs(xc);
+        g2 = norm[i][j + 1];
+        g4 = norm[i][j - 1];
+        g1 = xc * yc > 0.0f ? norm[i + 1][j + 1] : norm[i - 1][j + 1];
+        g3 = xc * yc > 0.0f ? norm[i - 1][j - 1] : norm[i + 1][j - 1];
+      }
+      if (g > xx * g1 + (1 - xx) * g2 && g > xx * g3 + (1 - xx) * g4)
+        mag[i][j] = g * kMagScale <= 255 ? static_cast<unsigned char>(g * kMagScale) : 255;
     }
-#endif
-    for (; j < nc - 1; ++j) {
-      const float xc = dxr[j], yc = dyr[j];
-      const float ax = std::fabs(xc), ay = std::fabs(yc);
-      const bool weak = ax < weakBelow && ay < weakBelow;
-      const bool vert = ay > ax;
-      const bool same = xc * yc > 0.0f;
-      const float xx = weak ? 0.0f : (vert ? ax : ay) / (vert ? ay : ax);
-      const float ur = up[j + 1], ul = up[j - 1], dr = down[j + 1], dl = down[j - 1];
-      const float g2 = vert ? up[j] : mid[j + 1];
-      const float g4 = vert ? down[j] : mid[j - 1];
-      const float g1 = vert ? (same ? ul : ur) : (same ? dr : ur);
-      const float g3 = vert ? (same ? dr : dl) : (same ? ul : dl);
-      const float g = mid[j], w = 1.0f - xx;
-      const bool keep = !weak && g > xx * g1 + w * g2 && g > xx * g3 + w * g4;
-      m[j] = keep ? byteOf(g) : 0;
-    }
-  }
 }
 
 bool CEdgeDetect::range(const image& im, int i, int j) {
@@ -300,12 +142,77 @@ bool CEdgeDetect::range(const image& im, int i, int j) {
 }
 
 void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
-  std::int64_t hist[256] = {};
+  const auto target = static_cast<std::int64_t>(kHighShare * std::max(mag.nr, mag.nc));
+  // Photographs have plenty of pixels at the cap: when level 255 alone reaches the target, high
+  // is 255 and only the lowest level is still needed, both found without the histogram.
+  std::int64_t capped = 0;
+  int lowest = 255;
+  bool any = false;
   for (int i = m_border; i < mag.nr - m_border; ++i) {
     const unsigned char* row = mag[i];
-    for (int j = m_border; j < mag.nc - m_border; ++j) ++hist[row[j]];
+    int j = m_border;
+    const int end = mag.nc - m_border;
+    any = any || j < end;
+#if defined(__SSE2__)
+    const __m128i full = _mm_set1_epi8(static_cast<char>(0xFF)), one = _mm_set1_epi8(1);
+    __m128i count = _mm_setzero_si128(), least = full;
+    for (; j + 16 <= end; j += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + j));
+      count = _mm_add_epi64(
+          count, _mm_sad_epu8(_mm_and_si128(_mm_cmpeq_epi8(v, full), one), _mm_setzero_si128()));
+      least = _mm_min_epu8(least, v);
+    }
+    capped += _mm_cvtsi128_si32(count) + _mm_cvtsi128_si32(_mm_srli_si128(count, 8));
+    alignas(16) unsigned char lanes[16];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), least);
+    for (unsigned char v : lanes) lowest = std::min(lowest, static_cast<int>(v));
+#endif
+    for (; j < end; ++j) {
+      capped += row[j] == 255;
+      lowest = std::min(lowest, static_cast<int>(row[j]));
+    }
   }
-  const auto target = static_cast<std::int64_t>(kHighShare * std::max(mag.nr, mag.nc));
+  if (any && capped >= target) {
+    hi = 255;
+    low = static_cast<int>((hi + lowest) * 0.5 + 0.5);
+    return;
+  }
+  // Four histograms taken in turn, so that runs of one level do not wait on one counter; they
+  // are added up before any of their counters could overflow.
+  std::int64_t hist[256] = {};
+  std::vector<std::uint32_t> part(4 * 256);
+  std::int64_t pending = 0;
+  auto flush = [&] {
+    for (int k = 0; k < 4 * 256; ++k) hist[k % 256] += std::exchange(part[k], 0);
+    pending = 0;
+  };
+  const int end = mag.nc - m_border;
+  for (int i = m_border; i < mag.nr - m_border; ++i) {
+    if (pending + end > std::int64_t{1} << 31) flush();
+    pending += end;
+    const unsigned char* row = mag[i];
+    int j = m_border;
+#if defined(__SSE2__)
+    // Mostly zeros: sixteen bytes at a time, the zeros counted at once.
+    for (; j + 16 <= end; j += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + j));
+      auto nonzero =
+          static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())) ^ 0xFFFF);
+      unsigned counted = 0;
+      for (; nonzero != 0; nonzero &= nonzero - 1, ++counted)
+        ++part[static_cast<std::size_t>(256 * (counted & 3) + row[j + __builtin_ctz(nonzero)])];
+      part[0] += 16 - counted;
+    }
+#endif
+    for (; j + 4 <= end; j += 4) {
+      ++part[row[j]];
+      ++part[256 + row[j + 1]];
+      ++part[512 + row[j + 2]];
+      ++part[768 + row[j + 3]];
+    }
+    for (; j < end; ++j) ++hist[row[j]];
+  }
+  flush();
   int k = 255;
   std::int64_t count = hist[255];
   while (count < target) {  // at most 256 steps
@@ -324,8 +231,27 @@ void CEdgeDetect::estimate_thresh(const image& mag, int& hi, int& low) const {
 bool CEdgeDetect::trace(int i, int j, int low, image& im, const image& mag, const image& /*ori*/) {
   if (im[i][j] != 0) return false;
   im[i][j] = 255;
+  // The neighbours in the order they are tried: the row above, the same row, the row below,
+  // each from left to right (the pixel itself is marked, so never taken).
+  constexpr int kRow[8] = {-1, -1, -1, 0, 0, 1, 1, 1}, kCol[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
+  const std::ptrdiff_t nc = mag.nc;
+  std::ptrdiff_t offset[8];
+  for (int k = 0; k < 8; ++k) offset[k] = kRow[k] * nc + kCol[k];
+  const bool same = im.nr == mag.nr && im.nc == mag.nc;
   // Each step marks a new pixel, so the walk ends within rows x columns steps.
   for (;;) {
+    if (same && i >= 1 && i < mag.nr - 1 && j >= 1 && j < mag.nc - 1) {  // inside: no checks
+      const std::ptrdiff_t at = i * nc + j;
+      const unsigned char* m = mag.pixels.data() + at;
+      unsigned char* done = im.pixels.data() + at;
+      int k = 0;
+      while (k < 8 && !(m[offset[k]] >= low && done[offset[k]] == 0)) ++k;
+      if (k == 8) return true;
+      done[offset[k]] = 255;
+      i += kRow[k];
+      j += kCol[k];
+      continue;
+    }
     bool moved = false;
     for (int n = -1; n <= 1 && !moved; ++n)
       for (int m = -1; m <= 1; ++m) {
@@ -346,39 +272,23 @@ bool CEdgeDetect::trace(int i, int j, int low, image& im, const image& mag, cons
 void CEdgeDetect::hysteresis(int high, int low, image& im, const image& mag, const image& ori) {
   std::fill(im.pixels.begin(), im.pixels.end(), 0);
   if (high < low) estimate_thresh(mag, high, low);
+  const int nc = im.nc;
   for (int i = 0; i < im.nr; ++i) {
     const unsigned char* row = mag[i];
-    for (int j = 0; j < im.nc; ++j)
+    int j = 0;
+#if defined(__SSE2__)
+    // Sixteen pixels at a time, skipping those below high (a level of 0 to 255).
+    if (high > 0 && high <= 255) {
+      const __m128i h = _mm_set1_epi8(static_cast<char>(high));
+      for (; j + 16 <= nc; j += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + j));
+        auto bits = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(v, h), v)));
+        for (; bits != 0; bits &= bits - 1) trace(i, j + __builtin_ctz(bits), low, im, mag, ori);
+      }
+    }
+#endif
+    for (; j < nc; ++j)
       if (row[j] >= high) trace(i, j, low, im, mag, ori);
   }
   for (unsigned char& v : im.pixels) v = v == 0 ? 255 : 0;
-}
-
-void CEdgeDetect::Input_Canny() {
-  RemoveAll();
-  image result;
-  if (CannyEdges(result)) TraceResult(result);
-}
-
-bool CEdgeDetect::CannyEdges(image& grey) {
-  m_ratio = 0.1;
-  if (!GreyImage(grey)) return false;
-  image mag, ori;
-  if (!newimage(grey.nr, grey.nc, mag)) OutOfStorage("Out of storage: Magnitude\n");
-  if (!newimage(grey.nr, grey.nc, ori)) OutOfStorage("Out of storage: Orientation\n");
-  const auto sigma = static_cast<float>(1.5 - m_details);
-  canny(sigma, grey, mag, ori);
-  hysteresis(-1, 0, grey, mag, ori);
-  freeimage(ori);
-  freeimage(mag);
-  // The frame that the wrap-around smoothing spoils: top rows, bottom rows, left columns.
-  const int nr = grey.nr, nc = grey.nc, border = m_border;
-  for (int i = 0; i < nr; ++i) {
-    unsigned char* row = grey[i];
-    if (i < border || i >= nr - border)
-      std::fill(row, row + nc, 255);
-    else
-      std::fill(row, row + std::min(border, nc), 255);
-  }
-  return true;
 }

@@ -216,21 +216,3 @@ void CEdgeDetect::shen(const image& im, image& res) {
   threshold_edges(buffer, res);
   for (unsigned char& v : res.pixels) v = v > 0 ? 0 : 255;
 }
-
-void CEdgeDetect::Input_Shen() {
-  RemoveAll();
-  image result;
-  if (ShenEdges(result)) TraceResult(result);
-}
-
-bool CEdgeDetect::ShenEdges(image& res) {
-  m_ratio = 0.99;
-  image grey;
-  if (!GreyImage(grey)) return false;
-  embed(grey, kFrame);
-  if (grey.nr == 0 || !newimage(grey.nr, grey.nc, res)) return false;
-  shen(grey, res);
-  freeimage(grey);
-  debed(res, kFrame);
-  return res.nr > 0;
-}

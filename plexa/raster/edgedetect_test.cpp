@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -35,7 +36,35 @@ struct Probe : CEdgeDetect {
   using CEdgeDetect::image;
   using CEdgeDetect::m_border;
   using CEdgeDetect::meanGauss;
+  using CEdgeDetect::newimage;
   using CEdgeDetect::ShenEdges;
+  // canny()'s magnitudes and, beside them, the same picture through the whole-raster stages
+  // one after the other (the plain reference), each pixel's byte in both.
+  void BothWays(const image& grey, float sigma, image& fused, image& plain) {
+    image ori;
+    newimage(grey.nr, grey.nc, fused);
+    newimage(grey.nr, grey.nc, plain);
+    canny(sigma, grey, fused, ori);
+    float gau[kEdgeMaxTaps] = {}, dgau[kEdgeMaxTaps] = {};
+    int width = kEdgeMaxTaps;
+    for (int i = 0; i < kEdgeMaxTaps && width == kEdgeMaxTaps; ++i) {
+      gau[i] = meanGauss(static_cast<float>(i), sigma);
+      dgau[i] = dGauss(static_cast<float>(i), sigma);
+      if (gau[i] < 0.005) width = i;
+    }
+    fimage smx = f2d(grey.nr, grey.nc), smy = f2d(grey.nr, grey.nc);
+    fimage dx = f2d(grey.nr, grey.nc), dy = f2d(grey.nr, grey.nc), norm = f2d(grey.nr, grey.nc);
+    seperable_convolution(grey, gau, width, smx, smy);
+    dxy_seperable_convolution(smx, dgau, width, dx, 1);
+    dxy_seperable_convolution(smy, dgau, width, dy, 0);
+    for (int i = 0; i < grey.nr; ++i)
+      for (int j = 0; j < grey.nc; ++j) {
+        norm[i][j] = std::sqrt(dx[i][j] * dx[i][j] + dy[i][j] * dy[i][j]);
+        const double scaled = norm[i][j] * 20.0;  // the outermost pixels keep their raw byte
+        plain[i][j] = static_cast<unsigned char>(static_cast<std::int32_t>(scaled));
+      }
+    nonmax_suppress(dx, dy, norm, plain, ori);
+  }
   void Use(HBITMAP bmp) {  // remembers the bitmap at one unit a pixel, no paths
     Input(nullptr, 254.0, 254.0);
     m_bitmap = bmp;
@@ -73,23 +102,6 @@ TEST(CEdgeDetect, DetailsKernelGreyAndUnits) {
   EXPECT_EQ(e.GetDetails(), 0.0);
   e.SetDetails(7);
   EXPECT_EQ(e.GetDetails(), 1.0);
-  // Kernel widths from the pixel-averaged Gaussian (1/3 of the centre and both half-pixel
-  // offsets, over 2 pi sigma^2), worked by hand: sigma 1.5 keeps 4 taps (the fifth is 0.0025),
-  // sigma 1.0 keeps 3, sigma 0.5 keeps 2; the border is half the taps.
-  const struct {
-    double details;
-    int border;
-  } cases[] = {{0.0, 2}, {0.5, 1}, {1.0, 1}};
-  Picture flat(20, 20, [](int, int) { return Grey(90); });
-  for (const auto& c : cases) {
-    e.SetDetails(c.details);
-    e.Use(flat.bmp);
-    Probe::image r;
-    ASSERT_TRUE(e.CannyEdges(r));
-    EXPECT_EQ(e.m_border, c.border) << c.details;
-    // No gradient anywhere: the estimated thresholds are 0 and every pixel starts an edge.
-    EXPECT_FALSE(EdgePixels(r).empty()) << "a uniform picture: high and low are 0";
-  }
   EXPECT_NEAR(Probe::meanGauss(4, 1.5f), 0.002485, 2e-5);
   EXPECT_NEAR(Probe::meanGauss(3, 1.5f), 0.01062, 2e-5);
   // Grey: trunc(0.3 R + 0.59 G + 0.11 B).
@@ -111,6 +123,37 @@ TEST(CEdgeDetect, DetailsKernelGreyAndUnits) {
   ASSERT_EQ(e.GetSize(), 2);
   EXPECT_NEAR(e[0][1].anchor.x, 254.0, 1e-9);
   EXPECT_NEAR(e[1][1].anchor.x, 3.78 * 254 / 96, 1e-9);
+}
+
+TEST(CEdgeDetect, CannyRowsMatchTheWholeRasterStages) {
+  // Noisy pictures of awkward sizes (narrower than the kernel, one row, odd widths that leave
+  // pixels after the groups of four and eight), at the three kernels: the row-streamed
+  // gradients give exactly the bytes of the stages run one after the other.
+  std::mt19937 rng(5);
+  std::uniform_int_distribution<int> level(0, 255);
+  // Kernel widths from the pixel-averaged Gaussian (1/3 of the centre and both half-pixel
+  // offsets, over 2 pi sigma^2), worked by hand: sigma 1.5 (details 0) keeps 4 taps (the fifth
+  // is 0.0025), sigma 1.0 keeps 3, sigma 0.5 keeps 2; the border is half the taps.
+  const struct {
+    float sigma;
+    int border;
+  } kernels[] = {{1.5f, 2}, {1.0f, 1}, {0.5f, 1}};
+  const int sizes[][2] = {{1, 1}, {3, 1}, {1, 7}, {2, 5}, {13, 9}, {37, 23}, {67, 40}};
+  for (const auto& size : sizes)
+    for (auto [sigma, border] : kernels)
+      for (int kind = 0; kind < 3; ++kind) {  // noise; blocks (many exact ties); ramps
+        Probe e;
+        Probe::image grey, fused, plain;
+        e.newimage(size[1], size[0], grey);
+        for (int y = 0; y < grey.nr; ++y)
+          for (int x = 0; x < grey.nc; ++x)
+            grey[y][x] = static_cast<unsigned char>(kind == 0   ? level(rng) / 2 + 60
+                                                    : kind == 1 ? (x / 5 * 40 + y / 3 * 25) % 200
+                                                                : x * 3 + y * 2);
+        e.BothWays(grey, sigma, fused, plain);
+        EXPECT_EQ(e.m_border, border) << sigma;
+        EXPECT_EQ(fused.pixels, plain.pixels) << size[0] << " x " << size[1] << " sigma " << sigma;
+      }
 }
 
 TEST(CEdgeDetect, CannyFindsTrueEdgesWithinAPixel) {
