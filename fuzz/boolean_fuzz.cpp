@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/fuzz_bytes.h"
 #include "plexa/plexa.h"
 
 using PLEXA::CBPOINT;
@@ -20,18 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CPolyPolyBezier sets[2];
   CBPointArray* path = nullptr;
   std::size_t nodes = 0;
-  auto next = [&](double& v) {
-    if (mode & 1) {
-      if (size < sizeof(double)) return false;
-      std::memcpy(&v, data, sizeof v);
-      data += sizeof v, size -= sizeof v;
-    } else {
-      if (size < 1) return false;
-      v = static_cast<double>(data[0] & 15) * ((mode & 2) ? 0.25 : 1.0);
-      data += 1, size -= 1;
-    }
-    return true;
-  };
+  auto next = [&](double& v) { return plexa::fuzz::NextValue(mode, data, size, v); };
   for (; nodes < kMaxNodes; ++nodes) {
     if (size < 1) break;
     const std::uint8_t tag = data[0];

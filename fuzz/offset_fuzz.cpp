@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/fuzz_bytes.h"
 #include "plexa/plexa.h"
 
 using PLEXA::CBPOINT;
@@ -18,18 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   const std::uint8_t mode = data[0], opByte = data[1];
   data += 2, size -= 2;
-  const auto next = [&](double& v) {
-    if (mode & 1) {
-      if (size < sizeof(double)) return false;
-      std::memcpy(&v, data, sizeof v);
-      data += sizeof v, size -= sizeof v;
-    } else {
-      if (size < 1) return false;
-      v = static_cast<double>(data[0] & 15) * ((mode & 2) ? 0.25 : 1.0);
-      data += 1, size -= 1;
-    }
-    return true;
-  };
+  const auto next = [&](double& v) { return plexa::fuzz::NextValue(mode, data, size, v); };
   double d = 0;
   if (!next(d)) return 0;
   if (!(mode & 1)) d = (d - 4) * ((mode & 4) ? 3.0 : 0.5);

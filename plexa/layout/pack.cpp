@@ -189,19 +189,10 @@ class BandTree {
     INT_PTR k = out.GetSize();
     out.SetSize(k + 2 * static_cast<INT_PTR>(nodes_.size()));
     CDPOINT* p = out.GetData();
-    std::vector<Id> stack;
-    for (Id u = root_; u != kNone || !stack.empty();) {
-      if (u != kNone) {
-        stack.push_back(u);
-        u = nodes_[u].left;
-        continue;
-      }
-      u = stack.back();
-      stack.pop_back();
+    InOrder(root_, [&](Id u) {
       p[k++] = nodes_[u].first;
       p[k++] = nodes_[u].second;
-      u = nodes_[u].right;
-    }
+    });
   }
 
  private:
@@ -352,11 +343,11 @@ class BandTree {
     if (heavy != kNone) Rebuild(heavy);
   }
 
-  void Rebuild(Id n) {
-    const Id parent = nodes_[n].parent;
-    order_.clear();
+  // Visits the subtree under `from` left to right, with an explicit stack (no recursion).
+  template <class Visit>
+  void InOrder(Id from, Visit&& visit) const {
     std::vector<Id> stack;
-    for (Id u = n; u != kNone || !stack.empty();) {
+    for (Id u = from; u != kNone || !stack.empty();) {
       if (u != kNone) {
         stack.push_back(u);
         u = nodes_[u].left;
@@ -364,9 +355,15 @@ class BandTree {
       }
       u = stack.back();
       stack.pop_back();
-      order_.push_back(u);
+      visit(u);
       u = nodes_[u].right;
     }
+  }
+
+  void Rebuild(Id n) {
+    const Id parent = nodes_[n].parent;
+    order_.clear();
+    InOrder(n, [&](Id u) { order_.push_back(u); });
     const Id top = Build(0, static_cast<Id>(order_.size()), parent);
     if (parent == kNone)
       root_ = top;
