@@ -4,391 +4,29 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "io/colour_image.h"
 #include "io/drawing.h"
-#include "io/image_read.h"
 #include "io/output_file.h"
 #include "io/svg_read.h"
 #include "io/write.h"
 #include "plexa/plexa.h"
+#include "python/images.h"
+#include "python/paths.h"
 
 namespace py = pybind11;
 using PLEXA::CBPOINT;
 using PLEXA::CDPOINT;
+using plexa_python::Path;
+using plexa_python::PathSet;
+using plexa_python::Point;
+using plexa_python::RaiseFileError;
 
 namespace {
-
-using Point = std::pair<double, double>;
-using Node = std::tuple<Point, Point, Point>;  // incoming control, anchor, outgoing control
-
-// A path owned by Python. CBPointArray is the library's own type; copies are deep.
-class Path {
- public:
-  Path() = default;
-  explicit Path(CBPointArray p) : p_(std::move(p)) {}
-
-  static Path FromNodes(const std::vector<Node>& nodes) {
-    CBPointArray p;
-    p.SetSize(static_cast<INT_PTR>(nodes.size()));
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-      const auto& [in, anchor, out] = nodes[i];
-      p[static_cast<INT_PTR>(i)] = CBPOINT(C(in), C(anchor), C(out));
-    }
-    return Path(std::move(p));
-  }
-  // A polygon of straight segments through the points; closed repeats the first point.
-  static Path FromPoints(const std::vector<Point>& pts, bool closed) {
-    CBPointArray p;
-    for (const Point& q : pts) p.Add(CBPOINT(C(q), C(q), C(q)));
-    if (closed && !pts.empty()) p.Add(p[0]);
-    return Path(std::move(p));
-  }
-
-  std::vector<Node> Nodes() const {
-    std::vector<Node> out;
-    out.reserve(static_cast<std::size_t>(p_.GetSize()));
-    for (const CBPOINT& n : p_) out.emplace_back(P(n.in), P(n.anchor), P(n.out));
-    return out;
-  }
-  double Length() const { return p_.CalcLength(); }
-  std::tuple<double, double, double, double> Bounds(double resolution) const {
-    const PLEXA::CDRECT r = p_.GetPolyBezierRect(resolution);
-    return {r.xmin, r.ymin, r.xmax, r.ymax};
-  }
-  std::vector<Point> Flatten(double resolution) const {
-    if (!(resolution > 0) || !std::isfinite(resolution))
-      throw py::value_error("resolution must be a positive finite number");
-    CArray<CDPOINT> pts;
-    CDWordArray ends;
-    p_.ExecuteBPointArrayT(pts, ends, resolution);
-    std::vector<Point> out;
-    out.reserve(static_cast<std::size_t>(pts.GetSize()));
-    for (const CDPOINT& q : pts) out.emplace_back(q.x, q.y);
-    return out;
-  }
-  bool Closed() const { return p_.IsPolyBezierClosed(); }
-  bool Clockwise() const { return p_.IsClockwise(); }
-  Path Reversed() const {
-    CBPointArray p(p_);
-    p.MakeReverse();
-    return Path(std::move(p));
-  }
-  bool Contains(const Point& q) const { return CCurveCollision(p_).IsPointInCurves(C(q)); }
-  std::size_t Size() const { return static_cast<std::size_t>(p_.GetSize()); }
-  const CBPointArray& Get() const { return p_; }
-
-  static CDPOINT C(const Point& p) { return CDPOINT(p.first, p.second); }
-  static Point P(const CDPOINT& p) { return {p.x, p.y}; }
-
- private:
-  CBPointArray p_;
-};
-
-// A set of paths: outlines and holes read together (even-odd).
-class PathSet {
- public:
-  PathSet() = default;
-  explicit PathSet(const std::vector<Path>& paths) : paths_(paths) {}
-  explicit PathSet(const CPolyPolyBezier& set) {
-    for (INT_PTR i = 0; i < set.GetSize(); ++i)
-      if (const CBPointArray* p = set.GetAt(static_cast<int>(i))) paths_.emplace_back(*p);
-  }
-  // Takes the paths' nodes over (set keeps its slots, emptied).
-  static PathSet Taking(CPolyPolyBezier& set) {
-    PathSet s;
-    s.paths_.reserve(static_cast<std::size_t>(set.GetSize()));
-    for (INT_PTR i = 0; i < set.GetSize(); ++i)
-      if (CBPointArray* p = set.GetAt(static_cast<int>(i))) s.paths_.emplace_back(std::move(*p));
-    return s;
-  }
-
-  // The library's owning container, built for a call.
-  std::unique_ptr<CPolyPolyBezier> Build() const {
-    auto set = std::make_unique<CPolyPolyBezier>();
-    set->SetSize(0, static_cast<INT_PTR>(paths_.size()));
-    for (const Path& p : paths_) set->Add(new CBPointArray(p.Get()));
-    set->SetSize(set->GetSize(), 0);
-    return set;
-  }
-  std::size_t Nodes() const {
-    std::size_t n = 0;
-    for (const Path& p : paths_) n += p.Size();
-    return n;
-  }
-
-  std::size_t Size() const { return paths_.size(); }
-  const Path& At(long i) const {
-    const long n = static_cast<long>(paths_.size());
-    if (i < 0) i += n;
-    if (i < 0 || i >= n) throw py::index_error("path index out of range");
-    return paths_[static_cast<std::size_t>(i)];
-  }
-  const std::vector<Path>& Paths() const { return paths_; }
-  void Append(const Path& p) { paths_.push_back(p); }
-
-  std::tuple<double, double, double, double> Bounds(double resolution) const {
-    double x0 = INFINITY, y0 = INFINITY, x1 = -INFINITY, y1 = -INFINITY;
-    for (const Path& p : paths_) {
-      if (p.Size() == 0) continue;
-      const auto [a, b, c, d] = p.Bounds(resolution);
-      x0 = std::min(x0, a);
-      y0 = std::min(y0, b);
-      x1 = std::max(x1, c);
-      y1 = std::max(y1, d);
-    }
-    if (x0 > x1) return {0, 0, 0, 0};
-    return {x0, y0, x1, y1};
-  }
-  double Length() const {
-    double l = 0;
-    for (const Path& p : paths_) l += p.Length();
-    return l;
-  }
-  bool Contains(const Point& q) const {
-    auto set = Build();
-    return CCurveCollision(*set).IsPointInCurves(Path::C(q));
-  }
-  std::vector<int> Holes(double ratio) const {
-    auto set = Build();
-    CArray<int, int> holes;
-    GetPolyPolyHoles(*set, holes, ratio);
-    return std::vector<int>(holes.GetData(), holes.GetData() + holes.GetSize());
-  }
-
- private:
-  std::vector<Path> paths_;
-};
-
-// A 32-bit two-level bitmap from rows of grey values: pixels darker than threshold are the
-// artwork (white in the bitmap, what the tracers follow), or lighter ones with invert.
-HBITMAP BitmapFromRows(const std::vector<std::vector<double>>& rows, int threshold, bool invert) {
-  const int h = static_cast<int>(rows.size());
-  const int w = h ? static_cast<int>(rows[0].size()) : 0;
-  if (w <= 0 || h <= 0) throw py::value_error("the image is empty");
-  for (const auto& r : rows)
-    if (static_cast<int>(r.size()) != w) throw py::value_error("the image's rows differ in length");
-  BITMAPINFO info{};
-  info.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-  info.bmiHeader.biWidth = w;
-  info.bmiHeader.biHeight = -h;  // top-down rows, as the pixel list reads
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 32;
-  void* bits = nullptr;
-  HBITMAP bmp = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-  if (bmp == nullptr) throw std::bad_alloc();
-  auto* px = static_cast<std::uint32_t*>(bits);
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      const double v = rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
-      const bool ink = invert ? v >= threshold : v < threshold;
-      px[static_cast<std::size_t>(y) * w + x] = ink ? 0xFFFFFFu : 0u;
-    }
-  }
-  return bmp;
-}
-
-struct BitmapOwner {
-  HBITMAP bmp;
-  ~BitmapOwner() {
-    if (bmp) DeleteObject(bmp);
-  }
-};
-
-// FileNotFoundError for a path that does not exist, ValueError for one that cannot be read.
-[[noreturn]] void RaiseFileError(const std::string& path, const std::string& error) {
-  std::error_code ec;
-  PyErr_SetString(
-      std::filesystem::exists(path, ec) || path == "-" ? PyExc_ValueError : PyExc_FileNotFoundError,
-      error.c_str());
-  throw py::error_already_set();
-}
-
-// Options of the faithful tracer that Python passes by keyword.
-struct FaithfulOptions {
-  int speckle = 2;
-  double corner_threshold = 1.0;
-  double opt_tolerance = 0.4;
-};
-
-// Traces the artwork of a two-level 32-bit bitmap (white = artwork), which it frees.
-PathSet TraceBitmap(HBITMAP bmp, const std::string& engine, int minPoints,
-                    const FaithfulOptions& f) {
-  BitmapOwner own{bmp};
-  CPolyPolyBezier out;
-  if (engine == "faithful") {
-    CFaithfulTrace::OPTIONS o;
-    o.speckle = f.speckle;
-    o.cornerThreshold = f.corner_threshold;
-    o.optTolerance = f.opt_tolerance;
-    o.invert = true;  // the artwork is white in the bitmap
-    py::gil_scoped_release release;
-    CFaithfulTrace(o).Trace(bmp, out);
-  } else if (engine == "shape") {
-    py::gil_scoped_release release;
-    CShapeTrace trace(bmp);
-    trace.DoTrace(out, minPoints);
-  } else {
-    throw py::value_error("engine must be 'faithful' or 'shape'");
-  }
-  return PathSet(out);
-}
-
-// Centre lines of the artwork's strokes, in pixel units (pixel centres at + 0.5).
-PathSet CentreLines(HBITMAP bmp) {
-  BitmapOwner own{bmp};
-  CPolyPolyBezier out;
-  {
-    py::gil_scoped_release release;
-    CSkeleton skeleton;
-    skeleton.InputMono(bmp, 0, 0);
-    skeleton.Output(out);
-  }
-  // Traced points are cells, one more than the pixel's index: move them onto pixel centres.
-  for (INT_PTR i = 0; i < out.GetSize(); ++i)
-    if (CBPointArray* p = out.GetAt(static_cast<int>(i)))
-      for (CBPOINT& n : *p)
-        for (CDPOINT* q : {&n.in, &n.anchor, &n.out}) *q = *q - CDPOINT(0.5, 0.5);
-  return PathSet(out);
-}
-
-// The two-level bitmap of an image given as a path or as rows of grey values.
-HBITMAP LoadImage(const py::object& image, int threshold, bool invert) {
-  if (threshold < 0 || threshold > 256) throw py::value_error("threshold must be in 0..256");
-  if (py::isinstance<py::str>(image) || py::hasattr(image, "__fspath__")) {
-    const std::string path = py::str(py::module_::import("os").attr("fspath")(image));
-    plexa::io::ImageOptions o;
-    o.threshold = threshold;
-    o.invert = invert;
-    std::string error;
-    plexa::io::LoadedImage img;
-    {
-      py::gil_scoped_release release;
-      img = plexa::io::LoadTwoLevelImage(path, o, error);
-    }
-    if (img.bitmap == nullptr) RaiseFileError(path, error);
-    return img.bitmap;
-  }
-  // A NumPy array or nested lists: rows of grey values (0 dark .. 255 light).
-  py::object rows = image;
-  if (py::hasattr(image, "tolist")) rows = image.attr("tolist")();
-  const auto grey = rows.cast<std::vector<std::vector<double>>>();
-  return BitmapFromRows(grey, threshold, invert);
-}
-
-PathSet Trace(const py::object& image, const std::string& engine, int threshold, bool invert,
-              int minPoints, int speckle, double cornerThreshold, double optTolerance) {
-  if (engine != "faithful" && engine != "shape")
-    throw py::value_error("engine must be 'faithful' or 'shape'");
-  return TraceBitmap(LoadImage(image, threshold, invert), engine, minPoints,
-                     FaithfulOptions{speckle, cornerThreshold, optTolerance});
-}
-
-PathSet Centerline(const py::object& image, int threshold, bool invert) {
-  return CentreLines(LoadImage(image, threshold, invert));
-}
-
-// Every colour region of a picture: a list of ((r, g, b), PathSet) in order of first
-// appearance, each set even-odd with its holes, neighbours sharing their boundaries.
-py::list TraceColours(const std::string& path, int colours, int speckle, double tolerance) {
-  if (colours < 1 || colours > plexa::io::kMaxPaletteColours)
-    throw py::value_error("colours must be 1 to " + std::to_string(plexa::io::kMaxPaletteColours));
-  std::string error;
-  plexa::io::Palette palette;
-  CColourRegions regions;
-  bool ok = false;
-  {
-    py::gil_scoped_release release;
-    const plexa::io::ColourImage img =
-        plexa::io::LoadColourImage(path, plexa::io::kDefaultMaxPixels, error);
-    if (!img.rgb.empty() && plexa::io::ReduceColours(img, colours, palette, error)) {
-      MergeSmallRegions(palette.labels, img.width, img.height, speckle);
-      ok = regions.Trace(palette.labels, img.width, img.height, tolerance);
-      if (!ok) error = "the image is too large to trace in colour";
-    }
-  }
-  if (!ok) RaiseFileError(path, error);
-  py::list out;
-  for (int i = 0; i < regions.GetRegionCount(); ++i) {
-    const std::uint32_t c = palette.colours[regions.GetLabel(i)];
-    out.append(py::make_tuple(py::make_tuple((c >> 16) & 0xFF, (c >> 8) & 0xFF, c & 0xFF),
-                              PathSet(regions.GetOutlines(i))));
-  }
-  return out;
-}
-
-// Edges of a photograph (a path, read in colour, or rows of grey values) as open paths in
-// pixel units (pixel centres at + 0.5); paths shorter than 1 mm at 96 dpi are dropped.
-PathSet Edges(const py::object& image, double details, const std::string& method) {
-  if (method != "canny" && method != "isef")
-    throw py::value_error("method must be 'canny' or 'isef'");
-  if (!(details >= 0 && details <= 1)) throw py::value_error("details must be in 0..1");
-  HBITMAP bmp = nullptr;
-  if (py::isinstance<py::str>(image) || py::hasattr(image, "__fspath__")) {
-    const std::string path = py::str(py::module_::import("os").attr("fspath")(image));
-    std::string error;
-    plexa::io::LoadedImage img;
-    {
-      py::gil_scoped_release release;
-      img = plexa::io::LoadColourBitmap(path, plexa::io::kDefaultMaxPixels, error);
-    }
-    if (img.bitmap == nullptr) RaiseFileError(path, error);
-    bmp = img.bitmap;
-  } else {
-    py::object rows = image;
-    if (py::hasattr(image, "tolist")) rows = image.attr("tolist")();
-    const auto grey = rows.cast<std::vector<std::vector<double>>>();
-    const int h = static_cast<int>(grey.size()), w = h > 0 ? static_cast<int>(grey[0].size()) : 0;
-    for (const auto& row : grey)
-      if (static_cast<int>(row.size()) != w) throw py::value_error("rows must have one length");
-    bmp = CImgProc::CreateBitmap32(std::max(w, 1), std::max(h, 1));
-    if (bmp == nullptr) throw py::value_error("image too large");
-    tagBITMAP bm{};
-    GetObjectW(bmp, sizeof bm, &bm);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x) {
-        const double v = grey[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
-        const auto c = static_cast<BYTE>(std::clamp(std::isnan(v) ? 0.0 : v, 0.0, 255.0));
-        CImgProc::SetPixel32(bm, x, y, RGB(c, c, c));
-      }
-  }
-  BitmapOwner own{bmp};
-  struct Detector : CEdgeDetect {
-    void Isef(HBITMAP b) {
-      m_bitmap = b;
-      GetObjectW(b, sizeof m_bm, &m_bm);
-      m_dpiX = m_dpiY = 96.0;
-      Input_Shen();
-      ScaleBack();
-    }
-  };
-  CPolyPolyBezier out;
-  {
-    py::gil_scoped_release release;
-    Detector e;
-    e.SetDetails(details);
-    if (method == "isef")
-      e.Isef(bmp);
-    else
-      e.Input(bmp, 96.0, 96.0);
-    e.Output(out);
-  }
-  const double back = 96.0 / 254.0;  // units to pixels; cells are pixel + 1
-  for (INT_PTR i = 0; i < out.GetSize(); ++i)
-    if (CBPointArray* p = out.GetAt(static_cast<int>(i)))
-      for (CBPOINT& n : *p)
-        for (CDPOINT* q : {&n.in, &n.anchor, &n.out})
-          *q = CDPOINT(q->x * back - 0.5, q->y * back - 0.5);
-  return PathSet(out);
-}
 
 PathSet FromDrawing(const plexa::io::Drawing& d) {
   return PathSet(d.paths);
@@ -652,14 +290,15 @@ PYBIND11_MODULE(plexa, m) {
         return sum;
       },
       py::arg("path"), py::arg("n"));
-  m.def("edges", &Edges, py::arg("image"), py::arg("details") = 0.5, py::arg("method") = "canny",
+  m.def("edges", &plexa_python::Edges, py::arg("image"), py::arg("details") = 0.5,
+        py::arg("method") = "canny",
         "Edges of a photograph (a file, read in colour, or rows of grey values) as open paths in\n"
         "pixel units: method 'canny' (details 0 coarse .. 1 fine) or 'isef' (strong edges).");
-  m.def("centerline", &Centerline, py::arg("image"), py::arg("threshold") = 128,
+  m.def("centerline", &plexa_python::Centerline, py::arg("image"), py::arg("threshold") = 128,
         py::arg("invert") = false,
         "Centre lines of dark strokes (light with invert=True) as open paths in pixel units, for\n"
         "plotters, engravers and single-line cutting. image as for trace().");
-  m.def("trace", &Trace, py::arg("image"), py::arg("engine") = "faithful",
+  m.def("trace", &plexa_python::Trace, py::arg("image"), py::arg("engine") = "faithful",
         py::arg("threshold") = 128, py::arg("invert") = false, py::arg("min_points") = 20,
         py::arg("speckle") = 2, py::arg("corner_threshold") = 1.0, py::arg("opt_tolerance") = 0.4,
         "Traces dark artwork (light with invert=True) into closed outlines in pixel units.\n"
@@ -668,7 +307,7 @@ PYBIND11_MODULE(plexa, m) {
         "pixel edges and places few smooth curves (speckle: regions of at most this many pixels\n"
         "are dropped; corner_threshold: 0 all corners .. 4/3 none; opt_tolerance: curve merging\n"
         "in pixels); engine 'shape' is the grid-seeded shape tracer (min_points).");
-  m.def("trace_colours", &TraceColours, py::arg("path"), py::arg("colours") = 16,
+  m.def("trace_colours", &plexa_python::TraceColours, py::arg("path"), py::arg("colours") = 16,
         py::arg("speckle") = 8, py::arg("tolerance") = 1.0,
         "Traces every colour region of a picture file, its palette reduced to at most colours\n"
         "(1..256), regions under speckle pixels merged into their neighbours: a list of\n"
