@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -64,6 +65,13 @@ struct Footprint {
 // outline is filled whole.
 bool MakeFootprint(const std::vector<const CPolyPolyBezier*>& shapes, double angle, bool mirrored,
                    double pixel, double grow, bool partInPart, int maxW, int maxH, Footprint& f);
+
+// The footprint of the same unit turned a further quarter (x' = -y, y' = x), cell for cell
+// what MakeFootprint builds for the composed map (pixel centres go to pixel centres); the
+// result carries `angle`. False when it is wider or taller than maxW x maxH pixels.
+bool QuarterTurn(const Footprint& from, double angle, int maxW, int maxH, Footprint& f);
+// Fills f's rows (rowStart, spans, cells, widest) from spans of rows 0 .. f.h - 1.
+void SetSpans(std::span<const rasterizer::Span> spans, Footprint& f);
 
 // Free space of one sheet, per row: run[x] > 0 is a free cell starting a free run of that
 // length; run[x] <= 0 is a taken cell, -run[x] cells before the next free one (or the row's
