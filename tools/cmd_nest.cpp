@@ -30,7 +30,7 @@ struct NestCmdOptions {
   bool noHoles = false;
   bool group = false;
   int maxSheets = 0;
-  int resolution = 1024;
+  int resolution = 0;
   int attempts = 4;
   double timeLimit = 0;
   bool progress = false;
@@ -281,8 +281,9 @@ void RegisterNest(Tool& tool) {
   cmd->add_option("--max-sheets", o->maxSheets, "use at most this many sheets (default: any)")
       ->check(CLI::Range(0, 100000));
   cmd->add_option("--resolution", o->resolution,
-                  "pixels along the sheet's longer side, 64..2048 (default 1024)")
-      ->check(CLI::Range(64, 2048));
+                  "pixels along the sheet's longer side, 64..2048 (default: chosen from the gap "
+                  "and the parts' sizes)")
+      ->check(CLI::Range(0, 2048));
   cmd->add_option("--attempts", o->attempts,
                   "orders of placement tried, the best kept: fewest sheets, fullest first "
                   "sheet (default 4)")

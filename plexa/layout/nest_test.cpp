@@ -244,6 +244,18 @@ TEST(CNest, BadInputIsReportedNotPlaced) {
   EXPECT_EQ(nest.GetNestedCount(), 0);
   EXPECT_EQ(nest.GetShape(9).status, Status::kStopped);
   o.timeLimit = 0;
+  // The automatic pixel: a sixth of the gap, a 32nd of the median part, 1024..2048 a side.
+  for (auto [side, gap, part, pixel] : {std::tuple{5000.0, 20.0, 100.0, 100.0 / 32},
+                                        {5000.0, 12.0, 400.0, 5000.0 / 2048},
+                                        {1000.0, 6.0, 100.0, 1000.0 / 1024},
+                                        {5000.0, 0.0, 400.0, 5000.0 / 1024}}) {
+    CNest one;
+    one.AddShape(Set({Rect(0, 0, part, part / 2)}));
+    CNest::Options a;
+    a.width = side, a.height = side / 2, a.gap = gap;
+    ASSERT_TRUE(one.Nest(a));
+    EXPECT_NEAR(one.GetPixelSize(), pixel, 1e-9) << side << " " << gap << " " << part;
+  }
   // Cancelling after the first unit stops the rest.
   o.width = o.height = 1000, o.gap = 0, o.maxSheets = 0;
   o.progress = [](int done, int) { return done < 1; };

@@ -3,6 +3,7 @@
 // path helpers that the footprints and the exact checks share.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <limits>
@@ -57,6 +58,9 @@ struct Footprint {
   std::int64_t cells = 0;
   int widestRow = 0, widestLen = 0;  // the row holding the longest span, and its length
   int widestStart = 0;               // and its first column
+  // The longest span of each quarter of the rows (row, length; length 0 for none): a row of
+  // the sheet with a shorter longest free run rules out the positions that put it there.
+  std::array<std::pair<int, int>, 4> probes{};
 };
 
 // Builds the footprint of the shapes (one rigid unit) turned and mirrored, in pixels of the
