@@ -22,7 +22,11 @@ constexpr double kFlattenPixels = 0.1;
 // fewest sheets (2 against 3 for 50 parts). Choosing among the orientations' lowest spots by
 // least pile growth and then most contact with taken cells was tried and kept out: 0.722 /
 // 0.844, and a third sheet for 50 parts; so was ranking by the row of the footprint's centre
-// of mass (0.724 / 0.842) or halfway between it and the bottom (0.722 / 0.842).
+// of mass (0.724 / 0.842) or halfway between it and the bottom (0.722 / 0.842). Over five
+// draws of parts (six orders) the top, middle and bottom stay within 0.3 % of one another;
+// ranking by bottom plus a share of the left edge (searching lower rows while they could still
+// win) gave 0.703 / 0.860 with a tenth, 0.703 / 0.859 with a half and 0.706 / 0.865 with the
+// whole of it against 0.708 / 0.859 by the bottom alone, at 1.4, 2 and 3 times the time.
 constexpr int kHeightWeight = 2;
 
 }  // namespace
