@@ -53,7 +53,9 @@ constexpr double kWholePixelSlack = 1e-9;
 // 0.846 to 0.861, and sixteen find nothing better than four). Orders by the footprint's short
 // or long side gave 0.59 .. 0.67, sizes scaled at random by up to 30 % 0.67 .. 0.85, and four
 // orders ranked by another height of the footprint (nest_raster.cpp) 0.697 .. 0.727 / 0.849
-// .. 0.861.
+// .. 0.861. Over five draws of parts (automatic resolution) six orders fill 0.708 / 0.859 on
+// average against 0.698 / 0.856 with four, and eight no more than six; ranking positions by
+// the top or middle in every second or third order instead of the bottom gave 0.708 / 0.858.
 constexpr std::uint64_t kSwapOdds = 4;
 // A later order replaces the best so far only when its first sheet holds this share more.
 constexpr double kBetterFill = 1e-9;
