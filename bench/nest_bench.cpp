@@ -3,7 +3,9 @@
 // each split into outlines with their holes. Both nest 50 and 200 shapes on a fixed sheet,
 // 1 mm apart, in four turns. Counters: fill of the first sheet (fill0: the sum of the placed
 // shapes' areas; fill0_union: the area of their union, the material truly covered, which is
-// less where shapes overlap; fill0_clean: only the shapes that overlap nothing), sheets used,
+// less where shapes overlap; fill0_clean: only the shapes that overlap nothing; fill0_usable:
+// what is left once overlapping shapes are recut elsewhere until no overlap remains, greedily:
+// the shape in the most remaining overlaps first, the smaller on a tie), sheets used,
 // shapes placed and overlaps found by the exact check (FindShapeOverlaps on the true curves,
 // sheet by sheet). CNest runs with 1 and more attempts (orders of placement).
 // libnest2d gets the outlines flattened within 0.05 mm (without holes, which it cannot use).
@@ -49,7 +51,10 @@ namespace {
 constexpr double kSheetW = 1800, kSheetH = 1200;  // 18 x 12 cm
 constexpr double kGap = 10;                       // 1 mm
 constexpr double kPeerScale = 1000;               // libnest2d integer units a drawing unit
-constexpr int kAttempts = 4;                      // CNest's attempts in the measured run
+// CNest's attempts in the measured run. Mean first-sheet fill over five draws of parts
+// (NEST_SEED=42..46) with the automatic resolution: 0.698 / 0.856 (50 / 200 parts) with four
+// orders, 0.708 / 0.859 with six (and no more with eight), at 1.4 times the time of four.
+constexpr int kAttempts = 6;
 
 #ifdef PLEXA_BENCH_IO
 // Every outline-with-holes of a drawing, moved so its box starts at the origin.
@@ -119,7 +124,8 @@ const std::vector<CPolyPolyBezier>& Shapes(int n) {
   if (!out.empty()) return out;
   static const std::vector<CPolyPolyBezier> sources = SourceShapes();
   if (sources.empty()) return out;
-  std::mt19937 rng(42);
+  // NEST_SEED draws another set (to tell a change's effect from one draw's luck).
+  std::mt19937 rng(std::getenv("NEST_SEED") ? std::atoi(std::getenv("NEST_SEED")) : 42);
   std::uniform_int_distribution<size_t> pick(0, sources.size() - 1);
   std::uniform_real_distribution<double> extent(std::log(80.0), std::log(700.0));
   for (int i = 0; i < n; ++i) {
@@ -138,14 +144,19 @@ struct Outcome {
   double fill0 = 0, fill0Union = 0;
   int sheets = 0, placed = 0, overlaps = 0;
   double fill0Clean = 0;      // peer only: first-sheet fill of the shapes that overlap nothing
+  double fill0Usable = 0;     // peer only: first-sheet fill once overlapping shapes are recut
+  int recut = 0;              // peer only: the shapes recut for it
+  int overlaps0 = 0;          // overlaps on the first sheet
   double transformError = 0;  // peer only: largest box corner mismatch (drawing units)
 };
 std::map<std::string, Outcome> g_outcomes;
 
-// Overlaps of the placed shapes, sheet by sheet, on the exact curves; marks the shapes involved.
+// Overlaps of the placed shapes, sheet by sheet, on the exact curves; marks the shapes involved
+// and gives the overlapping pairs of the first sheet.
 int CountOverlaps(const std::vector<CPolyPolyBezier>& placed, const std::vector<int>& sheet,
-                  std::vector<bool>& involved) {
+                  std::vector<bool>& involved, std::vector<std::pair<int, int>>& first) {
   involved.assign(placed.size(), false);
+  first.clear();
   int total = 0;
   const int sheets = sheet.empty() ? 0 : *std::max_element(sheet.begin(), sheet.end()) + 1;
   for (int s = 0; s < sheets; ++s) {
@@ -155,8 +166,29 @@ int CountOverlaps(const std::vector<CPolyPolyBezier>& placed, const std::vector<
     std::vector<std::pair<int, int>> pairs;
     total += FindShapeOverlaps(one, 1.0, pairs);  // more than 0.01 mm^2 in common
     for (auto [i, j] : pairs) involved[size_t(i)] = involved[size_t(j)] = true;
+    if (s == 0) first = pairs;
   }
   return total;
+}
+
+// The shapes a user would recut on another sheet so that none of the pairs overlaps any more:
+// while an overlap remains, the shape in the most remaining overlaps goes (on a tie the smaller
+// area, then the lower index). Marks them in dropped.
+void DropOverlapping(std::vector<std::pair<int, int>> pairs, const std::vector<double>& area,
+                     std::vector<bool>& dropped) {
+  dropped.assign(area.size(), false);
+  while (!pairs.empty()) {  // every round removes at least one pair
+    std::map<int, int> count;
+    for (auto [i, j] : pairs) ++count[i], ++count[j];
+    int worst = count.begin()->first;
+    for (auto [k, n] : count) {
+      const int w = count[worst];
+      if (n > w || (n == w && area[size_t(k)] < area[size_t(worst)])) worst = k;
+    }
+    dropped[size_t(worst)] = true;
+    std::erase_if(
+        pairs, [&](const std::pair<int, int>& p) { return p.first == worst || p.second == worst; });
+  }
 }
 
 void Report(benchmark::State& state, const std::string& name, const Outcome& o) {
@@ -166,6 +198,7 @@ void Report(benchmark::State& state, const std::string& name, const Outcome& o) 
   state.counters["overlaps"] = o.overlaps;
   if (o.transformError > 0) state.counters["box_err"] = o.transformError;
   if (o.fill0Clean > 0) state.counters["fill0_clean"] = o.fill0Clean;
+  if (o.fill0Usable > 0) state.counters["fill0_usable"] = o.fill0Usable;
   state.counters["fill0_union"] = o.fill0Union;
   g_outcomes[name] = o;
 }
@@ -248,16 +281,17 @@ void BM_PlexaNest(benchmark::State& state) {
   std::vector<int> sheet;
   for (int i = 0; i < nest.GetShapeCount(); ++i) sheet.push_back(nest.GetShape(i).transform.sheet);
   std::vector<bool> involved;
-  r.overlaps = CountOverlaps(placed, sheet, involved);
+  std::vector<std::pair<int, int>> pairs;
+  r.overlaps = CountOverlaps(placed, sheet, involved, pairs);
   r.fill0Union = UnionFill(placed, sheet);
   Report(state,
          "BM_PlexaNest/" + std::to_string(state.range(0)) + "/" + std::to_string(state.range(1)) +
              "/" + std::to_string(state.range(2)),
          r);
 }
-// Shapes, resolution, attempts.
+// Shapes, resolution (0: automatic, 1080 here), attempts.
 BENCHMARK(BM_PlexaNest)
-    ->ArgsProduct({{50, 200}, {1024}, {1, kAttempts}})
+    ->ArgsProduct({{50, 200}, {0, 1024}, {1, kAttempts}})
     ->Args({50, 512, 1})
     ->Args({50, 2048, 1})
     ->Unit(benchmark::kMillisecond);
@@ -344,15 +378,22 @@ void BM_Libnest2d(benchmark::State& state) {
     sheet[i] = items[k].binId();
     ++r.placed;
   }
-  std::vector<bool> involved;
-  r.overlaps = CountOverlaps(placed, sheet, involved);
+  std::vector<bool> involved, dropped;
+  std::vector<std::pair<int, int>> pairs;
+  r.overlaps = CountOverlaps(placed, sheet, involved, pairs);
   r.fill0Union = UnionFill(placed, sheet);
+  std::vector<double> area(shapes.size());
+  for (size_t i = 0; i < shapes.size(); ++i) area[i] = GetShapeArea(shapes[i]);
+  DropOverlapping(pairs, area, dropped);
+  r.overlaps0 = static_cast<int>(pairs.size());
   for (size_t i = 0; i < shapes.size(); ++i) {
     if (sheet[i] != 0) continue;
-    const double a = GetShapeArea(shapes[i]) / (kSheetW * kSheetH);
+    const double a = area[i] / (kSheetW * kSheetH);
     r.fill0 += a;
     if (!involved[i]) r.fill0Clean += a;
+    if (!dropped[i]) r.fill0Usable += a;
   }
+  r.recut = static_cast<int>(std::count(dropped.begin(), dropped.end(), true));
   Report(state, "BM_Libnest2d/" + std::to_string(state.range(0)), r);
 }
 BENCHMARK(BM_Libnest2d)->Arg(50)->Arg(200)->Iterations(1)->Unit(benchmark::kMillisecond);
@@ -365,8 +406,7 @@ int main(int argc, char** argv) {
   MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   for (const char* n : {"50", "200"}) {
-    const std::string ours =
-        std::string("BM_PlexaNest/") + n + "/1024/" + std::to_string(kAttempts);
+    const std::string ours = std::string("BM_PlexaNest/") + n + "/0/" + std::to_string(kAttempts);
     const std::string peer = std::string("BM_Libnest2d/") + n;
     reporter.PrintRatio(ours, peer + "/iterations:1");
     const auto a = g_outcomes.find(ours), b = g_outcomes.find(peer);
@@ -375,11 +415,14 @@ int main(int argc, char** argv) {
     const Outcome& them = b->second;
     std::printf(
         "%s shapes: first-sheet fill %.3f vs %.3f = %.2fx (area sum); union %.3f vs %.3f = "
-        "%.2fx; against the peer's shapes that overlap nothing %.3f vs %.3f = %.2fx; sheets %d "
-        "vs %d; placed %d vs %d; overlaps %d vs %d\n",
+        "%.2fx; against the peer's shapes that overlap nothing %.3f vs %.3f = %.2fx; usable once "
+        "%d of the peer's shapes in %d overlaps are recut (greedy) %.3f vs %.3f = %.2fx; sheets %d "
+        "vs "
+        "%d; placed %d vs %d; overlaps %d vs %d\n",
         n, us.fill0, them.fill0, us.fill0 / them.fill0, us.fill0Union, them.fill0Union,
         them.fill0Union > 0 ? us.fill0Union / them.fill0Union : 0.0, us.fill0, them.fill0Clean,
-        them.fill0Clean > 0 ? us.fill0 / them.fill0Clean : 0.0, us.sheets, them.sheets, us.placed,
-        them.placed, us.overlaps, them.overlaps);
+        them.fill0Clean > 0 ? us.fill0 / them.fill0Clean : 0.0, them.recut, them.overlaps0,
+        us.fill0, them.fill0Usable, them.fill0Usable > 0 ? us.fill0 / them.fill0Usable : 0.0,
+        us.sheets, them.sheets, us.placed, them.placed, us.overlaps, them.overlaps);
   }
 }

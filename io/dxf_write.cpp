@@ -1,6 +1,7 @@
 #include "io/dxf_write.h"
 
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 #include "io/flatten.h"
@@ -45,6 +46,24 @@ class Dxf {
   unsigned next_ = 0x100;
 };
 
+// The DXF layer of every path: its item's layer name with forbidden characters made '_', or
+// "0" when it has none (an empty name too).
+std::vector<std::string> PathLayers(const Drawing& d) {
+  std::vector<std::string> names(static_cast<size_t>(d.paths.GetSize()), "0");
+  for (const Item& item : d.items) {
+    if (item.layer < 0 || static_cast<size_t>(item.layer) >= d.layers.size()) continue;
+    std::string name = d.layers[static_cast<size_t>(item.layer)];
+    if (name.empty()) continue;
+    for (char& c : name)
+      if (static_cast<unsigned char>(c) < 0x20 ||
+          std::string_view("<>/\\\":;?*|=`").find(c) != std::string_view::npos)
+        c = '_';
+    for (int p : item.paths)
+      if (p >= 0 && p < d.paths.GetSize()) names[static_cast<size_t>(p)] = name;
+  }
+  return names;
+}
+
 }  // namespace
 
 std::string WriteDxf(const Drawing& d, const WriteOptions& o) {
@@ -65,8 +84,10 @@ std::string WriteDxf(const Drawing& d, const WriteOptions& o) {
   dxf.Code(0, "SECTION");
   dxf.Code(2, "ENTITIES");
   std::vector<PLEXA::CDPOINT> pts;
+  const std::vector<std::string> layers = PathLayers(d);
   for (INT_PTR i = 0; i < d.paths.GetSize(); ++i) {
     const CBPointArray* p = d.paths.GetAt(static_cast<int>(i));
+    const std::string& layer = layers[static_cast<size_t>(i)];
     if (p == nullptr || p->GetSize() < 2) continue;
     const bool closed = p->IsPolyBezierClosed();
     if (splines) {
@@ -74,7 +95,7 @@ std::string WriteDxf(const Drawing& d, const WriteOptions& o) {
       dxf.Code(0, "SPLINE");
       dxf.Handle();
       dxf.Code(100, "AcDbEntity");
-      dxf.Code(8, "0");
+      dxf.Code(8, layer);
       dxf.Code(100, "AcDbSpline");
       dxf.Code(210, 0.0);
       dxf.Code(220, 0.0);
@@ -102,14 +123,14 @@ std::string WriteDxf(const Drawing& d, const WriteOptions& o) {
       dxf.Code(0, "LWPOLYLINE");
       dxf.Handle();
       dxf.Code(100, "AcDbEntity");
-      dxf.Code(8, "0");
+      dxf.Code(8, layer);
       dxf.Code(100, "AcDbPolyline");
       dxf.Code(90, std::to_string(pts.size()));
       dxf.Code(70, closed ? "1" : "0");
       for (const PLEXA::CDPOINT& q : pts) dxf.Point(10, q, false);
     } else {
       dxf.Code(0, "POLYLINE");
-      dxf.Code(8, "0");
+      dxf.Code(8, layer);
       dxf.Code(66, "1");
       dxf.Code(10, 0.0);  // the polyline's own point: only its elevation counts
       dxf.Code(20, 0.0);
@@ -117,11 +138,11 @@ std::string WriteDxf(const Drawing& d, const WriteOptions& o) {
       dxf.Code(70, closed ? "1" : "0");
       for (const PLEXA::CDPOINT& q : pts) {
         dxf.Code(0, "VERTEX");
-        dxf.Code(8, "0");
+        dxf.Code(8, layer);
         dxf.Point(10, q, true);
       }
       dxf.Code(0, "SEQEND");
-      dxf.Code(8, "0");
+      dxf.Code(8, layer);
     }
   }
   dxf.Code(0, "ENDSEC");

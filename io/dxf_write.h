@@ -1,5 +1,7 @@
 // Writing a drawing as DXF for cutting and CAM software: millimetres, y up (the page's lower
-// left at the origin), every path on layer 0.
+// left at the origin). Each path goes on the DXF layer named after its item's layer
+// (Drawing::layers, e.g. one a nested sheet), with the characters DXF forbids in layer names
+// (< > / \ " : ; ? * | = ` and controls) made '_'; paths of no item or no layer go on "0".
 //
 //   WriteOptions o; o.dxf_version = DxfVersion::kR2000; o.dxf_curves = DxfCurves::kSplines;
 //   std::string dxf = plexa::io::WriteDxf(drawing, o);

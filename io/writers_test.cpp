@@ -138,6 +138,7 @@ struct DxfEntity {
   std::string type;
   std::vector<PLEXA::CDPOINT> pts;
   int flags = 0, knots = 0;
+  std::string layer;
 };
 
 std::vector<DxfEntity> ReadDxf(const std::string& text, std::string& version) {
@@ -161,11 +162,12 @@ std::vector<DxfEntity> ReadDxf(const std::string& text, std::string& version) {
       if (value == "ENDSEC")
         inEntities = false;
       else
-        out.push_back(DxfEntity{value, {}, 0, 0});
+        out.push_back(DxfEntity{value, {}, 0, 0, {}});
       continue;
     }
     if (out.empty()) continue;  // the section's own name and other codes before an entity
     DxfEntity& e = out.back();
+    if (c == 8 && e.layer.empty()) e.layer = value;  // the entity's, not its vertices'
     if (c == 70) e.flags = std::stoi(value);
     if (c == 72) e.knots = std::stoi(value);
     if (c == 10) x = std::stod(value);
@@ -181,7 +183,13 @@ std::vector<DxfEntity> ReadDxf(const std::string& text, std::string& version) {
 }
 
 TEST(Writers, DxfPolylinesStayWithinTheToleranceAndSplinesAreTheCurvesExactly) {
-  const Drawing d = Sample();
+  Drawing d = Sample();
+  // Layers by item: a plain name, one with characters DXF forbids, none.
+  d.layers = {"sheet-1", "a/b:c"};
+  d.items[0].layer = 0, d.items[1].layer = 1;
+  std::vector<std::string> layers(static_cast<size_t>(d.paths.GetSize()), "0");
+  for (size_t k = 0; k < 2; ++k)
+    for (int p : d.items[k].paths) layers[size_t(p)] = k == 0 ? "sheet-1" : "a_b_c";
   const PLEXA::CDRECT box = PageBox(d);
   const auto toUnits = [&](PLEXA::CDPOINT p) {
     return PLEXA::CDPOINT(p.x * kUnitsPerMm + box.xmin, box.ymax - p.y * kUnitsPerMm);
@@ -198,6 +206,7 @@ TEST(Writers, DxfPolylinesStayWithinTheToleranceAndSplinesAreTheCurvesExactly) {
       const CBPointArray& path = d.paths[static_cast<int>(i)];
       EXPECT_EQ(es[i].type, version == DxfVersion::kR12 ? "POLYLINE+SEQEND" : "LWPOLYLINE");
       EXPECT_EQ(es[i].flags & 1, path.IsPolyBezierClosed() ? 1 : 0);
+      EXPECT_EQ(es[i].layer, layers[i]);
       std::vector<PLEXA::CDPOINT> poly;
       for (const PLEXA::CDPOINT& p : es[i].pts) poly.push_back(toUnits(p));
       if (es[i].flags & 1) poly.push_back(poly.front());

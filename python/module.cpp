@@ -369,11 +369,12 @@ PYBIND11_MODULE(plexa, m) {
           .c_str());
   m.def("nest", &Nest, py::arg("parts"), py::kw_only(), py::arg("width"), py::arg("height"),
         py::arg("gap") = 0.0, py::arg("rotations") = 4, py::arg("mirror") = false,
-        py::arg("part_in_part") = true, py::arg("max_sheets") = 0, py::arg("resolution") = 1024,
+        py::arg("part_in_part") = true, py::arg("max_sheets") = 0, py::arg("resolution") = 0,
         py::arg("time_limit") = 0.0, py::arg("attempts") = 1,
         "Places the parts (PathSets: outlines with holes) on width x height sheets without\n"
         "overlap, at least gap apart (attempts: orders of placement tried, the best "
-        "kept).\nReturns a dict: 'parts' (per part: 'status', 'sheet',\n"
+        "kept; resolution 0: the raster chosen from the gap and the parts).\nReturns a dict: "
+        "'parts' (per part: 'status', 'sheet',\n"
         "'paths' moved onto the sheet or None, 'angle', 'mirrored'), 'sheets', 'nested',\n"
         "'fill' and 'seconds'. The GIL is released while it works.");
   m.def(

@@ -1,6 +1,6 @@
 // plexa nest PARTS.svg... -o OUT.svg --sheet WxH: the parts of SVG drawings placed on sheets
-// without overlap: one file with a layer (group "sheet-1", "sheet-2", ...) a sheet, the sheets
-// one below another, or with --file-per-sheet one file a sheet.
+// without overlap: one file with a layer (SVG group or DXF layer "sheet-1", ...) a sheet, the
+// sheets one below another, or with --file-per-sheet one file a sheet.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -30,7 +30,7 @@ struct NestCmdOptions {
   bool noHoles = false;
   bool group = false;
   int maxSheets = 0;
-  int resolution = 1024;
+  int resolution = 0;
   int attempts = 4;
   double timeLimit = 0;
   bool progress = false;
@@ -257,7 +257,7 @@ void RegisterNest(Tool& tool) {
       "Every outline of the drawings, with its holes, is a part. Parts are placed largest first\n"
       "on as many sheets as needed, at least --gap apart, turned in --rotations steps; small\n"
       "parts go into the holes of big ones unless --no-holes. OUT holds every sheet, one\n"
-      "below another, each in a layer (SVG group) named sheet-1, sheet-2, ...; with\n"
+      "below another, each in a layer (SVG group, DXF layer) named sheet-1, sheet-2, ...; with\n"
       "--file-per-sheet the first sheet is written to OUT, the others to OUT's name with -2,\n"
       "-3, ... before the extension. Plain numbers in --sheet and --gap are in the parts' own\n"
       "units (the user units of the first drawing: its viewBox scaled to its width and\n"
@@ -281,8 +281,9 @@ void RegisterNest(Tool& tool) {
   cmd->add_option("--max-sheets", o->maxSheets, "use at most this many sheets (default: any)")
       ->check(CLI::Range(0, 100000));
   cmd->add_option("--resolution", o->resolution,
-                  "pixels along the sheet's longer side, 64..2048 (default 1024)")
-      ->check(CLI::Range(64, 2048));
+                  "pixels along the sheet's longer side, 64..2048 (default: chosen from the gap "
+                  "and the parts' sizes)")
+      ->check(CLI::Range(0, 2048));
   cmd->add_option("--attempts", o->attempts,
                   "orders of placement tried, the best kept: fewest sheets, fullest first "
                   "sheet (default 4)")

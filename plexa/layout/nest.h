@@ -27,10 +27,14 @@
 // checks a result on the exact curves.
 //
 // The raster: the pixel is square, the sheet's longer side divided by Options::resolution
-// (clamped to 64 .. 2048). Each side of the page raster is the sheet side in pixels, clamped
-// to 64 .. 2048 pixels; only whole pixels inside the sheet are free (a very narrow sheet whose
-// short side is under 64 pixels keeps the cells beyond it blocked). Keep-out rectangles block
-// every pixel they touch, on every sheet.
+// (clamped to 64 .. 2048). Resolution 0 (the default) chooses it from the gap and the parts:
+// the pixel is at most a sixth of the gap (so the one-pixel margin costs little of it) and a
+// thirty-second of the median part's longer side (so small parts keep their shape), with
+// 1024 to 2048 pixels along the sheet's longer side (a coarser raster loses more to rounding
+// than it saves in time; a finer one costs more than it brings). Each side of the page raster is
+// the sheet side in pixels, clamped to 64 .. 2048 pixels; only whole pixels inside the sheet are
+// free (a very narrow sheet whose short side is under 64 pixels keeps the cells beyond it blocked).
+// Keep-out rectangles block every pixel they touch, on every sheet.
 //
 // Units: shapes of one group (NestData::group >= 0, the same number) move as one rigid unit,
 // keeping their relative positions; every other shape is a unit of its own. A unit may turn
@@ -125,7 +129,7 @@ class PLEXA_API CNest {
     bool mirror = false;                 // also try mirrored orientations
     bool partInPart = true;              // small parts may go into holes of big ones
     int maxSheets = 0;                   // 0: as many as needed
-    int resolution = 1024;               // pixels along the sheet's longer side (64 .. 2048)
+    int resolution = 0;                  // pixels along the longer side (64 .. 2048); 0: auto
     int attempts = 1;                    // orders of placement tried, the best kept (1 .. 64)
     double timeLimit = 0;                // seconds; 0 or less: none
     std::vector<PLEXA::CDRECT> keepOut;  // areas of every sheet that no part may touch

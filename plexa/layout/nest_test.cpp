@@ -5,7 +5,9 @@
 #include <cmath>
 #include <numbers>
 #include <random>
+#include <set>
 
+#include "plexa/layout/internal/nest_raster.h"
 #include "tests/support.h"
 
 using PLEXA::CDPOINT;
@@ -176,6 +178,31 @@ TEST(CNest, PartInPartRotationsGroupsAndMirrors) {
   EXPECT_EQ(nest.GetNestedCount(), 3);
   EXPECT_TRUE(a.dx == b.dx && a.dy == b.dy && a.m11 == b.m11 && a.m21 == b.m21);
   ExpectValidNesting(nest, o, 0.5);
+  // A footprint turned a quarter pixel for pixel is the footprint rasterised turned (oracle).
+  const CPolyPolyBezier tri =
+      Set({Poly({{0.3, 0.1}, {47.9, 5.3}, {11.2, 33.7}}), Circle(15, 12, 4)});
+  for (const auto& [a, mirrored] : {std::pair{0.0, false}, {0.7, false}, {2.0, true}}) {
+    using plexa::nest::Footprint;
+    Footprint base, turned, direct;
+    ASSERT_TRUE(plexa::nest::MakeFootprint({&tri}, a, mirrored, 0.37, 3.3, true, 999, 999, base));
+    const double b = a + std::numbers::pi / 2;
+    ASSERT_TRUE(plexa::nest::QuarterTurn(base, b, 999, 999, turned));
+    ASSERT_TRUE(plexa::nest::MakeFootprint({&tri}, b, mirrored, 0.37, 3.3, true, 999, 999, direct));
+    const auto cells = [](const Footprint& f) {
+      std::set<std::pair<double, double>> out;
+      for (int y = 0; y < f.h; ++y)
+        for (int s = f.rowStart[y]; s < f.rowStart[y + 1]; ++s)
+          for (int x = f.spans[size_t(s)].first; x <= f.spans[size_t(s)].second; ++x)
+            out.emplace(f.ox + x, f.oy + y);
+      return out;
+    };
+    EXPECT_EQ(cells(turned), cells(direct)) << a;
+    EXPECT_EQ(turned.cells, direct.cells);
+    for (const CDPOINT& p : {CDPOINT(3, 4), CDPOINT(-7, 2)}) {  // the map is the turn, exactly
+      EXPECT_NEAR(turned.map.Map(p, 1).x, direct.map.Map(p, 1).x, 1e-12);
+      EXPECT_NEAR(turned.map.Map(p, 1).y, direct.map.Map(p, 1).y, 1e-12);
+    }
+  }
   // Mirroring negates x before the turn.
   CNest::Transform t;
   t.m11 = -1, t.mirrored = true, t.dx = 5;
@@ -217,6 +244,18 @@ TEST(CNest, BadInputIsReportedNotPlaced) {
   EXPECT_EQ(nest.GetNestedCount(), 0);
   EXPECT_EQ(nest.GetShape(9).status, Status::kStopped);
   o.timeLimit = 0;
+  // The automatic pixel: a sixth of the gap, a 32nd of the median part, 1024..2048 a side.
+  for (auto [side, gap, part, pixel] : {std::tuple{5000.0, 20.0, 100.0, 100.0 / 32},
+                                        {5000.0, 12.0, 400.0, 5000.0 / 2048},
+                                        {1000.0, 6.0, 100.0, 1000.0 / 1024},
+                                        {5000.0, 0.0, 400.0, 5000.0 / 1024}}) {
+    CNest one;
+    one.AddShape(Set({Rect(0, 0, part, part / 2)}));
+    CNest::Options a;
+    a.width = side, a.height = side / 2, a.gap = gap;
+    ASSERT_TRUE(one.Nest(a));
+    EXPECT_NEAR(one.GetPixelSize(), pixel, 1e-9) << side << " " << gap << " " << part;
+  }
   // Cancelling after the first unit stops the rest.
   o.width = o.height = 1000, o.gap = 0, o.maxSheets = 0;
   o.progress = [](int done, int) { return done < 1; };

@@ -3,9 +3,11 @@
 // path helpers that the footprints and the exact checks share.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -56,6 +58,9 @@ struct Footprint {
   std::int64_t cells = 0;
   int widestRow = 0, widestLen = 0;  // the row holding the longest span, and its length
   int widestStart = 0;               // and its first column
+  // The longest span of each quarter of the rows (row, length; length 0 for none): a row of
+  // the sheet with a shorter longest free run rules out the positions that put it there.
+  std::array<std::pair<int, int>, 4> probes{};
 };
 
 // Builds the footprint of the shapes (one rigid unit) turned and mirrored, in pixels of the
@@ -64,6 +69,13 @@ struct Footprint {
 // outline is filled whole.
 bool MakeFootprint(const std::vector<const CPolyPolyBezier*>& shapes, double angle, bool mirrored,
                    double pixel, double grow, bool partInPart, int maxW, int maxH, Footprint& f);
+
+// The footprint of the same unit turned a further quarter (x' = -y, y' = x), cell for cell
+// what MakeFootprint builds for the composed map (pixel centres go to pixel centres); the
+// result carries `angle`. False when it is wider or taller than maxW x maxH pixels.
+bool QuarterTurn(const Footprint& from, double angle, int maxW, int maxH, Footprint& f);
+// Fills f's rows (rowStart, spans, cells, widest) from spans of rows 0 .. f.h - 1.
+void SetSpans(std::span<const rasterizer::Span> spans, Footprint& f);
 
 // Free space of one sheet, per row: run[x] > 0 is a free cell starting a free run of that
 // length; run[x] <= 0 is a taken cell, -run[x] cells before the next free one (or the row's
