@@ -29,19 +29,22 @@ struct Edge {
   int loop, index;
 };
 
+// Distance from p to segment se.
+double DistanceToSegment(const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
+  const CDPOINT v = e - s;
+  const double l2 = num::Dot(v, v);
+  const double t = l2 > 0 ? std::clamp(num::Dot(p - s, v) / l2, 0.0, 1.0) : 0.0;
+  return num::Dist(p, s + v * t);
+}
+
 // Distance between segments ab and cd (0 when they cross).
 double SegmentDistance(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c, const CDPOINT& d) {
   const double d1 = num::Cross(a, b, c), d2 = num::Cross(a, b, d), d3 = num::Cross(c, d, a),
                d4 = num::Cross(c, d, b);
   if (((d1 > 0 && d2 < 0) || (d1 < 0 && d2 > 0)) && ((d3 > 0 && d4 < 0) || (d3 < 0 && d4 > 0)))
     return 0;
-  const auto point = [](const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
-    const CDPOINT v = e - s;
-    const double l2 = num::Dot(v, v);
-    const double t = l2 > 0 ? std::clamp(num::Dot(p - s, v) / l2, 0.0, 1.0) : 0.0;
-    return num::Dist(p, s + v * t);
-  };
-  return std::min({point(a, c, d), point(b, c, d), point(c, a, b), point(d, a, b)});
+  return std::min({DistanceToSegment(a, c, d), DistanceToSegment(b, c, d),
+                   DistanceToSegment(c, a, b), DistanceToSegment(d, a, b)});
 }
 
 int Find(std::vector<int>& parent, int i) {
@@ -64,7 +67,12 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
       const CDPOINT c[4] = {p[k].anchor, p[k].out, p[k + 1].in, p[k + 1].anchor};
       const double m =
           std::max(num::Length(c[0] - c[1] * 2 + c[2]), num::Length(c[1] - c[2] * 2 + c[3]));
-      const double want = std::ceil(std::sqrt(0.75 * m / tol));
+      // A curve lies in the hull of its control points: handles within tol of the chord
+      // (a straight segment however its handles sit on it) make the chord close enough.
+      const double want =
+          std::max(DistanceToSegment(c[1], c[0], c[3]), DistanceToSegment(c[2], c[0], c[3])) <= tol
+              ? 1
+              : std::ceil(std::sqrt(0.75 * m / tol));
       const int chords = want >= 1 ? static_cast<int>(std::min<double>(want, kMaxChords)) : 1;
       for (int i = 1; i <= chords; ++i) {
         const CDPOINT e =
