@@ -1,5 +1,5 @@
 // How the offset's loops lie against each other (plexa/analysis/internal/offset_loops.h): a
-// sweep over their coarsely flattened edges for crossings, and a winding count for nesting.
+// grid over their coarsely flattened edges for crossings, and a winding count for nesting.
 // Loops that cross nothing and nest as their orientations say need no union.
 #include <algorithm>
 #include <array>
@@ -7,6 +7,7 @@
 #include <numeric>
 #include <vector>
 
+#include "plexa/analysis/internal/box_pairs.h"
 #include "plexa/analysis/internal/offset_loops.h"
 #include "plexa/core/internal/numerics.h"
 
@@ -100,27 +101,30 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
   out.sign.assign(static_cast<std::size_t>(n), 1);
   // Crossings: edges whose boxes overlap within the margin, then their distance.
   const double margin = 2 * tol;
-  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.x0 < b.x0; });
-  std::size_t pairs = 0;
+  std::vector<boxes::Box> grown(edges.size());
   for (std::size_t i = 0; i < edges.size(); ++i) {
     const Edge& e = edges[i];
-    for (std::size_t j = i + 1; j < edges.size() && edges[j].x0 <= e.x1 + margin; ++j) {
-      const Edge& f = edges[j];
-      if (f.y0 > e.y1 + margin || e.y0 > f.y1 + margin) continue;
-      if (++pairs > maxPairs) {
-        out.overBudget = true;
-        return out;
-      }
-      if (e.loop == f.loop) {
-        const int last = static_cast<int>(poly[e.loop].size()) - 2;
-        const int gap = std::abs(e.index - f.index);
-        if (gap <= 1 || gap == last) continue;
-      }
-      if (SegmentDistance(e.a, e.b, f.a, f.b) > margin) continue;
-      ++out.close;
-      out.crossed[e.loop] = out.crossed[f.loop] = 1;
-      out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
+    grown[i] = {e.x0 - tol, e.y0 - tol, e.x1 + tol, e.y1 + tol};
+  }
+  std::size_t pairs = 0;
+  const bool done = boxes::ForEachOverlap(grown, [&](int i, int j) {
+    if (++pairs > maxPairs) return false;
+    const Edge& e = edges[static_cast<std::size_t>(i)];
+    const Edge& f = edges[static_cast<std::size_t>(j)];
+    if (e.loop == f.loop) {
+      const int last = static_cast<int>(poly[e.loop].size()) - 2;
+      const int gap = std::abs(e.index - f.index);
+      if (gap <= 1 || gap == last) return true;
     }
+    if (SegmentDistance(e.a, e.b, f.a, f.b) > margin) return true;
+    ++out.close;
+    out.crossed[e.loop] = out.crossed[f.loop] = 1;
+    out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
+    return true;
+  });
+  if (!done) {
+    out.overBudget = true;
+    return out;
   }
   for (int l = 0; l < n; ++l) out.group[l] = Find(out.group, l);
   // Orientation, and nesting by the winding number of each other loop at a point of this one.

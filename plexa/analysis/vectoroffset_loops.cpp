@@ -29,8 +29,13 @@ using PLEXA::CDPOINT;
 // (their gap), so these three shares are alternatives; to them come the boolean's flattening
 // and the merging of short edges (see vectoroffset.cpp).
 constexpr double kFitShare = 0.3;
-constexpr double kArcShare = 0.3;
-constexpr double kGapShare = 0.3;
+constexpr double kArcShare = 0.25;
+constexpr double kGapShare = 0.25;
+// A disk whose centre lies within this share of the accuracy of the last one kept along a
+// detour is left out: the union of the disks moves by at most that much, which with the arc
+// or the gap share above stays within the fit's share. Halving a stretch whose curvature sits
+// near 1/d makes many tiny tight pieces, each with disks at both ends.
+constexpr double kDiskMergeShare = 0.05;
 // Stretches where |d| times the curvature towards the side stays below this run along their
 // offset. Below 1 the offset runs forward (no cusp); the margin keeps it clear of the turning
 // point.
@@ -277,12 +282,13 @@ struct LoopBuilder::Impl {
     fitTol = o.accuracy * kFitShare;
     arcTol = o.accuracy * kArcShare;
     gapTol = o.accuracy * kGapShare;
+    diskMerge = o.accuracy * kDiskMergeShare;
   }
 
   double r;
   const OffsetOptions& opt;
   CPolyPolyBezier& out;
-  double fitTol = 0, arcTol = 0, gapTol = 0;
+  double fitTol = 0, arcTol = 0, gapTol = 0, diskMerge = 0;
   // The loop being built, and the offset curves and disks built so far, at most maxPieces.
   CBPointArray chain;
   CBPointArray* cur = &chain;
@@ -351,17 +357,22 @@ struct LoopBuilder::Impl {
     if (!detours.empty() && detours.back().e == detour.s) {
       Detour& last = detours.back();
       last.e = detour.e;
-      last.disks.insert(last.disks.end(), detour.disks.begin(), detour.disks.end());
+      for (const CDPOINT& c : detour.disks) KeepDisk(last.disks, c);
       return;
     }
     detours.push_back(std::move(detour));
+  }
+
+  // Appends disk c to a detour's disks unless it lies within diskMerge of the last one.
+  void KeepDisk(std::vector<CDPOINT>& disks, const CDPOINT& c) const {
+    if (disks.empty() || num::Dist(disks.back(), c) > diskMerge) disks.push_back(c);
   }
 
   // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
   void AddDisk(const CDPOINT& c) {
     ++pieces;
     if (diskSink) {
-      diskSink->push_back(c);
+      KeepDisk(*diskSink, c);
       return;
     }
     CBPointArray disk;
