@@ -15,6 +15,7 @@
 #include <memory_resource>
 
 #include "plexa/analysis/internal/arrangement.h"
+#include "plexa/analysis/internal/lone_segments.h"
 #include "plexa/core/internal/numerics.h"
 #include "plexa/geom/bezier.h"
 
@@ -37,6 +38,9 @@ constexpr double kMinHalfExtent = 1e-290;
 // ends, is straight: one flattened edge and a straight result.
 constexpr double kStraightGrid = 1e-6;
 constexpr double kDefaultTolerance = 0.01;
+// Grid units a segment's box is grown by before it is tested for company (rounding moves
+// points by half a unit).
+constexpr double kLoneMargin = 2.0;
 // The call's arena starts with this many bytes plus kArenaPerNode a node of the input: enough
 // for the whole call on straight input of evenly spread edges, so that it allocates once;
 // curves and crowded crossings make it grow (doubling) a few times.
@@ -94,9 +98,11 @@ class Flattener {
   }
   static arr::IPoint Round(const CDPOINT& p) { return {RoundHalfAway(p.x), RoundHalfAway(p.y)}; }
 
-  // Flattens segment (p0..p3, grid units); false when the edge budget is exhausted.
-  bool Segment(const CDPOINT q[4], int set, int path, int seg) {
+  // Flattens segment (p0..p3, grid units), into its chord alone when `lone`; false when the
+  // edge budget is exhausted.
+  bool Segment(const CDPOINT q[4], int set, int path, int seg, bool lone) {
     if (IsStraight(q)) return Add(q[0], q[3], {set, path, seg, 0, 1, true});
+    if (lone) return Add(q[0], q[3], {set, path, seg, 0, 1, false});
     return Piece(q, 0, 1, 0, set, path, seg);
   }
   bool Chord(const CDPOINT& a, const CDPOINT& b, int set, int path) {
@@ -213,21 +219,42 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
                                          : std::pmr::new_delete_resource());
   fl.flat.reserve(inputNodes), fl.edges.reserve(inputNodes);
 
+  // Every segment in grid units (the closing chord of an open path too), each linked to the
+  // next on its path: segments apart from everything else are flattened into their chord.
+  std::vector<plexa::lone::Segment> segs;
+  segs.reserve(inputNodes + 2);
   for (const Source& s : sources)
     for (INT_PTR i = 0; i < s.paths->GetSize(); ++i) {
       const CBPointArray* p = s.paths->GetAt(static_cast<int>(i));
       if (!PathUsable(p)) continue;
       const CBPOINT* n = p->GetData();
       const INT_PTR count = p->GetSize();
-      for (INT_PTR k = 0; k + 1 < count; ++k) {
-        const CDPOINT q[4] = {fl.ToGrid(n[k].anchor), fl.ToGrid(n[k].out), fl.ToGrid(n[k + 1].in),
-                              fl.ToGrid(n[k + 1].anchor)};
-        if (!fl.Segment(q, s.set, static_cast<int>(i), static_cast<int>(k))) return false;
-      }
+      const int head = static_cast<int>(segs.size());
+      for (INT_PTR k = 0; k + 1 < count; ++k)
+        segs.push_back({{fl.ToGrid(n[k].anchor), fl.ToGrid(n[k].out), fl.ToGrid(n[k + 1].in),
+                         fl.ToGrid(n[k + 1].anchor)},
+                        static_cast<int>(segs.size()) + 1});
       const CDPOINT first = fl.ToGrid(n[0].anchor), last = fl.ToGrid(n[count - 1].anchor);
+      if (first.x != last.x || first.y != last.y)
+        segs.push_back({{last, last, first, first}, static_cast<int>(segs.size()) + 1});
+      segs.back().next = head;
+    }
+  const std::vector<char> lone = plexa::lone::LoneSegments(segs, kLoneMargin);
+  std::size_t at = 0;
+  for (const Source& s : sources)
+    for (INT_PTR i = 0; i < s.paths->GetSize(); ++i) {
+      const CBPointArray* p = s.paths->GetAt(static_cast<int>(i));
+      if (!PathUsable(p)) continue;
+      const INT_PTR count = p->GetSize();
+      for (INT_PTR k = 0; k + 1 < count; ++k, ++at)
+        if (!fl.Segment(segs[at].q, s.set, static_cast<int>(i), static_cast<int>(k), lone[at] != 0))
+          return false;
+      const CDPOINT first = fl.ToGrid(p->GetData()[0].anchor),
+                    last = fl.ToGrid(p->GetData()[count - 1].anchor);
       if ((first.x != last.x || first.y != last.y) &&
           !fl.Chord(last, first, s.set, static_cast<int>(i)))
         return false;
+      if (first.x != last.x || first.y != last.y) ++at;
     }
 
   arr::Rule rule;
