@@ -210,8 +210,16 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
                 std::max(e.a.y, e.b.y)};
   }
   std::size_t crossings = 0;
+  std::pmr::vector<int> byX(mem);
   for (std::size_t c = 0; c < ncells; ++c) {
-    const std::span<const int> items = edgeCells.Of(c);
+    // The cell's edges by the left side of their boxes: a pair is looked at only while the
+    // second box starts left of the first one's right side.
+    const std::span<const int> cellItems = edgeCells.Of(c);
+    byX.assign(cellItems.begin(), cellItems.end());
+    std::sort(byX.begin(), byX.end(), [&](int a, int b) {
+      return boxes[static_cast<std::size_t>(a)].x0 < boxes[static_cast<std::size_t>(b)].x0;
+    });
+    const std::span<const int> items(byX);
     const int64_t cx = static_cast<int64_t>(c) % g.nx, cy = static_cast<int64_t>(c) / g.nx;
     // The cell's own range of points (the outer cells reach on: the grid clamps there).
     const int64_t lox = cx == 0 ? INT64_MIN : g.minx + (cx << g.shift);
@@ -222,6 +230,7 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
       const Box be = boxes[static_cast<std::size_t>(items[i])];
       for (std::size_t j = i + 1; j < items.size(); ++j) {
         const Box& bf = boxes[static_cast<std::size_t>(items[j])];
+        if (bf.x0 > be.x1) break;
         // Each pair is tested once: in the cell holding the low corner of the boxes' overlap.
         const int64_t ox = std::max(be.x0, bf.x0), oy = std::max(be.y0, bf.y0);
         if (ox > std::min(be.x1, bf.x1) || oy > std::min(be.y1, bf.y1)) continue;
@@ -292,11 +301,17 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
     line.clear();
     const int ia = endId[2 * li], ib = endId[2 * li + 1];
     hits.assign(1, {0, ia});
+    // A cell's hot pixels ascend in (x, y) order: those left of the box are skipped by a
+    // binary search, the scan stops right of it.
+    const auto leftOf = [&](int h, int64_t x) { return hot[static_cast<std::size_t>(h)].x < x; };
     for (int64_t cy = hg.Cy(y0); cy <= hg.Cy(y1); ++cy)
-      for (int64_t cx = hg.Cx(x0); cx <= hg.Cx(x1); ++cx)
-        for (int h : hotCells.Of(static_cast<std::size_t>(cy * hg.nx + cx))) {
+      for (int64_t cx = hg.Cx(x0); cx <= hg.Cx(x1); ++cx) {
+        const std::span<const int> cell = hotCells.Of(static_cast<std::size_t>(cy * hg.nx + cx));
+        for (auto it = std::lower_bound(cell.begin(), cell.end(), x0, leftOf);
+             it != cell.end() && hot[static_cast<std::size_t>(*it)].x <= x1; ++it) {
+          const int h = *it;
           const IPoint& p = hot[static_cast<std::size_t>(h)];
-          if (p.x < x0 || p.x > x1 || p.y < y0 || p.y > y1) continue;
+          if (p.y < y0 || p.y > y1) continue;
           // The line's distance first (doubled units): it must pass within the square's
           // reach, |cross(d, 2 p - 2 a)| <= |dx| + |dy|, for the segment to meet the pixel.
           const int64_t side = d.x * (2 * (p.y - e.a.y)) - d.y * (2 * (p.x - e.a.x));
@@ -308,6 +323,7 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
             continue;
           hits.emplace_back(proj, h);
         }
+      }
     std::sort(hits.begin() + 1, hits.end());
     const bool rerouted = hits.size() > 1;
     if (rerouted) std::sort(line.begin(), line.end());
