@@ -96,12 +96,18 @@ bool ForEachOverlap(std::span<const Box> boxes, Visit visit) {
   for (std::size_t c = 0; c < cells; ++c) {
     const std::int64_t cx = static_cast<std::int64_t>(c) % nx,
                        cy = static_cast<std::int64_t>(c) / nx;
+    // By the left sides of the boxes: a pair is looked at only while the second box starts
+    // left of the first one's right side.
+    std::sort(items.begin() + start[c], items.begin() + start[c + 1], [&](int a, int b) {
+      return boxes[static_cast<std::size_t>(a)].x0 < boxes[static_cast<std::size_t>(b)].x0;
+    });
     for (std::uint32_t a = start[c]; a < start[c + 1]; ++a) {
       const int i = items[a];
       const Box& e = boxes[static_cast<std::size_t>(i)];
       for (std::uint32_t b = a + 1; b < start[c + 1]; ++b) {
         const int j = items[b];
         const Box& f = boxes[static_cast<std::size_t>(j)];
+        if (f.x0 > e.x1) break;
         const double ox = std::max(e.x0, f.x0), oy = std::max(e.y0, f.y0);
         if (ox > std::min(e.x1, f.x1) || oy > std::min(e.y1, f.y1)) continue;
         if (index(ox, minx, nx) != cx || index(oy, miny, ny) != cy) continue;

@@ -1,19 +1,23 @@
-// Which segments of the boolean's input may be flattened into their chord alone: those that
-// lie apart from everything else, so that the arrangement decides the same topology on the
-// chord as on the curve (the result keeps the curve: a piece of an input segment is rebuilt
-// from its parameters, not from its flattening).
+// How the boolean flattens its input: finely only where a curve has company, into chords
+// elsewhere. The arrangement decides the same topology on a chord as on the curve when the
+// curve lies apart from everything else, and the result keeps the curve anyway (a piece of an
+// input segment is rebuilt from its parameters, not from its flattening).
 //
 //   std::vector<plexa::lone::Segment> segs = ...;  // grid coordinates, next = following one
-//   std::vector<char> chord = plexa::lone::LoneSegments(segs, 2.0);
+//   std::vector<plexa::lone::Chord> chords = plexa::lone::PlanChords(segs, tol, 2.0, 12);
 //
-// A segment is lone when (1) the legs of its control polygon turn by less than a right angle
-// (the curve and any polygon inscribed in it are then simple), (2) the box of its control
-// points, grown by margin, meets no other segment's box except its neighbours' on its path,
-// and (3) at each end shared with a neighbour whose box it meets, the cones from that end
-// spanned by the two segments' other control points meet only at the end. A curve lies in the
-// hull of its control points, and its chord does too, so neither (2) nor (3) lets the chord
-// cross what the curve does not, nor pass anything the curve passes on the other side.
-// Work: a grid over the boxes (plexa/analysis/internal/box_pairs.h). Private: never installed.
+// A piece of a curve (a segment, or a half of a piece, and so on) is lone when (1) the legs of
+// its control polygon turn by less than a right angle (the curve and any polygon inscribed in
+// it are then simple), (2) the box of its control points, grown by margin, meets no other
+// piece's box except its neighbours' on its path, and (3) at each end shared with such a
+// neighbour, the cones from that end spanned by the two pieces' other control points meet only
+// at the end. A curve lies in the hull of its control points, and its chord does too, so the
+// chord crosses what the curve crosses and passes nothing on the other side. Lone pieces
+// become one chord; the others are halved (de Casteljau) until lone, or flat within tol (both
+// handles within tol / 0.75 of the chord's thirds, the boolean's own flattening), or maxDepth
+// halvings deep. Pieces only shrink, so a lone piece stays lone; straight segments are never
+// halved. Work: a grid over the boxes of the pieces that are not lone, once per depth
+// (plexa/analysis/internal/box_pairs.h). Private: never installed.
 #pragma once
 
 #include <span>
@@ -25,9 +29,19 @@ namespace plexa::lone {
 
 struct Segment {
   PLEXA::CDPOINT q[4];
-  int next = -1;  // the segment that starts where this one ends (its path read as closed)
+  int next = -1;          // the segment that starts where this one ends (its path read closed)
+  bool straight = false;  // flattened as it is, never halved
 };
 
-std::vector<char> LoneSegments(std::span<const Segment> segs, double margin);
+// A chord from a to b standing for the parameters t0..t1 of segment seg.
+struct Chord {
+  int seg;
+  double t0, t1;
+  PLEXA::CDPOINT a, b;
+};
+
+// The chords of every segment, in segment order and along each segment.
+std::vector<Chord> PlanChords(std::span<const Segment> segs, double tol, double margin,
+                              int maxDepth);
 
 }  // namespace plexa::lone
