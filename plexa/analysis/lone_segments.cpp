@@ -99,8 +99,10 @@ std::vector<char> Lone(const std::vector<Piece>& ps, double margin) {
     crowded[i] = ps[i].gentle ? 0 : 1;
   }
   boxes::ForEachOverlap(box, [&](int i, int j) {
-    if (crowded[i] && crowded[j]) return true;
     const Piece &a = ps[static_cast<std::size_t>(i)], &b = ps[static_cast<std::size_t>(j)];
+    // Frozen pieces become the same chord either way, and a piece halved later meets only
+    // what it meets now: two frozen ones need not look at each other.
+    if ((crowded[i] && crowded[j]) || (a.frozen && b.frozen)) return true;
     const bool ab = a.next == j, ba = b.next == i;
     if (!(ab || ba) || (ab && !Apart(a.q, b.q)) || (ba && !Apart(b.q, a.q)))
       crowded[i] = crowded[j] = 1;
