@@ -149,6 +149,19 @@ double Curvature(const Cubic& c, double t) {
   return std::isfinite(k) ? std::clamp(k, -kHuge, kHuge) : kHuge;
 }
 
+// Whether every control point of c lies on its chord, between its ends.
+bool Straight(const Cubic& c) {
+  const double chord = num::Dist(c.p[0], c.p[3]);
+  const CDPOINT u = Unit(c.p[3] - c.p[0]);
+  if (!(chord > 0)) return false;
+  for (int k = 1; k <= 2; ++k) {
+    const CDPOINT v = c.p[k] - c.p[0];
+    const double along = num::Dot(u, v);
+    if (std::fabs(num::Cross(u, v)) > chord * kStraight || along < 0 || along > chord) return false;
+  }
+  return true;
+}
+
 // The point at t, exactly the end point at 0 and 1, so that neighbouring curves share it.
 CDPOINT EndPoint(const Cubic& c, double t) {
   return t <= 0 ? c.p[0] : t >= 1 ? c.p[3] : c.At(t);
@@ -175,6 +188,17 @@ std::vector<Cubic> Reversed(const std::vector<Cubic>& segs) {
   r.reserve(segs.size());
   for (auto it = segs.rbegin(); it != segs.rend(); ++it) r.push_back(it->Reversed());
   return r;
+}
+
+// Where straight cubics a and b (see Straight) cross: the crossing of their chords.
+bool CrossLines(const Cubic& a, const Cubic& b, CDPOINT& x) {
+  const CDPOINT r = a.p[3] - a.p[0], q = b.p[3] - b.p[0], w = b.p[0] - a.p[0];
+  const double den = num::Cross(r, q);
+  if (!(std::fabs(den) > 0)) return false;
+  const double s = num::Cross(w, q) / den, u = num::Cross(w, r) / den;
+  if (!(s >= 0 && s <= 1 && u >= 0 && u <= 1)) return false;
+  x = num::Lerp(a.p[0], a.p[3], s);
+  return true;
 }
 
 // Where cubics a and b cross: the crossing of their chords (kTrimChords each) latest along a
@@ -241,8 +265,12 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
     for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
     const int i = at(s - 1), j = at(e);
     double si = 0, sj = 0;
-    if (!ok || !CrossCubics(seg[i], seg[j], si, sj)) continue;
-    const CDPOINT x = seg[i].At(si);
+    // Two straight offsets (the common case: corners of polygons) are cut as lines.
+    const bool lines = Straight(seg[i]) && Straight(seg[j]);
+    CDPOINT x;
+    if (!ok || !(lines ? CrossLines(seg[i], seg[j], x) : CrossCubics(seg[i], seg[j], si, sj)))
+      continue;
+    if (!lines) x = seg[i].At(si);
     double area = 0;
     CDPOINT prev = x;
     for (int q = s; q <= e + 1; ++q) {
@@ -251,8 +279,13 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
       prev = p;
     }
     if (!(area < 0)) continue;
-    seg[i] = seg[i].Part(0, si);
-    seg[j] = seg[j].Part(sj, 1);
+    if (lines) {
+      seg[i] = Cubic{{seg[i].p[0], seg[i].p[0], x, x}};
+      seg[j] = Cubic{{x, x, seg[j].p[3], seg[j].p[3]}};
+    } else {
+      seg[i] = seg[i].Part(0, si);
+      seg[j] = seg[j].Part(sj, 1);
+    }
     seg[i].p[3] = seg[j].p[0] = x;
     for (int q = s; q < e; ++q) alive[at(q)] = 0;
     cut[k] = 1;
@@ -403,6 +436,12 @@ struct LoopBuilder::Impl {
   // 1/r, halved while it turns much; a detour along the curve itself (and disks) where the
   // curvature passes it.
   void Stretch(const Cubic& c, double t0, double t1, int depth) {
+    // A straight segment (every control point on the chord, between its ends: the curve then
+    // never turns back) has no curvature to sample.
+    if (depth == 0 && Straight(c)) {
+      FitOffset(c, t0, t1, 0);
+      return;
+    }
     double kMax = -kHuge, kMin = kHuge, turn = 0;
     CDPOINT prev = Tangent(c, t0);
     for (int i = 0; i < kCurvatureSamples; ++i) {
