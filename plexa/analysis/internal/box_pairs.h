@@ -47,38 +47,53 @@ bool ForEachOverlap(std::span<const Box> boxes, Visit visit) {
                          extent / std::sqrt(4.0 * static_cast<double>(valid)));
   if (!(cell > 0) || !std::isfinite(cell)) cell = extent;
   std::int64_t nx = 1, ny = 1;
+  double inv = 1 / cell;
   // Cell of coordinate v, clamped to the grid (a NaN, from infinite boxes, to the first).
-  const auto index = [&](double v, double lo, std::int64_t cells) -> std::int64_t {
-    const double c = std::floor((v - lo) / cell);
-    if (!(c > 0)) return 0;
-    return c >= static_cast<double>(cells - 1) ? cells - 1 : static_cast<std::int64_t>(c);
+  const auto index = [&](double v, double lo, std::int64_t cells) -> std::int32_t {
+    const double c = (v - lo) * inv;
+    if (!(c >= 1)) return 0;
+    return static_cast<std::int32_t>(c >= static_cast<double>(cells - 1) ? cells - 1 : c);
   };
   const std::size_t budget = kMaxEntriesPerBox * valid + kMinEntries;
   std::size_t entries = valid;
   const bool finite = std::isfinite(maxx - minx) && std::isfinite(maxy - miny);
-  for (int round = 0; finite && round < 64; ++round) {
-    nx = std::min<std::int64_t>(static_cast<std::int64_t>((maxx - minx) / cell) + 1, 1 << 20);
-    ny = std::min<std::int64_t>(static_cast<std::int64_t>((maxy - miny) / cell) + 1, 1 << 20);
+  for (int round = 0; finite && round < 64; ++round, cell *= 2) {
+    inv = 1 / cell;
+    nx = std::min<std::int64_t>(static_cast<std::int64_t>((maxx - minx) * inv) + 1, 1 << 20);
+    ny = std::min<std::int64_t>(static_cast<std::int64_t>((maxy - miny) * inv) + 1, 1 << 20);
+    if (static_cast<std::size_t>(nx * ny) > 4 * valid + 16) continue;
     entries = 0;
     for (const Box& b : boxes) {
       if (!(b.x0 <= b.x1 && b.y0 <= b.y1)) continue;
-      entries += static_cast<std::size_t>((index(b.x1, minx, nx) - index(b.x0, minx, nx) + 1) *
-                                          (index(b.y1, miny, ny) - index(b.y0, miny, ny) + 1));
+      entries += static_cast<std::size_t>(index(b.x1, minx, nx) - index(b.x0, minx, nx) + 1) *
+                 static_cast<std::size_t>(index(b.y1, miny, ny) - index(b.y0, miny, ny) + 1);
     }
-    if (entries <= budget && static_cast<std::size_t>(nx * ny) <= 4 * valid + 16) break;
-    cell *= 2;
+    if (entries <= budget) break;
   }
+  if (!finite) inv = 0;
+  // Each box's range of cells, once (-1 for the boxes left out).
+  struct Range {
+    std::int32_t x0, y0, x1, y1;
+  };
+  std::vector<Range> range(n, Range{-1, -1, -2, -2});
+  for (std::size_t i = 0; i < n; ++i) {
+    const Box& b = boxes[i];
+    if (b.x0 <= b.x1 && b.y0 <= b.y1)
+      range[i] = {index(b.x0, minx, nx), index(b.y0, miny, ny), index(b.x1, minx, nx),
+                  index(b.y1, miny, ny)};
+  }
+  entries = 0;
+  for (const Range& r : range)
+    entries +=
+        static_cast<std::size_t>(r.x1 - r.x0 + 1) * static_cast<std::size_t>(r.y1 - r.y0 + 1);
   const std::size_t cells = static_cast<std::size_t>(nx * ny);
   std::vector<std::uint32_t> start(cells + 1, 0);
   std::vector<int> items(entries);
   for (int pass = 0; pass < 2; ++pass) {
     for (std::size_t i = 0; i < n; ++i) {
-      const Box& b = boxes[i];
-      if (!(b.x0 <= b.x1 && b.y0 <= b.y1)) continue;
-      const std::int64_t cx0 = index(b.x0, minx, nx), cx1 = index(b.x1, minx, nx);
-      const std::int64_t cy0 = index(b.y0, miny, ny), cy1 = index(b.y1, miny, ny);
-      for (std::int64_t y = cy0; y <= cy1; ++y)
-        for (std::int64_t x = cx0; x <= cx1; ++x) {
+      const Range& r = range[i];
+      for (std::int64_t y = r.y0; y <= r.y1; ++y)
+        for (std::int64_t x = r.x0; x <= r.x1; ++x) {
           const std::size_t c = static_cast<std::size_t>(y * nx + x);
           if (pass == 0)
             ++start[c + 1];
@@ -93,28 +108,32 @@ bool ForEachOverlap(std::span<const Box> boxes, Visit visit) {
       start[0] = 0;
     }
   }
-  for (std::size_t c = 0; c < cells; ++c) {
-    const std::int64_t cx = static_cast<std::int64_t>(c) % nx,
-                       cy = static_cast<std::int64_t>(c) / nx;
-    // By the left sides of the boxes: a pair is looked at only while the second box starts
-    // left of the first one's right side.
-    std::sort(items.begin() + start[c], items.begin() + start[c + 1], [&](int a, int b) {
-      return boxes[static_cast<std::size_t>(a)].x0 < boxes[static_cast<std::size_t>(b)].x0;
-    });
-    for (std::uint32_t a = start[c]; a < start[c + 1]; ++a) {
-      const int i = items[a];
-      const Box& e = boxes[static_cast<std::size_t>(i)];
-      for (std::uint32_t b = a + 1; b < start[c + 1]; ++b) {
-        const int j = items[b];
-        const Box& f = boxes[static_cast<std::size_t>(j)];
-        if (f.x0 > e.x1) break;
-        const double ox = std::max(e.x0, f.x0), oy = std::max(e.y0, f.y0);
-        if (ox > std::min(e.x1, f.x1) || oy > std::min(e.y1, f.y1)) continue;
-        if (index(ox, minx, nx) != cx || index(oy, miny, ny) != cy) continue;
-        if (!(i < j ? visit(i, j) : visit(j, i))) return false;
+  for (std::int64_t cy = 0; cy < ny; ++cy)
+    for (std::int64_t cx = 0; cx < nx; ++cx) {
+      const std::size_t c = static_cast<std::size_t>(cy * nx + cx);
+      // By the left sides of the boxes: a pair is looked at only while the second box starts
+      // left of the first one's right side.
+      std::sort(items.begin() + start[c], items.begin() + start[c + 1], [&](int a, int b) {
+        return boxes[static_cast<std::size_t>(a)].x0 < boxes[static_cast<std::size_t>(b)].x0;
+      });
+      for (std::uint32_t a = start[c]; a < start[c + 1]; ++a) {
+        const int i = items[a];
+        const Box& e = boxes[static_cast<std::size_t>(i)];
+        for (std::uint32_t b = a + 1; b < start[c + 1]; ++b) {
+          const int j = items[b];
+          const Box& f = boxes[static_cast<std::size_t>(j)];
+          if (f.x0 > e.x1) break;
+          if (f.y0 > e.y1 || e.y0 > f.y1 || f.x1 < e.x0) continue;
+          // The low corner of the overlap is the larger low corner of each axis: its cell is
+          // that box's own first cell.
+          const Range &re = range[static_cast<std::size_t>(i)],
+                      &rf = range[static_cast<std::size_t>(j)];
+          if ((e.x0 >= f.x0 ? re.x0 : rf.x0) != cx || (e.y0 >= f.y0 ? re.y0 : rf.y0) != cy)
+            continue;
+          if (!(i < j ? visit(i, j) : visit(j, i))) return false;
+        }
       }
     }
-  }
   return true;
 }
 
