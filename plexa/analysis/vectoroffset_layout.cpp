@@ -30,22 +30,28 @@ struct Edge {
   int loop, index;
 };
 
-// Distance from p to segment se.
-double DistanceToSegment(const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
+// Squared distance from p to segment se.
+double SquaredDistanceToSegment(const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
   const CDPOINT v = e - s;
   const double l2 = num::Dot(v, v);
   const double t = l2 > 0 ? std::clamp(num::Dot(p - s, v) / l2, 0.0, 1.0) : 0.0;
-  return num::Dist(p, s + v * t);
+  const CDPOINT d = p - (s + v * t);
+  return num::Dot(d, d);
+}
+double DistanceToSegment(const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
+  return std::sqrt(SquaredDistanceToSegment(p, s, e));
 }
 
-// Distance between segments ab and cd (0 when they cross).
-double SegmentDistance(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c, const CDPOINT& d) {
+// Whether segments ab and cd cross or come within m of each other.
+bool SegmentsWithin(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c, const CDPOINT& d,
+                    double m) {
   const double d1 = num::Cross(a, b, c), d2 = num::Cross(a, b, d), d3 = num::Cross(c, d, a),
                d4 = num::Cross(c, d, b);
   if (((d1 > 0 && d2 < 0) || (d1 < 0 && d2 > 0)) && ((d3 > 0 && d4 < 0) || (d3 < 0 && d4 > 0)))
-    return 0;
-  return std::min({DistanceToSegment(a, c, d), DistanceToSegment(b, c, d),
-                   DistanceToSegment(c, a, b), DistanceToSegment(d, a, b)});
+    return true;
+  const double m2 = m * m;
+  return SquaredDistanceToSegment(a, c, d) <= m2 || SquaredDistanceToSegment(b, c, d) <= m2 ||
+         SquaredDistanceToSegment(c, a, b) <= m2 || SquaredDistanceToSegment(d, a, b) <= m2;
 }
 
 int Find(std::vector<int>& parent, int i) {
@@ -116,7 +122,7 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
       const int gap = std::abs(e.index - f.index);
       if (gap <= 1 || gap == last) return true;
     }
-    if (SegmentDistance(e.a, e.b, f.a, f.b) > margin) return true;
+    if (!SegmentsWithin(e.a, e.b, f.a, f.b, margin)) return true;
     ++out.close;
     out.crossed[e.loop] = out.crossed[f.loop] = 1;
     out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
