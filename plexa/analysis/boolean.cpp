@@ -6,7 +6,10 @@
 // its larger half side mapped to kGridHalf, so integer coordinates stay within the
 // arrangement's limit. Flattening works in these grid units (no overflow for any finite input)
 // and every flattened edge remembers its set, path, segment and parameter range, so a run of
-// result edges along one segment becomes one CBezier::Split piece.
+// result edges along one segment becomes one CBezier::Split piece. Curves are flattened within
+// the tolerance only where other segments come near them; a curve (or a part of one) alone
+// stands as its chord, which decides the same topology (plexa/analysis/internal/
+// lone_segments.h).
 #include "plexa/analysis/boolean.h"
 
 #include <algorithm>
@@ -219,8 +222,11 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
       }
       segs.back().next = head;
     }
-  for (const plexa::lone::Chord& c :
-       plexa::lone::PlanChords(segs, fl.Tolerance(), kLoneMargin, kMaxHalvings)) {
+  std::vector<plexa::lone::Chord> chords;
+  if (!plexa::lone::PlanChords(segs, fl.Tolerance(), kLoneMargin, kMaxHalvings, kMaxFlatEdges,
+                               chords))
+    return false;
+  for (const plexa::lone::Chord& c : chords) {
     FlatEdge f = origin[static_cast<std::size_t>(c.seg)];
     f.t0 = c.t0, f.t1 = c.t1;
     if (!fl.Add(c.a, c.b, f)) return false;

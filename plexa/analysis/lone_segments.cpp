@@ -125,23 +125,26 @@ void Halve(const Piece& p, double tol, Piece& l, Piece& r) {
   for (Piece* h : {&l, &r}) h->frozen = Flat(h->q, tol);
 }
 
-// The chords of p halved until flat within tol or depth reaches maxDepth.
-void Flatten(const Piece& p, double tol, int depth, int maxDepth, std::vector<Chord>& out) {
+// The chords of p halved until flat within tol or depth reaches maxDepth; false (stopping)
+// when out would hold more than most.
+bool Flatten(const Piece& p, double tol, int depth, int maxDepth, std::size_t most,
+             std::vector<Chord>& out) {
   if (p.frozen || depth >= maxDepth) {
+    if (out.size() >= most) return false;
     out.push_back({p.seg, p.t0, p.t1, p.q[0], p.q[3]});
-    return;
+    return true;
   }
   Piece l, r;
   Halve(p, tol, l, r);
-  Flatten(l, tol, depth + 1, maxDepth, out);
-  Flatten(r, tol, depth + 1, maxDepth, out);
+  return Flatten(l, tol, depth + 1, maxDepth, most, out) &&
+         Flatten(r, tol, depth + 1, maxDepth, most, out);
 }
 
 }  // namespace
 
-std::vector<Chord> PlanChords(std::span<const Segment> segs, double tol, double margin,
-                              int maxDepth) {
-  std::vector<Chord> chords;
+bool PlanChords(std::span<const Segment> segs, double tol, double margin, int maxDepth,
+                std::size_t most, std::vector<Chord>& chords) {
+  chords.clear();
   std::vector<Piece> ps, next;
   ps.reserve(segs.size());
   for (std::size_t i = 0; i < segs.size(); ++i) {
@@ -195,13 +198,15 @@ std::vector<Chord> PlanChords(std::span<const Segment> segs, double tol, double 
       next[static_cast<std::size_t>(last)].next =
           after >= 0 ? first[static_cast<std::size_t>(after)] : -1;
     }
+    if (chords.size() > most) return false;
     const std::size_t tested = ps.size();
     ps.swap(next);
     // Where most pieces have company, halving them once more finds little more alone.
     if (!halved || alone * kLoneShare < tested) break;
   }
   // Deeper down the company is too close to gain from looking for it.
-  for (const Piece& p : ps) Flatten(p, tol, depth, maxDepth, chords);
+  for (const Piece& p : ps)
+    if (!Flatten(p, tol, depth, maxDepth, most, chords)) return false;
   // In segment order (counting), then along each segment (insertion: a few each).
   std::vector<std::size_t> start(segs.size() + 1, 0);
   for (const Chord& c : chords) ++start[static_cast<std::size_t>(c.seg) + 1];
@@ -216,7 +221,7 @@ std::vector<Chord> PlanChords(std::span<const Segment> segs, double tol, double 
     sorted[j] = c;
   }
   chords.swap(sorted);
-  return chords;
+  return true;
 }
 
 }  // namespace plexa::lone

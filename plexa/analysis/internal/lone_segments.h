@@ -4,19 +4,22 @@
 // input segment is rebuilt from its parameters, not from its flattening).
 //
 //   std::vector<plexa::lone::Segment> segs = ...;  // grid coordinates, next = following one
-//   std::vector<plexa::lone::Chord> chords = plexa::lone::PlanChords(segs, tol, 2.0, 12);
+//   std::vector<plexa::lone::Chord> chords;
+//   if (!plexa::lone::PlanChords(segs, tol, 2.0, 12, 1 << 22, chords)) return false;
 //
 // A piece of a curve (a segment, or a half of a piece, and so on) is lone when (1) the legs of
 // its control polygon turn by less than a right angle (the curve and any polygon inscribed in
 // it are then simple), (2) the box of its control points, grown by margin, meets no other
 // piece's box except its neighbours' on its path, and (3) at each end shared with such a
-// neighbour, the cones from that end spanned by the two pieces' other control points meet only
-// at the end. A curve lies in the hull of its control points, and its chord does too, so the
-// chord crosses what the curve crosses and passes nothing on the other side. Lone pieces
-// become one chord; the others are halved (de Casteljau) until lone, or flat within tol (both
-// handles within tol / 0.75 of the chord's thirds, the boolean's own flattening), or maxDepth
-// halvings deep. Pieces only shrink, so a lone piece stays lone; straight segments are never
-// halved. Work: a grid over the boxes of the pieces that are not lone, once per depth
+// neighbour, the cones from that end spanned by the two pieces' other control points (each
+// narrower than a right angle) meet only at the end. A curve lies in the hull of its control
+// points, and its chord does too, so the chord crosses what the curve crosses and passes
+// nothing on the other side. Lone pieces become one chord; the others are halved (de
+// Casteljau) while at least a quarter of the pieces looked at come out lone, for at most three
+// halvings, then until flat within tol (both handles within tol / 0.75 of the chord's thirds,
+// the boolean's own flattening) or maxDepth halvings deep, with at most `most` chords. Pieces
+// only shrink, so a lone piece stays lone; straight segments are never halved. Work: a grid
+// over the boxes of the pieces that are not lone, once per halving looked at
 // (plexa/analysis/internal/box_pairs.h). Private: never installed.
 #pragma once
 
@@ -40,8 +43,9 @@ struct Chord {
   PLEXA::CDPOINT a, b;
 };
 
-// The chords of every segment, in segment order and along each segment.
-std::vector<Chord> PlanChords(std::span<const Segment> segs, double tol, double margin,
-                              int maxDepth);
+// The chords of every segment into chords, in segment order and along each segment; false
+// (chords incomplete) when more than `most` would be made.
+bool PlanChords(std::span<const Segment> segs, double tol, double margin, int maxDepth,
+                std::size_t most, std::vector<Chord>& chords);
 
 }  // namespace plexa::lone
