@@ -6,7 +6,10 @@
 // its larger half side mapped to kGridHalf, so integer coordinates stay within the
 // arrangement's limit. Flattening works in these grid units (no overflow for any finite input)
 // and every flattened edge remembers its set, path, segment and parameter range, so a run of
-// result edges along one segment becomes one CBezier::Split piece.
+// result edges along one segment becomes one CBezier::Split piece. Curves are flattened within
+// the tolerance only where other segments come near them; a curve (or a part of one) alone
+// stands as its chord, which decides the same topology (plexa/analysis/internal/
+// lone_segments.h).
 #include "plexa/analysis/boolean.h"
 
 #include <algorithm>
@@ -15,6 +18,7 @@
 #include <memory_resource>
 
 #include "plexa/analysis/internal/arrangement.h"
+#include "plexa/analysis/internal/lone_segments.h"
 #include "plexa/core/internal/numerics.h"
 #include "plexa/geom/bezier.h"
 
@@ -28,7 +32,7 @@ namespace arr = plexa::arr;
 // Half side of the grid: a little below the arrangement's limit so rounding never crosses it.
 constexpr double kGridHalf = static_cast<double>(arr::kArrangementLimit - 16);
 // Flattening halves a segment at most this deep: 4,096 edges per segment at most.
-constexpr int kMaxFlattenDepth = 12;
+constexpr int kMaxHalvings = 12;
 // More flattened edges than this make the operation refuse (false).
 constexpr std::size_t kMaxFlatEdges = std::size_t{1} << 22;
 // A bounding box half side below this is taken as a point: the scale would not be finite.
@@ -37,6 +41,9 @@ constexpr double kMinHalfExtent = 1e-290;
 // ends, is straight: one flattened edge and a straight result.
 constexpr double kStraightGrid = 1e-6;
 constexpr double kDefaultTolerance = 0.01;
+// Grid units a segment's box is grown by before it is tested for company (rounding moves
+// points by half a unit).
+constexpr double kLoneMargin = 2.0;
 // The call's arena starts with this many bytes plus kArenaPerNode a node of the input: enough
 // for the whole call on straight input of evenly spread edges, so that it allocates once;
 // curves and crowded crossings make it grow (doubling) a few times.
@@ -94,19 +101,18 @@ class Flattener {
   }
   static arr::IPoint Round(const CDPOINT& p) { return {RoundHalfAway(p.x), RoundHalfAway(p.y)}; }
 
-  // Flattens segment (p0..p3, grid units); false when the edge budget is exhausted.
-  bool Segment(const CDPOINT q[4], int set, int path, int seg) {
-    if (IsStraight(q)) return Add(q[0], q[3], {set, path, seg, 0, 1, true});
-    return Piece(q, 0, 1, 0, set, path, seg);
-  }
-  bool Chord(const CDPOINT& a, const CDPOINT& b, int set, int path) {
-    return Add(a, b, {set, path, -1, 0, 1, true});
+  double Tolerance() const { return tol_; }
+  bool Add(const CDPOINT& a, const CDPOINT& b, const FlatEdge& f) {
+    if (flat.size() >= kMaxFlatEdges) return false;
+    edges.push_back({Round(a), Round(b), f.set, static_cast<int>(flat.size())});
+    flat.push_back(f);
+    return true;
   }
 
   std::pmr::vector<FlatEdge> flat;
   std::pmr::vector<arr::InputEdge> edges;
 
- private:
+  // Whether the handles lie on the chord, between its ends (within kStraightGrid).
   static bool IsStraight(const CDPOINT q[4]) {
     const CDPOINT d(q[3].x - q[0].x, q[3].y - q[0].y);
     const double len = plexa::num::Length(d);
@@ -122,32 +128,8 @@ class Flattener {
     }
     return true;
   }
-  // Flat when both handles are within tol / 0.75 of the chord's thirds: the curve then stays
-  // within tol of the chord, parameter by parameter.
-  bool Piece(const CDPOINT q[4], double t0, double t1, int depth, int set, int path, int seg) {
-    const CDPOINT l1 = plexa::num::Lerp(q[0], q[3], 1.0 / 3),
-                  l2 = plexa::num::Lerp(q[0], q[3], 2.0 / 3);
-    const double dev = std::max(plexa::num::Dist(q[1], l1), plexa::num::Dist(q[2], l2));
-    if (depth >= kMaxFlattenDepth || !(dev > tol_ / 0.75))
-      return Add(q[0], q[3], {set, path, seg, t0, t1, false});
-    CDPOINT l[4], r[4];
-    const CDPOINT a = plexa::num::Lerp(q[0], q[1], 0.5), b = plexa::num::Lerp(q[1], q[2], 0.5),
-                  c = plexa::num::Lerp(q[2], q[3], 0.5);
-    const CDPOINT ab = plexa::num::Lerp(a, b, 0.5), bc = plexa::num::Lerp(b, c, 0.5);
-    const CDPOINT m = plexa::num::Lerp(ab, bc, 0.5);
-    l[0] = q[0], l[1] = a, l[2] = ab, l[3] = m;
-    r[0] = m, r[1] = bc, r[2] = c, r[3] = q[3];
-    const double tm = 0.5 * (t0 + t1);
-    return Piece(l, t0, tm, depth + 1, set, path, seg) &&
-           Piece(r, tm, t1, depth + 1, set, path, seg);
-  }
-  bool Add(const CDPOINT& a, const CDPOINT& b, const FlatEdge& f) {
-    if (flat.size() >= kMaxFlatEdges) return false;
-    edges.push_back({Round(a), Round(b), f.set, static_cast<int>(flat.size())});
-    flat.push_back(f);
-    return true;
-  }
 
+ private:
   double cx_, cy_, scale_, tol_;
 };
 
@@ -213,22 +195,42 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
                                          : std::pmr::new_delete_resource());
   fl.flat.reserve(inputNodes), fl.edges.reserve(inputNodes);
 
+  // Every segment in grid units (the closing chord of an open path too), each linked to the
+  // next on its path: curves are flattened finely only where they have company.
+  std::vector<plexa::lone::Segment> segs;
+  std::vector<FlatEdge> origin;  // set, path and segment of each
+  segs.reserve(inputNodes + 2), origin.reserve(inputNodes + 2);
   for (const Source& s : sources)
     for (INT_PTR i = 0; i < s.paths->GetSize(); ++i) {
       const CBPointArray* p = s.paths->GetAt(static_cast<int>(i));
       if (!PathUsable(p)) continue;
       const CBPOINT* n = p->GetData();
       const INT_PTR count = p->GetSize();
+      const int head = static_cast<int>(segs.size()), path = static_cast<int>(i);
       for (INT_PTR k = 0; k + 1 < count; ++k) {
-        const CDPOINT q[4] = {fl.ToGrid(n[k].anchor), fl.ToGrid(n[k].out), fl.ToGrid(n[k + 1].in),
-                              fl.ToGrid(n[k + 1].anchor)};
-        if (!fl.Segment(q, s.set, static_cast<int>(i), static_cast<int>(k))) return false;
+        plexa::lone::Segment g{{fl.ToGrid(n[k].anchor), fl.ToGrid(n[k].out), fl.ToGrid(n[k + 1].in),
+                                fl.ToGrid(n[k + 1].anchor)},
+                               static_cast<int>(segs.size()) + 1};
+        g.straight = Flattener::IsStraight(g.q);
+        segs.push_back(g);
+        origin.push_back({s.set, path, static_cast<int>(k), 0, 1, g.straight});
       }
       const CDPOINT first = fl.ToGrid(n[0].anchor), last = fl.ToGrid(n[count - 1].anchor);
-      if ((first.x != last.x || first.y != last.y) &&
-          !fl.Chord(last, first, s.set, static_cast<int>(i)))
-        return false;
+      if (first.x != last.x || first.y != last.y) {
+        segs.push_back({{last, last, first, first}, static_cast<int>(segs.size()) + 1, true});
+        origin.push_back({s.set, path, -1, 0, 1, true});
+      }
+      segs.back().next = head;
     }
+  std::vector<plexa::lone::Chord> chords;
+  if (!plexa::lone::PlanChords(segs, fl.Tolerance(), kLoneMargin, kMaxHalvings, kMaxFlatEdges,
+                               chords))
+    return false;
+  for (const plexa::lone::Chord& c : chords) {
+    FlatEdge f = origin[static_cast<std::size_t>(c.seg)];
+    f.t0 = c.t0, f.t1 = c.t1;
+    if (!fl.Add(c.a, c.b, f)) return false;
+  }
 
   arr::Rule rule;
   rule.evenOdd = options.fillRule == FillRule::kEvenOdd;

@@ -159,10 +159,13 @@ TEST(Boolean, SameShapeTwiceAndCurvesStayCurves) {
       EXPECT_LT(nodes, 60);
     }
   // Two overlapping curved sets: every operation against the point oracle, away from the
-  // boundaries by more than the tolerance and the grid step.
+  // boundaries by more than the tolerance and the grid step. Circles far from the rest and
+  // one passing 0.02 from another are flattened coarsely and finely in one call.
   CPolyPolyBezier b;
   b.Add(Circle(6, -4, 9));
   b.Add(Circle(-9, 6, 4));
+  b.Add(Circle(15, 15, 3));
+  b.Add(Circle(-13.02, 0, 3));
   for (FillRule rule : {FillRule::kNonZero, FillRule::kEvenOdd})
     for (BooleanOp op : kOps) {
       CPolyPolyBezier out;

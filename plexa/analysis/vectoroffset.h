@@ -49,7 +49,7 @@
 // where the union grows quadratic), the offset refuses: false, out empty. This keeps hostile
 // input of 64 nodes to about three seconds, while a traced sign takes a contour of half its
 // size. The boolean's bounds apply too (false, out empty). Cost: a
-// sort of the coarse edges, plus the boolean on the loops that cross, at a tolerance of 0.45
+// grid over the coarse edges, plus the boolean on the loops that cross, at a tolerance of 0.45
 // times the accuracy.
 #pragma once
 

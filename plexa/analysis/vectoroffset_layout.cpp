@@ -1,5 +1,5 @@
 // How the offset's loops lie against each other (plexa/analysis/internal/offset_loops.h): a
-// sweep over their coarsely flattened edges for crossings, and a winding count for nesting.
+// grid over their coarsely flattened edges for crossings, and a winding count for nesting.
 // Loops that cross nothing and nest as their orientations say need no union.
 #include <algorithm>
 #include <array>
@@ -7,6 +7,7 @@
 #include <numeric>
 #include <vector>
 
+#include "plexa/analysis/internal/box_pairs.h"
 #include "plexa/analysis/internal/offset_loops.h"
 #include "plexa/core/internal/numerics.h"
 
@@ -29,19 +30,28 @@ struct Edge {
   int loop, index;
 };
 
-// Distance between segments ab and cd (0 when they cross).
-double SegmentDistance(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c, const CDPOINT& d) {
+// Squared distance from p to segment se.
+double SquaredDistanceToSegment(const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
+  const CDPOINT v = e - s;
+  const double l2 = num::Dot(v, v);
+  const double t = l2 > 0 ? std::clamp(num::Dot(p - s, v) / l2, 0.0, 1.0) : 0.0;
+  const CDPOINT d = p - (s + v * t);
+  return num::Dot(d, d);
+}
+double DistanceToSegment(const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
+  return std::sqrt(SquaredDistanceToSegment(p, s, e));
+}
+
+// Whether segments ab and cd cross or come within m of each other.
+bool SegmentsWithin(const CDPOINT& a, const CDPOINT& b, const CDPOINT& c, const CDPOINT& d,
+                    double m) {
   const double d1 = num::Cross(a, b, c), d2 = num::Cross(a, b, d), d3 = num::Cross(c, d, a),
                d4 = num::Cross(c, d, b);
   if (((d1 > 0 && d2 < 0) || (d1 < 0 && d2 > 0)) && ((d3 > 0 && d4 < 0) || (d3 < 0 && d4 > 0)))
-    return 0;
-  const auto point = [](const CDPOINT& p, const CDPOINT& s, const CDPOINT& e) {
-    const CDPOINT v = e - s;
-    const double l2 = num::Dot(v, v);
-    const double t = l2 > 0 ? std::clamp(num::Dot(p - s, v) / l2, 0.0, 1.0) : 0.0;
-    return num::Dist(p, s + v * t);
-  };
-  return std::min({point(a, c, d), point(b, c, d), point(c, a, b), point(d, a, b)});
+    return true;
+  const double m2 = m * m;
+  return SquaredDistanceToSegment(a, c, d) <= m2 || SquaredDistanceToSegment(b, c, d) <= m2 ||
+         SquaredDistanceToSegment(c, a, b) <= m2 || SquaredDistanceToSegment(d, a, b) <= m2;
 }
 
 int Find(std::vector<int>& parent, int i) {
@@ -64,7 +74,12 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
       const CDPOINT c[4] = {p[k].anchor, p[k].out, p[k + 1].in, p[k + 1].anchor};
       const double m =
           std::max(num::Length(c[0] - c[1] * 2 + c[2]), num::Length(c[1] - c[2] * 2 + c[3]));
-      const double want = std::ceil(std::sqrt(0.75 * m / tol));
+      // A curve lies in the hull of its control points: handles within tol of the chord
+      // (a straight segment however its handles sit on it) make the chord close enough.
+      const double want =
+          std::max(DistanceToSegment(c[1], c[0], c[3]), DistanceToSegment(c[2], c[0], c[3])) <= tol
+              ? 1
+              : std::ceil(std::sqrt(0.75 * m / tol));
       const int chords = want >= 1 ? static_cast<int>(std::min<double>(want, kMaxChords)) : 1;
       for (int i = 1; i <= chords; ++i) {
         const CDPOINT e =
@@ -92,27 +107,30 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
   out.sign.assign(static_cast<std::size_t>(n), 1);
   // Crossings: edges whose boxes overlap within the margin, then their distance.
   const double margin = 2 * tol;
-  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.x0 < b.x0; });
-  std::size_t pairs = 0;
+  std::vector<boxes::Box> grown(edges.size());
   for (std::size_t i = 0; i < edges.size(); ++i) {
     const Edge& e = edges[i];
-    for (std::size_t j = i + 1; j < edges.size() && edges[j].x0 <= e.x1 + margin; ++j) {
-      const Edge& f = edges[j];
-      if (f.y0 > e.y1 + margin || e.y0 > f.y1 + margin) continue;
-      if (++pairs > maxPairs) {
-        out.overBudget = true;
-        return out;
-      }
-      if (e.loop == f.loop) {
-        const int last = static_cast<int>(poly[e.loop].size()) - 2;
-        const int gap = std::abs(e.index - f.index);
-        if (gap <= 1 || gap == last) continue;
-      }
-      if (SegmentDistance(e.a, e.b, f.a, f.b) > margin) continue;
-      ++out.close;
-      out.crossed[e.loop] = out.crossed[f.loop] = 1;
-      out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
+    grown[i] = {e.x0 - tol, e.y0 - tol, e.x1 + tol, e.y1 + tol};
+  }
+  std::size_t pairs = 0;
+  const bool done = boxes::ForEachOverlap(grown, [&](int i, int j) {
+    if (++pairs > maxPairs) return false;
+    const Edge& e = edges[static_cast<std::size_t>(i)];
+    const Edge& f = edges[static_cast<std::size_t>(j)];
+    if (e.loop == f.loop) {
+      const int last = static_cast<int>(poly[e.loop].size()) - 2;
+      const int gap = std::abs(e.index - f.index);
+      if (gap <= 1 || gap == last) return true;
     }
+    if (!SegmentsWithin(e.a, e.b, f.a, f.b, margin)) return true;
+    ++out.close;
+    out.crossed[e.loop] = out.crossed[f.loop] = 1;
+    out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
+    return true;
+  });
+  if (!done) {
+    out.overBudget = true;
+    return out;
   }
   for (int l = 0; l < n; ++l) out.group[l] = Find(out.group, l);
   // Orientation, and nesting by the winding number of each other loop at a point of this one.

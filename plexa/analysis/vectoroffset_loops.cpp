@@ -29,8 +29,13 @@ using PLEXA::CDPOINT;
 // (their gap), so these three shares are alternatives; to them come the boolean's flattening
 // and the merging of short edges (see vectoroffset.cpp).
 constexpr double kFitShare = 0.3;
-constexpr double kArcShare = 0.3;
-constexpr double kGapShare = 0.3;
+constexpr double kArcShare = 0.25;
+constexpr double kGapShare = 0.25;
+// A disk whose centre lies within this share of the accuracy of the last one kept along a
+// detour is left out: the union of the disks moves by at most that much, which with the arc
+// or the gap share above stays within the fit's share. Halving a stretch whose curvature sits
+// near 1/d makes many tiny tight pieces, each with disks at both ends.
+constexpr double kDiskMergeShare = 0.05;
 // Stretches where |d| times the curvature towards the side stays below this run along their
 // offset. Below 1 the offset runs forward (no cusp); the margin keeps it clear of the turning
 // point.
@@ -144,6 +149,19 @@ double Curvature(const Cubic& c, double t) {
   return std::isfinite(k) ? std::clamp(k, -kHuge, kHuge) : kHuge;
 }
 
+// Whether every control point of c lies on its chord, between its ends.
+bool Straight(const Cubic& c) {
+  const double chord = num::Dist(c.p[0], c.p[3]);
+  const CDPOINT u = Unit(c.p[3] - c.p[0]);
+  if (!(chord > 0)) return false;
+  for (int k = 1; k <= 2; ++k) {
+    const CDPOINT v = c.p[k] - c.p[0];
+    const double along = num::Dot(u, v);
+    if (std::fabs(num::Cross(u, v)) > chord * kStraight || along < 0 || along > chord) return false;
+  }
+  return true;
+}
+
 // The point at t, exactly the end point at 0 and 1, so that neighbouring curves share it.
 CDPOINT EndPoint(const Cubic& c, double t) {
   return t <= 0 ? c.p[0] : t >= 1 ? c.p[3] : c.At(t);
@@ -170,6 +188,17 @@ std::vector<Cubic> Reversed(const std::vector<Cubic>& segs) {
   r.reserve(segs.size());
   for (auto it = segs.rbegin(); it != segs.rend(); ++it) r.push_back(it->Reversed());
   return r;
+}
+
+// Where straight cubics a and b (see Straight) cross: the crossing of their chords.
+bool CrossLines(const Cubic& a, const Cubic& b, CDPOINT& x) {
+  const CDPOINT r = a.p[3] - a.p[0], q = b.p[3] - b.p[0], w = b.p[0] - a.p[0];
+  const double den = num::Cross(r, q);
+  if (!(std::fabs(den) > 0)) return false;
+  const double s = num::Cross(w, q) / den, u = num::Cross(w, r) / den;
+  if (!(s >= 0 && s <= 1 && u >= 0 && u <= 1)) return false;
+  x = num::Lerp(a.p[0], a.p[3], s);
+  return true;
 }
 
 // Where cubics a and b cross: the crossing of their chords (kTrimChords each) latest along a
@@ -236,8 +265,12 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
     for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
     const int i = at(s - 1), j = at(e);
     double si = 0, sj = 0;
-    if (!ok || !CrossCubics(seg[i], seg[j], si, sj)) continue;
-    const CDPOINT x = seg[i].At(si);
+    // Two straight offsets (the common case: corners of polygons) are cut as lines.
+    const bool lines = Straight(seg[i]) && Straight(seg[j]);
+    CDPOINT x;
+    if (!ok || !(lines ? CrossLines(seg[i], seg[j], x) : CrossCubics(seg[i], seg[j], si, sj)))
+      continue;
+    if (!lines) x = seg[i].At(si);
     double area = 0;
     CDPOINT prev = x;
     for (int q = s; q <= e + 1; ++q) {
@@ -246,8 +279,13 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
       prev = p;
     }
     if (!(area < 0)) continue;
-    seg[i] = seg[i].Part(0, si);
-    seg[j] = seg[j].Part(sj, 1);
+    if (lines) {
+      seg[i] = Cubic{{seg[i].p[0], seg[i].p[0], x, x}};
+      seg[j] = Cubic{{x, x, seg[j].p[3], seg[j].p[3]}};
+    } else {
+      seg[i] = seg[i].Part(0, si);
+      seg[j] = seg[j].Part(sj, 1);
+    }
     seg[i].p[3] = seg[j].p[0] = x;
     for (int q = s; q < e; ++q) alive[at(q)] = 0;
     cut[k] = 1;
@@ -277,12 +315,13 @@ struct LoopBuilder::Impl {
     fitTol = o.accuracy * kFitShare;
     arcTol = o.accuracy * kArcShare;
     gapTol = o.accuracy * kGapShare;
+    diskMerge = o.accuracy * kDiskMergeShare;
   }
 
   double r;
   const OffsetOptions& opt;
   CPolyPolyBezier& out;
-  double fitTol = 0, arcTol = 0, gapTol = 0;
+  double fitTol = 0, arcTol = 0, gapTol = 0, diskMerge = 0;
   // The loop being built, and the offset curves and disks built so far, at most maxPieces.
   CBPointArray chain;
   CBPointArray* cur = &chain;
@@ -351,17 +390,22 @@ struct LoopBuilder::Impl {
     if (!detours.empty() && detours.back().e == detour.s) {
       Detour& last = detours.back();
       last.e = detour.e;
-      last.disks.insert(last.disks.end(), detour.disks.begin(), detour.disks.end());
+      for (const CDPOINT& c : detour.disks) KeepDisk(last.disks, c);
       return;
     }
     detours.push_back(std::move(detour));
+  }
+
+  // Appends disk c to a detour's disks unless it lies within diskMerge of the last one.
+  void KeepDisk(std::vector<CDPOINT>& disks, const CDPOINT& c) const {
+    if (disks.empty() || num::Dist(disks.back(), c) > diskMerge) disks.push_back(c);
   }
 
   // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
   void AddDisk(const CDPOINT& c) {
     ++pieces;
     if (diskSink) {
-      diskSink->push_back(c);
+      KeepDisk(*diskSink, c);
       return;
     }
     CBPointArray disk;
@@ -392,6 +436,12 @@ struct LoopBuilder::Impl {
   // 1/r, halved while it turns much; a detour along the curve itself (and disks) where the
   // curvature passes it.
   void Stretch(const Cubic& c, double t0, double t1, int depth) {
+    // A straight segment (every control point on the chord, between its ends: the curve then
+    // never turns back) has no curvature to sample.
+    if (depth == 0 && Straight(c)) {
+      FitOffset(c, t0, t1, 0);
+      return;
+    }
     double kMax = -kHuge, kMin = kHuge, turn = 0;
     CDPOINT prev = Tangent(c, t0);
     for (int i = 0; i < kCurvatureSamples; ++i) {

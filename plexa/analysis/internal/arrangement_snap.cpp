@@ -134,9 +134,6 @@ bool SegmentMeetsPixel(const IPoint& p, const IPoint& q, int64_t x0, int64_t x1,
   return c < 0 || (c == 0 && lo.closed && hi.closed);
 }
 
-// Up to this many hot pixels near an edge, its fragments look for hot pixels on them in that
-// list instead of in the grid's cells.
-constexpr std::size_t kNearList = 48;
 // Up to this many live edges the grid is one cell: every pair and every hot pixel is looked at,
 // which costs less than sizing and filling buckets for so few edges.
 constexpr std::size_t kOneCell = 48;
@@ -213,8 +210,16 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
                 std::max(e.a.y, e.b.y)};
   }
   std::size_t crossings = 0;
+  std::pmr::vector<int> byX(mem);
   for (std::size_t c = 0; c < ncells; ++c) {
-    const std::span<const int> items = edgeCells.Of(c);
+    // The cell's edges by the left side of their boxes: a pair is looked at only while the
+    // second box starts left of the first one's right side.
+    const std::span<const int> cellItems = edgeCells.Of(c);
+    byX.assign(cellItems.begin(), cellItems.end());
+    std::sort(byX.begin(), byX.end(), [&](int a, int b) {
+      return boxes[static_cast<std::size_t>(a)].x0 < boxes[static_cast<std::size_t>(b)].x0;
+    });
+    const std::span<const int> items(byX);
     const int64_t cx = static_cast<int64_t>(c) % g.nx, cy = static_cast<int64_t>(c) / g.nx;
     // The cell's own range of points (the outer cells reach on: the grid clamps there).
     const int64_t lox = cx == 0 ? INT64_MIN : g.minx + (cx << g.shift);
@@ -225,6 +230,7 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
       const Box be = boxes[static_cast<std::size_t>(items[i])];
       for (std::size_t j = i + 1; j < items.size(); ++j) {
         const Box& bf = boxes[static_cast<std::size_t>(items[j])];
+        if (bf.x0 > be.x1) break;
         // Each pair is tested once: in the cell holding the low corner of the boxes' overlap.
         const int64_t ox = std::max(be.x0, bf.x0), oy = std::max(be.y0, bf.y0);
         if (ox > std::min(be.x1, bf.x1) || oy > std::min(be.y1, bf.y1)) continue;
@@ -280,8 +286,11 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
   std::pmr::vector<Fragment> frags(mem);
   frags.reserve(n + crossings * 2);
   std::pmr::vector<std::pair<int64_t, int>> hits(mem), onFrag(mem);
-  std::pmr::vector<int> near(
-      mem);  // hot pixels in the edge's box grown by 1: every fragment lies there
+  // Hot pixels within the edge's reach of its line, with their projections on it: every
+  // fragment lies in the edge's box grown by 1 and within that reach (its ends do, and both
+  // bounds are convex), so a pixel on a fragment is among them, its projection between the
+  // fragment's ends'.
+  std::pmr::vector<std::pair<int64_t, int>> line(mem);
   for (std::size_t li = 0; li < n; ++li) {
     const InputEdge& e = live[li];
     const IPoint d{e.b.x - e.a.x, e.b.y - e.a.y};
@@ -289,25 +298,35 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
     const IPoint p2{2 * e.a.x, 2 * e.a.y}, q2{2 * e.b.x, 2 * e.b.y};
     const int64_t x0 = std::min(e.a.x, e.b.x) - 1, x1 = std::max(e.a.x, e.b.x) + 1;
     const int64_t y0 = std::min(e.a.y, e.b.y) - 1, y1 = std::max(e.a.y, e.b.y) + 1;
-    near.clear();
+    line.clear();
     const int ia = endId[2 * li], ib = endId[2 * li + 1];
     hits.assign(1, {0, ia});
+    // A cell's hot pixels ascend in (x, y) order: those left of the box are skipped by a
+    // binary search, the scan stops right of it.
+    const auto leftOf = [&](int h, int64_t x) { return hot[static_cast<std::size_t>(h)].x < x; };
     for (int64_t cy = hg.Cy(y0); cy <= hg.Cy(y1); ++cy)
-      for (int64_t cx = hg.Cx(x0); cx <= hg.Cx(x1); ++cx)
-        for (int h : hotCells.Of(static_cast<std::size_t>(cy * hg.nx + cx))) {
+      for (int64_t cx = hg.Cx(x0); cx <= hg.Cx(x1); ++cx) {
+        const std::span<const int> cell = hotCells.Of(static_cast<std::size_t>(cy * hg.nx + cx));
+        for (auto it = std::lower_bound(cell.begin(), cell.end(), x0, leftOf);
+             it != cell.end() && hot[static_cast<std::size_t>(*it)].x <= x1; ++it) {
+          const int h = *it;
           const IPoint& p = hot[static_cast<std::size_t>(h)];
-          if (p.x < x0 || p.x > x1 || p.y < y0 || p.y > y1) continue;
-          near.push_back(h);
-          if (h == ia || h == ib) continue;
+          if (p.y < y0 || p.y > y1) continue;
           // The line's distance first (doubled units): it must pass within the square's
           // reach, |cross(d, 2 p - 2 a)| <= |dx| + |dy|, for the segment to meet the pixel.
           const int64_t side = d.x * (2 * (p.y - e.a.y)) - d.y * (2 * (p.x - e.a.x));
           if (std::llabs(side) > std::llabs(d.x) + std::llabs(d.y)) continue;
+          const int64_t proj = (p.x - e.a.x) * d.x + (p.y - e.a.y) * d.y;
+          line.emplace_back(proj, h);
+          if (h == ia || h == ib) continue;
           if (!SegmentMeetsPixel(p2, q2, 2 * p.x - 1, 2 * p.x + 1, 2 * p.y - 1, 2 * p.y + 1))
             continue;
-          hits.emplace_back((p.x - e.a.x) * d.x + (p.y - e.a.y) * d.y, h);
+          hits.emplace_back(proj, h);
         }
+      }
     std::sort(hits.begin() + 1, hits.end());
+    const bool rerouted = hits.size() > 1;
+    if (rerouted) std::sort(line.begin(), line.end());
     hits.emplace_back(len2, ib);
     auto param = [&](int64_t proj, int h) {
       if (h == ia) return 0.0;
@@ -321,7 +340,6 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
       // Hot pixels exactly on the fragment's inside split it as well. A fragment that is the
       // whole edge needs no look: such a pixel would have been met by the edge already.
       onFrag.clear();
-      const bool rerouted = hits.size() > 2;
       const int64_t fx0 = std::min(pu.x, pv.x), fx1 = std::max(pu.x, pv.x);
       const int64_t fy0 = std::min(pu.y, pv.y), fy1 = std::max(pu.y, pv.y);
       const IPoint fd{pv.x - pu.x, pv.y - pu.y};
@@ -333,12 +351,12 @@ bool SnapRound(std::span<const InputEdge> input, std::pmr::memory_resource* mem,
         const int64_t t = (p.x - pu.x) * fd.x + (p.y - pu.y) * fd.y;
         if (t > 0 && t < flen2) onFrag.emplace_back(t, h);
       };
-      if (rerouted && near.size() <= kNearList) {
-        for (int h : near) look(h);
-      } else {
-        for (int64_t cy = hg.Cy(fy0); rerouted && cy <= hg.Cy(fy1); ++cy)
-          for (int64_t cx = hg.Cx(fx0); cx <= hg.Cx(fx1); ++cx)
-            for (int h : hotCells.Of(static_cast<std::size_t>(cy * hg.nx + cx))) look(h);
+      if (rerouted) {
+        const int64_t lo = std::min(hits[k].first, hits[k + 1].first);
+        const int64_t hi = std::max(hits[k].first, hits[k + 1].first);
+        for (auto it = std::lower_bound(line.begin(), line.end(), std::pair{lo, INT_MIN});
+             it != line.end() && it->first <= hi; ++it)
+          look(it->second);
       }
       std::sort(onFrag.begin(), onFrag.end());
       int prev = u;

@@ -58,10 +58,11 @@ namespace plexa::offset {
 // How closed loops lie against each other, from their polygons flattened within tol: which
 // come within 2 * tol of another loop or of a non-neighbouring part of themselves (crossing,
 // as far as the flattening can tell), and which loops contain which (winding number of the
-// other loop at a point of this one, non-zero). Work: a sort of the flattened edges, then each
-// pair of edges whose boxes overlap (and the edges of each loop whose box holds another's
-// point); when more than floor + perEdge * (flattened edges) such pairs arise the search stops
-// with overBudget set. ok is false then, and when there are too many loops to nest pairwise.
+// other loop at a point of this one, non-zero). Work: a grid over the flattened edges
+// (plexa/analysis/internal/box_pairs.h), then each pair of edges whose boxes overlap (and the
+// edges of each loop whose box holds another's point); when more than floor + perEdge *
+// (flattened edges) such pairs arise the search stops with overBudget set. ok is false then, and
+// when there are too many loops to nest pairwise.
 struct Layout {
   bool ok = false;
   bool overBudget = false;
