@@ -87,7 +87,7 @@ int RunTrace(TraceOptions& o) {
                      : o.turn_policy == "white"  ? CFaithfulTrace::TurnPolicy::Background
                                                  : CFaithfulTrace::TurnPolicy::Minority;
     CFaithfulTrace trace(opt);
-    const bool ok = trace.TraceBits(mask.bits, width, height, mask.stride, drawing.paths);
+    const bool ok = trace.TraceBits(mask.Bits(), width, height, mask.stride, drawing.paths);
     mask = io::TwoLevelMask{};
     if (!ok) return Fail("'" + name + "' could not be traced (too large or out of memory)");
     const auto& tree = trace.Tree();
