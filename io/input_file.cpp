@@ -28,8 +28,13 @@ bool ReadAll(const std::string& path, std::string& bytes, std::size_t max_bytes,
   const std::size_t limit = max_bytes < SIZE_MAX ? max_bytes + 1 : max_bytes;
   std::size_t piece = std::size_t{1} << 16;
   struct stat st {};
-  if (!stdin_ && ::fstat(::fileno(file.get()), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0)
+  if (!stdin_ && ::fstat(::fileno(file.get()), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
+    if (static_cast<std::uint64_t>(st.st_size) > max_bytes) {  // refused before reading
+      error = name + " is larger than " + std::to_string(max_bytes) + " bytes";
+      return false;
+    }
     piece = std::min(static_cast<std::size_t>(st.st_size) + 1, limit);
+  }
   // Each pass reads a full piece or ends the loop; the string never exceeds limit bytes.
   for (;;) {
     const std::size_t have = bytes.size();
