@@ -93,12 +93,14 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
       error = name + " is a truncated PBM image";
       return false;
     }
-    mask.bits.assign(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                     bytes.begin() + static_cast<std::ptrdiff_t>(at + stride * h));
+    // The file's rows are the mask: kept in place, past the header.
+    mask.storage = std::move(bytes);
+    mask.offset = at;
     // Black (set) is dark; the padding bits past the width are cleared.
     const std::uint8_t pad = static_cast<std::uint8_t>(0xFF00 >> (w % 8 == 0 ? 8 : w % 8));
+    auto* bits = reinterpret_cast<std::uint8_t*>(mask.storage.data()) + at;
     for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
-      std::uint8_t* row = mask.bits.data() + y * stride;
+      std::uint8_t* row = bits + y * stride;
       if (options.invert)
         for (std::size_t k = 0; k < stride; ++k) row[k] = static_cast<std::uint8_t>(~row[k]);
       row[stride - 1] &= pad;
@@ -132,12 +134,13 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
   mask.threshold = options.threshold < 0 ? otsu : options.threshold;
   mask.separation = separation;
   const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
-  mask.bits.assign(stride * static_cast<std::size_t>(h), 0);
+  mask.storage.assign(stride * static_cast<std::size_t>(h), '\0');
+  auto* bits = reinterpret_cast<std::uint8_t*>(mask.storage.data());
   // Eight pixels a byte, most significant bit first.
   const std::uint8_t* l = lum.data();
   const int t = mask.threshold;
   for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
-    std::uint8_t* row = mask.bits.data() + y * stride;
+    std::uint8_t* row = bits + y * stride;
     for (std::size_t x0 = 0; x0 < static_cast<std::size_t>(w); x0 += 8) {
       const std::size_t count = std::min<std::size_t>(8, static_cast<std::size_t>(w) - x0);
       unsigned byte = 0;
@@ -171,7 +174,7 @@ LoadedImage LoadTwoLevelImage(const std::string& path, const ImageOptions& optio
   BITMAP bm{};
   GetObjectW(bmp, sizeof bm, &bm);
   for (int y = 0; y < h; ++y) {
-    const std::uint8_t* row = mask.bits.data() + static_cast<std::size_t>(y) * mask.stride;
+    const std::uint8_t* row = mask.Bits().data() + static_cast<std::size_t>(y) * mask.stride;
     for (int x = 0; x < w; ++x)
       if ((row[x >> 3] >> (7 - (x & 7))) & 1) CImgProc::SetPixel32(bm, x, y, RGB(255, 255, 255));
   }

@@ -19,6 +19,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -54,12 +55,19 @@ struct LoadedImage {
 // bits[y * stride .. y * stride + stride), pixel x in byte x / 8 at bit 7 - x % 8 (most
 // significant first); a set bit is a traced pixel, the bits past the width are clear.
 struct TwoLevelMask {
-  std::vector<std::uint8_t> bits;
+  // The rows: stride * height bytes from storage[offset] on (a binary PBM file is kept as it
+  // was read, its header skipped rather than copied away).
+  std::string storage;
+  std::size_t offset = 0;
   int width = 0;
   int height = 0;
   int stride = 0;           // bytes a row: (width + 7) / 8
   int threshold = 0;        // as in LoadedImage
   double separation = 1.0;  // as in LoadedImage
+  std::span<const std::uint8_t> Bits() const {
+    return {reinterpret_cast<const std::uint8_t*>(storage.data()) + offset,
+            static_cast<std::size_t>(stride) * static_cast<std::size_t>(height)};
+  }
 };
 
 // Reads path ("-": standard input) into mask, the same pixels LoadTwoLevelImage gives. A

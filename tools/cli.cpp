@@ -114,7 +114,7 @@ void AddOutput(CLI::App& cmd, OutputOptions& o) {
   cmd.add_option("--tolerance", o.tolerance_mm,
                  "largest distance in mm between a curve and the lines that replace it where a "
                  "format flattens (HPGL, DXF polylines; default 0.025)")
-      ->check(CLI::Range(0.0001, 100.0));
+      ->check(InRange(0.0001, 100.0, "FLOAT in [0.0001 - 100]"));
 }
 
 bool OutputOptions::Resolve(std::string& error) {
@@ -192,7 +192,9 @@ void AddSize(CLI::App& cmd, double& width, double& height) {
 }
 
 CLI::Option* AddDpi(CLI::App& cmd, double& dpi, const std::string& help) {
-  return cmd.add_option("--dpi", dpi, help)->check(CLI::Range(0.001, 1e6))->type_name("DPI");
+  return cmd.add_option("--dpi", dpi, help)
+      ->check(InRange(0.001, 1e6, "FLOAT in [0.001 - 1e+06]"))
+      ->type_name("DPI");
 }
 
 // ---- Progress ------------------------------------------------------------------------------
@@ -295,7 +297,7 @@ void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
   cmd.add_option("--max-pixels", maxPixels,
                  "refuse images whose header promises more pixels than this (default "
                  "100000000, about 1 GB of work)")
-      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40));
+      ->check(InRange(std::int64_t{1}, std::int64_t{1} << 40, "INT in [1 - 1099511627776]"));
 }
 
 namespace {

@@ -63,6 +63,16 @@ class Tool {
 // `plexa --version` prints "plexa " followed by this (the CMake project version).
 const char* Version();
 
+// CLI::Range(lo, hi) with its help text given as written (e.g. "FLOAT in [0 - 10]", what
+// CLI::Range would print): an unnamed CLI::Range formats its bounds through a string stream
+// each time it is made, a noticeable part of a small job's start-up.
+template <class T>
+CLI::Validator InRange(T lo, T hi, const char* text) {
+  CLI::Range range(lo, hi, text);  // named: nothing is formatted
+  range.description(text);
+  return range;
+}
+
 // Prints "plexa: message" on standard error; Fail returns kExitFailure.
 int Fail(const std::string& message);
 void Warn(const std::string& message);

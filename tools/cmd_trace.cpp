@@ -87,7 +87,7 @@ int RunTrace(TraceOptions& o) {
                      : o.turn_policy == "white"  ? CFaithfulTrace::TurnPolicy::Background
                                                  : CFaithfulTrace::TurnPolicy::Minority;
     CFaithfulTrace trace(opt);
-    const bool ok = trace.TraceBits(mask.bits, width, height, mask.stride, drawing.paths);
+    const bool ok = trace.TraceBits(mask.Bits(), width, height, mask.stride, drawing.paths);
     mask = io::TwoLevelMask{};
     if (!ok) return Fail("'" + name + "' could not be traced (too large or out of memory)");
     const auto& tree = trace.Tree();
@@ -158,22 +158,22 @@ void RegisterTrace(Tool& tool) {
       ->check(CLI::IsMember({"faithful", "shape"}));
   cmd->add_option("--turdsize", o->faithful.speckle,
                   "drop regions and fill holes of this many pixels or fewer (default 2)")
-      ->check(CLI::Range(0, 1000000000));
+      ->check(InRange(0, 1000000000, "INT in [0 - 1000000000]"));
   cmd->add_option("--alphamax", o->faithful.cornerThreshold,
                   "corner threshold: 0 makes every polygon vertex a corner, 1.334 none "
                   "(default 1)")
-      ->check(CLI::Range(0.0, 10.0));
+      ->check(InRange(0.0, 10.0, "FLOAT in [0 - 10]"));
   cmd->add_option("--opttolerance", o->faithful.optTolerance,
                   "merge curves that stay within this many pixels of the curves they replace; "
                   "0 merges none (default 0.4)")
-      ->check(CLI::Range(0.0, 100.0));
+      ->check(InRange(0.0, 100.0, "FLOAT in [0 - 100]"));
   cmd->add_option("--turnpolicy", o->turn_policy,
                   "where dark pixels touch only at a corner: join the 'minority' colour "
                   "(default), the 'majority', always 'black' (the traced level) or 'white'")
       ->check(CLI::IsMember({"minority", "majority", "black", "white"}));
   cmd->add_option("--min-points", o->min_points,
                   "with --engine shape: drop boundaries of this many pixels or fewer (default 10)")
-      ->check(CLI::Range(0, 1000000000));
+      ->check(InRange(0, 1000000000, "INT in [0 - 1000000000]"));
   AddImageOptions(*cmd, o->dpi, o->width, o->height, o->max_pixels);
   AddProgress(*cmd, o->progress);
 }

@@ -1,21 +1,24 @@
-// The font stack, loaded when a subcommand first uses it.
+// The font stack and libimagequant, loaded when a subcommand first uses them.
 //
 // Most runs of `plexa` trace, convert or offset a file in milliseconds, and mapping FreeType,
 // fontconfig, HarfBuzz and what they pull in (GLib, graphite2, libpng, Brotli, PCRE2, Expat)
-// cost more than the work itself. So the tool is linked without them: each function of theirs
-// that the tool or the library's font layer calls is defined here, and its first call opens
-// the library by its ABI name (dlopen) and looks the function up; later calls go straight
+// cost more than the work itself; so does libimagequant's OpenMP runtime, whose start-up code
+// (reading the processor count, thread and environment set-up) would run before every command
+// although only `plexa colours` uses it. So the tool is linked without them: each function of
+// theirs that the tool or the library's font layer calls is defined here, and its first call
+// opens the library by its ABI name (dlopen) and looks the function up; later calls go straight
 // through. A library that cannot be opened ends the process with one line on stderr, as the
 // loader would have refused to start the tool without it.
 //
-// A font function used anywhere in the tool or the library and missing here fails the tool's
-// link with an undefined symbol: add one line below (its prototype comes from the library's
-// header, which this file includes so the compiler checks every line).
+// A function of these libraries used anywhere in the tool or the library and missing here
+// fails the tool's link with an undefined symbol: add one line below (its prototype comes from
+// the library's header, which this file includes so the compiler checks every line).
 #include <dlfcn.h>
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>
 #include <hb-ot.h>
 #include <hb.h>
+#include <libimagequant.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -28,11 +31,11 @@
 
 namespace {
 
-enum Lib { kFreeType, kFontconfig, kHarfBuzz, kLibCount };
+enum Lib { kFreeType, kFontconfig, kHarfBuzz, kImageQuant, kLibCount };
 
 // The ABI (soname) versions Debian has shipped for many years.
 constexpr const char* kSoname[kLibCount] = {"libfreetype.so.6", "libfontconfig.so.1",
-                                            "libharfbuzz.so.0"};
+                                            "libharfbuzz.so.0", "libimagequant.so.0"};
 
 void* Symbol(Lib lib, const char* name) {
   static void* handles[kLibCount] = {};
@@ -139,3 +142,18 @@ PLEXA_LAZY(kHarfBuzz, hb_glyph_position_t*, hb_buffer_get_glyph_positions,
            (hb_buffer_t * a, unsigned int* b), (a, b))
 PLEXA_LAZY(kHarfBuzz, void, hb_shape,
            (hb_font_t * a, hb_buffer_t* b, const hb_feature_t* c, unsigned int d), (a, b, c, d))
+
+PLEXA_LAZY(kImageQuant, liq_attr*, liq_attr_create, (void), ())
+PLEXA_LAZY(kImageQuant, void, liq_attr_destroy, (liq_attr * a), (a))
+PLEXA_LAZY(kImageQuant, liq_error, liq_set_max_colors, (liq_attr * a, int b), (a, b))
+PLEXA_LAZY(kImageQuant, liq_error, liq_set_speed, (liq_attr * a, int b), (a, b))
+PLEXA_LAZY(kImageQuant, liq_image*, liq_image_create_rgba,
+           (const liq_attr* a, const void* b, int c, int d, double e), (a, b, c, d, e))
+PLEXA_LAZY(kImageQuant, void, liq_image_destroy, (liq_image * a), (a))
+PLEXA_LAZY(kImageQuant, liq_error, liq_image_quantize,
+           (liq_image* const a, liq_attr* const b, liq_result** c), (a, b, c))
+PLEXA_LAZY(kImageQuant, liq_error, liq_set_dithering_level, (liq_result * a, float b), (a, b))
+PLEXA_LAZY(kImageQuant, const liq_palette*, liq_get_palette, (liq_result * a), (a))
+PLEXA_LAZY(kImageQuant, liq_error, liq_write_remapped_image,
+           (liq_result * a, liq_image* b, void* c, size_t d), (a, b, c, d))
+PLEXA_LAZY(kImageQuant, void, liq_result_destroy, (liq_result * a), (a))

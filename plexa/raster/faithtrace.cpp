@@ -24,6 +24,10 @@ constexpr std::int64_t kMaxPixels = std::int64_t{1} << 32;
 // Flattening tolerance of the render-back, pixels.
 constexpr double kRenderFlatness = 0.02;
 constexpr int kRenderMaxSteps = 1 << 12;
+// Buffers are kept after images of up to this many pixels whose longest boundary has up to
+// this many points (about 0.5 MB of pixels and 8 MB of boundary work at most).
+constexpr std::int64_t kKeepPixels = std::int64_t{1} << 22;
+constexpr std::size_t kKeepPoints = std::size_t{1} << 16;
 
 int Grey(int r, int g, int b) {
   return (r * 299 + g * 587 + b * 114 + 500) / 1000;
@@ -95,25 +99,49 @@ int CFaithfulTrace::HoleCount() const {
   return static_cast<int>(m_tree.size()) - OutlineCount();
 }
 
-namespace {
+struct CFaithfulTrace::Work {
+  BitImage image;
+  plexa::faith::DecomposeWork decompose;
+  plexa::faith::PolygonWork polygon;
+  plexa::faith::CurveWork curve;
+  std::vector<PLEXA::CDPOINT> vertices;
+};
 
-bool TraceImage(const BitImage& img, const CFaithfulTrace::OPTIONS& o, CPolyPolyBezier& out,
-                std::vector<CFaithfulTrace::NODE>& tree) {
-  plexa::faith::PolygonWork polygonWork;
-  plexa::faith::CurveWork curveWork;
-  std::vector<PLEXA::CDPOINT> polygon;
-  auto sink = [&](plexa::faith::Boundary& b) {
-    auto path = std::make_unique<CBPointArray>();
-    plexa::faith::FitPolygon(b.points, b.area, polygonWork, polygon);
-    plexa::faith::PlaceCurves(polygon, o.cornerThreshold, o.optTolerance, curveWork, *path);
-    out.Add(path.release());
-    tree.push_back({b.parent, b.depth, b.hole, b.area});
-  };
-  plexa::faith::Decompose(img, o.turnPolicy, o.speckle, plexa::faith::BoundarySink(sink));
-  return true;
+CFaithfulTrace::CFaithfulTrace() = default;
+CFaithfulTrace::CFaithfulTrace(const OPTIONS& options) : m_options(options) {}
+CFaithfulTrace::CFaithfulTrace(const CFaithfulTrace& other)
+    : m_options(other.m_options), m_tree(other.m_tree) {}
+CFaithfulTrace& CFaithfulTrace::operator=(const CFaithfulTrace& other) {
+  m_options = other.m_options;
+  m_tree = other.m_tree;
+  return *this;
+}
+CFaithfulTrace::CFaithfulTrace(CFaithfulTrace&& other) noexcept = default;
+CFaithfulTrace& CFaithfulTrace::operator=(CFaithfulTrace&& other) noexcept = default;
+CFaithfulTrace::~CFaithfulTrace() = default;
+
+CFaithfulTrace::Work& CFaithfulTrace::Buffers() {
+  if (!m_work) m_work = std::make_unique<Work>();
+  return *m_work;
 }
 
-}  // namespace
+bool CFaithfulTrace::Finish(const OPTIONS& o, CPolyPolyBezier& out) {
+  Work& work = *m_work;
+  std::size_t longest = 0;
+  auto sink = [&](plexa::faith::Boundary& b) {
+    auto path = std::make_unique<CBPointArray>();
+    longest = std::max(longest, b.points.size());
+    plexa::faith::FitPolygon(b.points, b.area, work.polygon, work.vertices);
+    plexa::faith::PlaceCurves(work.vertices, o.cornerThreshold, o.optTolerance, work.curve, *path);
+    out.Add(path.release());
+    m_tree.push_back({b.parent, b.depth, b.hole, b.area});
+  };
+  plexa::faith::Decompose(work.image, o.turnPolicy, o.speckle, plexa::faith::BoundarySink(sink),
+                          work.decompose);
+  if (std::int64_t{work.image.Width()} * work.image.Height() > kKeepPixels || longest > kKeepPoints)
+    m_work.reset();
+  return true;
+}
 
 bool CFaithfulTrace::Trace(std::span<const std::uint8_t> grey, int width, int height, int stride,
                            CPolyPolyBezier& out) {
@@ -124,12 +152,12 @@ bool CFaithfulTrace::Trace(std::span<const std::uint8_t> grey, int width, int he
       std::int64_t{width} * height > kMaxPixels ||
       static_cast<std::int64_t>(grey.size()) < std::int64_t{stride} * (height - 1) + width)
     return false;
-  BitImage img;
+  BitImage& img = Buffers().image;
   if (!img.Init(width, height)) return false;
   for (int y = 0; y < height; ++y)
     PackGreyRow(grey.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride), width,
                 o.threshold, o.invert, img.Row(y));
-  return TraceImage(img, o, out, m_tree);
+  return Finish(o, out);
 }
 
 bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, int height,
@@ -142,8 +170,9 @@ bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, in
       static_cast<std::int64_t>(bits.size()) <
           std::int64_t{stride} * (height - 1) + (width + 7) / 8)
     return false;
-  BitImage img;
-  if (!img.Init(width, height)) return false;
+  // Every word is written below.
+  BitImage& img = Buffers().image;
+  if (!img.Init(width, height, /*clear=*/false)) return false;
   const std::size_t rowBytes = (static_cast<std::size_t>(width) + 7) / 8;
   const std::uint64_t flip = o.invert ? ~std::uint64_t{0} : 0;
   for (int y = 0; y < height; ++y) {
@@ -166,7 +195,7 @@ bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, in
     row[last] &= (std::uint64_t{1} << (width & 63)) - 1;
     for (std::size_t k = last + 1; k < img.WordsPerRow(); ++k) row[k] = 0;
   }
-  return TraceImage(img, o, out, m_tree);
+  return Finish(o, out);
 }
 
 bool CFaithfulTrace::Trace(HBITMAP bmp, CPolyPolyBezier& out) {
@@ -184,7 +213,7 @@ bool CFaithfulTrace::Trace(HBITMAP bmp, CPolyPolyBezier& out) {
   const auto* bits = static_cast<const std::uint8_t*>(ds.dsBm.bmBits);
   const std::size_t stride = static_cast<std::size_t>(ds.dsBm.bmWidthBytes);
   if (bits == nullptr || (bpp != 1 && bpp != 8 && bpp != 24 && bpp != 32)) return false;
-  BitImage img;
+  BitImage& img = Buffers().image;
   if (!img.Init(width, height)) return false;
   auto rowBits = [&](int y) {
     return bits + stride * static_cast<std::size_t>(topDown ? y : height - 1 - y);
@@ -233,7 +262,7 @@ bool CFaithfulTrace::Trace(HBITMAP bmp, CPolyPolyBezier& out) {
       }
     }
   }
-  return TraceImage(img, o, out, m_tree);
+  return Finish(o, out);
 }
 
 bool FillPolyPolyEvenOdd(const CPolyPolyBezier& paths, int width, int height,

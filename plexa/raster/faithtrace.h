@@ -48,6 +48,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -88,8 +89,16 @@ class PLEXA_API CFaithfulTrace {
     std::int64_t area = 0;  // pixels enclosed by the pixel boundary (holes included)
   };
 
-  CFaithfulTrace() = default;
-  explicit CFaithfulTrace(const OPTIONS& options) : m_options(options) {}
+  CFaithfulTrace();
+  explicit CFaithfulTrace(const OPTIONS& options);
+  // A tracer keeps its working buffers from one call to the next (after images of at most 4
+  // million pixels), so repeated calls allocate little; a copy takes the options and the last
+  // result, not the buffers.
+  CFaithfulTrace(const CFaithfulTrace& other);
+  CFaithfulTrace& operator=(const CFaithfulTrace& other);
+  CFaithfulTrace(CFaithfulTrace&& other) noexcept;
+  CFaithfulTrace& operator=(CFaithfulTrace&& other) noexcept;
+  ~CFaithfulTrace();
 
   // Traces the DIB section (1, 8, 24 or 32 bits a pixel, either row order); out is emptied
   // first. The caller keeps the bitmap. False on the failures listed above.
@@ -112,8 +121,15 @@ class PLEXA_API CFaithfulTrace {
   const OPTIONS& Options() const { return m_options; }
 
  private:
+  struct Work;      // the stages' buffers (defined where they are used)
+  Work& Buffers();  // made on first use
+  // Runs the stages on Buffers().image into out and m_tree, then lets go of buffers that grew
+  // past what is worth keeping.
+  bool Finish(const OPTIONS& o, CPolyPolyBezier& out);
+
   OPTIONS m_options;
   std::vector<NODE> m_tree;
+  std::unique_ptr<Work> m_work;
 };
 
 // Paints into mask (width * height bytes, row 0 on top, emptied first) a 1 for every pixel

@@ -16,6 +16,7 @@
 // brackets. A stack of the boundaries entered so far gives, at each new boundary's first edge,
 // the one enclosing it (the top of the stack); a crossing of the boundary on top leaves it,
 // any other crossing enters. Cost O(crossings), no containment tests.
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 
@@ -47,17 +48,22 @@ bool JoinsForeground(const BitImage& img, int x, int y, CFaithfulTrace::TurnPoli
 
 }  // namespace
 
-bool BitImage::Init(int width, int height) {
-  bits_.clear();
+bool BitImage::Init(int width, int height, bool clear) {
   width_ = height_ = 0;
   words_ = 0;
   if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
-      std::int64_t{width} * height > kMaxPixels)
+      std::int64_t{width} * height > kMaxPixels) {
+    bits_ = {};
     return false;
+  }
   words_ = static_cast<std::size_t>(width) / 64 + 1;  // at least one spare bit per row
+  const std::size_t n = words_ * static_cast<std::size_t>(height);
   try {
-    bits_.assign(words_ * static_cast<std::size_t>(height), 0);
+    const std::size_t kept = std::min(bits_.size(), n);
+    bits_.resize(n);  // new words are zero
+    if (clear) std::fill_n(bits_.begin(), kept, 0);
   } catch (const std::bad_alloc&) {
+    bits_ = {};
     words_ = 0;
     return false;
   }
@@ -67,27 +73,26 @@ bool BitImage::Init(int width, int height) {
 }
 
 void Decompose(const BitImage& img, CFaithfulTrace::TurnPolicy policy, int speckle,
-               BoundarySink sink) {
+               BoundarySink sink, DecomposeWork& work) {
   const int w = img.Width(), h = img.Height();
   if (w < 1 || h < 1) return;
   // Marks for the rows below the current one: per row a singly linked list in flat arrays
   // (no allocation per row).
-  struct Mark {
-    int x;
-    int id;
-    std::int64_t next;  // index of the row's next mark, -1 at the end
-  };
-  struct Info {
-    int kept;  // index among handed-out boundaries, -1 when dropped
-    int depth;
-  };
-  std::vector<Mark> marks;
-  std::vector<std::int64_t> below(static_cast<std::size_t>(h), -1);  // first mark of each row
-  std::vector<int> rowId(static_cast<std::size_t>(w) + 1, -1);
-  std::vector<int> touched;
-  std::vector<int> stack;
-  std::vector<Info> infos;
-  Boundary b;
+  using Mark = DecomposeWork::Mark;
+  using Info = DecomposeWork::Info;
+  std::vector<Mark>& marks = work.marks;
+  std::vector<std::int64_t>& below = work.below;
+  std::vector<int>& rowId = work.rowId;
+  std::vector<int>& touched = work.touched;
+  std::vector<int>& stack = work.stack;
+  std::vector<Info>& infos = work.infos;
+  Boundary& b = work.boundary;
+  marks.clear();
+  below.assign(static_cast<std::size_t>(h), -1);
+  rowId.assign(static_cast<std::size_t>(w) + 1, -1);
+  touched.clear();
+  stack.clear();
+  infos.clear();
   int kept = 0;
   // A boundary uses each pixel edge at most once.
   const std::int64_t maxSteps =

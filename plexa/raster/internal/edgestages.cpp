@@ -19,6 +19,9 @@
 #if defined(__SSE2__)
 #include <immintrin.h>
 #endif
+#if defined(__SSE2__) && defined(__x86_64__) && defined(__GNUC__) && !defined(PLEXA_EDGE_NO_AVX2)
+#include <cpuid.h>
+#endif
 
 namespace edge_internal {
 
@@ -167,6 +170,21 @@ void NormRow(const float* x, const float* y, int nc, float* n, int j0 = 0) {
 
 #if defined(__SSE2__) && defined(__x86_64__) && defined(__GNUC__) && !defined(PLEXA_EDGE_NO_AVX2)
 #define PLEXA_EDGE_AVX2 1
+// Whether the processor has AVX2 and the operating system saves the YMM registers: asked on
+// the first call only, never at start-up (cpuid can trap to a hypervisor, costing tens of
+// microseconds that every short-lived process would otherwise pay).
+bool HasAvx2() {
+  static const bool has = [] {
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    if (!__get_cpuid(1, &a, &b, &c, &d) || !(c & bit_OSXSAVE) || !(c & bit_AVX)) return false;
+    unsigned lo = 0, hi = 0;
+    __asm__("xgetbv" : "=a"(lo), "=d"(hi) : "c"(0));
+    constexpr unsigned kXmmYmm = 6;  // the SSE and AVX state bits
+    if ((lo & kXmmYmm) != kXmmYmm) return false;
+    return __get_cpuid_count(7, 0, &a, &b, &c, &d) && (b & bit_AVX2) != 0;
+  }();
+  return has;
+}
 // The same row operations eight pixels at a time, for processors with AVX2 (chosen at run time;
 // the library itself is built for every x86-64), leaving the last pixels of a row to the forms
 // above. The same IEEE single-precision operations, so the same values.
@@ -324,7 +342,7 @@ void GreyRow(const unsigned char* bgra, int n, unsigned char* out, const unsigne
   // several pixels at a time.
   int x = 0;
 #if defined(PLEXA_EDGE_AVX2)
-  if (__builtin_cpu_supports("avx2")) x = GreyRowAvx2(bgra, n, out, next);
+  if (HasAvx2()) x = GreyRowAvx2(bgra, n, out, next);
 #endif
 #if defined(__SSE2__)
   const __m128i low = _mm_set1_epi32(0xFF);
@@ -371,7 +389,7 @@ void CannyMagnitudes(const unsigned char* grey, int nr, int nc, const CannyTaps&
   }
   const float g0 = taps.gau[0], weakBelow = WeakBelow();
 #if defined(PLEXA_EDGE_AVX2)
-  const bool wide = __builtin_cpu_supports("avx2");
+  const bool wide = HasAvx2();
 #endif
   auto combine = [&](float* out, int n, const float* first, const float* const* a, const float* ca,
                      const float* const* b, const float* cb) {

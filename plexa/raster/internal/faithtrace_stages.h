@@ -26,8 +26,10 @@ struct IPoint {
 // boundary at x = width has a zero pixel beyond it in the same word).
 class BitImage {
  public:
-  // False (and empty) when the size is outside the tracer's limits or memory is short.
-  bool Init(int width, int height);
+  // False (and empty) when the size is outside the tracer's limits or memory is short. The
+  // pixels are all background, or left as they are (for a caller that sets every word) when
+  // `clear` is false; the storage of an earlier Init is reused.
+  bool Init(int width, int height, bool clear = true);
   int Width() const { return width_; }
   int Height() const { return height_; }
   std::size_t WordsPerRow() const { return words_; }
@@ -73,10 +75,28 @@ class BoundarySink {
   void (*call_)(void*, Boundary&);
 };
 
+// Buffers of the decomposition, kept from one image to the next.
+struct DecomposeWork {
+  struct Mark {
+    int x;
+    int id;
+    std::int64_t next;  // index of the row's next mark, -1 at the end
+  };
+  struct Info {
+    int kept;  // index among handed-out boundaries, -1 when dropped
+    int depth;
+  };
+  std::vector<Mark> marks;
+  std::vector<std::int64_t> below;  // first mark of each row
+  std::vector<int> rowId, touched, stack;
+  std::vector<Info> infos;
+  Boundary boundary;
+};
+
 // Hands every kept boundary to sink in scan order (parents first). Boundaries enclosing at
 // most `speckle` pixels are dropped with everything inside them.
 void Decompose(const BitImage& image, CFaithfulTrace::TurnPolicy policy, int speckle,
-               BoundarySink sink);
+               BoundarySink sink, DecomposeWork& work);
 
 // Prefix sums of boundary coordinates and their products, wrapping modulo 2^64.
 struct Sums {
