@@ -101,6 +101,9 @@ int WriteOutput(const OutputOptions& o, const std::string& bytes);
 bool ParseLength(const std::string& text, double& units);
 // --width and --height taking such lengths (0 when not given).
 void AddSize(CLI::App& cmd, double& width, double& height);
+// Resolution assumed for an image when neither --dpi nor a size is given.
+inline constexpr double kDefaultDpi = 96.0;
+
 // --dpi: a positive, possibly fractional resolution.
 CLI::Option* AddDpi(CLI::App& cmd, double& dpi, const std::string& help);
 

@@ -14,8 +14,6 @@
 namespace plexa::tool {
 namespace {
 
-// Resolution assumed for an image when neither --dpi nor a size is given (the tracers' rule).
-constexpr double kDefaultDpi = 96.0;
 // Length, in pixels, of the short path that stands for a dot.
 constexpr double kDotLength = 1.0;
 

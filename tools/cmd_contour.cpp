@@ -14,9 +14,6 @@
 namespace plexa::tool {
 namespace {
 
-// Resolution assumed for an image when neither --dpi nor a size is given (the tracers' rule).
-constexpr double kDefaultDpi = 96.0;
-
 struct ContourOptions {
   std::string input, distance = "3mm", threshold = "128";
   OutputOptions output;

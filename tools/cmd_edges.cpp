@@ -14,9 +14,6 @@
 namespace plexa::tool {
 namespace {
 
-// Resolution assumed for an image when neither --dpi nor a size is given (the tracers' rule).
-constexpr double kDefaultDpi = 96.0;
-
 struct EdgesOptions {
   std::string input;
   OutputOptions output;

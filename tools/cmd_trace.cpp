@@ -13,9 +13,6 @@
 namespace plexa::tool {
 namespace {
 
-// Resolution assumed for an image when neither --dpi nor a size is given (the tracers' rule).
-constexpr double kDefaultDpi = 96.0;
-
 struct TraceOptions {
   std::string input;
   OutputOptions output;
