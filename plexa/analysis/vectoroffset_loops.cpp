@@ -79,6 +79,10 @@ constexpr int kMaxArcs = 64;
 // Chords per curve in that search, and Newton steps refining a crossing found.
 constexpr int kTrimChords = 16;
 constexpr int kCrossSteps = 8;
+// Curves on either side of a detour searched for the crossing that cuts it, beyond the two
+// beside it; samples per curve of the little loop's area.
+constexpr int kTrimWindow = 4;
+constexpr int kAreaSamples = 8;
 
 struct Cubic {
   CDPOINT p[4];
@@ -190,15 +194,15 @@ std::vector<Cubic> Reversed(const std::vector<Cubic>& segs) {
   return r;
 }
 
-// Where straight cubics a and b (see Straight) cross: the crossing of their chords.
-bool CrossLines(const Cubic& a, const Cubic& b, CDPOINT& x) {
+// Where straight cubics a and b (see Straight) cross: the crossing of their chords, at sa
+// along a and sb along b.
+bool CrossLines(const Cubic& a, const Cubic& b, double& sa, double& sb) {
   const CDPOINT r = a.p[3] - a.p[0], q = b.p[3] - b.p[0], w = b.p[0] - a.p[0];
   const double den = num::Cross(r, q);
   if (!(std::fabs(den) > 0)) return false;
-  const double s = num::Cross(w, q) / den, u = num::Cross(w, r) / den;
-  if (!(s >= 0 && s <= 1 && u >= 0 && u <= 1)) return false;
-  x = num::Lerp(a.p[0], a.p[3], s);
-  return true;
+  sa = num::Cross(w, q) / den;
+  sb = num::Cross(w, r) / den;
+  return sa >= 0 && sa <= 1 && sb >= 0 && sb <= 1;
 }
 
 // Where cubics a and b cross: the crossing of their chords (kTrimChords each) latest along a
@@ -244,10 +248,37 @@ struct Detour {
   std::vector<CDPOINT> disks;
 };
 
-// Cuts, at each detour, the little loop that the offsets just before and after it make: from
-// their crossing round the detour and back to it, when that little loop winds as an outline
-// (it then lies where the offsets on both sides cover). Returns which detours were cut; the
-// others stay (the union resolves them).
+// Twice the signed area swept by c from the origin (y up: negative for an outline), from
+// kAreaSamples chords.
+double SweptArea(const Cubic& c) {
+  double area = 0;
+  CDPOINT prev = c.p[0];
+  for (int k = 1; k <= kAreaSamples; ++k) {
+    const CDPOINT q = EndPoint(c, double(k) / kAreaSamples);
+    area += prev.x * q.y - q.x * prev.y;
+    prev = q;
+  }
+  return area;
+}
+
+// Whether the control boxes of a and b overlap.
+bool BoxesMeet(const Cubic& a, const Cubic& b) {
+  const auto lo = [](const Cubic& c, double CDPOINT::*m) {
+    return std::min({c.p[0].*m, c.p[1].*m, c.p[2].*m, c.p[3].*m});
+  };
+  const auto hi = [](const Cubic& c, double CDPOINT::*m) {
+    return std::max({c.p[0].*m, c.p[1].*m, c.p[2].*m, c.p[3].*m});
+  };
+  return lo(a, &CDPOINT::x) <= hi(b, &CDPOINT::x) && lo(b, &CDPOINT::x) <= hi(a, &CDPOINT::x) &&
+         lo(a, &CDPOINT::y) <= hi(b, &CDPOINT::y) && lo(b, &CDPOINT::y) <= hi(a, &CDPOINT::y);
+}
+
+// Cuts, at each detour, the little loop that the offsets before and after it make: from their
+// first crossing (the curves just beside the detour first, then up to kTrimWindow curves
+// further out on either side, nearest first) round the detour and back to it, when that little
+// loop winds as an outline (it then lies where the offsets on both sides cover). On short
+// curves (traced outlines) the offsets beside a tight turn often cross only a few curves away.
+// Returns which detours were cut; the others stay (the union resolves them).
 std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours) {
   std::vector<char> cut(detours.size(), 0);
   const int n = static_cast<int>(loop.GetSize()) - 1;
@@ -255,39 +286,54 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
   std::vector<Cubic> seg(static_cast<std::size_t>(n));
   for (int i = 0; i < n; ++i)
     seg[i] = Cubic{{loop[i].anchor, loop[i].out, loop[i + 1].in, loop[i + 1].anchor}};
-  std::vector<char> alive(static_cast<std::size_t>(n), 1);
+  std::vector<char> alive(static_cast<std::size_t>(n), 1), offset(static_cast<std::size_t>(n), 1);
   const auto at = [n](int i) { return ((i % n) + n) % n; };
+  for (const Detour& d : detours)
+    for (int q = d.s; q < d.e; ++q) offset[at(q)] = 0;
   bool any = false;
   for (std::size_t k = 0; k < detours.size(); ++k) {
     const int s = detours[k].s, e = detours[k].e;
-    if (e - s + 3 >= n) continue;
-    bool ok = true;
+    bool ok = e - s + 3 < n;
     for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
-    const int i = at(s - 1), j = at(e);
+    if (!ok) continue;
+    // The window: offset curves still in the loop on either side, up to the next detour.
+    int wa = 0, wb = 0;
+    while (wa < kTrimWindow && e - s + 4 + wa + wb < n && alive[at(s - 2 - wa)] &&
+           offset[at(s - 2 - wa)])
+      ++wa;
+    while (wb < kTrimWindow && e - s + 4 + wa + wb < n && alive[at(e + 1 + wb)] &&
+           offset[at(e + 1 + wb)])
+      ++wb;
+    // The first pair (before: s - 1 - a, after: e + b) whose curves cross, by a + b.
+    int a = 0, b = 0;
     double si = 0, sj = 0;
-    // Two straight offsets (the common case: corners of polygons) are cut as lines.
-    const bool lines = Straight(seg[i]) && Straight(seg[j]);
-    CDPOINT x;
-    if (!ok || !(lines ? CrossLines(seg[i], seg[j], x) : CrossCubics(seg[i], seg[j], si, sj)))
-      continue;
-    if (!lines) x = seg[i].At(si);
-    double area = 0;
-    CDPOINT prev = x;
-    for (int q = s; q <= e + 1; ++q) {
-      const CDPOINT p = q == e + 1 ? x : seg[at(q - 1)].p[3];
-      area += prev.x * p.y - p.x * prev.y;
-      prev = p;
-    }
+    bool found = false, lines = false;
+    for (int w = 0; w <= wa + wb && !found; ++w)
+      for (a = std::max(0, w - wb); a <= std::min(w, wa) && !found; ++a) {
+        b = w - a;
+        const Cubic &ci = seg[at(s - 1 - a)], &cj = seg[at(e + b)];
+        if (!BoxesMeet(ci, cj)) continue;
+        lines = Straight(ci) && Straight(cj);
+        found = lines ? CrossLines(ci, cj, si, sj) : CrossCubics(ci, cj, si, sj);
+        if (found) break;
+      }
+    if (!found) continue;
+    const int i = at(s - 1 - a), j = at(e + b);
+    // Two straight offsets (the common case: corners of polygons) are cut as lines (their
+    // parameters are along the chords).
+    const auto line = [](const CDPOINT& p, const CDPOINT& q) { return Cubic{{p, p, q, q}}; };
+    const CDPOINT x = lines ? num::Lerp(seg[i].p[0], seg[i].p[3], si) : seg[i].At(si);
+    const Cubic head = lines ? line(seg[i].p[0], x) : seg[i].Part(0, si);
+    const Cubic tail = lines ? line(x, seg[j].p[3]) : seg[j].Part(sj, 1);
+    const Cubic headRest = lines ? line(x, seg[i].p[3]) : seg[i].Part(si, 1);
+    const Cubic tailRest = lines ? line(seg[j].p[0], x) : seg[j].Part(0, sj);
+    double area = SweptArea(headRest) + SweptArea(tailRest);
+    for (int q = s - a; q < e + b; ++q) area += SweptArea(seg[at(q)]);
     if (!(area < 0)) continue;
-    if (lines) {
-      seg[i] = Cubic{{seg[i].p[0], seg[i].p[0], x, x}};
-      seg[j] = Cubic{{x, x, seg[j].p[3], seg[j].p[3]}};
-    } else {
-      seg[i] = seg[i].Part(0, si);
-      seg[j] = seg[j].Part(sj, 1);
-    }
+    seg[i] = head;
+    seg[j] = tail;
     seg[i].p[3] = seg[j].p[0] = x;
-    for (int q = s; q < e; ++q) alive[at(q)] = 0;
+    for (int q = s - a; q < e + b; ++q) alive[at(q)] = 0;
     cut[k] = 1;
     any = true;
   }
