@@ -82,6 +82,7 @@ constexpr int kCrossSteps = 8;
 // Curves on either side of a detour searched for the crossing that cuts it, beyond the two
 // beside it; samples per curve of the little loop's area.
 constexpr int kTrimWindow = 4;
+constexpr int kTrimMost = 32;
 constexpr int kAreaSamples = 8;
 
 struct Cubic {
@@ -274,12 +275,12 @@ bool BoxesMeet(const Cubic& a, const Cubic& b) {
 }
 
 // Cuts, at each detour, the little loop that the offsets before and after it make: from their
-// first crossing (the curves just beside the detour first, then up to kTrimWindow curves
-// further out on either side, nearest first) round the detour and back to it, when that little
+// first crossing (the curves just beside the detour first, then further out on either side,
+// nearest first) round the detour and back to it, when that little
 // loop winds as an outline (it then lies where the offsets on both sides cover). On short
 // curves (traced outlines) the offsets beside a tight turn often cross only a few curves away.
 // Returns which detours were cut; the others stay (the union resolves them).
-std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours) {
+std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours, double r) {
   std::vector<char> cut(detours.size(), 0);
   const int n = static_cast<int>(loop.GetSize()) - 1;
   if (n < 4 || detours.empty()) return cut;
@@ -296,14 +297,18 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
     bool ok = e - s + 3 < n;
     for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
     if (!ok) continue;
-    // The window: offset curves still in the loop on either side, up to the next detour.
+    // The window: offset curves still in the loop on either side, up to the next detour;
+    // kTrimWindow of them, more while they are shorter than r in all (beside a stretch whose
+    // curvature nears 1/r the offset nearly stops), kTrimMost at most.
     int wa = 0, wb = 0;
-    while (wa < kTrimWindow && e - s + 4 + wa + wb < n && alive[at(s - 2 - wa)] &&
+    double la = 0, lb = 0;
+    const auto more = [r](int w, double l) { return w < kTrimMost && (w < kTrimWindow || l < r); };
+    while (more(wa, la) && e - s + 4 + wa + wb < n && alive[at(s - 2 - wa)] &&
            offset[at(s - 2 - wa)])
-      ++wa;
-    while (wb < kTrimWindow && e - s + 4 + wa + wb < n && alive[at(e + 1 + wb)] &&
+      la += seg[at(s - 2 - wa++)].HullLength();
+    while (more(wb, lb) && e - s + 4 + wa + wb < n && alive[at(e + 1 + wb)] &&
            offset[at(e + 1 + wb)])
-      ++wb;
+      lb += seg[at(e + 1 + wb++)].HullLength();
     // The first pair (before: s - 1 - a, after: e + b) whose curves cross, by a + b.
     int a = 0, b = 0;
     double si = 0, sj = 0;
@@ -419,7 +424,7 @@ struct LoopBuilder::Impl {
       const int last = static_cast<int>(cur->GetUpperBound());
       (*cur)[last].out = (*cur)[0].out;
       (*cur)[0].in = (*cur)[last].in;
-      if (main) cut = TrimDetours(chain, detours);
+      if (main) cut = TrimDetours(chain, detours, r);
       out.Add(new CBPointArray(*cur));
     }
     cur->SetSize(0);
@@ -431,9 +436,16 @@ struct LoopBuilder::Impl {
   }
 
   // A detour joins the previous one when it starts where that ends (a tight stretch halved,
-  // a corner beside one): the offsets round both are then cut as one.
+  // a corner beside one), or only offset curves shorter than fitTol in all lie between (where
+  // the curvature hovers about 1/r): the offsets round both are then cut as one.
   void AddDetour(Detour&& detour) {
-    if (!detours.empty() && detours.back().e == detour.s) {
+    double between = 0;
+    for (int q = detours.empty() ? detour.s : detours.back().e; q < detour.s && between <= fitTol;
+         ++q)
+      between += num::Dist((*cur)[q].anchor, (*cur)[q].out) +
+                 num::Dist((*cur)[q].out, (*cur)[q + 1].in) +
+                 num::Dist((*cur)[q + 1].in, (*cur)[q + 1].anchor);
+    if (!detours.empty() && detours.back().e <= detour.s && between <= fitTol) {
       Detour& last = detours.back();
       last.e = detour.e;
       for (const CDPOINT& c : detour.disks) KeepDisk(last.disks, c);
