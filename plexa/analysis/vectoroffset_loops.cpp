@@ -276,10 +276,10 @@ bool BoxesMeet(const Cubic& a, const Cubic& b) {
 
 // Cuts, at each detour, the little loop that the offsets before and after it make: from their
 // first crossing (the curves just beside the detour first, then further out on either side,
-// nearest first) round the detour and back to it, when that little
-// loop winds as an outline (it then lies where the offsets on both sides cover). On short
-// curves (traced outlines) the offsets beside a tight turn often cross only a few curves away.
-// Returns which detours were cut; the others stay (the union resolves them).
+// nearest first) at which that little loop winds as an outline (it then lies where the
+// offsets on both sides cover), round the detour and back to it. On short curves (traced
+// outlines) the offsets beside a tight turn often cross only a few curves away. Returns which
+// detours were cut; the others stay (the union resolves them).
 std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours, double r) {
   std::vector<char> cut(detours.size(), 0);
   const int n = static_cast<int>(loop.GetSize()) - 1;
@@ -309,38 +309,34 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
     while (more(wb, lb) && e - s + 4 + wa + wb < n && alive[at(e + 1 + wb)] &&
            offset[at(e + 1 + wb)])
       lb += seg[at(e + 1 + wb++)].HullLength();
-    // The first pair (before: s - 1 - a, after: e + b) whose curves cross, by a + b.
-    int a = 0, b = 0;
-    double si = 0, sj = 0;
-    bool found = false, lines = false;
-    for (int w = 0; w <= wa + wb && !found; ++w)
-      for (a = std::max(0, w - wb); a <= std::min(w, wa) && !found; ++a) {
-        b = w - a;
-        const Cubic &ci = seg[at(s - 1 - a)], &cj = seg[at(e + b)];
-        if (!BoxesMeet(ci, cj)) continue;
-        lines = Straight(ci) && Straight(cj);
-        found = lines ? CrossLines(ci, cj, si, sj) : CrossCubics(ci, cj, si, sj);
-        if (found) break;
-      }
-    if (!found) continue;
-    const int i = at(s - 1 - a), j = at(e + b);
-    // Two straight offsets (the common case: corners of polygons) are cut as lines (their
-    // parameters are along the chords).
-    const auto line = [](const CDPOINT& p, const CDPOINT& q) { return Cubic{{p, p, q, q}}; };
-    const CDPOINT x = lines ? num::Lerp(seg[i].p[0], seg[i].p[3], si) : seg[i].At(si);
-    const Cubic head = lines ? line(seg[i].p[0], x) : seg[i].Part(0, si);
-    const Cubic tail = lines ? line(x, seg[j].p[3]) : seg[j].Part(sj, 1);
-    const Cubic headRest = lines ? line(x, seg[i].p[3]) : seg[i].Part(si, 1);
-    const Cubic tailRest = lines ? line(seg[j].p[0], x) : seg[j].Part(0, sj);
-    double area = SweptArea(headRest) + SweptArea(tailRest);
-    for (int q = s - a; q < e + b; ++q) area += SweptArea(seg[at(q)]);
-    if (!(area < 0)) continue;
-    seg[i] = head;
-    seg[j] = tail;
-    seg[i].p[3] = seg[j].p[0] = x;
-    for (int q = s - a; q < e + b; ++q) alive[at(q)] = 0;
-    cut[k] = 1;
-    any = true;
+    // Cuts at the crossing of curves s - 1 - a (before) and e + b (after) when the little loop
+    // winds as an outline.
+    const auto tryCut = [&](int a, int b) {
+      const int i = at(s - 1 - a), j = at(e + b);
+      double si = 0, sj = 0;
+      // Two straight offsets (the common case: corners of polygons) are cut as lines (their
+      // parameters are along the chords).
+      const bool lines = Straight(seg[i]) && Straight(seg[j]);
+      if (!BoxesMeet(seg[i], seg[j]) ||
+          !(lines ? CrossLines(seg[i], seg[j], si, sj) : CrossCubics(seg[i], seg[j], si, sj)))
+        return false;
+      const auto line = [](const CDPOINT& p, const CDPOINT& q) { return Cubic{{p, p, q, q}}; };
+      const CDPOINT x = lines ? num::Lerp(seg[i].p[0], seg[i].p[3], si) : seg[i].At(si);
+      double area = SweptArea(lines ? line(x, seg[i].p[3]) : seg[i].Part(si, 1)) +
+                    SweptArea(lines ? line(seg[j].p[0], x) : seg[j].Part(0, sj));
+      for (int q = s - a; q < e + b; ++q) area += SweptArea(seg[at(q)]);
+      if (!(area < 0)) return false;
+      seg[i] = lines ? line(seg[i].p[0], x) : seg[i].Part(0, si);
+      seg[j] = lines ? line(x, seg[j].p[3]) : seg[j].Part(sj, 1);
+      seg[i].p[3] = seg[j].p[0] = x;
+      for (int q = s - a; q < e + b; ++q) alive[at(q)] = 0;
+      return true;
+    };
+    // The pairs nearest first (by a + b).
+    for (int w = 0; w <= wa + wb && !cut[k]; ++w)
+      for (int a = std::max(0, w - wb); a <= std::min(w, wa) && !cut[k]; ++a)
+        cut[k] = tryCut(a, w - a) ? 1 : 0;
+    any = any || cut[k];
   }
   if (!any) return cut;
   CBPointArray out;
