@@ -32,10 +32,10 @@ using PLEXA::CDPOINT;
 constexpr double kFitShare = 0.3;
 constexpr double kArcShare = 0.25;
 constexpr double kGapShare = 0.25;
-// A disk whose centre lies within this share of the accuracy of the last one kept along a
-// detour is left out: the union of the disks moves by at most that much, which with the arc
-// or the gap share above stays within the fit's share. Halving a stretch whose curvature sits
-// near 1/d makes many tiny tight pieces, each with disks at both ends.
+// The disks along a detour are thinned (ThinDisks), their union shrinking by at most this
+// share of the accuracy, which with the gap share above stays within the fit's share. Halving
+// a stretch whose curvature sits near 1/d makes many tiny tight pieces, each with disks at
+// both ends.
 constexpr double kDiskMergeShare = 0.05;
 // Stretches where |d| times the curvature towards the side stays below this run along their
 // offset. Below 1 the offset runs forward (no cusp); the margin keeps it clear of the turning
@@ -209,7 +209,7 @@ struct LoopBuilder::Impl {
     if (!main) return;
     for (std::size_t k = 0; k < detours.size(); ++k)
       if (!cut[k])
-        for (const CDPOINT& c : detours[k].disks) AddDisk(c);
+        for (const CDPOINT& c : ThinDisks(detours[k].disks, r, diskMerge)) AddDisk(c);
     detours.clear();
   }
 
@@ -226,22 +226,17 @@ struct LoopBuilder::Impl {
     if (!detours.empty() && detours.back().e <= detour.s && between <= fitTol) {
       Detour& last = detours.back();
       last.e = detour.e;
-      for (const CDPOINT& c : detour.disks) KeepDisk(last.disks, c);
+      last.disks.insert(last.disks.end(), detour.disks.begin(), detour.disks.end());
       return;
     }
     detours.push_back(std::move(detour));
-  }
-
-  // Appends disk c to a detour's disks unless it lies within diskMerge of the last one.
-  void KeepDisk(std::vector<CDPOINT>& disks, const CDPOINT& c) const {
-    if (disks.empty() || num::Dist(disks.back(), c) > diskMerge) disks.push_back(c);
   }
 
   // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
   void AddDisk(const CDPOINT& c) {
     ++pieces;
     if (diskSink) {
-      KeepDisk(*diskSink, c);
+      diskSink->push_back(c);
       return;
     }
     CBPointArray disk;

@@ -22,6 +22,8 @@ constexpr int kTrimWindow = 4;
 constexpr int kTrimMost = 32;
 // Samples per curve of the little loop's area.
 constexpr int kAreaSamples = 8;
+// Most disks one kept disk may stand in for when thinning.
+constexpr std::size_t kThinMost = 64;
 
 // Where straight cubics a and b (see Straight) cross: the crossing of their chords, at sa
 // along a and sb along b.
@@ -180,6 +182,32 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
   out[0].in = out[last].in;
   loop = out;
   return cut;
+}
+
+// Why thinning loses at most `loss`: a point x of a dropped disk about c lies within r + h of
+// the point c' of the chord from a to b nearest c (h = |c - c'|), and every point within r of
+// the chord lies within hypot(r, |ab| / 2) - r of the disks about a and b.
+std::vector<CDPOINT> ThinDisks(const std::vector<CDPOINT>& centres, double r, double loss) {
+  const std::size_t m = centres.size();
+  const auto covered = [&](std::size_t i, std::size_t j) {
+    const CDPOINT a = centres[i], ab = centres[j] - a;
+    const double len2 = num::Dot(ab, ab);
+    const double g = std::hypot(r, std::sqrt(len2) / 2) - r;
+    for (std::size_t q = i + 1; q < j; ++q) {
+      const double t = len2 > 0 ? std::clamp(num::Dot(centres[q] - a, ab) / len2, 0.0, 1.0) : 0;
+      if (!(num::Dist(centres[q], a + ab * t) + g <= loss)) return false;
+    }
+    return true;
+  };
+  std::vector<CDPOINT> kept;
+  for (std::size_t i = 0; i < m;) {
+    kept.push_back(centres[i]);
+    std::size_t j = i + 1;
+    for (std::size_t next = i + 2; next < m && next - i <= kThinMost && covered(i, next); ++next)
+      j = next;
+    i = j;
+  }
+  return kept;
 }
 
 }  // namespace plexa::offset

@@ -72,4 +72,9 @@ struct Detour {
 // detours were cut; the others stay (the union resolves them). r is the offset's radius.
 std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours, double r);
 
+// The disks of radius r about centres (in order along a curve), thinned: the first and last
+// kept, and each one left out only where the disks kept on either side of it cover it but for
+// at most `loss` (every point of it within loss of them).
+std::vector<CDPOINT> ThinDisks(const std::vector<CDPOINT>& centres, double r, double loss);
+
 }  // namespace plexa::offset
