@@ -375,15 +375,18 @@ struct LoopBuilder::Impl {
     };
     const Cubic q{{q0, q0 + scaled(h0, f0), q3 + scaled(h1, f1), q3}};
     double err = 0;
+    CDPOINT samples[kProjectSamples + 1];
+    for (int k = 0; k <= kProjectSamples; ++k)
+      samples[k] = c.At(t0 + (t1 - t0) * k / kProjectSamples);
     for (int j = 1; j < kFitChecks && err <= fitTol; ++j) {
       const double s = double(j) / kFitChecks;
       const CDPOINT p = q.At(s);
       // The nearest of a few samples, then Newton steps (slow alone where the speed vanishes).
       double t = t0 + (t1 - t0) * s, best = kHuge;
       for (int k = 0; k <= kProjectSamples; ++k) {
-        const double tk = t0 + (t1 - t0) * k / kProjectSamples;
-        const double dk = num::Dist(c.At(tk), p);
-        if (dk < best) best = dk, t = tk;
+        const CDPOINT e = samples[k] - p;
+        const double dk = num::Dot(e, e);
+        if (dk < best) best = dk, t = t0 + (t1 - t0) * k / kProjectSamples;
       }
       for (int it = 0; it < kProjectSteps; ++it) {
         const CDPOINT e = c.At(t) - p, v = c.D1(t), a = c.D2(t);
