@@ -50,8 +50,10 @@ constexpr int kCurvatureSamples = 9;
 constexpr int kMaxDepth = 18;
 // Samples along an offset cubic at which its distance from the base curve is checked.
 constexpr int kFitChecks = 8;
-// Newton steps of the projection onto the base curve.
+// Newton steps of the projection onto the base curve, at most; they stop once a step moves
+// the parameter by less than this share of the stretch.
 constexpr int kProjectSteps = 6;
+constexpr double kProjectSettled = 1e-12;
 // Largest angle between disks in a stretch of high curvature, whatever the accuracy allows.
 constexpr double kDiskMaxTurn = 0.5;
 // Where a curvature is read beside an end whose handle is on its anchor.
@@ -392,7 +394,10 @@ struct LoopBuilder::Impl {
         const CDPOINT e = c.At(t) - p, v = c.D1(t), a = c.D2(t);
         const double g1 = num::Dot(e, v), g2 = num::Dot(v, v) + num::Dot(e, a);
         if (!(g2 > 0)) break;
-        t = std::clamp(t - g1 / g2, t0, t1);
+        const double next = std::clamp(t - g1 / g2, t0, t1);
+        const bool settled = std::fabs(next - t) <= (t1 - t0) * kProjectSettled;
+        t = next;
+        if (settled) break;
       }
       err = std::max(err, std::fabs(num::Dist(c.At(t), p) - r));
     }
