@@ -17,9 +17,14 @@ constexpr int kCrossSteps = 8;
 // Offset curves on either side of a detour searched for the crossing that cuts it, beyond the
 // one beside it: kTrimWindow, more while they are shorter than the radius in all (beside a
 // stretch whose curvature nears 1/r the offset nearly stops), kTrimMost at most. The search
-// tries at most (kTrimMost + 1)^2 pairs of curves, each after a test of their boxes.
+// tries at most (kTrimMost + 1)^2 pairs of curves, each after a test of their boxes; over a
+// loop, the crossings sought beyond the two curves beside each detour stop after a floor plus
+// a number per curve of the loop (a crowded path offset far gives many detours with many
+// short offsets round them).
 constexpr int kTrimWindow = 4;
 constexpr int kTrimMost = 32;
+constexpr long long kTrimTestsFloor = 4096;
+constexpr long long kTrimTestsPerCurve = 16;
 // Samples per curve of the little loop's area.
 constexpr int kAreaSamples = 8;
 // Most disks one kept disk may stand in for when thinning.
@@ -123,6 +128,7 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
   for (const Detour& d : detours)
     for (int q = d.s; q < d.e; ++q) offset[at(q)] = 0;
   bool any = false;
+  long long tests = kTrimTestsFloor + kTrimTestsPerCurve * static_cast<long long>(n);
   for (std::size_t k = 0; k < detours.size(); ++k) {
     const int s = detours[k].s, e = detours[k].e;
     bool ok = e - s + 3 < n;
@@ -145,9 +151,10 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
       double si = 0, sj = 0;
       // Two straight offsets (the common case: corners of polygons) are cut as lines (their
       // parameters are along the chords).
+      if (!BoxesMeet(seg[i], seg[j]) || (tests <= 0 && a + b > 0)) return false;
+      --tests;
       const bool lines = Straight(seg[i]) && Straight(seg[j]);
-      if (!BoxesMeet(seg[i], seg[j]) ||
-          !(lines ? CrossLines(seg[i], seg[j], si, sj) : CrossCubics(seg[i], seg[j], si, sj)))
+      if (!(lines ? CrossLines(seg[i], seg[j], si, sj) : CrossCubics(seg[i], seg[j], si, sj)))
         return false;
       const auto line = [](const CDPOINT& p, const CDPOINT& q) { return Cubic{{p, p, q, q}}; };
       const CDPOINT x = lines ? num::Lerp(seg[i].p[0], seg[i].p[3], si) : seg[i].At(si);
