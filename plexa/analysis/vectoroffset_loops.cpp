@@ -15,6 +15,7 @@
 #include <numbers>
 #include <vector>
 
+#include "plexa/analysis/internal/offset_cubic.h"
 #include "plexa/analysis/internal/offset_loops.h"
 #include "plexa/core/internal/numerics.h"
 
@@ -31,10 +32,10 @@ using PLEXA::CDPOINT;
 constexpr double kFitShare = 0.3;
 constexpr double kArcShare = 0.25;
 constexpr double kGapShare = 0.25;
-// A disk whose centre lies within this share of the accuracy of the last one kept along a
-// detour is left out: the union of the disks moves by at most that much, which with the arc
-// or the gap share above stays within the fit's share. Halving a stretch whose curvature sits
-// near 1/d makes many tiny tight pieces, each with disks at both ends.
+// The disks along a detour are thinned (ThinDisks), their union shrinking by at most this
+// share of the accuracy, which with the gap share above stays within the fit's share. Halving
+// a stretch whose curvature sits near 1/d makes many tiny tight pieces, each with disks at
+// both ends.
 constexpr double kDiskMergeShare = 0.05;
 // Stretches where |d| times the curvature towards the side stays below this run along their
 // offset. Below 1 the offset runs forward (no cusp); the margin keeps it clear of the turning
@@ -49,8 +50,10 @@ constexpr int kCurvatureSamples = 9;
 constexpr int kMaxDepth = 18;
 // Samples along an offset cubic at which its distance from the base curve is checked.
 constexpr int kFitChecks = 8;
-// Newton steps of the projection onto the base curve.
+// Newton steps of the projection onto the base curve, at most; they stop once a step moves
+// the parameter by less than this share of the stretch.
 constexpr int kProjectSteps = 6;
+constexpr double kProjectSettled = 1e-12;
 // Largest angle between disks in a stretch of high curvature, whatever the accuracy allows.
 constexpr double kDiskMaxTurn = 0.5;
 // Where a curvature is read beside an end whose handle is on its anchor.
@@ -70,47 +73,11 @@ constexpr double kMinHandleScale = 0.02;
 constexpr double kMaxHandle = 2.0;
 // Samples that seed the projection onto the base curve.
 constexpr int kProjectSamples = 16;
-// Relative size below which a stretch counts as straight (control points on the chord).
-constexpr double kStraight = 1e-12;
 // Two tangents closer than this (radians, also scaled by the accuracy) need no join.
 constexpr double kJoinMinAngle = 1e-9;
 // Most arcs of one join or disk.
 constexpr int kMaxArcs = 64;
-// Chords per curve in that search, and Newton steps refining a crossing found.
-constexpr int kTrimChords = 16;
-constexpr int kCrossSteps = 8;
 
-struct Cubic {
-  CDPOINT p[4];
-  CDPOINT At(double t) const { return num::BezierPoint(p[0], p[1], p[2], p[3], t); }
-  CDPOINT D1(double t) const { return num::BezierDerivative(p[0], p[1], p[2], p[3], t); }
-  CDPOINT D2(double t) const {
-    const double s = 1 - t;
-    return CDPOINT(6 * (s * (p[2].x - 2 * p[1].x + p[0].x) + t * (p[3].x - 2 * p[2].x + p[1].x)),
-                   6 * (s * (p[2].y - 2 * p[1].y + p[0].y) + t * (p[3].y - 2 * p[2].y + p[1].y)));
-  }
-  Cubic Reversed() const { return Cubic{{p[3], p[2], p[1], p[0]}}; }
-  double HullLength() const {
-    return num::Dist(p[0], p[1]) + num::Dist(p[1], p[2]) + num::Dist(p[2], p[3]);
-  }
-  // The piece between t0 and t1 (de Casteljau twice).
-  Cubic Part(double t0, double t1) const {
-    const auto split = [](const Cubic& c, double t, bool right) {
-      const CDPOINT a = num::Lerp(c.p[0], c.p[1], t), b = num::Lerp(c.p[1], c.p[2], t),
-                    e = num::Lerp(c.p[2], c.p[3], t);
-      const CDPOINT ab = num::Lerp(a, b, t), be = num::Lerp(b, e, t), m = num::Lerp(ab, be, t);
-      return right ? Cubic{{m, be, e, c.p[3]}} : Cubic{{c.p[0], a, ab, m}};
-    };
-    Cubic r = t1 < 1 ? split(*this, t1, false) : *this;
-    if (t0 > 0 && t1 > 0) r = split(r, t0 / t1, true);
-    return r;
-  }
-};
-
-CDPOINT Unit(const CDPOINT& v) {
-  const double l = num::Length(v);
-  return l > 0 && std::isfinite(l) ? v * (1 / l) : CDPOINT();
-}
 // Left normal of a unit vector (counter-clockwise in y-up axes).
 CDPOINT Normal(const CDPOINT& t) {
   return CDPOINT(-t.y, t.x);
@@ -149,24 +116,6 @@ double Curvature(const Cubic& c, double t) {
   return std::isfinite(k) ? std::clamp(k, -kHuge, kHuge) : kHuge;
 }
 
-// Whether every control point of c lies on its chord, between its ends.
-bool Straight(const Cubic& c) {
-  const double chord = num::Dist(c.p[0], c.p[3]);
-  const CDPOINT u = Unit(c.p[3] - c.p[0]);
-  if (!(chord > 0)) return false;
-  for (int k = 1; k <= 2; ++k) {
-    const CDPOINT v = c.p[k] - c.p[0];
-    const double along = num::Dot(u, v);
-    if (std::fabs(num::Cross(u, v)) > chord * kStraight || along < 0 || along > chord) return false;
-  }
-  return true;
-}
-
-// The point at t, exactly the end point at 0 and 1, so that neighbouring curves share it.
-CDPOINT EndPoint(const Cubic& c, double t) {
-  return t <= 0 ? c.p[0] : t >= 1 ? c.p[3] : c.At(t);
-}
-
 // The segments of a path with length (the chord from its last anchor to its first appended
 // when closed).
 std::vector<Cubic> Segments(const CBPointArray& path, bool closed) {
@@ -188,124 +137,6 @@ std::vector<Cubic> Reversed(const std::vector<Cubic>& segs) {
   r.reserve(segs.size());
   for (auto it = segs.rbegin(); it != segs.rend(); ++it) r.push_back(it->Reversed());
   return r;
-}
-
-// Where straight cubics a and b (see Straight) cross: the crossing of their chords.
-bool CrossLines(const Cubic& a, const Cubic& b, CDPOINT& x) {
-  const CDPOINT r = a.p[3] - a.p[0], q = b.p[3] - b.p[0], w = b.p[0] - a.p[0];
-  const double den = num::Cross(r, q);
-  if (!(std::fabs(den) > 0)) return false;
-  const double s = num::Cross(w, q) / den, u = num::Cross(w, r) / den;
-  if (!(s >= 0 && s <= 1 && u >= 0 && u <= 1)) return false;
-  x = num::Lerp(a.p[0], a.p[3], s);
-  return true;
-}
-
-// Where cubics a and b cross: the crossing of their chords (kTrimChords each) latest along a
-// and then earliest along b, refined by Newton steps on a(s) = b(u). False when the chords do
-// not cross or the refinement drifts off.
-bool CrossCubics(const Cubic& a, const Cubic& b, double& sa, double& sb) {
-  CDPOINT pa[kTrimChords + 1], pb[kTrimChords + 1];
-  for (int k = 0; k <= kTrimChords; ++k) {
-    pa[k] = EndPoint(a, double(k) / kTrimChords);
-    pb[k] = EndPoint(b, double(k) / kTrimChords);
-  }
-  bool found = false;
-  for (int i = kTrimChords - 1; i >= 0 && !found; --i)
-    for (int j = 0; j < kTrimChords && !found; ++j) {
-      const CDPOINT r = pa[i + 1] - pa[i], q = pb[j + 1] - pb[j], w = pb[j] - pa[i];
-      const double den = num::Cross(r, q);
-      if (!(std::fabs(den) > 0)) continue;
-      const double x = num::Cross(w, q) / den, y = num::Cross(w, r) / den;
-      if (x < 0 || x > 1 || y < 0 || y > 1) continue;
-      sa = (i + x) / kTrimChords;
-      sb = (j + y) / kTrimChords;
-      found = true;
-    }
-  if (!found) return false;
-  const double scale = a.HullLength() + b.HullLength();
-  for (int it = 0; it < kCrossSteps; ++it) {
-    const CDPOINT f = a.At(sa) - b.At(sb), da = a.D1(sa), db = b.D1(sb);
-    // a'(sa) ds - b'(sb) du = -f, by Cramer's rule.
-    const double det = -num::Cross(da, db);
-    if (!(std::fabs(det) > scale * scale * 1e-18)) break;
-    const double ds = num::Cross(f, db) / det, du = -num::Cross(da, f) / det;
-    sa = std::clamp(sa + ds, 0.0, 1.0);
-    sb = std::clamp(sb + du, 0.0, 1.0);
-  }
-  return num::Dist(a.At(sa), b.At(sb)) <= scale * 1e-9;
-}
-
-// A detour of a loop, from node s (where the offset before it ends) to node e (where the
-// offset after it starts), through a corner or along a stretch of high curvature; the disks
-// that cover that stretch unless the detour is cut.
-struct Detour {
-  int s = 0, e = 0;
-  std::vector<CDPOINT> disks;
-};
-
-// Cuts, at each detour, the little loop that the offsets just before and after it make: from
-// their crossing round the detour and back to it, when that little loop winds as an outline
-// (it then lies where the offsets on both sides cover). Returns which detours were cut; the
-// others stay (the union resolves them).
-std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours) {
-  std::vector<char> cut(detours.size(), 0);
-  const int n = static_cast<int>(loop.GetSize()) - 1;
-  if (n < 4 || detours.empty()) return cut;
-  std::vector<Cubic> seg(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i)
-    seg[i] = Cubic{{loop[i].anchor, loop[i].out, loop[i + 1].in, loop[i + 1].anchor}};
-  std::vector<char> alive(static_cast<std::size_t>(n), 1);
-  const auto at = [n](int i) { return ((i % n) + n) % n; };
-  bool any = false;
-  for (std::size_t k = 0; k < detours.size(); ++k) {
-    const int s = detours[k].s, e = detours[k].e;
-    if (e - s + 3 >= n) continue;
-    bool ok = true;
-    for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
-    const int i = at(s - 1), j = at(e);
-    double si = 0, sj = 0;
-    // Two straight offsets (the common case: corners of polygons) are cut as lines.
-    const bool lines = Straight(seg[i]) && Straight(seg[j]);
-    CDPOINT x;
-    if (!ok || !(lines ? CrossLines(seg[i], seg[j], x) : CrossCubics(seg[i], seg[j], si, sj)))
-      continue;
-    if (!lines) x = seg[i].At(si);
-    double area = 0;
-    CDPOINT prev = x;
-    for (int q = s; q <= e + 1; ++q) {
-      const CDPOINT p = q == e + 1 ? x : seg[at(q - 1)].p[3];
-      area += prev.x * p.y - p.x * prev.y;
-      prev = p;
-    }
-    if (!(area < 0)) continue;
-    if (lines) {
-      seg[i] = Cubic{{seg[i].p[0], seg[i].p[0], x, x}};
-      seg[j] = Cubic{{x, x, seg[j].p[3], seg[j].p[3]}};
-    } else {
-      seg[i] = seg[i].Part(0, si);
-      seg[j] = seg[j].Part(sj, 1);
-    }
-    seg[i].p[3] = seg[j].p[0] = x;
-    for (int q = s; q < e; ++q) alive[at(q)] = 0;
-    cut[k] = 1;
-    any = true;
-  }
-  if (!any) return cut;
-  CBPointArray out;
-  for (int i = 0; i < n; ++i) {
-    if (!alive[i]) continue;
-    const Cubic& c = seg[i];
-    if (out.GetSize() == 0) out.Add(CBPOINT(c.p[0], c.p[0], c.p[0]));
-    out[static_cast<int>(out.GetUpperBound())].out = c.p[1];
-    out.Add(CBPOINT(c.p[2], c.p[3], c.p[3]));
-  }
-  if (out.GetSize() < 3) return std::vector<char>(detours.size(), 0);
-  const int last = static_cast<int>(out.GetUpperBound());
-  out[last].out = out[0].out;
-  out[0].in = out[last].in;
-  loop = out;
-  return cut;
 }
 
 }  // namespace
@@ -373,39 +204,41 @@ struct LoopBuilder::Impl {
       const int last = static_cast<int>(cur->GetUpperBound());
       (*cur)[last].out = (*cur)[0].out;
       (*cur)[0].in = (*cur)[last].in;
-      if (main) cut = TrimDetours(chain, detours);
+      if (main) cut = TrimDetours(chain, detours, r);
       out.Add(new CBPointArray(*cur));
     }
     cur->SetSize(0);
     if (!main) return;
     for (std::size_t k = 0; k < detours.size(); ++k)
       if (!cut[k])
-        for (const CDPOINT& c : detours[k].disks) AddDisk(c);
+        for (const CDPOINT& c : ThinDisks(detours[k].disks, r, diskMerge)) AddDisk(c);
     detours.clear();
   }
 
   // A detour joins the previous one when it starts where that ends (a tight stretch halved,
-  // a corner beside one): the offsets round both are then cut as one.
+  // a corner beside one), or only offset curves shorter than fitTol in all lie between (where
+  // the curvature hovers about 1/r): the offsets round both are then cut as one.
   void AddDetour(Detour&& detour) {
-    if (!detours.empty() && detours.back().e == detour.s) {
+    double between = 0;
+    for (int q = detours.empty() ? detour.s : detours.back().e; q < detour.s && between <= fitTol;
+         ++q)
+      between += num::Dist((*cur)[q].anchor, (*cur)[q].out) +
+                 num::Dist((*cur)[q].out, (*cur)[q + 1].in) +
+                 num::Dist((*cur)[q + 1].in, (*cur)[q + 1].anchor);
+    if (!detours.empty() && detours.back().e <= detour.s && between <= fitTol) {
       Detour& last = detours.back();
       last.e = detour.e;
-      for (const CDPOINT& c : detour.disks) KeepDisk(last.disks, c);
+      last.disks.insert(last.disks.end(), detour.disks.begin(), detour.disks.end());
       return;
     }
     detours.push_back(std::move(detour));
-  }
-
-  // Appends disk c to a detour's disks unless it lies within diskMerge of the last one.
-  void KeepDisk(std::vector<CDPOINT>& disks, const CDPOINT& c) const {
-    if (disks.empty() || num::Dist(disks.back(), c) > diskMerge) disks.push_back(c);
   }
 
   // A disk of radius r about c, a loop of its own (the chain in progress kept aside).
   void AddDisk(const CDPOINT& c) {
     ++pieces;
     if (diskSink) {
-      KeepDisk(*diskSink, c);
+      diskSink->push_back(c);
       return;
     }
     CBPointArray disk;
@@ -544,21 +377,27 @@ struct LoopBuilder::Impl {
     };
     const Cubic q{{q0, q0 + scaled(h0, f0), q3 + scaled(h1, f1), q3}};
     double err = 0;
+    CDPOINT samples[kProjectSamples + 1];
+    for (int k = 0; k <= kProjectSamples; ++k)
+      samples[k] = c.At(t0 + (t1 - t0) * k / kProjectSamples);
     for (int j = 1; j < kFitChecks && err <= fitTol; ++j) {
       const double s = double(j) / kFitChecks;
       const CDPOINT p = q.At(s);
       // The nearest of a few samples, then Newton steps (slow alone where the speed vanishes).
       double t = t0 + (t1 - t0) * s, best = kHuge;
       for (int k = 0; k <= kProjectSamples; ++k) {
-        const double tk = t0 + (t1 - t0) * k / kProjectSamples;
-        const double dk = num::Dist(c.At(tk), p);
-        if (dk < best) best = dk, t = tk;
+        const CDPOINT e = samples[k] - p;
+        const double dk = num::Dot(e, e);
+        if (dk < best) best = dk, t = t0 + (t1 - t0) * k / kProjectSamples;
       }
       for (int it = 0; it < kProjectSteps; ++it) {
         const CDPOINT e = c.At(t) - p, v = c.D1(t), a = c.D2(t);
         const double g1 = num::Dot(e, v), g2 = num::Dot(v, v) + num::Dot(e, a);
         if (!(g2 > 0)) break;
-        t = std::clamp(t - g1 / g2, t0, t1);
+        const double next = std::clamp(t - g1 / g2, t0, t1);
+        const bool settled = std::fabs(next - t) <= (t1 - t0) * kProjectSettled;
+        t = next;
+        if (settled) break;
       }
       err = std::max(err, std::fabs(num::Dist(c.At(t), p) - r));
     }

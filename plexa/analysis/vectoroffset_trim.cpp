@@ -1,0 +1,220 @@
+// The cutting of the little loops round detours (plexa/analysis/internal/offset_cubic.h).
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "plexa/analysis/internal/offset_cubic.h"
+
+namespace plexa::offset {
+namespace {
+
+using PLEXA::CBPOINT;
+
+// Chords per curve in the search for a crossing of two cubics, and Newton steps refining a
+// crossing found.
+constexpr int kTrimChords = 16;
+constexpr int kCrossSteps = 8;
+// Offset curves on either side of a detour searched for the crossing that cuts it, beyond the
+// one beside it: kTrimWindow, more while they are shorter than the radius in all (beside a
+// stretch whose curvature nears 1/r the offset nearly stops), kTrimMost at most. The search
+// tries at most (kTrimMost + 1)^2 pairs of curves, each after a test of their boxes; over a
+// loop, the crossings sought beyond the two curves beside each detour stop after a floor plus
+// a number per curve of the loop (a crowded path offset far gives many detours with many
+// short offsets round them).
+constexpr int kTrimWindow = 4;
+constexpr int kTrimMost = 32;
+constexpr long long kTrimTestsFloor = 4096;
+constexpr long long kTrimTestsPerCurve = 16;
+// Samples per curve of the little loop's area.
+constexpr int kAreaSamples = 8;
+// Most disks one kept disk may stand in for when thinning.
+constexpr std::size_t kThinMost = 64;
+
+// Where straight cubics a and b (see Straight) cross: the crossing of their chords, at sa
+// along a and sb along b.
+bool CrossLines(const Cubic& a, const Cubic& b, double& sa, double& sb) {
+  const CDPOINT r = a.p[3] - a.p[0], q = b.p[3] - b.p[0], w = b.p[0] - a.p[0];
+  const double den = num::Cross(r, q);
+  if (!(std::fabs(den) > 0)) return false;
+  sa = num::Cross(w, q) / den;
+  sb = num::Cross(w, r) / den;
+  return sa >= 0 && sa <= 1 && sb >= 0 && sb <= 1;
+}
+
+// Where cubics a and b cross: the crossing of their chords (kTrimChords each) latest along a
+// and then earliest along b, refined by Newton steps on a(s) = b(u). False when the chords do
+// not cross or the refinement drifts off.
+bool CrossCubics(const Cubic& a, const Cubic& b, double& sa, double& sb) {
+  CDPOINT pa[kTrimChords + 1], pb[kTrimChords + 1];
+  for (int k = 0; k <= kTrimChords; ++k) {
+    pa[k] = EndPoint(a, double(k) / kTrimChords);
+    pb[k] = EndPoint(b, double(k) / kTrimChords);
+  }
+  bool found = false;
+  for (int i = kTrimChords - 1; i >= 0 && !found; --i)
+    for (int j = 0; j < kTrimChords && !found; ++j) {
+      const CDPOINT r = pa[i + 1] - pa[i], q = pb[j + 1] - pb[j], w = pb[j] - pa[i];
+      const double den = num::Cross(r, q);
+      if (!(std::fabs(den) > 0)) continue;
+      const double x = num::Cross(w, q) / den, y = num::Cross(w, r) / den;
+      if (x < 0 || x > 1 || y < 0 || y > 1) continue;
+      sa = (i + x) / kTrimChords;
+      sb = (j + y) / kTrimChords;
+      found = true;
+    }
+  if (!found) return false;
+  const double scale = a.HullLength() + b.HullLength();
+  for (int it = 0; it < kCrossSteps; ++it) {
+    const CDPOINT f = a.At(sa) - b.At(sb), da = a.D1(sa), db = b.D1(sb);
+    // a'(sa) ds - b'(sb) du = -f, by Cramer's rule.
+    const double det = -num::Cross(da, db);
+    if (!(std::fabs(det) > scale * scale * 1e-18)) break;
+    const double ds = num::Cross(f, db) / det, du = -num::Cross(da, f) / det;
+    sa = std::clamp(sa + ds, 0.0, 1.0);
+    sb = std::clamp(sb + du, 0.0, 1.0);
+  }
+  return num::Dist(a.At(sa), b.At(sb)) <= scale * 1e-9;
+}
+
+// Twice the signed area swept by c from the origin (y up: negative for an outline), from
+// kAreaSamples chords.
+double SweptArea(const Cubic& c) {
+  double area = 0;
+  CDPOINT prev = c.p[0];
+  for (int k = 1; k <= kAreaSamples; ++k) {
+    const CDPOINT q = EndPoint(c, double(k) / kAreaSamples);
+    area += prev.x * q.y - q.x * prev.y;
+    prev = q;
+  }
+  return area;
+}
+
+// Whether the control boxes of a and b overlap.
+bool BoxesMeet(const Cubic& a, const Cubic& b) {
+  const auto lo = [](const Cubic& c, double CDPOINT::*m) {
+    return std::min({c.p[0].*m, c.p[1].*m, c.p[2].*m, c.p[3].*m});
+  };
+  const auto hi = [](const Cubic& c, double CDPOINT::*m) {
+    return std::max({c.p[0].*m, c.p[1].*m, c.p[2].*m, c.p[3].*m});
+  };
+  return lo(a, &CDPOINT::x) <= hi(b, &CDPOINT::x) && lo(b, &CDPOINT::x) <= hi(a, &CDPOINT::x) &&
+         lo(a, &CDPOINT::y) <= hi(b, &CDPOINT::y) && lo(b, &CDPOINT::y) <= hi(a, &CDPOINT::y);
+}
+
+}  // namespace
+
+// Whether every control point of c lies on its chord, between its ends.
+bool Straight(const Cubic& c) {
+  const double chord = num::Dist(c.p[0], c.p[3]);
+  const CDPOINT u = Unit(c.p[3] - c.p[0]);
+  if (!(chord > 0)) return false;
+  for (int k = 1; k <= 2; ++k) {
+    const CDPOINT v = c.p[k] - c.p[0];
+    const double along = num::Dot(u, v);
+    if (std::fabs(num::Cross(u, v)) > chord * kStraight || along < 0 || along > chord) return false;
+  }
+  return true;
+}
+
+std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours, double r) {
+  std::vector<char> cut(detours.size(), 0);
+  const int n = static_cast<int>(loop.GetSize()) - 1;
+  if (n < 4 || detours.empty()) return cut;
+  std::vector<Cubic> seg(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i)
+    seg[i] = Cubic{{loop[i].anchor, loop[i].out, loop[i + 1].in, loop[i + 1].anchor}};
+  std::vector<char> alive(static_cast<std::size_t>(n), 1), offset(static_cast<std::size_t>(n), 1);
+  const auto at = [n](int i) { return ((i % n) + n) % n; };
+  for (const Detour& d : detours)
+    for (int q = d.s; q < d.e; ++q) offset[at(q)] = 0;
+  bool any = false;
+  long long tests = kTrimTestsFloor + kTrimTestsPerCurve * static_cast<long long>(n);
+  for (std::size_t k = 0; k < detours.size(); ++k) {
+    const int s = detours[k].s, e = detours[k].e;
+    bool ok = e - s + 3 < n;
+    for (int q = s - 1; q <= e && ok; ++q) ok = alive[at(q)] != 0;
+    if (!ok) continue;
+    // The window: offset curves still in the loop on either side, up to the next detour.
+    int wa = 0, wb = 0;
+    double la = 0, lb = 0;
+    const auto more = [r](int w, double l) { return w < kTrimMost && (w < kTrimWindow || l < r); };
+    while (more(wa, la) && e - s + 4 + wa + wb < n && alive[at(s - 2 - wa)] &&
+           offset[at(s - 2 - wa)])
+      la += seg[at(s - 2 - wa++)].HullLength();
+    while (more(wb, lb) && e - s + 4 + wa + wb < n && alive[at(e + 1 + wb)] &&
+           offset[at(e + 1 + wb)])
+      lb += seg[at(e + 1 + wb++)].HullLength();
+    // Cuts at the crossing of curves s - 1 - a (before) and e + b (after) when the little loop
+    // winds as an outline.
+    const auto tryCut = [&](int a, int b) {
+      const int i = at(s - 1 - a), j = at(e + b);
+      double si = 0, sj = 0;
+      // Two straight offsets (the common case: corners of polygons) are cut as lines (their
+      // parameters are along the chords).
+      if (!BoxesMeet(seg[i], seg[j]) || (tests <= 0 && a + b > 0)) return false;
+      --tests;
+      const bool lines = Straight(seg[i]) && Straight(seg[j]);
+      if (!(lines ? CrossLines(seg[i], seg[j], si, sj) : CrossCubics(seg[i], seg[j], si, sj)))
+        return false;
+      const auto line = [](const CDPOINT& p, const CDPOINT& q) { return Cubic{{p, p, q, q}}; };
+      const CDPOINT x = lines ? num::Lerp(seg[i].p[0], seg[i].p[3], si) : seg[i].At(si);
+      double area = SweptArea(lines ? line(x, seg[i].p[3]) : seg[i].Part(si, 1)) +
+                    SweptArea(lines ? line(seg[j].p[0], x) : seg[j].Part(0, sj));
+      for (int q = s - a; q < e + b; ++q) area += SweptArea(seg[at(q)]);
+      if (!(area < 0)) return false;
+      seg[i] = lines ? line(seg[i].p[0], x) : seg[i].Part(0, si);
+      seg[j] = lines ? line(x, seg[j].p[3]) : seg[j].Part(sj, 1);
+      seg[i].p[3] = seg[j].p[0] = x;
+      for (int q = s - a; q < e + b; ++q) alive[at(q)] = 0;
+      return true;
+    };
+    // The pairs nearest first (by a + b).
+    for (int w = 0; w <= wa + wb && !cut[k]; ++w)
+      for (int a = std::max(0, w - wb); a <= std::min(w, wa) && !cut[k]; ++a)
+        cut[k] = tryCut(a, w - a) ? 1 : 0;
+    any = any || cut[k];
+  }
+  if (!any) return cut;
+  CBPointArray out;
+  for (int i = 0; i < n; ++i) {
+    if (!alive[i]) continue;
+    const Cubic& c = seg[i];
+    if (out.GetSize() == 0) out.Add(CBPOINT(c.p[0], c.p[0], c.p[0]));
+    out[static_cast<int>(out.GetUpperBound())].out = c.p[1];
+    out.Add(CBPOINT(c.p[2], c.p[3], c.p[3]));
+  }
+  if (out.GetSize() < 3) return std::vector<char>(detours.size(), 0);
+  const int last = static_cast<int>(out.GetUpperBound());
+  out[last].out = out[0].out;
+  out[0].in = out[last].in;
+  loop = out;
+  return cut;
+}
+
+// Why thinning loses at most `loss`: a point x of a dropped disk about c lies within r + h of
+// the point c' of the chord from a to b nearest c (h = |c - c'|), and every point within r of
+// the chord lies within hypot(r, |ab| / 2) - r of the disks about a and b.
+std::vector<CDPOINT> ThinDisks(const std::vector<CDPOINT>& centres, double r, double loss) {
+  const std::size_t m = centres.size();
+  const auto covered = [&](std::size_t i, std::size_t j) {
+    const CDPOINT a = centres[i], ab = centres[j] - a;
+    const double len2 = num::Dot(ab, ab);
+    const double g = std::hypot(r, std::sqrt(len2) / 2) - r;
+    for (std::size_t q = i + 1; q < j; ++q) {
+      const double t = len2 > 0 ? std::clamp(num::Dot(centres[q] - a, ab) / len2, 0.0, 1.0) : 0;
+      if (!(num::Dist(centres[q], a + ab * t) + g <= loss)) return false;
+    }
+    return true;
+  };
+  std::vector<CDPOINT> kept;
+  for (std::size_t i = 0; i < m;) {
+    kept.push_back(centres[i]);
+    std::size_t j = i + 1;
+    for (std::size_t next = i + 2; next < m && next - i <= kThinMost && covered(i, next); ++next)
+      j = next;
+    i = j;
+  }
+  return kept;
+}
+
+}  // namespace plexa::offset
