@@ -9,17 +9,12 @@
 #include <vector>
 
 #include "bench/glyph_paths.h"
+#include "plexa/raster/faithtrace.h"
 #include "tests/support.h"
 
 using namespace plexa::test;
 
 namespace {
-
-std::vector<const CBPointArray*> Paths(const CPolyPolyBezier& set) {
-  std::vector<const CBPointArray*> v;
-  for (INT_PTR i = 0; i < set.GetSize(); ++i) v.push_back(set.GetAt(static_cast<int>(i)));
-  return v;
-}
 
 // Signed area of the dense polygons (outlines positive, holes negative on screen).
 double Area(const CPolyPolyBezier& set) {
@@ -85,6 +80,13 @@ void Measure(const CPolyPolyBezier& in, const CPolyPolyBezier& out, double d, do
         err = std::max(err, std::fabs(dist(BezierAt(p[k], p[k + 1], s / 4.0)) - std::fabs(d)));
     }
   }
+}
+
+double SegmentDistance(const CDPOINT& a, const CDPOINT& b, const CDPOINT& q) {
+  const CDPOINT d = b - a;
+  const double l2 = d.x * d.x + d.y * d.y;
+  const double t = l2 > 0 ? std::clamp(((q.x - a.x) * d.x + (q.y - a.y) * d.y) / l2, 0.0, 1.0) : 0;
+  return Dist(a + d * t, q);
 }
 
 CPolyPolyBezier One(const CBPointArray& p) {
@@ -188,6 +190,77 @@ TEST(VectorOffset, GrowThenShrinkReturnsTheInput) {
   double err = 0, shortest = 0;
   Measure(glyphs, back, 0, err, shortest);
   EXPECT_LE(err, 2e-3);
+}
+
+// Traced lettering (short curves, sharp turns, letters that grow into each other) grown and
+// shrunk, rendered back at pixel centres on a half-pixel grid: a point is covered exactly when
+// it lies in the input grown by d (inside, or nearer than d to its boundary) or shrunk by |d|
+// (inside, and farther than |d| from it). Points within 0.05 of that distance are not judged
+// (the render flattens within 0.02). The distance comes from the input's boundary sampled
+// densely, its chords bucketed on a grid.
+TEST(VectorOffset, TracedArtCoverageMatchesTheDistance) {
+  CPolyPolyBezier text;
+  if (LoadGlyphPaths(text, "Print&cut") == 0) GTEST_SKIP() << "no FreeType or no DejaVu font";
+  const int w = 440, h = 130;
+  for (INT_PTR i = 0; i < text.GetSize(); ++i)
+    for (CBPOINT& n : text[static_cast<int>(i)])
+      for (CDPOINT* q : {&n.in, &n.anchor, &n.out})
+        *q = CDPOINT(q->x * 0.045 + 12, q->y * 0.045 + 100);
+  std::vector<std::uint8_t> mask;
+  ASSERT_TRUE(FillPolyPolyEvenOdd(text, w, h, mask));
+  for (std::uint8_t& m : mask) m = m ? 0 : 255;
+  CPolyPolyBezier art;
+  ASSERT_TRUE(CFaithfulTrace().Trace(mask, w, h, w, art));
+
+  constexpr int kZoom = 2;     // samples a pixel, each way
+  constexpr double kCell = 8;  // bucket size, at least the largest |d| + margin
+  constexpr double kMargin = 0.05;
+  const int gw = w * kZoom, gh = h * kZoom, cw = static_cast<int>(w / kCell) + 1,
+            ch = static_cast<int>(h / kCell) + 1;
+  std::vector<std::vector<std::pair<CDPOINT, CDPOINT>>> cells(static_cast<std::size_t>(cw * ch));
+  for (const auto& poly : DensePolygons(Paths(art), 64))
+    for (std::size_t i = 0; i + 1 < poly.size(); ++i) {
+      const CDPOINT a = poly[i], b = poly[i + 1];
+      const int x = std::clamp(static_cast<int>(a.x / kCell), 0, cw - 1);
+      const int y = std::clamp(static_cast<int>(a.y / kCell), 0, ch - 1);
+      cells[static_cast<std::size_t>(y * cw + x)].push_back({a, b});
+    }
+  const auto distance = [&](const CDPOINT& q) {  // exact below kCell - 1 (chords are short)
+    double best = kInf;
+    const int cx = static_cast<int>(q.x / kCell), cy = static_cast<int>(q.y / kCell);
+    for (int y = std::max(cy - 1, 0); y <= std::min(cy + 1, ch - 1); ++y)
+      for (int x = std::max(cx - 1, 0); x <= std::min(cx + 1, cw - 1); ++x)
+        for (const auto& [a, b] : cells[static_cast<std::size_t>(y * cw + x)])
+          best = std::min(best, SegmentDistance(a, b, q));
+    return best;
+  };
+  const auto zoomed = [&](const CPolyPolyBezier& set) {
+    CPolyPolyBezier z(set);
+    for (INT_PTR i = 0; i < z.GetSize(); ++i)
+      for (CBPOINT& n : z[static_cast<int>(i)])
+        for (CDPOINT* q : {&n.in, &n.anchor, &n.out}) *q = *q * kZoom;
+    std::vector<std::uint8_t> m;
+    EXPECT_TRUE(FillPolyPolyEvenOdd(z, gw, gh, m));
+    return m;
+  };
+  const std::vector<std::uint8_t> inside = zoomed(art);
+  for (double d : {6.0, 2.5, -2.0}) {
+    CPolyPolyBezier out;
+    ASSERT_TRUE(OffsetPolyPolyBezier(art, d, out));
+    const std::vector<std::uint8_t> covered = zoomed(out);
+    int judged = 0, wrong = 0;
+    for (int y = 0; y < gh; ++y)
+      for (int x = 0; x < gw; ++x) {
+        const std::size_t k = static_cast<std::size_t>(y) * gw + x;
+        const double dist = distance(CDPOINT((x + 0.5) / kZoom, (y + 0.5) / kZoom));
+        if (std::fabs(dist - std::fabs(d)) < kMargin) continue;
+        const bool want = d > 0 ? inside[k] || dist < d : inside[k] && dist > -d;
+        ++judged;
+        wrong += want != (covered[k] != 0);
+      }
+    EXPECT_GT(judged, gw * gh * 9 / 10) << d;
+    EXPECT_EQ(wrong, 0) << d;
+  }
 }
 
 // Bad input gives quiet, stated results.
