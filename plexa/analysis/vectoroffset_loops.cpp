@@ -210,9 +210,29 @@ struct LoopBuilder::Impl {
     cur->SetSize(0);
     if (!main) return;
     for (std::size_t k = 0; k < detours.size(); ++k)
-      if (!cut[k])
-        for (const CDPOINT& c : ThinDisks(detours[k].disks, r, diskMerge)) AddDisk(c);
+      if (!cut[k]) AddDisks(ThinDisks(detours[k].disks, r, diskMerge));
     detours.clear();
+  }
+
+  // The disks about centres as the loops of their union (one small loop for a run of disks
+  // along a turn, rather than one loop each for the union behind to resolve), or each disk
+  // as its own loop where the union's arcs do not chain.
+  void AddDisks(const std::vector<CDPOINT>& centres) {
+    std::vector<std::vector<Arc>> unions;
+    if (centres.size() < 2 || !DiskUnion(centres, r, unions)) {
+      for (const CDPOINT& c : centres) AddDisk(c);
+      return;
+    }
+    CBPointArray loop;
+    CBPointArray* keep = cur;
+    cur = &loop;
+    for (const std::vector<Arc>& arcs : unions) {
+      LineTo(arcs.front().from);
+      for (std::size_t k = 0; k < arcs.size(); ++k)
+        ArcTo(arcs[k].c, arcs[k].sweep, k + 1 < arcs.size() ? arcs[k].to : arcs.front().from);
+      Finish();
+    }
+    cur = keep;
   }
 
   // A detour joins the previous one when it starts where that ends (a tight stretch halved,

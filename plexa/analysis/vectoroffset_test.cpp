@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench/glyph_paths.h"
+#include "plexa/analysis/internal/offset_cubic.h"
 #include "plexa/raster/faithtrace.h"
 #include "tests/support.h"
 
@@ -264,6 +265,54 @@ TEST(VectorOffset, TracedArtCoverageMatchesTheDistance) {
 }
 
 // Bad input gives quiet, stated results.
+// Runs of disks (a curl tighter than their radius, a ring whose union has a hole, a line with
+// repeated centres, one disk): the chained arcs wind -1 exactly inside some disk and 0
+// elsewhere, at grid points clear of every circle.
+TEST(VectorOffset, DiskUnionWindsLikeTheDisks) {
+  constexpr double r = 1.0, pi = std::numbers::pi;
+  std::vector<std::vector<CDPOINT>> runs(4);
+  for (int k = 0; k <= 20; ++k)
+    runs[0].push_back(CDPOINT(0.6 * std::cos(k * 0.26), 0.6 * std::sin(k * 0.26)));
+  for (int k = 0; k < 40; ++k)
+    runs[1].push_back(CDPOINT(2.2 * std::cos(k * pi / 20), 2.2 * std::sin(k * pi / 20)));
+  for (double x : {0.0, 0.0, 0.7, 1.9, 1.9, 3.0}) runs[2].push_back(CDPOINT(x, 0.3 * x));
+  runs[3] = {CDPOINT(1, 1)};
+  for (const auto& run : runs) {
+    std::vector<std::vector<plexa::offset::Arc>> loops;
+    ASSERT_TRUE(plexa::offset::DiskUnion(run, r, loops));
+    std::vector<std::vector<CDPOINT>> polys;
+    for (const auto& loop : loops) {
+      polys.emplace_back();
+      for (const auto& a : loop)
+        for (int k = 0; k < 200; ++k) {
+          const double t = std::atan2(a.from.y - a.c.y, a.from.x - a.c.x) + a.sweep * k / 200;
+          polys.back().push_back(a.c + CDPOINT(std::cos(t), std::sin(t)) * r);
+        }
+      polys.back().push_back(polys.back().front());
+    }
+    for (double x = -4; x <= 4.5; x += 0.13)
+      for (double y = -4; y <= 4.5; y += 0.13) {
+        const CDPOINT q(x, y);
+        double clear = kInf;
+        bool in = false;
+        for (const CDPOINT& c : run) {
+          clear = std::min(clear, std::fabs(Dist(c, q) - r));
+          in = in || Dist(c, q) < r;
+        }
+        if (clear < 1e-2) continue;
+        int w = 0;
+        for (const auto& poly : polys)
+          for (std::size_t i = 0; i + 1 < poly.size(); ++i) {
+            const CDPOINT u = poly[i], v = poly[i + 1];
+            const double side = (v.x - u.x) * (q.y - u.y) - (q.x - u.x) * (v.y - u.y);
+            if (u.y <= q.y && v.y > q.y && side > 0) ++w;
+            if (u.y > q.y && v.y <= q.y && side < 0) --w;
+          }
+        EXPECT_EQ(w, in ? -1 : 0) << x << "," << y;
+      }
+  }
+}
+
 TEST(VectorOffset, BadInputIsQuiet) {
   const CPolyPolyBezier sq = One(Rect(0, 0, 10, 10));
   CPolyPolyBezier out;

@@ -1,6 +1,8 @@
 // The cutting of the little loops round detours (plexa/analysis/internal/offset_cubic.h).
 #include <algorithm>
 #include <cmath>
+#include <numbers>
+#include <utility>
 #include <vector>
 
 #include "plexa/analysis/internal/offset_cubic.h"
@@ -29,6 +31,13 @@ constexpr long long kTrimTestsPerCurve = 16;
 constexpr int kAreaSamples = 8;
 // Most disks one kept disk may stand in for when thinning.
 constexpr std::size_t kThinMost = 64;
+// The union of disks: centres closer than this share of the radius count as one disk, free
+// arcs shorter than this angle make the chaining ambiguous, and an arc's end meets the start
+// of the next within kChainMatch of the radius while no other start lies within kChainApart.
+constexpr double kSameCentre = 1e-9;
+constexpr double kTinyArc = 1e-9;
+constexpr double kChainMatch = 1e-9;
+constexpr double kChainApart = 1e-6;
 
 // Where straight cubics a and b (see Straight) cross: the crossing of their chords, at sa
 // along a and sb along b.
@@ -215,6 +224,101 @@ std::vector<CDPOINT> ThinDisks(const std::vector<CDPOINT>& centres, double r, do
     i = j;
   }
   return kept;
+}
+
+// Why the chains are the union's boundary: a point of a circle lies on the boundary exactly
+// when no other disk covers it, so the free arcs of every circle (its angles outside the
+// intervals the other disks cover, each ending where another circle crosses it) make up the
+// boundary. Where a free arc of circle i ends (read clockwise) on circle j, j's free arc
+// starts: just past that point j leaves disk i and no third disk is there (else the point
+// would be covered). So each end meets exactly one start, and the disks lie on the right of
+// every arc: outlines clockwise, holes counter-clockwise.
+bool DiskUnion(const std::vector<CDPOINT>& centres, double r,
+               std::vector<std::vector<Arc>>& loops) {
+  loops.clear();
+  constexpr double kTurn = 2 * std::numbers::pi;
+  if (!(r > 0) || !std::isfinite(r)) return false;
+  std::vector<CDPOINT> c;
+  for (const CDPOINT& p : centres) {
+    if (!num::IsFinite(p)) return false;
+    bool same = false;
+    for (const CDPOINT& q : c) same = same || num::Dist(p, q) <= r * kSameCentre;
+    if (!same) c.push_back(p);
+  }
+  if (c.size() > kUnionMost) return false;
+  const auto at = [&](std::size_t i, double a) {
+    return c[i] + CDPOINT(std::cos(a), std::sin(a)) * r;
+  };
+  std::vector<Arc> arcs;
+  std::vector<std::pair<double, double>> cover;
+  for (std::size_t i = 0; i < c.size(); ++i) {
+    cover.clear();
+    for (std::size_t j = 0; j < c.size(); ++j) {
+      const double d = num::Dist(c[i], c[j]);
+      if (j == i || !(d < 2 * r)) continue;
+      const double half = std::acos(d / (2 * r));
+      double lo = std::atan2(c[j].y - c[i].y, c[j].x - c[i].x) - half;
+      lo = std::fmod(lo + 2 * kTurn, kTurn);
+      const double hi = lo + 2 * half;
+      if (hi > kTurn) {
+        cover.emplace_back(lo, kTurn);
+        cover.emplace_back(0.0, hi - kTurn);
+      } else {
+        cover.emplace_back(lo, hi);
+      }
+    }
+    if (cover.empty()) {
+      const CDPOINT p = at(i, 0);
+      loops.push_back({Arc{c[i], p, p, -kTurn}});
+      continue;
+    }
+    std::sort(cover.begin(), cover.end());
+    std::vector<std::pair<double, double>> merged{cover.front()};
+    for (const auto& [lo, hi] : cover) {
+      if (lo <= merged.back().second) {
+        merged.back().second = std::max(merged.back().second, hi);
+      } else {
+        merged.emplace_back(lo, hi);
+      }
+    }
+    // Free angles between the covered ones (the last gap wraps round), read clockwise.
+    for (std::size_t q = 0; q < merged.size(); ++q) {
+      const double a = merged[q].second;
+      const double b = q + 1 < merged.size() ? merged[q + 1].first : merged[0].first + kTurn;
+      if (!(b > a)) continue;
+      if (b - a < kTinyArc) return loops.clear(), false;
+      arcs.push_back(Arc{c[i], at(i, b), at(i, a), -(b - a)});
+    }
+  }
+  // Chains: the next arc starts where this one ends, and no other start lies near.
+  const std::size_t m = arcs.size();
+  std::vector<std::size_t> next(m, m), before(m, 0);
+  for (std::size_t k = 0; k < m; ++k) {
+    double best = 1e300, second = 1e300;
+    for (std::size_t q = 0; q < m; ++q) {
+      const double dq = num::Dist(arcs[k].to, arcs[q].from);
+      if (dq < best) {
+        second = best, best = dq, next[k] = q;
+      } else {
+        second = std::min(second, dq);
+      }
+    }
+    if (!(best <= r * kChainMatch) || !(second > r * kChainApart) || next[k] == k)
+      return loops.clear(), false;
+    ++before[next[k]];
+  }
+  for (std::size_t k = 0; k < m; ++k)
+    if (before[k] != 1) return loops.clear(), false;
+  std::vector<char> used(m, 0);
+  for (std::size_t k = 0; k < m; ++k) {
+    std::vector<Arc> loop;
+    for (std::size_t q = k; !used[q]; q = next[q]) {
+      used[q] = 1;
+      loop.push_back(arcs[q]);
+    }
+    if (!loop.empty()) loops.push_back(std::move(loop));
+  }
+  return true;
 }
 
 }  // namespace plexa::offset

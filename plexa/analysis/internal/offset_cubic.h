@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <vector>
 
 #include "plexa/core/internal/numerics.h"
@@ -76,5 +77,20 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
 // kept, and each one left out only where the disks kept on either side of it cover it but for
 // at most `loss` (every point of it within loss of them).
 std::vector<CDPOINT> ThinDisks(const std::vector<CDPOINT>& centres, double r, double loss);
+
+// An arc of a circle about c from `from` to `to`, sweeping `sweep` radians (negative:
+// clockwise, the way a disk loop winds).
+struct Arc {
+  CDPOINT c, from, to;
+  double sweep = 0;
+};
+
+// The boundary of the union of the disks of radius r about centres (at most kUnionMost of
+// them), as closed chains of clockwise arcs: outlines wind like a disk loop, holes the other
+// way, so the chains wind exactly like the disks' union (once inside, never more). False,
+// with loops empty, where the arcs do not chain unambiguously (three circles through one
+// point, near tangencies): the caller then keeps the disks.
+constexpr std::size_t kUnionMost = 256;
+bool DiskUnion(const std::vector<CDPOINT>& centres, double r, std::vector<std::vector<Arc>>& loops);
 
 }  // namespace plexa::offset
