@@ -51,9 +51,9 @@ constexpr int kMaxDepth = 18;
 // Samples along an offset cubic at which its distance from the base curve is checked.
 constexpr int kFitChecks = 8;
 // Newton steps of the projection onto the base curve, at most; they stop once a step moves
-// the parameter by less than this share of the stretch.
+// the point by less than this share of the fit's tolerance.
 constexpr int kProjectSteps = 6;
-constexpr double kProjectSettled = 1e-12;
+constexpr double kProjectSettled = 1e-3;
 // Largest angle between disks in a stretch of high curvature, whatever the accuracy allows.
 constexpr double kDiskMaxTurn = 0.5;
 // Where a curvature is read beside an end whose handle is on its anchor.
@@ -84,10 +84,9 @@ CDPOINT Normal(const CDPOINT& t) {
 }
 
 // Unit tangent at t, falling back to the next control point that differs when the derivative
-// vanishes at an end (handles on their anchors).
-CDPOINT Tangent(const Cubic& c, double t) {
+// vanishes at an end (handles on their anchors). scale is c.HullLength().
+CDPOINT Tangent(const Cubic& c, double t, double scale) {
   CDPOINT v = c.D1(t);
-  const double scale = c.HullLength();
   if (num::Length(v) > scale * 1e-9) return Unit(v);
   if (t <= 0.5) {
     for (int k = 1; k <= 3; ++k)
@@ -98,12 +97,15 @@ CDPOINT Tangent(const Cubic& c, double t) {
   }
   return CDPOINT();
 }
+CDPOINT Tangent(const Cubic& c, double t) {
+  return Tangent(c, t, c.HullLength());
+}
 
 // Signed curvature at t (positive turning left in y-up axes); huge where the speed vanishes.
 // At an end whose handle sits on its anchor the value is taken a little inside (a straight
-// segment so drawn has curvature 0 throughout, not an undefined one at its ends).
-double Curvature(const Cubic& c, double t) {
-  const double scale = c.HullLength();
+// segment so drawn has curvature 0 throughout, not an undefined one at its ends). scale is
+// c.HullLength().
+double Curvature(const Cubic& c, double t, double scale) {
   CDPOINT v = c.D1(t);
   if (!(num::Length(v) > scale * 1e-9)) {
     t += t < 0.5 ? kEndNudge : -kEndNudge;
@@ -114,6 +116,23 @@ double Curvature(const Cubic& c, double t) {
   if (!(s > scale * 1e-12)) return kHuge;
   const double k = num::Cross(v, a) / (s * s * s);
   return std::isfinite(k) ? std::clamp(k, -kHuge, kHuge) : kHuge;
+}
+double Curvature(const Cubic& c, double t) {
+  return Curvature(c, t, c.HullLength());
+}
+
+// The unit tangent and the curvature at t together (as Tangent and Curvature).
+void TangentAndCurvature(const Cubic& c, double t, double scale, CDPOINT& tangent, double& k) {
+  const CDPOINT v = c.D1(t);
+  const double s = num::Length(v);
+  if (!(s > scale * 1e-9)) {
+    tangent = Tangent(c, t, scale);
+    k = Curvature(c, t, scale);
+    return;
+  }
+  tangent = v * (1 / s);
+  const double q = num::Cross(v, c.D2(t)) / (s * s * s);
+  k = std::isfinite(q) ? std::clamp(q, -kHuge, kHuge) : kHuge;
 }
 
 // The segments of a path with length (the chord from its last anchor to its first appended
@@ -296,14 +315,16 @@ struct LoopBuilder::Impl {
       return;
     }
     double kMax = -kHuge, kMin = kHuge, turn = 0;
-    CDPOINT prev = Tangent(c, t0);
+    const double scale = c.HullLength();
+    CDPOINT prev;
     for (int i = 0; i < kCurvatureSamples; ++i) {
       const double t = t0 + (t1 - t0) * i / (kCurvatureSamples - 1);
-      const double k = Curvature(c, t);
+      CDPOINT tan;
+      double k = 0;
+      TangentAndCurvature(c, t, scale, tan, k);
       kMax = std::max(kMax, k);
       kMin = std::min(kMin, k);
-      const CDPOINT tan = Tangent(c, t);
-      turn += std::fabs(std::atan2(num::Cross(prev, tan), num::Dot(prev, tan)));
+      if (i > 0) turn += std::fabs(std::atan2(num::Cross(prev, tan), num::Dot(prev, tan)));
       prev = tan;
     }
     const bool regular = r * kMax < kBandCurvature;
@@ -372,7 +393,9 @@ struct LoopBuilder::Impl {
   // end (exact for circular arcs), halved where a check point strays.
   void FitOffset(const Cubic& c, double t0, double t1, int depth) {
     const Cubic b = c.Part(t0, t1);
-    const CDPOINT n0 = Normal(Tangent(c, t0)), n1 = Normal(Tangent(c, t1));
+    const double scale = c.HullLength();
+    const CDPOINT u0 = Tangent(c, t0, scale), u1 = Tangent(c, t1, scale);
+    const CDPOINT n0 = Normal(u0), n1 = Normal(u1);
     const CDPOINT q0 = EndPoint(c, t0) + n0 * r, q3 = EndPoint(c, t1) + n1 * r;
     const double chord = num::Dist(b.p[0], b.p[3]);
     // A straight stretch (every control point on the chord) moves across as it is.
@@ -384,10 +407,10 @@ struct LoopBuilder::Impl {
       return;
     }
     CDPOINT h0 = b.p[1] - b.p[0], h1 = b.p[2] - b.p[3];
-    if (num::Length(h0) < chord * 1e-9) h0 = Tangent(c, t0) * (chord / 3);
-    if (num::Length(h1) < chord * 1e-9) h1 = Tangent(c, t1) * (-chord / 3);
-    const double f0 = std::max(1 - r * Curvature(c, t0), kMinHandleScale);
-    const double f1 = std::max(1 - r * Curvature(c, t1), kMinHandleScale);
+    if (num::Length(h0) < chord * 1e-9) h0 = u0 * (chord / 3);
+    if (num::Length(h1) < chord * 1e-9) h1 = u1 * (-chord / 3);
+    const double f0 = std::max(1 - r * Curvature(c, t0, scale), kMinHandleScale);
+    const double f1 = std::max(1 - r * Curvature(c, t1, scale), kMinHandleScale);
     // No handle longer than the offset's chord and radius allow (at a cusp the curvature, and
     // with it the scale, is unbounded).
     const double most = kMaxHandle * (num::Dist(q0, q3) + r);
@@ -415,7 +438,7 @@ struct LoopBuilder::Impl {
         const double g1 = num::Dot(e, v), g2 = num::Dot(v, v) + num::Dot(e, a);
         if (!(g2 > 0)) break;
         const double next = std::clamp(t - g1 / g2, t0, t1);
-        const bool settled = std::fabs(next - t) <= (t1 - t0) * kProjectSettled;
+        const bool settled = std::fabs(next - t) * num::Length(v) <= fitTol * kProjectSettled;
         t = next;
         if (settled) break;
       }

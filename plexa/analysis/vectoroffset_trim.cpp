@@ -17,14 +17,16 @@ using PLEXA::CBPOINT;
 constexpr int kTrimChords = 16;
 constexpr int kCrossSteps = 8;
 // Offset curves on either side of a detour searched for the crossing that cuts it, beyond the
-// one beside it: kTrimWindow, more while they are shorter than the radius in all (beside a
-// stretch whose curvature nears 1/r the offset nearly stops), kTrimMost at most. The search
+// one beside it: kTrimWindow, more while they are shorter than kTrimReach radii in all (beside
+// a stretch whose curvature nears 1/r the offset nearly stops, and where a stroke meets a
+// bowl the crossing lies round the corner beyond), kTrimMost at most. The search
 // tries at most (kTrimMost + 1)^2 pairs of curves, each after a test of their boxes; over a
 // loop, the crossings sought beyond the two curves beside each detour stop after a floor plus
 // a number per curve of the loop (a crowded path offset far gives many detours with many
 // short offsets round them).
 constexpr int kTrimWindow = 4;
 constexpr int kTrimMost = 32;
+constexpr double kTrimReach = 2;
 constexpr long long kTrimTestsFloor = 4096;
 constexpr long long kTrimTestsPerCurve = 16;
 // Samples per curve of the little loop's area.
@@ -146,15 +148,30 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
     // The window: offset curves still in the loop on either side, up to the next detour.
     int wa = 0, wb = 0;
     double la = 0, lb = 0;
-    const auto more = [r](int w, double l) { return w < kTrimMost && (w < kTrimWindow || l < r); };
+    const auto more = [r](int w, double l) {
+      return w < kTrimMost && (w < kTrimWindow || l < kTrimReach * r);
+    };
     while (more(wa, la) && e - s + 4 + wa + wb < n && alive[at(s - 2 - wa)] &&
            offset[at(s - 2 - wa)])
       la += seg[at(s - 2 - wa++)].HullLength();
     while (more(wb, lb) && e - s + 4 + wa + wb < n && alive[at(e + 1 + wb)] &&
            offset[at(e + 1 + wb)])
       lb += seg[at(e + 1 + wb++)].HullLength();
+    // Whether curves q0..q1 - 1 lie in a box narrower than 2r both ways.
+    const auto small = [&](int q0, int q1) {
+      double x0 = 1e300, x1 = -1e300, y0 = 1e300, y1 = -1e300;
+      for (int q = q0; q < q1; ++q)
+        for (const CDPOINT& p : seg[at(q)].p) {
+          x0 = std::min(x0, p.x), x1 = std::max(x1, p.x);
+          y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
+        }
+      return x1 - x0 < 2 * r && y1 - y0 < 2 * r;
+    };
     // Cuts at the crossing of curves s - 1 - a (before) and e + b (after) when the little loop
-    // winds as an outline.
+    // winds as an outline (cutting it takes one from a winding of at least two), or as a hole
+    // in a box narrower than 2r (cutting it adds one inside, and every point there lies within
+    // r of the path: the little loop runs along offsets, detours and the path itself, and a
+    // point farther from them all would need a disk of radius r inside it).
     const auto tryCut = [&](int a, int b) {
       const int i = at(s - 1 - a), j = at(e + b);
       double si = 0, sj = 0;
@@ -170,7 +187,7 @@ std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& det
       double area = SweptArea(lines ? line(x, seg[i].p[3]) : seg[i].Part(si, 1)) +
                     SweptArea(lines ? line(seg[j].p[0], x) : seg[j].Part(0, sj));
       for (int q = s - a; q < e + b; ++q) area += SweptArea(seg[at(q)]);
-      if (!(area < 0)) return false;
+      if (!(area < 0) && !(area > 0 && small(s - a, e + b))) return false;
       seg[i] = lines ? line(seg[i].p[0], x) : seg[i].Part(0, si);
       seg[j] = lines ? line(x, seg[j].p[3]) : seg[j].Part(sj, 1);
       seg[i].p[3] = seg[j].p[0] = x;

@@ -68,7 +68,9 @@ struct Detour {
 // Cuts, at each detour, the little loop that the offsets before and after it make: from their
 // first crossing (the curves just beside the detour first, then further out on either side,
 // nearest first) at which that little loop winds as an outline (it then lies where the
-// offsets on both sides cover), round the detour and back to it. On short curves (traced
+// offsets on both sides cover) or, smaller than 2r across, as a hole (it then lies within r
+// of the path: where the curvature of a stretch hovers about 1/r, the halving leaves a fan of
+// detours whose offsets cross that way), round the detour and back to it. On short curves (traced
 // outlines) the offsets beside a tight turn often cross only a few curves away. Returns which
 // detours were cut; the others stay (the union resolves them). r is the offset's radius.
 std::vector<char> TrimDetours(CBPointArray& loop, const std::vector<Detour>& detours, double r);
