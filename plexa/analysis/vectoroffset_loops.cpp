@@ -60,8 +60,11 @@ constexpr double kDiskMaxTurn = 0.5;
 constexpr double kEndNudge = 1e-4;
 // Curvature standing for "unbounded" (a cusp of the base curve).
 constexpr double kHuge = 1e300;
-// Halving depth while a stretch mixes low and high curvature.
+// Splitting depth while a stretch mixes low and high curvature, and the bisection that finds
+// where it changes: at most kSplitSteps halvings, down to this share of the stretch.
 constexpr int kMixedDepth = 12;
+constexpr int kSplitSteps = 40;
+constexpr double kSplitPrecision = 1e-9;
 // Halvings of a stretch that changes the sign of a high curvature (a cusp): 2^8 disks at most.
 constexpr int kDiskDepth = 8;
 // Disks along a stretch of high curvature of one sign: spacing in units of d, and at most.
@@ -316,12 +319,14 @@ struct LoopBuilder::Impl {
     }
     double kMax = -kHuge, kMin = kHuge, turn = 0;
     const double scale = c.HullLength();
+    double ts[kCurvatureSamples], ks[kCurvatureSamples];
     CDPOINT prev;
     for (int i = 0; i < kCurvatureSamples; ++i) {
       const double t = t0 + (t1 - t0) * i / (kCurvatureSamples - 1);
       CDPOINT tan;
       double k = 0;
       TangentAndCurvature(c, t, scale, tan, k);
+      ts[i] = t, ks[i] = k;
       kMax = std::max(kMax, k);
       kMin = std::min(kMin, k);
       if (i > 0) turn += std::fabs(std::atan2(num::Cross(prev, tan), num::Dot(prev, tan)));
@@ -332,13 +337,61 @@ struct LoopBuilder::Impl {
       FitOffset(c, t0, t1, 0);
       return;
     }
-    const bool mixed = r * kMin < kBandCurvature;
-    if (((regular && depth < kMaxDepth) || (mixed && depth < kMixedDepth)) && !Full()) {
+    if (regular) {
       const double m = 0.5 * (t0 + t1);
       Stretch(c, t0, m, depth + 1);
       Stretch(c, m, t1, depth + 1);
       return;
     }
+    const bool mixed = r * kMin < kBandCurvature;
+    if (mixed && depth < kMixedDepth && !Full()) {
+      // Split where the samples change between regular and tight, each change found by
+      // bisection; a regular piece ends (or starts) on a regular point, so that it samples as
+      // regular again, and the tight pieces become detours.
+      const auto isRegular = [&](double t) { return r * Curvature(c, t, scale) < kBandCurvature; };
+      double from = t0;
+      bool cls = r * ks[0] < kBandCurvature;
+      const auto piece = [&](double a, double b, bool reg) {
+        if (!(b > a)) return;
+        if (reg) {
+          Stretch(c, a, b, depth + 1);
+        } else {
+          Tight(c, a, b);
+        }
+      };
+      for (int i = 1; i < kCurvatureSamples; ++i) {
+        if ((r * ks[i] < kBandCurvature) == cls) continue;
+        double lo = ts[i - 1], hi = ts[i];
+        for (int it = 0; it < kSplitSteps && hi - lo > (t1 - t0) * kSplitPrecision; ++it) {
+          const double m = 0.5 * (lo + hi);
+          (isRegular(m) == cls ? lo : hi) = m;
+        }
+        const double cut = cls ? lo : hi;
+        piece(from, cut, cls);
+        from = cut;
+        cls = !cls;
+      }
+      piece(from, t1, cls);
+      return;
+    }
+    Tight(c, t0, t1, kMin, kMax);
+  }
+
+  // The stretch t0..t1 of c, whose curvature passes 1/r, as a detour (kMin and kMax sampled
+  // here).
+  void Tight(const Cubic& c, double t0, double t1) {
+    double kMax = -kHuge, kMin = kHuge;
+    const double scale = c.HullLength();
+    for (int i = 0; i < kCurvatureSamples; ++i) {
+      const double k = Curvature(c, t0 + (t1 - t0) * i / (kCurvatureSamples - 1), scale);
+      kMax = std::max(kMax, k);
+      kMin = std::min(kMin, k);
+    }
+    Tight(c, t0, t1, kMin, kMax);
+  }
+
+  // The stretch t0..t1 of c, whose curvature passes 1/r (between kMin and kMax), as a detour.
+  void Tight(const Cubic& c, double t0, double t1, double kMin, double kMax) {
     // Detour along the curve; the offset side within r of it is covered by disks: spaced
     // kTightSpacing * r apart where the curvature radius stays below r (every point of that
     // side then lies within the radius of the stretch), else close enough for the gap.
