@@ -51,7 +51,8 @@ constexpr int kMaxDepth = 18;
 // Samples along an offset cubic at which its distance from the base curve is checked.
 constexpr int kFitChecks = 8;
 // Newton steps of the projection onto the base curve, at most; they stop once a step moves
-// the point by less than this share of the fit's tolerance.
+// the point by less than this share of the fit's tolerance (the distance is then read before
+// that step: the step runs along the curve, and the distance changes by its square).
 constexpr int kProjectSteps = 6;
 constexpr double kProjectSettled = 1e-3;
 // Largest angle between disks in a stretch of high curvature, whatever the accuracy allows.
@@ -472,30 +473,51 @@ struct LoopBuilder::Impl {
       return l > most ? h * (most / num::Length(h)) : h * f;
     };
     const Cubic q{{q0, q0 + scaled(h0, f0), q3 + scaled(h1, f1), q3}};
-    double err = 0;
-    CDPOINT samples[kProjectSamples + 1];
-    for (int k = 0; k <= kProjectSamples; ++k)
-      samples[k] = c.At(t0 + (t1 - t0) * k / kProjectSamples);
-    for (int j = 1; j < kFitChecks && err <= fitTol; ++j) {
-      const double s = double(j) / kFitChecks;
-      const CDPOINT p = q.At(s);
-      // The nearest of a few samples, then Newton steps (slow alone where the speed vanishes).
-      double t = t0 + (t1 - t0) * s, best = kHuge;
-      for (int k = 0; k <= kProjectSamples; ++k) {
-        const CDPOINT e = samples[k] - p;
-        const double dk = num::Dot(e, e);
-        if (dk < best) best = dk, t = t0 + (t1 - t0) * k / kProjectSamples;
-      }
+    // Newton steps from t towards the foot of p on the stretch; false when they do not settle.
+    // Sets dist to the distance from p to the foot found (before the last, settled step).
+    double dist = 0;
+    const auto project = [&](const CDPOINT& p, double& t) {
       for (int it = 0; it < kProjectSteps; ++it) {
         const CDPOINT e = c.At(t) - p, v = c.D1(t), a = c.D2(t);
         const double g1 = num::Dot(e, v), g2 = num::Dot(v, v) + num::Dot(e, a);
-        if (!(g2 > 0)) break;
+        if (!(g2 > 0)) return false;
         const double next = std::clamp(t - g1 / g2, t0, t1);
         const bool settled = std::fabs(next - t) * num::Length(v) <= fitTol * kProjectSettled;
+        dist = num::Length(e);
         t = next;
-        if (settled) break;
+        if (settled) return true;
       }
-      err = std::max(err, std::fabs(num::Dist(c.At(t), p) - r));
+      return false;
+    };
+    double err = 0;
+    CDPOINT samples[kProjectSamples + 1];
+    bool sampled = false;
+    // The middle first, then the quarters, then the rest: a fit that strays mostly strays
+    // there, and is given up at once.
+    constexpr int kOrder[] = {4, 2, 6, 1, 3, 5, 7};
+    static_assert(kFitChecks == 8);
+    for (int j = 0; j < kFitChecks - 1 && err <= fitTol; ++j) {
+      const double s = double(kOrder[j]) / kFitChecks;
+      const CDPOINT p = q.At(s);
+      // Newton steps from the same share of the stretch (the fit keeps the stretch's pace);
+      // where they do not settle, from the nearest of a few samples (slow alone where the
+      // speed vanishes).
+      double t = t0 + (t1 - t0) * s;
+      if (!project(p, t)) {
+        if (!sampled) {
+          for (int k = 0; k <= kProjectSamples; ++k)
+            samples[k] = c.At(t0 + (t1 - t0) * k / kProjectSamples);
+          sampled = true;
+        }
+        double best = kHuge;
+        for (int k = 0; k <= kProjectSamples; ++k) {
+          const CDPOINT e = samples[k] - p;
+          const double dk = num::Dot(e, e);
+          if (dk < best) best = dk, t = t0 + (t1 - t0) * k / kProjectSamples;
+        }
+        if (!project(p, t)) dist = num::Dist(c.At(t), p);
+      }
+      err = std::max(err, std::fabs(dist - r));
     }
     if (err > fitTol && depth < kMaxDepth && !Full()) {
       const double m = 0.5 * (t0 + t1);
