@@ -73,6 +73,9 @@ constexpr double kTightSpacing = 0.5;
 constexpr int kMaxTightDisks = 64;
 // Smallest scale of a handle of a fitted offset (where the offset nearly stops).
 constexpr double kMinHandleScale = 0.02;
+// Least sine of the angle between the end tangents of a stretch whose offset is fitted
+// through its middle (a straighter one keeps its own handles, scaled).
+constexpr double kMiddleMinTurn = 1e-3;
 // Longest handle of a fitted offset, in units of its chord plus the radius.
 constexpr double kMaxHandle = 2.0;
 // Samples that seed the projection onto the base curve.
@@ -443,8 +446,10 @@ struct LoopBuilder::Impl {
   }
 
   // Cubics within fitTol of the left offset at distance r of the stretch t0..t1, appended to
-  // the chain: the ends offset exactly, the handles of the stretch scaled by 1 - r k at each
-  // end (exact for circular arcs), halved where a check point strays.
+  // the chain, halved where a check point strays: the ends offset exactly, the handles along
+  // the end tangents, as long as makes the cubic's middle the exact offset of the stretch's
+  // middle (where that asks for a handle backwards or too long, or the stretch hardly turns,
+  // the handles of the stretch scaled by 1 - r k at each end, exact for circular arcs).
   void FitOffset(const Cubic& c, double t0, double t1, int depth) {
     const Cubic b = c.Part(t0, t1);
     const double scale = c.HullLength();
@@ -472,7 +477,21 @@ struct LoopBuilder::Impl {
       const double l = num::Length(h) * f;
       return l > most ? h * (most / num::Length(h)) : h * f;
     };
-    const Cubic q{{q0, q0 + scaled(h0, f0), q3 + scaled(h1, f1), q3}};
+    Cubic q{{q0, q0 + scaled(h0, f0), q3 + scaled(h1, f1), q3}};
+    // alpha u0 - beta u1 = w, where the cubic's middle is (q0 + q3) / 2 + 3 / 8 w.
+    const double det = num::Cross(u1, u0);
+    bool throughMiddle = false;
+    if (std::fabs(det) > kMiddleMinTurn) {
+      const double tm = 0.5 * (t0 + t1);
+      const CDPOINT om = c.At(tm) + Normal(Tangent(c, tm, scale)) * r;
+      const CDPOINT w = (om - (q0 + q3) * 0.5) * (8.0 / 3.0);
+      const double alpha = num::Cross(u1, w) / det, beta = num::Cross(u0, w) / det;
+      if (alpha > 0 && beta > 0 && alpha <= most && beta <= most) {
+        q.p[1] = q0 + u0 * alpha;
+        q.p[2] = q3 - u1 * beta;
+        throughMiddle = true;
+      }
+    }
     // Newton steps from t towards the foot of p on the stretch; false when they do not settle.
     // Sets dist to the distance from p to the foot found (before the last, settled step).
     double dist = 0;
@@ -492,11 +511,11 @@ struct LoopBuilder::Impl {
     double err = 0;
     CDPOINT samples[kProjectSamples + 1];
     bool sampled = false;
-    // The middle first, then the quarters, then the rest: a fit that strays mostly strays
-    // there, and is given up at once.
-    constexpr int kOrder[] = {4, 2, 6, 1, 3, 5, 7};
+    // The quarters first, then the eighths, then the middle (unless the cubic goes through
+    // it): a fit that strays mostly strays at the first ones, and is given up at once.
+    constexpr int kOrder[] = {2, 6, 1, 3, 5, 7, 4};
     static_assert(kFitChecks == 8);
-    for (int j = 0; j < kFitChecks - 1 && err <= fitTol; ++j) {
+    for (int j = 0; j < kFitChecks - (throughMiddle ? 2 : 1) && err <= fitTol; ++j) {
       const double s = double(kOrder[j]) / kFitChecks;
       const CDPOINT p = q.At(s);
       // Newton steps from the same share of the stretch (the fit keeps the stretch's pace);
