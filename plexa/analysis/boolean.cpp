@@ -211,6 +211,10 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
         plexa::lone::Segment g{{fl.ToGrid(n[k].anchor), fl.ToGrid(n[k].out), fl.ToGrid(n[k + 1].in),
                                 fl.ToGrid(n[k + 1].anchor)},
                                static_cast<int>(segs.size()) + 1};
+        // A segment that is one point (a node repeated) adds nothing, and would stand between
+        // its neighbours as company of both.
+        const auto same = [&](int i) { return g.q[i].x == g.q[0].x && g.q[i].y == g.q[0].y; };
+        if (same(1) && same(2) && same(3)) continue;
         g.straight = Flattener::IsStraight(g.q);
         segs.push_back(g);
         origin.push_back({s.set, path, static_cast<int>(k), 0, 1, g.straight});
@@ -220,7 +224,7 @@ bool BooleanPolyPolyBezier(const CPolyPolyBezier& a, const CPolyPolyBezier& b, B
         segs.push_back({{last, last, first, first}, static_cast<int>(segs.size()) + 1, true});
         origin.push_back({s.set, path, -1, 0, 1, true});
       }
-      segs.back().next = head;
+      if (static_cast<int>(segs.size()) > head) segs.back().next = head;
     }
   std::vector<plexa::lone::Chord> chords;
   if (!plexa::lone::PlanChords(segs, fl.Tolerance(), kLoneMargin, kMaxHalvings, kMaxFlatEdges,

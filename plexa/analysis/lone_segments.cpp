@@ -85,6 +85,35 @@ bool Flat(const CDPOINT q[4], double tol) {
   return !(std::max(num::Dist(q[1], l1), num::Dist(q[2], l2)) > tol / 0.75);
 }
 
+// Whether the hulls of the control points of a and b stay more than margin apart: along the
+// normal of some line through two control points of either, the two sets of points keep a gap
+// of more than margin (the edges of both hulls are among those lines).
+bool HullsApart(const CDPOINT a[4], const CDPOINT b[4], double margin) {
+  const auto separates = [margin](const CDPOINT p[4], const CDPOINT q[4]) {
+    for (int i = 0; i < 4; ++i)
+      for (int j = i + 1; j < 4; ++j) {
+        const CDPOINT n(p[i].y - p[j].y, p[j].x - p[i].x);
+        const double len = num::Length(n);
+        if (!(len > 0)) continue;
+        const double base = num::Dot(n, p[i]);
+        double lo = HUGE_VAL, hi = -HUGE_VAL;
+        for (int k = 0; k < 4; ++k) {
+          const double d = num::Dot(n, p[k]) - base;
+          lo = std::min(lo, d), hi = std::max(hi, d);
+        }
+        double qlo = HUGE_VAL, qhi = -HUGE_VAL;
+        for (int k = 0; k < 4; ++k) {
+          const double d = num::Dot(n, q[k]) - base;
+          qlo = std::min(qlo, d), qhi = std::max(qhi, d);
+        }
+        const double gap = margin * len;
+        if (qlo > hi + gap || qhi < lo - gap) return true;
+      }
+    return false;
+  };
+  return separates(a, b) || separates(b, a);
+}
+
 // Which pieces are lone (see the header).
 std::vector<char> Lone(const std::vector<Piece>& ps, double margin) {
   const std::size_t n = ps.size();
@@ -104,7 +133,8 @@ std::vector<char> Lone(const std::vector<Piece>& ps, double margin) {
     // what it meets now: two frozen ones need not look at each other.
     if ((crowded[i] && crowded[j]) || (a.frozen && b.frozen)) return true;
     const bool ab = a.next == j, ba = b.next == i;
-    if (!(ab || ba) || (ab && !Apart(a.q, b.q)) || (ba && !Apart(b.q, a.q)))
+    if (ab || ba ? (ab && !Apart(a.q, b.q)) || (ba && !Apart(b.q, a.q))
+                 : !HullsApart(a.q, b.q, margin))
       crowded[i] = crowded[j] = 1;
     return true;
   });

@@ -9,8 +9,9 @@
 //
 // A piece of a curve (a segment, or a half of a piece, and so on) is lone when (1) the legs of
 // its control polygon turn by less than a right angle (the curve and any polygon inscribed in
-// it are then simple), (2) the box of its control points, grown by margin, meets no other
-// piece's box except its neighbours' on its path, and (3) at each end shared with such a
+// it are then simple), (2) the hull of its control points comes within margin of no other
+// piece's hull except its neighbours' on its path (boxes grown by margin are tested first),
+// and (3) at each end shared with such a
 // neighbour, the cones from that end spanned by the two pieces' other control points (each
 // narrower than a right angle) meet only at the end. A curve lies in the hull of its control
 // points, and its chord does too, so the chord crosses what the curve crosses and passes
