@@ -46,6 +46,8 @@ constexpr double kBandCurvature = 0.98;
 constexpr double kBandTurn = std::numbers::pi / 3;
 // Curvature samples a stretch is judged by (its ends included).
 constexpr int kCurvatureSamples = 9;
+// Segments of a loop shorter than this share of the accuracy are dropped (DropSpecks).
+constexpr double kSpeckShare = 1e-3;
 // Halving depth for the stretches, the offset fits and the disk spacing.
 constexpr int kMaxDepth = 18;
 // Samples along an offset cubic at which its distance from the base curve is checked.
@@ -158,6 +160,35 @@ std::vector<Cubic> Segments(const CBPointArray& path, bool closed) {
   return segs;
 }
 
+// Drops, from a closed loop (its last node a copy of the first), each node whose segment from
+// the node kept before it is shorter than eps (control polygon), that node taking the dropped
+// one's outgoing handle: the specks that tiny halvings and cuts leave, which would stand
+// between their neighbours as company in the union. Moves the loop by less than eps.
+void DropSpecks(CBPointArray& loop, double eps) {
+  const int n = static_cast<int>(loop.GetSize()) - 1;
+  if (n < 4) return;
+  const auto hull = [](const CBPOINT& a, const CBPOINT& b) {
+    return num::Dist(a.anchor, a.out) + num::Dist(a.out, b.in) + num::Dist(b.in, b.anchor);
+  };
+  std::vector<CBPOINT> ring;
+  ring.reserve(static_cast<std::size_t>(n));
+  for (int k = 0; k < n; ++k) {
+    if (!ring.empty() && hull(ring.back(), loop[k]) < eps) {
+      ring.back().out = loop[k].out;
+      continue;
+    }
+    ring.push_back(loop[k]);
+  }
+  while (ring.size() > 3 && hull(ring.back(), ring.front()) < eps) {
+    ring.front().in = ring.back().in;
+    ring.pop_back();
+  }
+  if (ring.size() == static_cast<std::size_t>(n) || ring.size() < 3) return;
+  loop.SetSize(0);
+  for (const CBPOINT& q : ring) loop.Add(q);
+  loop.Add(ring.front());
+}
+
 std::vector<Cubic> Reversed(const std::vector<Cubic>& segs) {
   std::vector<Cubic> r;
   r.reserve(segs.size());
@@ -231,6 +262,7 @@ struct LoopBuilder::Impl {
       (*cur)[last].out = (*cur)[0].out;
       (*cur)[0].in = (*cur)[last].in;
       if (main) cut = TrimDetours(chain, detours, r);
+      DropSpecks(*cur, opt.accuracy * kSpeckShare);
       out.Add(new CBPointArray(*cur));
     }
     cur->SetSize(0);
