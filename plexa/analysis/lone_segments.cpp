@@ -17,6 +17,12 @@ using PLEXA::CDPOINT;
 constexpr double kConeGap = 1e-9;
 // Halvings during which pieces are tested for company; deeper ones are halved until flat.
 constexpr int kPlanDepth = 3;
+// Pairs of overlapping boxes looked at in one search for company: a floor and a number per
+// piece.
+constexpr std::size_t kLonePairsFloor = std::size_t{1} << 16;
+constexpr std::size_t kLonePairsPerPiece = 64;
+// Pairs of boxes the sweep may test (overlapping in x), per pair of that budget.
+constexpr std::size_t kLoneTestsPerPair = 4;
 // The halving goes on while at least one piece in kLoneShare was found alone.
 constexpr std::size_t kLoneShare = 4;
 
@@ -127,17 +133,25 @@ std::vector<char> Lone(const std::vector<Piece>& ps, double margin) {
               std::max({q[0].y, q[1].y, q[2].y, q[3].y}) + margin};
     crowded[i] = ps[i].gentle ? 0 : 1;
   }
-  boxes::ForEachOverlap(box, [&](int i, int j) {
-    const Piece &a = ps[static_cast<std::size_t>(i)], &b = ps[static_cast<std::size_t>(j)];
-    // Frozen pieces become the same chord either way, and a piece halved later meets only
-    // what it meets now: two frozen ones need not look at each other.
-    if ((crowded[i] && crowded[j]) || (a.frozen && b.frozen)) return true;
-    const bool ab = a.next == j, ba = b.next == i;
-    if (ab || ba ? (ab && !Apart(a.q, b.q)) || (ba && !Apart(b.q, a.q))
-                 : !HullsApart(a.q, b.q, margin))
-      crowded[i] = crowded[j] = 1;
-    return true;
-  });
+  // Crowded input (every box over every other) would make the pairs quadratic: past the
+  // budget every piece counts as crowded, which only costs finer flattening.
+  std::size_t budget = kLonePairsFloor + kLonePairsPerPiece * n;
+  const bool done = boxes::ForEachOverlap(
+      box,
+      [&](int i, int j) {
+        if (budget-- == 0) return false;
+        const Piece &a = ps[static_cast<std::size_t>(i)], &b = ps[static_cast<std::size_t>(j)];
+        // Frozen pieces become the same chord either way, and a piece halved later meets only
+        // what it meets now: two frozen ones need not look at each other.
+        if ((crowded[i] && crowded[j]) || (a.frozen && b.frozen)) return true;
+        const bool ab = a.next == j, ba = b.next == i;
+        if (ab || ba ? (ab && !Apart(a.q, b.q)) || (ba && !Apart(b.q, a.q))
+                     : !HullsApart(a.q, b.q, margin))
+          crowded[i] = crowded[j] = 1;
+        return true;
+      },
+      kLoneTestsPerPair * budget);
+  if (!done) return std::vector<char>(n, 0);
   for (char& c : crowded) c = !c;
   return crowded;
 }

@@ -21,6 +21,8 @@ using PLEXA::CDPOINT;
 constexpr int kMaxChords = 256;
 // Most flattened edges the layout takes on (more: over budget, before the sweep).
 constexpr std::size_t kMaxEdges = std::size_t{1} << 21;
+// Pairs of boxes the sweep may test (overlapping in x), per pair of the budget.
+constexpr std::size_t kTestsPerPair = 4;
 // Most loops whose nesting is worked out pairwise (beyond it the layout is not ok).
 constexpr std::size_t kMaxNestedLoops = 4096;
 
@@ -66,11 +68,14 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
   const int n = static_cast<int>(loops.GetSize());
   std::vector<std::vector<CDPOINT>> poly(static_cast<std::size_t>(n));
   std::vector<Edge> edges;
-  for (int l = 0; l < n && edges.size() <= kMaxEdges; ++l) {
+  bool full = false;
+  for (int l = 0; l < n && !full; ++l) {
     const CBPointArray& p = loops[l];
     std::vector<CDPOINT>& q = poly[l];
     if (p.GetSize() > 0) q.push_back(p[0].anchor);
-    for (int k = 0; k + 1 < p.GetSize(); ++k) {
+    for (int k = 0; k + 1 < p.GetSize() && !full; ++k) {
+      // Past kMaxEdges in all the layout is over budget: stop before holding them.
+      full = edges.size() + q.size() > kMaxEdges;
       const CDPOINT c[4] = {p[k].anchor, p[k].out, p[k + 1].in, p[k + 1].anchor};
       const double m =
           std::max(num::Length(c[0] - c[1] * 2 + c[2]), num::Length(c[1] - c[2] * 2 + c[3]));
@@ -96,7 +101,7 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
   }
   const std::size_t maxPairs = floor + perEdge * edges.size();
   out.edges = edges.size();
-  if (edges.size() > kMaxEdges) {
+  if (full || edges.size() > kMaxEdges) {
     out.overBudget = true;
     return out;
   }
@@ -113,21 +118,24 @@ Layout LayOut(const CPolyPolyBezier& loops, double tol, std::size_t floor, std::
     grown[i] = {e.x0 - tol, e.y0 - tol, e.x1 + tol, e.y1 + tol};
   }
   std::size_t pairs = 0;
-  const bool done = boxes::ForEachOverlap(grown, [&](int i, int j) {
-    if (++pairs > maxPairs) return false;
-    const Edge& e = edges[static_cast<std::size_t>(i)];
-    const Edge& f = edges[static_cast<std::size_t>(j)];
-    if (e.loop == f.loop) {
-      const int last = static_cast<int>(poly[e.loop].size()) - 2;
-      const int gap = std::abs(e.index - f.index);
-      if (gap <= 1 || gap == last) return true;
-    }
-    if (!SegmentsWithin(e.a, e.b, f.a, f.b, margin)) return true;
-    ++out.close;
-    out.crossed[e.loop] = out.crossed[f.loop] = 1;
-    out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
-    return true;
-  });
+  const bool done = boxes::ForEachOverlap(
+      grown,
+      [&](int i, int j) {
+        if (++pairs > maxPairs) return false;
+        const Edge& e = edges[static_cast<std::size_t>(i)];
+        const Edge& f = edges[static_cast<std::size_t>(j)];
+        if (e.loop == f.loop) {
+          const int last = static_cast<int>(poly[e.loop].size()) - 2;
+          const int gap = std::abs(e.index - f.index);
+          if (gap <= 1 || gap == last) return true;
+        }
+        if (!SegmentsWithin(e.a, e.b, f.a, f.b, margin)) return true;
+        ++out.close;
+        out.crossed[e.loop] = out.crossed[f.loop] = 1;
+        out.group[Find(out.group, e.loop)] = Find(out.group, f.loop);
+        return true;
+      },
+      kTestsPerPair * maxPairs);
   if (!done) {
     out.overBudget = true;
     return out;

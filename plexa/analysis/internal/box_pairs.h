@@ -6,10 +6,12 @@
 //
 // Every pair i < j of boxes that overlap (closed: touching counts) is visited exactly once, in
 // the cell holding the low corner of the overlap; visit returns false to stop (ForEachOverlap
-// then returns false). Boxes with a NaN coordinate overlap nothing. Work: the boxes are
-// spread over at most 4 n cells, with the cell side doubled until they take at most
-// kMaxEntriesPerBox n + kMinEntries places (a few huge boxes cost little, many cost a coarser
-// grid); then each cell's pairs. Private: never installed.
+// then returns false), and so does testing more than maxTests pairs whose x ranges overlap
+// (boxes crowded into one cell, overlapping in x but not in y, cost tests without visits). Boxes
+// with a NaN coordinate overlap nothing. Work: the boxes are spread over at most 4 n cells, with
+// the cell side doubled until they take at most kMaxEntriesPerBox n + kMinEntries places (a few
+// huge boxes cost little, many cost a coarser grid); then each cell's pairs. Private: never
+// installed.
 #pragma once
 
 #include <algorithm>
@@ -29,7 +31,8 @@ inline constexpr std::size_t kMaxEntriesPerBox = 8;
 inline constexpr std::size_t kMinEntries = std::size_t{1} << 16;
 
 template <typename Visit>
-bool ForEachOverlap(std::span<const Box> boxes, Visit visit) {
+bool ForEachOverlap(std::span<const Box> boxes, Visit visit,
+                    std::size_t maxTests = static_cast<std::size_t>(-1)) {
   const std::size_t n = boxes.size();
   double minx = HUGE_VAL, miny = HUGE_VAL, maxx = -HUGE_VAL, maxy = -HUGE_VAL, size = 0;
   std::size_t valid = 0;
@@ -123,6 +126,7 @@ bool ForEachOverlap(std::span<const Box> boxes, Visit visit) {
           const int j = items[b];
           const Box& f = boxes[static_cast<std::size_t>(j)];
           if (f.x0 > e.x1) break;
+          if (maxTests-- == 0) return false;
           if (f.y0 > e.y1 || e.y0 > f.y1 || f.x1 < e.x0) continue;
           // The low corner of the overlap is the larger low corner of each axis: its cell is
           // that box's own first cell.

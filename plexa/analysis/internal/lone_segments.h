@@ -21,7 +21,8 @@
 // the boolean's own flattening) or maxDepth halvings deep, with at most `most` chords. Pieces
 // only shrink, so a lone piece stays lone; straight segments are never halved. Work: a grid
 // over the boxes of the pieces that are not lone, once per halving looked at
-// (plexa/analysis/internal/box_pairs.h). Private: never installed.
+// (plexa/analysis/internal/box_pairs.h), and at most a floor plus a number per piece of the
+// overlapping pairs (past that, no piece counts as lone). Private: never installed.
 #pragma once
 
 #include <span>
