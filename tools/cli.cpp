@@ -13,15 +13,12 @@
 #include <thread>
 
 #include "io/output_file.h"
-
-#ifndef PLEXA_VERSION
-#error "PLEXA_VERSION comes from the CMake project version"
-#endif
+#include "plexa/platform/version.h"
 
 namespace plexa::tool {
 
 const char* Version() {
-  return PLEXA_VERSION;
+  return PLEXA_VERSION_STRING;
 }
 
 int Fail(const std::string& message) {
