@@ -328,12 +328,11 @@ io::LoadedImage ReadArtwork(const std::string& input, const std::string& thresho
   return img;
 }
 
-bool ReadArtworkMask(const std::string& input, const std::string& threshold, bool invert,
-                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelMask& mask,
+bool OpenArtworkRows(const std::string& input, const std::string& threshold, bool invert,
+                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelRows& rows,
                      std::string& error) {
-  if (!io::LoadTwoLevelMask(input, ArtworkOptions(threshold, invert, maxPixels), mask, error))
-    return false;
-  WarnIfNotTwoLevel(input, threshold, mask.separation, mask.threshold, noisy);
+  if (!rows.Open(input, ArtworkOptions(threshold, invert, maxPixels), error)) return false;
+  WarnIfNotTwoLevel(input, threshold, rows.separation, rows.threshold, noisy);
   return true;
 }
 

@@ -120,9 +120,10 @@ void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
 // On failure the bitmap is null and error holds the reason.
 io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
                             std::int64_t maxPixels, const std::string& noisy, std::string& error);
-// The same pixels one bit a pixel (see io::TwoLevelMask), for the tracers that take them so.
-bool ReadArtworkMask(const std::string& input, const std::string& threshold, bool invert,
-                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelMask& mask,
+// The same pixels one bit a pixel, a row at a time (see io::TwoLevelRows), for the tracers that
+// take them so: opened here, the rows read by the tracer.
+bool OpenArtworkRows(const std::string& input, const std::string& threshold, bool invert,
+                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelRows& rows,
                      std::string& error);
 
 // Progress on standard error for work that takes more than a second: a line naming the stage

@@ -48,6 +48,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -113,6 +114,13 @@ class PLEXA_API CFaithfulTrace {
   // not used. The fastest way in: no grey levels to compare.
   bool TraceBits(std::span<const std::uint8_t> bits, int width, int height, int stride,
                  CPolyPolyBezier& out);
+  // The same, the rows handed over one at a time, from the top: readRow(y, row) writes row y
+  // ((width + 7) / 8 bytes, laid out as above) into row and returns true, or false to give up,
+  // which fails the trace. For a caller reading the image from a file or a stream: the rows go
+  // straight into the tracer's own one-bit image, so the image is never held twice.
+  bool TraceBitRows(int width, int height,
+                    const std::function<bool(int y, std::span<std::uint8_t> row)>& readRow,
+                    CPolyPolyBezier& out);
 
   const std::vector<NODE>& Tree() const { return m_tree; }
   // Paths with hole == false, and with hole == true, in the last result.
