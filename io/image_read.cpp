@@ -137,7 +137,7 @@ bool TwoLevelRows::Open(const std::string& path, const ImageOptions& options, st
   name_ = SourceName(path);
   pbm_ = false;
   invert_ = options.invert;
-  next_ = 0;
+  read_ = false;
   whole_ = TwoLevelMask{};
   if (!file_.Open(path, kMaxImageBytes, error)) return false;
   // The header straight from the file, every byte taken kept in case the file is no PBM.
@@ -171,27 +171,32 @@ bool TwoLevelRows::Open(const std::string& path, const ImageOptions& options, st
   return true;
 }
 
-bool TwoLevelRows::Next(std::span<std::uint8_t> row, std::string& error) {
+bool TwoLevelRows::Read(std::span<std::uint8_t> bits, std::string& error) {
   const std::size_t n = static_cast<std::size_t>(stride);
-  if (next_ >= height || row.size() < n) {
-    error = "no more rows in " + name_;
+  const std::size_t size = n * static_cast<std::size_t>(height);
+  if (read_ || bits.size() < size) {
+    error = "cannot read " + name_ + ": its rows were read already or do not fit";
     return false;
   }
+  read_ = true;
   if (!pbm_) {
-    std::memcpy(row.data(), whole_.Bits().data() + static_cast<std::size_t>(next_) * n, n);
-    ++next_;
+    std::memcpy(bits.data(), whole_.Bits().data(), size);
+    whole_ = TwoLevelMask{};
     return true;
   }
-  if (file_.Read(row.data(), n) != n) {
+  if (file_.Read(bits.data(), size) != size) {
     error = file_.ReadError();
     if (error.empty()) error = name_ + " is a truncated PBM image";
     return false;
   }
   // Black (set) is dark; the padding bits past the width are cleared.
-  if (invert_)
-    for (std::size_t k = 0; k < n; ++k) row[k] = static_cast<std::uint8_t>(~row[k]);
-  row[n - 1] &= static_cast<std::uint8_t>(0xFF00 >> (width % 8 == 0 ? 8 : width % 8));
-  ++next_;
+  const std::uint8_t pad = static_cast<std::uint8_t>(0xFF00 >> (width % 8 == 0 ? 8 : width % 8));
+  for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
+    std::uint8_t* row = bits.data() + y * n;
+    if (invert_)
+      for (std::size_t k = 0; k < n; ++k) row[k] = static_cast<std::uint8_t>(~row[k]);
+    row[n - 1] &= pad;
+  }
   return true;
 }
 
@@ -207,14 +212,11 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
   mask.separation = rows.separation;
   mask.storage.resize(static_cast<std::size_t>(rows.stride) *
                       static_cast<std::size_t>(rows.height));
-  auto* bits = reinterpret_cast<std::uint8_t*>(mask.storage.data());
-  for (int y = 0; y < rows.height; ++y)
-    if (!rows.Next({bits + static_cast<std::size_t>(y) * static_cast<std::size_t>(rows.stride),
-                    static_cast<std::size_t>(rows.stride)},
-                   error)) {
-      mask = TwoLevelMask{};
-      return false;
-    }
+  if (!rows.Read({reinterpret_cast<std::uint8_t*>(mask.storage.data()), mask.storage.size()},
+                 error)) {
+    mask = TwoLevelMask{};
+    return false;
+  }
   return true;
 }
 

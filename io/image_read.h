@@ -74,23 +74,24 @@ struct TwoLevelMask {
 bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoLevelMask& mask,
                       std::string& error);
 
-// The same pixels a row at a time, for a reader that keeps its own copy of them (a tracer): a
-// binary PBM's rows come from the file as they are asked for, so the image is never held twice;
-// any other image is read and decoded whole by Open.
+// The same pixels, read into memory the caller provides (a tracer's own image): a binary PBM's
+// rows come from the file straight into it, so the image is never held twice; any other image
+// is read and decoded whole by Open.
 //
 //   TwoLevelRows rows;
 //   if (!rows.Open(path, options, error)) ...;
-//   for (int y = 0; y < rows.height; ++y) if (!rows.Next(row, error)) ...;
+//   std::vector<std::uint8_t> bits(rows.stride * rows.height);
+//   if (!rows.Read(bits, error)) ...;
 class TwoLevelRows {
  public:
   // Opens path and reads a PBM's header, or any other image whole. False, with a one-line
   // reason in error, when it cannot be read, is no image or is too large (a PBM's size is
   // checked from its header, before any row is read).
   bool Open(const std::string& path, const ImageOptions& options, std::string& error);
-  // Copies the next row, from the top, into row (at least stride bytes; laid out as in
-  // TwoLevelMask). False, with the reason in error, when the file ends early (a truncated PBM)
-  // or cannot be read, or every row has been read.
-  bool Next(std::span<std::uint8_t> row, std::string& error);
+  // Reads every row into bits (stride * height bytes, rows from the top one after another,
+  // laid out as in TwoLevelMask). False, with the reason in error, when the file ends early (a
+  // truncated PBM) or cannot be read, when bits is shorter, or on a second call.
+  bool Read(std::span<std::uint8_t> bits, std::string& error);
 
   int width = 0;
   int height = 0;
@@ -103,7 +104,7 @@ class TwoLevelRows {
   std::string name_;  // as messages give it
   bool pbm_ = false;  // rows come from file_; else from whole_
   bool invert_ = false;
-  int next_ = 0;  // the row Next gives
+  bool read_ = false;  // Read has run
   TwoLevelMask whole_;
 };
 

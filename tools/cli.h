@@ -120,8 +120,8 @@ void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
 // On failure the bitmap is null and error holds the reason.
 io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
                             std::int64_t maxPixels, const std::string& noisy, std::string& error);
-// The same pixels one bit a pixel, a row at a time (see io::TwoLevelRows), for the tracers that
-// take them so: opened here, the rows read by the tracer.
+// The same pixels one bit a pixel (see io::TwoLevelRows), for the tracers that take them so:
+// opened here, the rows read into the tracer's own image.
 bool OpenArtworkRows(const std::string& input, const std::string& threshold, bool invert,
                      std::int64_t maxPixels, const std::string& noisy, io::TwoLevelRows& rows,
                      std::string& error);

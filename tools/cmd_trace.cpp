@@ -87,7 +87,7 @@ int RunTrace(TraceOptions& o) {
     CFaithfulTrace trace(opt);
     std::string readError;
     const bool ok = trace.TraceBitRows(
-        width, height, [&](int, std::span<std::uint8_t> row) { return rows.Next(row, readError); },
+        width, height, [&](std::span<std::uint8_t> bits) { return rows.Read(bits, readError); },
         drawing.paths);
     if (!ok && !readError.empty()) return Fail(readError);  // the file, not the tracer
     if (!ok) return Fail("'" + name + "' could not be traced (too large or out of memory)");

@@ -81,8 +81,9 @@ void PackGreyRow(const std::uint8_t* src, int width, int threshold, bool invert,
 }
 
 // Sets row (the words of one row of the one-bit image) from rowBytes bytes of a row of packed
-// bits, most significant bit first, as in a binary PBM file; src may be row's own storage (each
-// word is read before it is written). Pixels past the width become background.
+// bits, most significant bit first, as in a binary PBM file. src may overlap row when it starts
+// at or after it (the words are set in order, each from bytes at or after its own). Pixels past
+// the width become background.
 void PackBitRow(const std::uint8_t* src, std::size_t rowBytes, int width, std::uint64_t flip,
                 std::uint64_t* row, std::size_t words) {
   for (std::size_t k = 0; k * 8 < rowBytes; ++k) {
@@ -202,27 +203,30 @@ bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, in
   return Finish(o, out);
 }
 
-bool CFaithfulTrace::TraceBitRows(
-    int width, int height, const std::function<bool(int y, std::span<std::uint8_t> row)>& readRow,
-    CPolyPolyBezier& out) {
+bool CFaithfulTrace::TraceBitRows(int width, int height,
+                                  const std::function<bool(std::span<std::uint8_t> rows)>& readRows,
+                                  CPolyPolyBezier& out) {
   out.RemoveAll();
   m_tree.clear();
   const OPTIONS o = Sanitised(m_options);
   if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
-      std::int64_t{width} * height > kMaxPixels || !readRow)
+      std::int64_t{width} * height > kMaxPixels || !readRows)
     return false;
   BitImage& img = Buffers().image;
   if (!img.Init(width, height, /*clear=*/false)) return false;
-  // Each row is read into its own words (a row of words holds at least the row's bytes), then
-  // unpacked where it lies.
+  // The packed rows are read into the end of the image's own storage (a row of words holds at
+  // least a packed row), then unpacked front to back: row y's words end at or before where
+  // packed row y + 1 starts, so every byte is read before it is written over.
   const std::size_t rowBytes = (static_cast<std::size_t>(width) + 7) / 8;
+  const std::size_t rows = static_cast<std::size_t>(height);
+  const std::size_t rowWords = img.WordsPerRow() * 8;
+  auto* storage = reinterpret_cast<std::uint8_t*>(img.Row(0));
+  std::uint8_t* packed = storage + (rowWords - rowBytes) * rows;
+  if (!readRows(std::span<std::uint8_t>(packed, rowBytes * rows))) return false;
   const std::uint64_t flip = o.invert ? ~std::uint64_t{0} : 0;
-  for (int y = 0; y < height; ++y) {
-    std::uint64_t* row = img.Row(y);
-    auto* bytes = reinterpret_cast<std::uint8_t*>(row);
-    if (!readRow(y, std::span<std::uint8_t>(bytes, rowBytes))) return false;
-    PackBitRow(bytes, rowBytes, width, flip, row, img.WordsPerRow());
-  }
+  for (int y = 0; y < height; ++y)
+    PackBitRow(packed + rowBytes * static_cast<std::size_t>(y), rowBytes, width, flip, img.Row(y),
+               img.WordsPerRow());
   return Finish(o, out);
 }
 

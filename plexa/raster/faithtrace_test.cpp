@@ -300,17 +300,20 @@ TEST(FaithfulTrace, PackedBitsAndGreyLevelsReadTheSamePixels) {
         CPolyPolyBezier fromGrey, fromBits, fromRows;
         ASSERT_TRUE(trace.Trace(grey, w, h, w, fromGrey));
         ASSERT_TRUE(trace.TraceBits(bits, w, h, stride, fromBits));
-        int next = 0;  // rows are asked for in order, each once
+        int calls = 0;  // all rows at once, packed without the stride's gaps
         ASSERT_TRUE(trace.TraceBitRows(
             w, h,
-            [&](int y, std::span<std::uint8_t> row) {
-              EXPECT_EQ(y, next++);
-              EXPECT_EQ(row.size(), static_cast<std::size_t>(w + 7) / 8);
-              std::copy_n(bits.begin() + static_cast<std::ptrdiff_t>(y) * stride, row.size(),
-                          row.begin());
+            [&](std::span<std::uint8_t> rows) {
+              ++calls;
+              const std::size_t n = static_cast<std::size_t>(w + 7) / 8;
+              EXPECT_EQ(rows.size(), n * h);
+              for (int y = 0; y < h; ++y)
+                std::copy_n(bits.begin() + static_cast<std::ptrdiff_t>(y) * stride, n,
+                            rows.begin() + static_cast<std::ptrdiff_t>(y * n));
               return true;
             },
             fromRows));
+        EXPECT_EQ(calls, 1);
         for (const CPolyPolyBezier* got : {&fromGrey, &fromBits, &fromRows}) {
           ASSERT_EQ(got->GetSize(), ref.paths.GetSize()) << w << " " << t << " " << invert;
           for (int i = 0; i < ref.paths.GetSize(); ++i) {
@@ -327,13 +330,15 @@ TEST(FaithfulTrace, PackedBitsAndGreyLevelsReadTheSamePixels) {
   EXPECT_FALSE(trace.TraceBits(few, 16, 2, 2, out));  // shorter than two rows
   EXPECT_FALSE(trace.TraceBits(few, 16, 1, 1, out));  // stride shorter than a row
   // A reader that gives up fails the trace.
-  auto fill = [](int y, std::span<std::uint8_t> row) {
-    std::fill(row.begin(), row.end(), 0xFF);
-    return y < 2;
+  auto fill = [](bool ok) {
+    return [ok](std::span<std::uint8_t> rows) {
+      std::fill(rows.begin(), rows.end(), 0xFF);
+      return ok;
+    };
   };
-  EXPECT_TRUE(trace.TraceBitRows(16, 2, fill, out));
+  EXPECT_TRUE(trace.TraceBitRows(16, 2, fill(true), out));
   EXPECT_EQ(out.GetSize(), 1);
-  EXPECT_FALSE(trace.TraceBitRows(16, 3, fill, out));
+  EXPECT_FALSE(trace.TraceBitRows(16, 3, fill(false), out));
   EXPECT_EQ(out.GetSize(), 0);
   EXPECT_TRUE(trace.Tree().empty());
 }
