@@ -136,6 +136,13 @@ int RunTrace(TraceOptions& o) {
 
 }  // namespace
 
+int RunTracePlain(const std::string& input, const std::string& output) {
+  TraceOptions o;  // every option at its default, as the option tree leaves them
+  o.input = input;
+  o.output.path = output;
+  return RunTrace(o);
+}
+
 void RegisterTrace(Tool& tool) {
   auto o = std::make_shared<TraceOptions>();
   CLI::App* cmd =
