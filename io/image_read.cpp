@@ -50,17 +50,20 @@ namespace {
 
 // A binary PBM's header: "P4", width, height, then one whitespace byte; '#' starts a comment
 // running to the end of its line. Returns the offset of the pixel data, 0 when the bytes are
-// not a binary PBM.
-std::size_t PbmHeader(const std::string& b, int& w, int& h) {
-  if (b.size() < 3 || b[0] != 'P' || b[1] != '4') return 0;
+// not a binary PBM. byte(i, c) sets c to byte i of the file and is false past its end; the
+// bytes are asked for in order, none past the header's last.
+template <class ByteAt>
+std::size_t PbmHeader(ByteAt byte, int& w, int& h) {
+  unsigned char c = 0;
+  if (!byte(0, c) || c != 'P' || !byte(1, c) || c != '4') return 0;
   std::size_t i = 2;
   int* fields[2] = {&w, &h};
   for (int* f : fields) {
     for (;;) {  // whitespace and comments; i only grows, bounded by the size
-      if (i >= b.size()) return 0;
-      if (b[i] == '#') {
-        while (i < b.size() && b[i] != '\n') ++i;
-      } else if (std::isspace(static_cast<unsigned char>(b[i]))) {
+      if (!byte(i, c)) return 0;
+      if (c == '#') {
+        while (byte(i, c) && c != '\n') ++i;
+      } else if (std::isspace(c)) {
         ++i;
       } else {
         break;
@@ -68,54 +71,24 @@ std::size_t PbmHeader(const std::string& b, int& w, int& h) {
     }
     std::int64_t v = 0;
     const std::size_t digits = i;
-    while (i < b.size() && b[i] >= '0' && b[i] <= '9' && v <= INT32_MAX)
-      v = v * 10 + (b[i++] - '0');
+    while (byte(i, c) && c >= '0' && c <= '9' && v <= INT32_MAX) {
+      v = v * 10 + (c - '0');
+      ++i;
+    }
     if (i == digits || v < 1 || v > INT32_MAX) return 0;
     *f = static_cast<int>(v);
   }
-  if (i >= b.size() || !std::isspace(static_cast<unsigned char>(b[i]))) return 0;
+  if (!byte(i, c) || !std::isspace(c)) return 0;
   return i + 1;
 }
 
-}  // namespace
-
-bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoLevelMask& mask,
-                      std::string& error) {
-  mask = TwoLevelMask{};
-  const std::string name = SourceName(path);
-  std::string bytes;
-  if (!ReadAll(path, bytes, kMaxImageBytes, error)) return false;
-  int w = 0, h = 0;
-  if (const std::size_t at = PbmHeader(bytes, w, h); at > 0) {
-    if (TooManyPixels(name, w, h, options.max_pixels, error)) return false;
-    const std::size_t stride = (static_cast<std::size_t>(w) + 7) / 8;
-    if ((bytes.size() - at) / stride < static_cast<std::size_t>(h)) {
-      error = name + " is a truncated PBM image";
-      return false;
-    }
-    // The file's rows are the mask: kept in place, past the header.
-    mask.storage = std::move(bytes);
-    mask.offset = at;
-    // Black (set) is dark; the padding bits past the width are cleared.
-    const std::uint8_t pad = static_cast<std::uint8_t>(0xFF00 >> (w % 8 == 0 ? 8 : w % 8));
-    auto* bits = reinterpret_cast<std::uint8_t*>(mask.storage.data()) + at;
-    for (std::size_t y = 0; y < static_cast<std::size_t>(h); ++y) {
-      std::uint8_t* row = bits + y * stride;
-      if (options.invert)
-        for (std::size_t k = 0; k < stride; ++k) row[k] = static_cast<std::uint8_t>(~row[k]);
-      row[stride - 1] &= pad;
-    }
-    mask.width = w;
-    mask.height = h;
-    mask.stride = static_cast<int>(stride);
-    mask.threshold = options.threshold < 0 ? 128 : options.threshold;
-    return true;
-  }
+// Decodes any image but a PBM (bytes: the whole file) into mask.
+bool DecodeMask(const std::string& name, std::string& bytes, const ImageOptions& options,
+                TwoLevelMask& mask, std::string& error) {
   OverWhitePixels px;
   if (!DecodeOverWhite(name, bytes, options.max_pixels, px, error, /*ownLayout=*/true))
     return false;
-  w = px.width;
-  h = px.height;
+  const int w = px.width, h = px.height;
   // Luminance in whole steps of the colour over white; grey needs no sum ((299 + 587 + 114) g /
   // 1000 is g).
   const int comp = px.channels;
@@ -153,6 +126,97 @@ bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoL
   mask.width = w;
   mask.height = h;
   mask.stride = static_cast<int>(stride);
+  return true;
+}
+
+}  // namespace
+
+bool TwoLevelRows::Open(const std::string& path, const ImageOptions& options, std::string& error) {
+  width = height = stride = threshold = 0;
+  separation = 1.0;
+  name_ = SourceName(path);
+  pbm_ = false;
+  invert_ = options.invert;
+  read_ = false;
+  whole_ = TwoLevelMask{};
+  if (!file_.Open(path, kMaxImageBytes, error)) return false;
+  // The header straight from the file, every byte taken kept in case the file is no PBM.
+  std::string head;
+  auto byte = [&](std::size_t i, unsigned char& c) {
+    while (head.size() <= i) {
+      const int got = head.size() <= kMaxImageBytes ? file_.Get() : EOF;
+      if (got == EOF) return false;
+      head.push_back(static_cast<char>(got));
+    }
+    c = static_cast<unsigned char>(head[i]);
+    return true;
+  };
+  int w = 0, h = 0;
+  if (PbmHeader(byte, w, h) > 0) {
+    if (TooManyPixels(name_, w, h, options.max_pixels, error)) return false;
+    pbm_ = true;
+    width = w;
+    height = h;
+    stride = static_cast<int>((static_cast<std::size_t>(w) + 7) / 8);
+    threshold = options.threshold < 0 ? 128 : options.threshold;
+    return true;
+  }
+  if (!file_.ReadRest(head, error) || !DecodeMask(name_, head, options, whole_, error))
+    return false;
+  width = whole_.width;
+  height = whole_.height;
+  stride = whole_.stride;
+  threshold = whole_.threshold;
+  separation = whole_.separation;
+  return true;
+}
+
+bool TwoLevelRows::Read(std::span<std::uint8_t> bits, std::string& error) {
+  const std::size_t n = static_cast<std::size_t>(stride);
+  const std::size_t size = n * static_cast<std::size_t>(height);
+  if (read_ || bits.size() < size) {
+    error = "cannot read " + name_ + ": its rows were read already or do not fit";
+    return false;
+  }
+  read_ = true;
+  if (!pbm_) {
+    std::memcpy(bits.data(), whole_.Bits().data(), size);
+    whole_ = TwoLevelMask{};
+    return true;
+  }
+  if (file_.Read(bits.data(), size) != size) {
+    error = file_.ReadError();
+    if (error.empty()) error = name_ + " is a truncated PBM image";
+    return false;
+  }
+  // Black (set) is dark; the padding bits past the width are cleared.
+  const std::uint8_t pad = static_cast<std::uint8_t>(0xFF00 >> (width % 8 == 0 ? 8 : width % 8));
+  for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
+    std::uint8_t* row = bits.data() + y * n;
+    if (invert_)
+      for (std::size_t k = 0; k < n; ++k) row[k] = static_cast<std::uint8_t>(~row[k]);
+    row[n - 1] &= pad;
+  }
+  return true;
+}
+
+bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoLevelMask& mask,
+                      std::string& error) {
+  mask = TwoLevelMask{};
+  TwoLevelRows rows;
+  if (!rows.Open(path, options, error)) return false;
+  mask.width = rows.width;
+  mask.height = rows.height;
+  mask.stride = rows.stride;
+  mask.threshold = rows.threshold;
+  mask.separation = rows.separation;
+  mask.storage.resize(static_cast<std::size_t>(rows.stride) *
+                      static_cast<std::size_t>(rows.height));
+  if (!rows.Read({reinterpret_cast<std::uint8_t*>(mask.storage.data()), mask.storage.size()},
+                 error)) {
+    mask = TwoLevelMask{};
+    return false;
+  }
   return true;
 }
 

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "io/input_file.h"
 #include "plexa/platform/gdi.h"
 
 namespace plexa::io {
@@ -55,17 +56,14 @@ struct LoadedImage {
 // bits[y * stride .. y * stride + stride), pixel x in byte x / 8 at bit 7 - x % 8 (most
 // significant first); a set bit is a traced pixel, the bits past the width are clear.
 struct TwoLevelMask {
-  // The rows: stride * height bytes from storage[offset] on (a binary PBM file is kept as it
-  // was read, its header skipped rather than copied away).
-  std::string storage;
-  std::size_t offset = 0;
+  std::string storage;  // the rows: stride * height bytes
   int width = 0;
   int height = 0;
   int stride = 0;           // bytes a row: (width + 7) / 8
   int threshold = 0;        // as in LoadedImage
   double separation = 1.0;  // as in LoadedImage
   std::span<const std::uint8_t> Bits() const {
-    return {reinterpret_cast<const std::uint8_t*>(storage.data()) + offset,
+    return {reinterpret_cast<const std::uint8_t*>(storage.data()),
             static_cast<std::size_t>(stride) * static_cast<std::size_t>(height)};
   }
 };
@@ -75,6 +73,40 @@ struct TwoLevelMask {
 // ones. False, with a one-line reason in error, on failure.
 bool LoadTwoLevelMask(const std::string& path, const ImageOptions& options, TwoLevelMask& mask,
                       std::string& error);
+
+// The same pixels, read into memory the caller provides (a tracer's own image): a binary PBM's
+// rows come from the file straight into it, so the image is never held twice; any other image
+// is read and decoded whole by Open.
+//
+//   TwoLevelRows rows;
+//   if (!rows.Open(path, options, error)) ...;
+//   std::vector<std::uint8_t> bits(rows.stride * rows.height);
+//   if (!rows.Read(bits, error)) ...;
+class TwoLevelRows {
+ public:
+  // Opens path and reads a PBM's header, or any other image whole. False, with a one-line
+  // reason in error, when it cannot be read, is no image or is too large (a PBM's size is
+  // checked from its header, before any row is read).
+  bool Open(const std::string& path, const ImageOptions& options, std::string& error);
+  // Reads every row into bits (stride * height bytes, rows from the top one after another,
+  // laid out as in TwoLevelMask). False, with the reason in error, when the file ends early (a
+  // truncated PBM) or cannot be read, when bits is shorter, or on a second call.
+  bool Read(std::span<std::uint8_t> bits, std::string& error);
+
+  int width = 0;
+  int height = 0;
+  int stride = 0;           // bytes a row: (width + 7) / 8
+  int threshold = 0;        // as in LoadedImage
+  double separation = 1.0;  // as in LoadedImage
+
+ private:
+  InputFile file_;
+  std::string name_;  // as messages give it
+  bool pbm_ = false;  // rows come from file_; else from whole_
+  bool invert_ = false;
+  bool read_ = false;  // Read has run
+  TwoLevelMask whole_;
+};
 
 // Reads path ("-": standard input). On failure returns a null bitmap and puts a one-line
 // reason into error.

@@ -83,8 +83,12 @@ bool ViaRename(const std::string& target, const std::string& shown, std::string_
   }
   bool ok = true;
   if (existing != nullptr) {
-    // Keep the owner where we may (root, or the owner already), then the mode bits.
-    if (::fchown(fd, existing->st_uid, existing->st_gid) != 0) {
+    // Keep the owner where we may (root, or the owner already), then the mode bits. A temporary
+    // that already has the file's owner and group (the usual case) is left as it is.
+    struct stat made {};
+    const bool same = ::fstat(fd, &made) == 0 && made.st_uid == existing->st_uid &&
+                      made.st_gid == existing->st_gid;
+    if (!same && ::fchown(fd, existing->st_uid, existing->st_gid) != 0) {
       // Not permitted: the file becomes ours, as a plain overwrite by this user would not do;
       // keep at least the group when we belong to it.
       [[maybe_unused]] const int ignored = ::fchown(fd, static_cast<uid_t>(-1), existing->st_gid);
@@ -128,17 +132,24 @@ bool WriteOutputFile(const std::string& path, std::string_view data, std::string
     error = "cannot write '': no file name";
     return false;
   }
+  // The path itself first: only a symbolic link needs looking through (stat, then realpath).
   struct stat st {};
-  if (::stat(path.c_str(), &st) != 0) {
+  if (::lstat(path.c_str(), &st) != 0) {
     if (errno != ENOENT) {
       error = Reason(path, errno);
       return false;
     }
-    struct stat link {};
-    if (::lstat(path.c_str(), &link) == 0)  // a dangling symbolic link: create its target
-      return InPlace(path, O_WRONLY | O_CREAT | O_TRUNC, data, false, error);
     bool no_temporary = false;
     return ViaRename(path, path, data, nullptr, error, no_temporary);
+  }
+  const bool link = S_ISLNK(st.st_mode);
+  if (link && ::stat(path.c_str(), &st) != 0) {
+    if (errno != ENOENT) {
+      error = Reason(path, errno);
+      return false;
+    }
+    // A dangling symbolic link: create its target.
+    return InPlace(path, O_WRONLY | O_CREAT | O_TRUNC, data, false, error);
   }
   if (!S_ISREG(st.st_mode)) {
     if (S_ISDIR(st.st_mode)) {
@@ -152,7 +163,8 @@ bool WriteOutputFile(const std::string& path, std::string_view data, std::string
     return false;
   }
   // The file a symbolic link names is the one replaced.
-  std::unique_ptr<char, void (*)(void*)> real(::realpath(path.c_str(), nullptr), &std::free);
+  std::unique_ptr<char, void (*)(void*)> real(link ? ::realpath(path.c_str(), nullptr) : nullptr,
+                                              &std::free);
   const std::string target = real ? std::string(real.get()) : path;
   if (st.st_nlink == 1) {
     bool no_temporary = false;

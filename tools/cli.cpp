@@ -8,20 +8,18 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <string_view>
 #include <thread>
 
 #include "io/output_file.h"
-
-#ifndef PLEXA_VERSION
-#error "PLEXA_VERSION comes from the CMake project version"
-#endif
+#include "plexa/platform/version.h"
 
 namespace plexa::tool {
 
 const char* Version() {
-  return PLEXA_VERSION;
+  return PLEXA_VERSION_STRING;
 }
 
 int Fail(const std::string& message) {
@@ -33,17 +31,20 @@ void Warn(const std::string& message) {
   std::fprintf(stderr, "plexa: warning: %s\n", message.c_str());
 }
 
-Tool::Tool() : app_("plexa - geometry for sign making and cutting", "plexa") {
-  app_.set_version_flag("--version", std::string("plexa ") + Version(), "print the version");
-  app_.require_subcommand(1);
-  app_.footer(
+CLI::App& Tool::App() {
+  if (app_) return *app_;
+  app_ = std::make_unique<CLI::App>("plexa - geometry for sign making and cutting", "plexa");
+  app_->set_version_flag("--version", std::string("plexa ") + Version(), "print the version");
+  app_->require_subcommand(1);
+  app_->footer(
       "Exit status: 0 on success, 1 when a file cannot be read or written, 2 on a usage error.\n"
       "Run 'plexa COMMAND --help' for the options of a command.");
+  return *app_;
 }
 
 CLI::App* Tool::Add(const std::string& name, const std::string& description,
                     std::function<int()> run) {
-  CLI::App* cmd = app_.add_subcommand(name, description);
+  CLI::App* cmd = App().add_subcommand(name, description);
   commands_.emplace_back(cmd, std::move(run));
   return cmd;
 }
@@ -77,17 +78,42 @@ void Tool::Select(int argc, char** argv) {
   only_ = argv[1];
 }
 
+bool Tool::RunPlain(const char* name, PlainRun plain, int argc, char** argv, int& status) const {
+  if (argc != 5 || only_ != name) return false;
+  // A word the parser takes as a value as it is (Select has made sure none names a subcommand).
+  auto word = [](const char* w) {
+    return w[0] != '\0' && (w[0] != '-' || std::strcmp(w, "-") == 0);
+  };
+  auto output = [](const char* w) {
+    return std::strcmp(w, "-o") == 0 || std::strcmp(w, "--output") == 0;
+  };
+  const char* input = nullptr;
+  const char* file = nullptr;
+  if (word(argv[2]) && output(argv[3]) && word(argv[4])) {
+    input = argv[2];
+    file = argv[4];
+  } else if (output(argv[2]) && word(argv[3]) && word(argv[4])) {
+    input = argv[4];
+    file = argv[3];
+  } else {
+    return false;
+  }
+  status = plain(input, file);
+  return true;
+}
+
 int Tool::Main(int argc, char** argv) {
+  CLI::App& app = App();
   if (argc <= 1) {
-    std::fputs(app_.help().c_str(), stderr);
+    std::fputs(app.help().c_str(), stderr);
     return kExitUsage;
   }
   try {
-    app_.parse(argc, argv);
+    app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    if (e.get_exit_code() == 0) return app_.exit(e);  // --help, --version
+    if (e.get_exit_code() == 0) return app.exit(e);  // --help, --version
     std::string where = "plexa --help";
-    for (const CLI::App* sub : app_.get_subcommands())
+    for (const CLI::App* sub : app.get_subcommands())
       where = "plexa " + sub->get_name() + " --help";
     std::fprintf(stderr, "plexa: %s (see '%s')\n", e.what(), where.c_str());
     return kExitUsage;
@@ -331,12 +357,11 @@ io::LoadedImage ReadArtwork(const std::string& input, const std::string& thresho
   return img;
 }
 
-bool ReadArtworkMask(const std::string& input, const std::string& threshold, bool invert,
-                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelMask& mask,
+bool OpenArtworkRows(const std::string& input, const std::string& threshold, bool invert,
+                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelRows& rows,
                      std::string& error) {
-  if (!io::LoadTwoLevelMask(input, ArtworkOptions(threshold, invert, maxPixels), mask, error))
-    return false;
-  WarnIfNotTwoLevel(input, threshold, mask.separation, mask.threshold, noisy);
+  if (!rows.Open(input, ArtworkOptions(threshold, invert, maxPixels), error)) return false;
+  WarnIfNotTwoLevel(input, threshold, rows.separation, rows.threshold, noisy);
   return true;
 }
 

@@ -36,8 +36,7 @@ inline constexpr int kExitUsage = 2;
 
 class Tool {
  public:
-  Tool();
-  CLI::App& app() { return app_; }
+  CLI::App& app() { return App(); }
   // Adds a subcommand whose run function gives the exit status when it is the one given.
   CLI::App* Add(const std::string& name, const std::string& description, std::function<int()> run);
   // Parses the command line and runs the subcommand given.
@@ -52,8 +51,18 @@ class Tool {
   bool Wants(const char* name);
   void Select(int argc, char** argv);
 
+  // The plainest command line, `plexa NAME INPUT -o OUTPUT` (the two in either order, --output
+  // for -o) with every option at its default. When Select picked `name` and the line is exactly
+  // that, sets status to plain(INPUT, OUTPUT) and returns true, having built no option tree (the
+  // same run, without most of a small job's start-up). INPUT and OUTPUT must be words the parser
+  // takes as they are: not empty, and not starting with '-' unless "-" itself. Any other line
+  // (another option, --output=FILE, --help) returns false and is left to Main.
+  using PlainRun = int (*)(const std::string& input, const std::string& output);
+  bool RunPlain(const char* name, PlainRun plain, int argc, char** argv, int& status) const;
+
  private:
-  CLI::App app_;
+  CLI::App& App();  // made on first use
+  std::unique_ptr<CLI::App> app_;
   std::vector<std::pair<CLI::App*, std::function<int()>>> commands_;
   std::vector<std::string> names_;  // every subcommand, lower case, from the first round
   bool selected_ = false;           // Select has run
@@ -120,9 +129,10 @@ void AddImageOptions(CLI::App& cmd, double& dpi, double& width, double& height,
 // On failure the bitmap is null and error holds the reason.
 io::LoadedImage ReadArtwork(const std::string& input, const std::string& threshold, bool invert,
                             std::int64_t maxPixels, const std::string& noisy, std::string& error);
-// The same pixels one bit a pixel (see io::TwoLevelMask), for the tracers that take them so.
-bool ReadArtworkMask(const std::string& input, const std::string& threshold, bool invert,
-                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelMask& mask,
+// The same pixels one bit a pixel (see io::TwoLevelRows), for the tracers that take them so:
+// opened here, the rows read into the tracer's own image.
+bool OpenArtworkRows(const std::string& input, const std::string& threshold, bool invert,
+                     std::int64_t maxPixels, const std::string& noisy, io::TwoLevelRows& rows,
                      std::string& error);
 
 // Progress on standard error for work that takes more than a second: a line naming the stage

@@ -72,8 +72,18 @@ TEST_F(Cli, TracesBinaryPbmLikeThePng) {
     ASSERT_EQ(b.status, 0) << b.err;
     EXPECT_EQ(fromPbm, Slurp(svg)) << flags;
   }
+  // The plain line (every option at its default, run without building the option tree) and
+  // the same run through the full parser (an option given its default value) agree.
+  const Result plain = Run("trace '" + file + "' -o '" + svg + "'");
+  const std::string plainSvg = Slurp(svg);
+  const Result full = Run("trace --threshold 128 -o '" + svg + "' '" + file + "'");
+  EXPECT_EQ(full.status, plain.status);
+  EXPECT_EQ(full.out, plain.out);
+  EXPECT_EQ(Slurp(svg), plainSvg);
   std::ofstream(file, std::ios::binary) << pbm.substr(0, pbm.size() / 2);
-  EXPECT_NE(Run("trace '" + file + "' -o '" + svg + "'").status, 0);
+  const Result cut = Run("trace '" + file + "' -o '" + svg + "'");
+  EXPECT_EQ(cut.status, 1);
+  EXPECT_EQ(cut.err, Run("trace --threshold 128 '" + file + "' -o '" + svg + "'").err);
 }
 
 TEST_F(Cli, TracesDarkArtworkWithHolesIntoOneShapeEach) {

@@ -1,6 +1,7 @@
 // plexa trace IMAGE -o OUT: a two-level artwork into cut-ready outlines.
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -68,14 +69,14 @@ int RunTrace(TraceOptions& o) {
       drawing.items.push_back(io::Item{{static_cast<int>(i)}, io::FillRule::kEvenOdd});
     io::GroupIntoShapes(drawing);
   } else {
-    // The artwork one bit a pixel, set where traced. The tracer's tree gives each outline its
-    // holes directly.
-    io::TwoLevelMask mask;
-    if (!ReadArtworkMask(o.input, o.threshold, o.invert, o.max_pixels, "outlines", mask, error))
+    // The artwork one bit a pixel, set where traced, its rows read into the tracer's own
+    // image. The tracer's tree gives each outline its holes directly.
+    io::TwoLevelRows rows;
+    if (!OpenArtworkRows(o.input, o.threshold, o.invert, o.max_pixels, "outlines", rows, error))
       return Fail(error);
-    width = mask.width;
-    height = mask.height;
-    threshold = mask.threshold;
+    width = rows.width;
+    height = rows.height;
+    threshold = rows.threshold;
     progress.Stage("tracing");
     CFaithfulTrace::OPTIONS opt = o.faithful;
     opt.invert = false;
@@ -84,8 +85,11 @@ int RunTrace(TraceOptions& o) {
                      : o.turn_policy == "white"  ? CFaithfulTrace::TurnPolicy::Background
                                                  : CFaithfulTrace::TurnPolicy::Minority;
     CFaithfulTrace trace(opt);
-    const bool ok = trace.TraceBits(mask.Bits(), width, height, mask.stride, drawing.paths);
-    mask = io::TwoLevelMask{};
+    std::string readError;
+    const bool ok = trace.TraceBitRows(
+        width, height, [&](std::span<std::uint8_t> bits) { return rows.Read(bits, readError); },
+        drawing.paths);
+    if (!ok && !readError.empty()) return Fail(readError);  // the file, not the tracer
     if (!ok) return Fail("'" + name + "' could not be traced (too large or out of memory)");
     const auto& tree = trace.Tree();
     std::vector<int> item(tree.size(), -1);
@@ -131,6 +135,13 @@ int RunTrace(TraceOptions& o) {
 }
 
 }  // namespace
+
+int RunTracePlain(const std::string& input, const std::string& output) {
+  TraceOptions o;  // every option at its default, as the option tree leaves them
+  o.input = input;
+  o.output.path = output;
+  return RunTrace(o);
+}
 
 void RegisterTrace(Tool& tool) {
   auto o = std::make_shared<TraceOptions>();

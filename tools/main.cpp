@@ -2,6 +2,7 @@
 // here by one line.
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "tools/cli.h"
 
@@ -12,6 +13,9 @@
   if (tool.Wants(#Name)) Register##Name(tool)
 
 namespace plexa::tool {
+
+// `plexa trace IMAGE -o OUT` with every option at its default (see Tool::RunPlain).
+int RunTracePlain(const std::string& input, const std::string& output);
 
 void RegisterAll(Tool& tool) {
   // One line a subcommand, in the order `plexa --help` lists them.
@@ -37,8 +41,12 @@ int main(int argc, char** argv) {
   plexa::tool::Tool tool;
   plexa::tool::RegisterAll(tool);  // names only
   tool.Select(argc, argv);
-  plexa::tool::RegisterAll(tool);
-  const int status = tool.Main(argc, argv);
+  int status = 0;
+  // The commonest line, a trace with every option at its default, needs no option tree.
+  if (!tool.RunPlain("trace", &plexa::tool::RunTracePlain, argc, argv, status)) {
+    plexa::tool::RegisterAll(tool);
+    status = tool.Main(argc, argv);
+  }
   // Every file is written and closed by now: flush the standard streams and leave without
   // tearing down the option tree and the static objects (a fair share of a small job's time).
   std::fflush(nullptr);

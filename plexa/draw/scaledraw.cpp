@@ -11,21 +11,10 @@ namespace {
 
 // Drawing units an inch.
 constexpr double kUnitsPerInch = 254.0;
-// Pixels per inch assumed when no surface reports a resolution.
-constexpr int kFallbackDpi = 96;
 // A world extent smaller than this is taken as +-this in SetScaleToFit.
 constexpr double kFitExtentFloor = 1e-6;
 // A grid step smaller than this is taken as +-this in the snapping conversions.
 constexpr double kGridFloor = 1e-8;
-
-// The screen's 1:1 scale, read once when the library loads. A memory surface compatible with
-// the screen reports the screen's resolution without making the screen's image exist.
-double ScreenScale121() {
-  HDC dc = CreateCompatibleDC(nullptr);
-  const int dpi = dc != nullptr ? GetDeviceCaps(dc, LOGPIXELSX) : 0;
-  if (dc != nullptr) DeleteDC(dc);
-  return (dpi > 0 ? dpi : kFallbackDpi) / kUnitsPerInch;
-}
 
 // Integer half, truncated toward zero, without overflow.
 int Half(LONG a, LONG b) {
@@ -34,7 +23,10 @@ int Half(LONG a, LONG b) {
 
 }  // namespace
 
-double CScaleDraw::g_scale121 = ScreenScale121();
+// The screen's 1:1 scale: every surface compatible with the screen reports the platform's
+// screen resolution, so it is known before the library loads (a constant, no drawing surface
+// made at start-up).
+double CScaleDraw::g_scale121 = kScreenDpi / kUnitsPerInch;
 
 CScaleDraw::CScaleDraw() {
   Clear();

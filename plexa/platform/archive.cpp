@@ -2,8 +2,9 @@
 
 #include <bit>
 #include <cstring>
-#include <iostream>
+#include <istream>
 #include <limits>
+#include <ostream>
 
 #include "plexa/platform/errors.h"
 

@@ -80,6 +80,28 @@ void PackGreyRow(const std::uint8_t* src, int width, int threshold, bool invert,
   }
 }
 
+// Sets row (the words of one row of the one-bit image) from rowBytes bytes of a row of packed
+// bits, most significant bit first, as in a binary PBM file. src may overlap row when it starts
+// at or after it (the words are set in order, each from bytes at or after its own). Pixels past
+// the width become background.
+void PackBitRow(const std::uint8_t* src, std::size_t rowBytes, int width, std::uint64_t flip,
+                std::uint64_t* row, std::size_t words) {
+  for (std::size_t k = 0; k * 8 < rowBytes; ++k) {
+    std::uint64_t v = 0;
+    const std::size_t take = std::min<std::size_t>(8, rowBytes - k * 8);
+    // Byte j of the word is source byte 8k + j, whatever the machine's byte order.
+    if (std::endian::native == std::endian::little && take == 8)
+      std::memcpy(&v, src + k * 8, 8);
+    else
+      for (std::size_t j = 0; j < take; ++j) v |= std::uint64_t{src[k * 8 + j]} << (8 * j);
+    // Blank and solid words (most of most artwork) need no reordering.
+    row[k] = (v == 0 || v == ~std::uint64_t{0} ? v : ReverseBitsInBytes(v)) ^ flip;
+  }
+  const std::size_t last = static_cast<std::size_t>(width) >> 6;
+  row[last] &= (std::uint64_t{1} << (width & 63)) - 1;
+  for (std::size_t k = last + 1; k < words; ++k) row[k] = 0;
+}
+
 CFaithfulTrace::OPTIONS Sanitised(CFaithfulTrace::OPTIONS o) {
   const CFaithfulTrace::OPTIONS d;
   if (!std::isfinite(o.cornerThreshold)) o.cornerThreshold = d.cornerThreshold;
@@ -175,26 +197,36 @@ bool CFaithfulTrace::TraceBits(std::span<const std::uint8_t> bits, int width, in
   if (!img.Init(width, height, /*clear=*/false)) return false;
   const std::size_t rowBytes = (static_cast<std::size_t>(width) + 7) / 8;
   const std::uint64_t flip = o.invert ? ~std::uint64_t{0} : 0;
-  for (int y = 0; y < height; ++y) {
-    const std::uint8_t* src =
-        bits.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
-    std::uint64_t* row = img.Row(y);
-    for (std::size_t k = 0; k * 8 < rowBytes; ++k) {
-      std::uint64_t v = 0;
-      const std::size_t take = std::min<std::size_t>(8, rowBytes - k * 8);
-      // Byte j of the word is source byte 8k + j, whatever the machine's byte order.
-      if (std::endian::native == std::endian::little && take == 8)
-        std::memcpy(&v, src + k * 8, 8);
-      else
-        for (std::size_t j = 0; j < take; ++j) v |= std::uint64_t{src[k * 8 + j]} << (8 * j);
-      // Blank and solid words (most of most artwork) need no reordering.
-      row[k] = (v == 0 || v == ~std::uint64_t{0} ? v : ReverseBitsInBytes(v)) ^ flip;
-    }
-    // Pixels past the width are background.
-    const std::size_t last = static_cast<std::size_t>(width) >> 6;
-    row[last] &= (std::uint64_t{1} << (width & 63)) - 1;
-    for (std::size_t k = last + 1; k < img.WordsPerRow(); ++k) row[k] = 0;
-  }
+  for (int y = 0; y < height; ++y)
+    PackBitRow(bits.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride),
+               rowBytes, width, flip, img.Row(y), img.WordsPerRow());
+  return Finish(o, out);
+}
+
+bool CFaithfulTrace::TraceBitRows(int width, int height,
+                                  const std::function<bool(std::span<std::uint8_t> rows)>& readRows,
+                                  CPolyPolyBezier& out) {
+  out.RemoveAll();
+  m_tree.clear();
+  const OPTIONS o = Sanitised(m_options);
+  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
+      std::int64_t{width} * height > kMaxPixels || !readRows)
+    return false;
+  BitImage& img = Buffers().image;
+  if (!img.Init(width, height, /*clear=*/false)) return false;
+  // The packed rows are read into the end of the image's own storage (a row of words holds at
+  // least a packed row), then unpacked front to back: row y's words end at or before where
+  // packed row y + 1 starts, so every byte is read before it is written over.
+  const std::size_t rowBytes = (static_cast<std::size_t>(width) + 7) / 8;
+  const std::size_t rows = static_cast<std::size_t>(height);
+  const std::size_t rowWords = img.WordsPerRow() * 8;
+  auto* storage = reinterpret_cast<std::uint8_t*>(img.Row(0));
+  std::uint8_t* packed = storage + (rowWords - rowBytes) * rows;
+  if (!readRows(std::span<std::uint8_t>(packed, rowBytes * rows))) return false;
+  const std::uint64_t flip = o.invert ? ~std::uint64_t{0} : 0;
+  for (int y = 0; y < height; ++y)
+    PackBitRow(packed + rowBytes * static_cast<std::size_t>(y), rowBytes, width, flip, img.Row(y),
+               img.WordsPerRow());
   return Finish(o, out);
 }
 

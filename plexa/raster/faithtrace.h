@@ -48,6 +48,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -113,6 +114,13 @@ class PLEXA_API CFaithfulTrace {
   // not used. The fastest way in: no grey levels to compare.
   bool TraceBits(std::span<const std::uint8_t> bits, int width, int height, int stride,
                  CPolyPolyBezier& out);
+  // The same, for a caller that reads the image from a file or a stream: readRows writes all
+  // height rows into rows, one after another with no gap ((width + 7) / 8 bytes each, laid out
+  // as above), and returns true, or false to give up, which fails the trace. The span lies in
+  // the tracer's own one-bit image, so the image is never held twice.
+  bool TraceBitRows(int width, int height,
+                    const std::function<bool(std::span<std::uint8_t> rows)>& readRows,
+                    CPolyPolyBezier& out);
 
   const std::vector<NODE>& Tree() const { return m_tree; }
   // Paths with hole == false, and with hole == true, in the last result.

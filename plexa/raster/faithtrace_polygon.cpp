@@ -33,6 +33,8 @@ using PLEXA::CDPOINT;
 // Longest edge, in boundary steps. Bounds the cost on long boundaries; a longer straight
 // stretch becomes several collinear edges, which the curve stage joins again.
 constexpr int kMaxSpan = 1000;
+// The work arrays hold distances along the boundary, of at most kMaxSpan + 1, in 16 bits.
+static_assert(kMaxSpan < 0xFFFF);
 // Staircase corners examined from one point: bounds the cost on long diagonal lines (same
 // effect as kMaxSpan when reached).
 constexpr int kMaxCornersWalked = 300;
@@ -148,8 +150,9 @@ void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, Poly
   const std::size_t span = std::max<std::size_t>(1, std::min<std::size_t>(kMaxSpan, (n - 1) / 2));
 
   // The boundary from the start point, unwrapped up to index len (< 2n) for the walks below:
-  // points, step directions and the next corner after each index (the first c > k where the
-  // step direction changes; len when there is none before len).
+  // points, step directions and the distance to the next corner after each index (to the first
+  // c > k where the step direction changes, len when there is none before len), held to at most
+  // kMaxSpan + 1: every walk below ends within span <= kMaxSpan of where it looks.
   const std::size_t len = n + span + 1;
   std::vector<IPoint>& up = w.points;
   up.resize(len + 1);
@@ -161,26 +164,27 @@ void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, Poly
   dirs.resize(len);
   for (std::size_t k = 0; k < len; ++k)
     dirs[k] = static_cast<std::uint8_t>(StepDir(up[k], up[k + 1]));
-  std::vector<std::size_t>& nextCorner = w.nextCorner;
+  std::vector<std::uint16_t>& nextCorner = w.nextCorner;
   nextCorner.resize(len);
   for (std::size_t k = len, c = len; k-- > 0;) {
-    nextCorner[k] = c;
+    nextCorner[k] = static_cast<std::uint16_t>(std::min<std::size_t>(c - k, kMaxSpan + 1));
     if (dirs[k] != dirs[k > 0 ? k - 1 : n - 1]) c = k;
   }
 
-  std::vector<std::size_t>& lon = w.lon;
+  // lon(i) - i, in 1 .. span.
+  std::vector<std::uint16_t>& lon = w.lon;
   lon.resize(n);
   // Ranges must not shrink as i grows (a later start never reaches less far): lon(i) is held
   // to lon(i + 1), so the walks go backwards and stop there.
   for (std::size_t i = n; i-- > 0;) {
     const IPoint& pi = up[i];
-    const std::size_t limit = i + 1 < n ? std::min(i + span, lon[i + 1]) : i + span;
+    const std::size_t limit = i + 1 < n ? std::min(i + span, i + 1 + lon[i + 1]) : i + span;
     int used = 1 << dirs[i];
     bool coned = false;
     V lo{0, 0}, hi{0, 0};
     std::size_t k = i, result = limit;
     for (int walked = 0;; ++walked) {
-      const std::size_t c = std::min(std::max(nextCorner[k], k + 1), limit);
+      const std::size_t c = std::min(k + nextCorner[k], limit);
       const IPoint& pk = up[k];
       const V a{kScale * (pk.x - pi.x), kScale * (pk.y - pi.y)};
       const int d = dirs[k];
@@ -267,7 +271,7 @@ void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, Poly
         }
       }
     }
-    lon[i] = std::max(result, i + 1);
+    lon[i] = static_cast<std::uint16_t>(std::max(result, i + 1) - i);
   }
 
   // Prefix sums of the coordinates and their products over up[0 .. n], wrapping modulo 2^64:
@@ -286,13 +290,13 @@ void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, Poly
   // Shortest path from point 0 to point n (= point 0 again).
   std::vector<int>& count = w.count;
   std::vector<double>& pen = w.pen;
-  std::vector<std::size_t>& prev = w.prev;
+  std::vector<std::uint16_t>& prev = w.prev;  // j minus the vertex before j, in 1 .. span
   count.assign(n + 1, 0);
   pen.assign(n + 1, 0);
   prev.assign(n + 1, 0);
   std::size_t lowest = 0;
   for (std::size_t j = 1; j <= n; ++j) {
-    while (lowest < j && std::min(lon[lowest], n) < j) ++lowest;
+    while (lowest < j && std::min(lowest + lon[lowest], n) < j) ++lowest;
     const int best = count[lowest];
     double bestPen = 0;
     std::size_t bestI = lowest;
@@ -326,11 +330,11 @@ void FitPolygonWithin(const std::vector<IPoint>& input, std::int64_t reach, Poly
     }
     count[j] = best + 1;
     pen[j] = bestPen;
-    prev[j] = bestI;
+    prev[j] = static_cast<std::uint16_t>(j - bestI);
   }
   std::vector<std::size_t>& idx = w.idx;
   idx.clear();
-  for (std::size_t j = n; j > 0 && idx.size() <= n; j = prev[j]) idx.push_back(prev[j]);
+  for (std::size_t j = n; j > 0 && idx.size() <= n; j -= prev[j]) idx.push_back(j - prev[j]);
   std::reverse(idx.begin(), idx.end());  // vertex boundary indexes, idx[0] == 0
   const std::size_t m = idx.size();
   auto at = [&](std::size_t k) -> const IPoint& { return up[k]; };

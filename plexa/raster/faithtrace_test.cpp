@@ -6,11 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <map>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "bench/glyph_paths.h"
@@ -295,17 +297,29 @@ TEST(FaithfulTrace, PackedBitsAndGreyLevelsReadTheSamePixels) {
         opt.threshold = t;
         opt.invert = invert;
         CFaithfulTrace& trace = kept.try_emplace({t, invert}, opt).first->second;
-        CPolyPolyBezier fromGrey, fromBits;
+        CPolyPolyBezier fromGrey, fromBits, fromRows;
         ASSERT_TRUE(trace.Trace(grey, w, h, w, fromGrey));
         ASSERT_TRUE(trace.TraceBits(bits, w, h, stride, fromBits));
-        ASSERT_EQ(fromGrey.GetSize(), ref.paths.GetSize()) << w << " " << t << " " << invert;
-        ASSERT_EQ(fromBits.GetSize(), ref.paths.GetSize()) << w << " " << t << " " << invert;
-        for (int i = 0; i < ref.paths.GetSize(); ++i) {
-          ASSERT_EQ(fromGrey[i].GetSize(), ref.paths[i].GetSize());
-          ASSERT_EQ(fromBits[i].GetSize(), ref.paths[i].GetSize());
-          for (INT_PTR k = 0; k < ref.paths[i].GetSize(); ++k) {
-            EXPECT_EQ(fromGrey[i][k].anchor, ref.paths[i][k].anchor);
-            EXPECT_EQ(fromBits[i][k].anchor, ref.paths[i][k].anchor);
+        int calls = 0;  // all rows at once, packed without the stride's gaps
+        ASSERT_TRUE(trace.TraceBitRows(
+            w, h,
+            [&](std::span<std::uint8_t> rows) {
+              ++calls;
+              const std::size_t n = static_cast<std::size_t>(w + 7) / 8;
+              EXPECT_EQ(rows.size(), n * h);
+              for (int y = 0; y < h; ++y)
+                std::copy_n(bits.begin() + static_cast<std::ptrdiff_t>(y) * stride, n,
+                            rows.begin() + static_cast<std::ptrdiff_t>(y * n));
+              return true;
+            },
+            fromRows));
+        EXPECT_EQ(calls, 1);
+        for (const CPolyPolyBezier* got : {&fromGrey, &fromBits, &fromRows}) {
+          ASSERT_EQ(got->GetSize(), ref.paths.GetSize()) << w << " " << t << " " << invert;
+          for (int i = 0; i < ref.paths.GetSize(); ++i) {
+            ASSERT_EQ((*got)[i].GetSize(), ref.paths[i].GetSize());
+            for (INT_PTR k = 0; k < ref.paths[i].GetSize(); ++k)
+              EXPECT_EQ((*got)[i][k].anchor, ref.paths[i][k].anchor);
           }
         }
       }
@@ -315,6 +329,18 @@ TEST(FaithfulTrace, PackedBitsAndGreyLevelsReadTheSamePixels) {
   const std::vector<std::uint8_t> few(3, 0xFF);
   EXPECT_FALSE(trace.TraceBits(few, 16, 2, 2, out));  // shorter than two rows
   EXPECT_FALSE(trace.TraceBits(few, 16, 1, 1, out));  // stride shorter than a row
+  // A reader that gives up fails the trace.
+  auto fill = [](bool ok) {
+    return [ok](std::span<std::uint8_t> rows) {
+      std::fill(rows.begin(), rows.end(), 0xFF);
+      return ok;
+    };
+  };
+  EXPECT_TRUE(trace.TraceBitRows(16, 2, fill(true), out));
+  EXPECT_EQ(out.GetSize(), 1);
+  EXPECT_FALSE(trace.TraceBitRows(16, 3, fill(false), out));
+  EXPECT_EQ(out.GetSize(), 0);
+  EXPECT_TRUE(trace.Tree().empty());
 }
 
 }  // namespace

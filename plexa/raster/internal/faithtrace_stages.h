@@ -107,7 +107,10 @@ struct Sums {
 struct PolygonWork {
   std::vector<IPoint> points;
   std::vector<std::uint8_t> dirs;
-  std::vector<std::size_t> nextCorner, lon, prev, idx;
+  // Distances forward (next corner, farthest edge end) and back (previous vertex), each at most
+  // a little over the longest edge: two bytes a point instead of eight.
+  std::vector<std::uint16_t> nextCorner, lon, prev;
+  std::vector<std::size_t> idx;
   std::vector<Sums> sums;
   std::vector<int> count;
   std::vector<double> pen;
